@@ -1,0 +1,53 @@
+# The commands of every day. Each installs what it needs, says what it is doing, and asks nothing.
+
+.PHONY: help run test bench format tidy coverage clean
+.DEFAULT_GOAL := help
+.NOTPARALLEL:
+
+example := examples/web-tier.yaml
+folders := OruPostcardTelemetry platform agent rules-client statedb cli tests bench
+
+help:
+	@echo 'make run       build (optimised) and compile the example policy, $(example)'
+	@echo 'make test      build with every warning an error, and run all tests'
+	@echo 'make bench     build the benchmarks (optimised) and run them'
+	@echo 'make format    lay out the sources with clang-format'
+	@echo 'make tidy      run clang-tidy over the sources'
+	@echo 'make coverage  run the tests and report the lines they reach'
+	@echo 'make clean     remove everything that was built'
+
+run:
+	@scripts/install-dependencies run
+	@scripts/build --target postcard release
+	@echo '==> postcard compile $(example)'
+	@build/release/bin/postcard compile $(example)
+
+test:
+	@scripts/install-dependencies test
+	@scripts/build dev
+	@echo '==> testing (dev)'
+	@ctest --preset dev
+
+bench:
+	@scripts/install-dependencies bench
+	@scripts/build release -DPOSTCARD_BUILD_BENCH=ON
+	@echo '==> benchmarking (release)'
+	@if [ -x bench/run ]; then bench/run build/release; \
+	else for program in build/release/bin/bench-*; do "$$program" || exit; done; fi
+
+format:
+	@scripts/install-dependencies ci
+	@echo '==> formatting'
+	@find $(wildcard $(folders)) -name '*.h' -o -name '*.cpp' | xargs -r clang-format-16 -i
+
+tidy:
+	@scripts/install-dependencies ci
+	@scripts/check-tidy
+
+coverage:
+	@scripts/install-dependencies ci
+	@scripts/check-coverage
+
+clean:
+	@echo '==> removing build/'
+	@rm -rf build

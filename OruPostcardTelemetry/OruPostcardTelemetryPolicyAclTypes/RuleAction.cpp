@@ -1,0 +1,18 @@
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RuleAction.h"
+
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+void RuleAction::copy(const RuleAction& other) {
+   RINGLOG_ENTRY();
+   for (const auto& member : other.action()) {
+      actionIs(member.key());
+   }
+}
+
+Pello::Ptr<RuleAction> ruleActionFactory() {
+   return new RuleAction;
+}
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,17 @@
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RuleConfig.h"
+
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+void RuleConfig::copy(const RuleConfig& other) {
+   RINGLOG_ENTRY();
+   ruleFilterIs()->copy(*other.ruleFilter());
+   ruleActionIs()->copy(*other.ruleAction());
+}
+
+Pello::Ptr<RuleConfig> ruleConfigFactory(const Pello::String& name) {
+   return new RuleConfig{name};
+}
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,50 @@
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RuleFilter.h"
+
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+const Orlix::IpGenPrefix& anyPrefix() {
+   static const Orlix::IpGenPrefix prefix{"0.0.0.0/0"};
+   return prefix;
+}
+
+void RuleFilter::copy(const RuleFilter& other) {
+   RINGLOG_ENTRY();
+   sourceIs(other.source());
+   destinationIs(other.destination());
+   copyPorts(other);
+   protoIs(other.proto());
+   if (other.sampleDataAndMask() != nullptr) {
+      copySample(*other.sampleDataAndMask());
+   }
+   if (other.tcpFlagAndMask() != Classification::TcpFlagAndMask{}) {
+      tcpFlagAndMaskIs(other.tcpFlagAndMask());
+   }
+}
+
+void RuleFilter::copyPorts(const RuleFilter& other) {
+   if (other.sportDataMaskValid()) {
+      sportDataMaskValidIs(true);
+      sportDataMaskIs(other.sportDataMask());
+   }
+   if (other.dportDataMaskValid()) {
+      dportDataMaskValidIs(true);
+      dportDataMaskIs(other.dportDataMask());
+   }
+}
+
+void RuleFilter::copySample(const Classification::TcpUdpCheckSumOrIpId& other) {
+   // One string for all copies, so that none is allocated per rule.
+   static const Pello::String name{"sampleDataAndMask"};
+   const Pello::Ptr<Classification::TcpUdpCheckSumOrIpId> sample = sampleDataAndMaskIs(name);
+   sample->dataIs(other.data());
+   sample->maskIs(other.mask());
+   sample->versionIs(other.version());
+}
+
+Pello::Ptr<RuleFilter> ruleFilterFactory() {
+   return new RuleFilter;
+}
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,198 @@
+# One call per folder. Each function takes the *.cpp of the folder it is called in (not of its subfolders):
+#
+#   postcard_library(<Name> [STATIC] [DEPENDS ...] [PRIVATE_DEPENDS ...])
+#   postcard_module(<Name> [SOURCES ...] [DEPENDS ...] EXPORTS symbol...)
+#   postcard_executable(<Name> [DEPENDS ...])
+#   postcard_test(<Name> [DEPENDS ...])             executable and target test-<Name>, ctest test <Name>
+#   postcard_benchmark(<Name> [DEPENDS ...])        executable and target bench-<Name>
+#   postcard_fuzzer(<Name> [DEPENDS ...])           executable and target fuzz-<Name>
+#   postcard_add_folders([<folder>...])             those that have a CMakeLists.txt; without names all
+#
+# DEPENDS may also name modules and executables: they are built first, and not linked.
+
+function(postcard_sources result)
+   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
+   set(${result} "${sources}" PARENT_SCOPE)
+endfunction()
+
+# Includes are written from the project root, or from platform/ where the operating system's own would be.
+function(postcard_configure name visibility)
+   target_include_directories(${name} ${visibility}
+      "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/platform")
+   if(NOT visibility STREQUAL INTERFACE)
+      target_link_libraries(${name} PRIVATE postcard-warnings)
+   endif()
+endfunction()
+
+# Links what can be linked and orders the build after the rest. Runs when every folder has been read, since
+# folders are read in no particular order.
+function(postcard_depend name visibility)
+   foreach(item IN LISTS ARGN)
+      set(kind "")
+      if(TARGET ${item})
+         get_target_property(kind ${item} TYPE)
+      else()
+         set_property(GLOBAL APPEND PROPERTY POSTCARD_UNKNOWN "${name} -> ${item}")
+      endif()
+      if(kind STREQUAL "MODULE_LIBRARY" OR kind STREQUAL "EXECUTABLE" OR kind STREQUAL "UTILITY")
+         add_dependencies(${name} ${item})
+      else()
+         target_link_libraries(${name} ${visibility} ${item})
+      endif()
+   endforeach()
+endfunction()
+
+function(postcard_depend_later name visibility)
+   if(ARGN)
+      cmake_language(EVAL CODE
+         "cmake_language(DEFER DIRECTORY [[${PROJECT_SOURCE_DIR}]]
+             CALL postcard_depend [[${name}]] [[${visibility}]] ${ARGN})")
+   endif()
+endfunction()
+
+# A name that nobody has declared fails at the link; this says so before.
+function(postcard_report_unknown_targets)
+   cmake_language(DEFER CALL postcard_report_unknown_targets_now)
+endfunction()
+
+function(postcard_report_unknown_targets_now)
+   get_property(unknown GLOBAL PROPERTY POSTCARD_UNKNOWN)
+   foreach(edge IN LISTS unknown)
+      message(WARNING "DEPENDS names a target that does not exist: ${edge}")
+   endforeach()
+endfunction()
+
+function(postcard_add_folders)
+   set(folders ${ARGN})
+   if(NOT folders)
+      file(GLOB lists RELATIVE "${CMAKE_CURRENT_SOURCE_DIR}" CONFIGURE_DEPENDS "*/CMakeLists.txt")
+      list(TRANSFORM lists REPLACE "/CMakeLists.txt$" "" OUTPUT_VARIABLE folders)
+   endif()
+   foreach(folder IN LISTS folders)
+      if(EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/CMakeLists.txt")
+         add_subdirectory("${folder}")
+      endif()
+   endforeach()
+endfunction()
+
+function(postcard_library name)
+   cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "DEPENDS;PRIVATE_DEPENDS")
+   postcard_sources(sources)
+   if(NOT sources)
+      add_library(${name} INTERFACE)
+      postcard_configure(${name} INTERFACE)
+      postcard_depend_later(${name} INTERFACE ${arg_DEPENDS} ${arg_PRIVATE_DEPENDS})
+      return()
+   endif()
+   if(arg_STATIC)
+      add_library(${name} STATIC ${sources})
+   else()
+      add_library(${name} SHARED ${sources})
+      set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
+   endif()
+   postcard_configure(${name} PUBLIC)
+   postcard_depend_later(${name} PUBLIC ${arg_DEPENDS})
+   postcard_depend_later(${name} PRIVATE ${arg_PRIVATE_DEPENDS})
+endfunction()
+
+# A module for the run-time loader, <build>/lib/postcard/<Name>.so. It exports EXPORTS and nothing else; a
+# symbol of them that no source and no static library defines is a link error. SOURCES are taken as given,
+# none by default: the static libraries among DEPENDS give what the exported symbols need.
+function(postcard_module name)
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;DEPENDS;EXPORTS")
+   if(NOT arg_EXPORTS)
+      message(FATAL_ERROR "postcard_module(${name}): EXPORTS is missing")
+   endif()
+   list(JOIN arg_EXPORTS "; " symbols)
+   set(script "${CMAKE_CURRENT_BINARY_DIR}/${name}.map")
+   file(CONFIGURE OUTPUT "${script}" CONTENT "{ global: ${symbols}; local: *; };\n")
+   if(NOT arg_SOURCES)
+      set(arg_SOURCES "${CMAKE_CURRENT_BINARY_DIR}/${name}.empty.cpp")
+      file(CONFIGURE OUTPUT "${arg_SOURCES}" CONTENT "// Everything comes from the libraries.\n")
+   endif()
+   add_library(${name} MODULE ${arg_SOURCES})
+   set_target_properties(${name} PROPERTIES
+      PREFIX ""
+      LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib/postcard"
+      INSTALL_RPATH "$ORIGIN/.."
+      LINK_DEPENDS "${script}")
+   target_link_options(${name} PRIVATE "-Wl,--version-script=${script}")
+   foreach(symbol IN LISTS arg_EXPORTS)
+      target_link_options(${name} PRIVATE "-Wl,--require-defined=${symbol}")
+   endforeach()
+   postcard_configure(${name} PRIVATE)
+   postcard_depend_later(${name} PRIVATE ${arg_DEPENDS})
+endfunction()
+
+function(postcard_plain_executable name sources)
+   add_executable(${name} ${sources})
+   set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../lib")
+   postcard_configure(${name} PRIVATE)
+   postcard_depend_later(${name} PRIVATE ${ARGN})
+endfunction()
+
+function(postcard_executable name)
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+   postcard_sources(sources)
+   postcard_plain_executable(${name} "${sources}" ${arg_DEPENDS})
+endfunction()
+
+# The places a test or benchmark needs: sources (golden files, examples), libraries and modules, programs.
+function(postcard_add_places name)
+   target_compile_definitions(${name} PRIVATE
+      POSTCARD_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+      POSTCARD_LIB_DIR="${PROJECT_BINARY_DIR}/lib"
+      POSTCARD_MODULE_DIR="${PROJECT_BINARY_DIR}/lib/postcard"
+      POSTCARD_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
+   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+endfunction()
+
+# GoogleTest and RapidCheck are linked; main() is GoogleTest's unless the folder has a main.cpp.
+function(postcard_test name)
+   if(NOT POSTCARD_BUILD_TESTS)
+      return()
+   endif()
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+   postcard_sources(sources)
+   if(NOT sources)
+      message(WARNING "postcard_test(${name}): no *.cpp in ${CMAKE_CURRENT_SOURCE_DIR}")
+      return()
+   endif()
+   postcard_plain_executable(test-${name} "${sources}" ${arg_DEPENDS})
+   postcard_add_places(test-${name})
+   target_link_libraries(test-${name} PRIVATE postcard::rapidcheck postcard::gtest)
+   if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/main.cpp")
+      target_link_libraries(test-${name} PRIVATE GTest::gtest_main)
+   endif()
+   # Death tests run the binary anew: forking a process that has threads or open rings proves little.
+   add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe)
+   set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+endfunction()
+
+function(postcard_benchmark name)
+   if(NOT POSTCARD_BUILD_BENCH)
+      return()
+   endif()
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+   postcard_sources(sources)
+   postcard_plain_executable(bench-${name} "${sources}" ${arg_DEPENDS})
+   postcard_add_places(bench-${name})
+   target_link_libraries(bench-${name} PRIVATE postcard::benchmark)
+   if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/main.cpp")
+      target_link_libraries(bench-${name} PRIVATE benchmark::benchmark_main)
+   endif()
+endfunction()
+
+function(postcard_fuzzer name)
+   if(NOT POSTCARD_BUILD_FUZZ)
+      return()
+   endif()
+   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      message(FATAL_ERROR "Fuzz targets need clang: use the preset fuzz.")
+   endif()
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+   postcard_sources(sources)
+   postcard_plain_executable(fuzz-${name} "${sources}" ${arg_DEPENDS})
+   postcard_add_places(fuzz-${name})
+   target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
+endfunction()

@@ -1,0 +1,52 @@
+# How everything is compiled and where it is put: language, output folders, warnings, sanitizers, ccache.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+# Everything runs in place: libraries are found relative to whoever needs them, so a build folder can move.
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+if(POSTCARD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+   find_program(POSTCARD_CCACHE_PROGRAM ccache)
+   mark_as_advanced(POSTCARD_CCACHE_PROGRAM)
+   if(POSTCARD_CCACHE_PROGRAM)
+      # Build folders share results: the folder's own name enters nothing but the debug information.
+      set(CMAKE_CXX_COMPILER_LAUNCHER
+          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "${POSTCARD_CCACHE_PROGRAM}")
+   endif()
+endif()
+
+# Calls inside one shared library need not expect that somebody replaces the callee from outside.
+add_compile_options(-fno-semantic-interposition)
+
+if(POSTCARD_SANITIZE)
+   add_compile_options("-fsanitize=${POSTCARD_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
+   add_link_options("-fsanitize=${POSTCARD_SANITIZE}")
+else()
+   # A symbol that no dependency defines is found when linking. Sanitizers leave theirs to the executable.
+   string(APPEND CMAKE_SHARED_LINKER_FLAGS " -Wl,-z,defs")
+   string(APPEND CMAKE_MODULE_LINKER_FLAGS " -Wl,-z,defs")
+endif()
+
+add_library(postcard-warnings INTERFACE)
+target_compile_options(postcard-warnings INTERFACE
+   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+   -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wcast-qual -Wextra-semi -Wformat=2
+   -Wimplicit-fallthrough -Wunused -Wredundant-decls -Wvla -Wmissing-declarations
+   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
+   $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>
+   $<$<CXX_COMPILER_ID:GNU>:-Wsuggest-override>
+   $<$<CXX_COMPILER_ID:GNU>:-Wcomma-subscript>
+   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> # reports "text" + std::string in its own library (gcc 12)
+   $<$<CXX_COMPILER_ID:Clang>:-Winconsistent-missing-override>
+   $<$<BOOL:${POSTCARD_WERROR}>:-Werror>)

@@ -1,0 +1,11 @@
+// `typeModule`: the types of this library, for the framework's registry.
+#pragma once
+
+#include "Kiv/TypeData.h"
+
+namespace Acl {
+
+// Valid until the library is unloaded. Registering it is the caller's business.
+const Kiv::TypeModule& typeModule();
+
+} // namespace Acl

@@ -1,0 +1,28 @@
+// `NumericalRange`: a closed range of numbers, such as protocol numbers or ports.
+#pragma once
+
+#include "Kiv/Value.h"
+
+#include <compare>
+
+namespace Classification {
+
+class NumericalRange : public Kiv::Value<NumericalRange> {
+   KIV_VALUE(NumericalRange, "Classification::NumericalRange");
+   KIV_FIELD(1, U32, low);
+   KIV_FIELD(2, U32, high);
+
+ public:
+   NumericalRange() = default;
+   NumericalRange(U32 low, U32 high) : low_{low}, high_{high} {}
+   explicit NumericalRange(std::string_view text)
+      : NumericalRange{Kiv::parseValue<NumericalRange>(text)} {}
+
+   // By the lower bound, then by the upper one.
+   friend std::strong_ordering operator<=>(const NumericalRange& a, const NumericalRange& b) {
+      const auto byLow = a.low_ <=> b.low_;
+      return byLow != 0 ? byLow : a.high_ <=> b.high_;
+   }
+};
+
+} // namespace Classification

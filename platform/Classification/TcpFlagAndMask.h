@@ -1,0 +1,47 @@
+// `TcpFlagAndMask`: which TCP flags are looked at, and how they must stand.
+#pragma once
+
+#include "Kiv/Value.h"
+
+#include <compare>
+
+namespace Classification {
+
+// The flag byte of a TCP header (RFC 9293, section 3.1): FIN is bit 0, SYN 1, RST 2, PSH 3, ACK 4,
+// URG 5, ECE 6, CWR 7.
+class TcpFlags : public Kiv::Value<TcpFlags> {
+   KIV_VALUE(TcpFlags, "Classification::TcpFlags");
+   KIV_FIELD(1, U8, value);
+
+ public:
+   TcpFlags() = default;
+   explicit TcpFlags(U8 value) : value_{value} {}
+   explicit TcpFlags(std::string_view text) : TcpFlags{Kiv::parseValue<TcpFlags>(text)} {}
+
+   friend auto operator<=>(const TcpFlags& a, const TcpFlags& b) { return a.value_ <=> b.value_; }
+};
+
+// A packet matches when its flags under `tcpFlagMask` read as `tcpFlag`. Both zero: no match is
+// configured.
+class TcpFlagAndMask : public Kiv::Value<TcpFlagAndMask> {
+   KIV_VALUE(TcpFlagAndMask, "Classification::TcpFlagAndMask");
+   KIV_FIELD(1, TcpFlags, tcpFlag);
+   KIV_FIELD(2, TcpFlags, tcpFlagMask);
+
+ public:
+   TcpFlagAndMask() = default;
+   TcpFlagAndMask(TcpFlags tcpFlag, TcpFlags tcpFlagMask)
+      : tcpFlag_{tcpFlag}, tcpFlagMask_{tcpFlagMask} {}
+   TcpFlagAndMask(U8 tcpFlag, U8 tcpFlagMask)
+      : TcpFlagAndMask{TcpFlags{tcpFlag}, TcpFlags{tcpFlagMask}} {}
+   explicit TcpFlagAndMask(std::string_view text)
+      : TcpFlagAndMask{Kiv::parseValue<TcpFlagAndMask>(text)} {}
+
+   // By the flags, then by the mask.
+   friend std::strong_ordering operator<=>(const TcpFlagAndMask& a, const TcpFlagAndMask& b) {
+      const auto byFlag = a.tcpFlag_ <=> b.tcpFlag_;
+      return byFlag != 0 ? byFlag : a.tcpFlagMask_ <=> b.tcpFlagMask_;
+   }
+};
+
+} // namespace Classification

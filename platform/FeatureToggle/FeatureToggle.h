@@ -1,0 +1,29 @@
+// `getToggleState`: whether a feature is on. Relies on JSON files that declare toggles:
+//
+//   { "toggles": { "FeatureName": { "default": true } } }
+//
+// Every call reads the file anew; who needs an answer that lasts keeps it. All functions may be
+// called by several threads.
+#pragma once
+
+#include "Pello/Types.h"
+
+#include <filesystem>
+#include <string_view>
+
+namespace FeatureToggle {
+
+// 1 when the toggle `name` is on, else 0. Decided by the first that knows it: an override, the file
+// `toggleFile` in the toggle directory, `defaultState`. A file that is there but cannot be used is
+// passed over, after one line on standard error that names it and says why.
+U32 getToggleState(std::string_view name, std::string_view toggleFile, bool defaultState);
+
+// Where toggle files are looked up; an empty path means the folder of this library, where they are
+// at first.
+void toggleDirectoryIs(const std::filesystem::path& directory);
+
+// Decides a toggle whatever the files say, from the next `getToggleState` on.
+void toggleOverrideIs(std::string_view name, bool on);
+void toggleOverridesDelAll();
+
+} // namespace FeatureToggle

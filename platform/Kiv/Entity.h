@@ -1,0 +1,215 @@
+// `Entity`: the base of framework objects, and the declarations of their attributes. One line per
+// attribute gives the accessor, the setters, the row from which text, reflection and copy are made,
+// and the publication of its changes. The macros only make names; the templates below do the work.
+//
+//   class Lamp : public Kiv::Entity {
+//      KIV_ENTITY(Lamp, Kiv::Entity, "House::Lamp");
+//      KIV_PUBLISHED;
+//      KIV_CONSTANT(130, Pello::String, name);
+//      KIV_ATTRIBUTE(131, U8, brightness);
+//    public:
+//      explicit Lamp(Pello::String name) : name_{std::move(name)} {}
+//   };
+//
+// and, in the source of the library that owns it, `KIV_DEFINE_ENTITY(House::Lamp)`.
+#pragma once
+
+#include "Kiv/Collection.h"
+#include "Kiv/Rows.h"
+#include "Kiv/TypeData.h"
+#include "Pello/AllocationTracker.h"
+#include "Pello/Ptr.h"
+#include "Pello/Publisher.h"
+#include "Pello/String.h"
+#include "Pello/Types.h"
+
+#include <concepts>
+#include <cstddef>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace Kiv {
+
+// How many identifiers each level of inheritance has for itself.
+inline constexpr U16 rowsPerLevel = 128;
+
+class Entity : public Pello::Counted {
+ public:
+   // The attributes of a class that derives from this one begin at 130, of its derivatives at 258.
+   static constexpr U16 kivFirstRow = 2;
+   static constexpr bool kivPublished = false;
+
+   ~Entity() override;
+   // Where changes of this object are published; null for a type that publishes nothing. The
+   // object owns it.
+   virtual Pello::Publisher* publisher() const;
+   // This object's type.
+   virtual const TypeData& typeData() const = 0;
+
+ protected:
+   Entity() = default;
+};
+
+// Reports changes of the collection `id` of `owner` to its publisher.
+template <U16 id, class Owner>
+auto collectionReport(const Owner& owner) {
+   static_assert(isInTable<Owner, id>(), "the attribute has no row in the type's table");
+   if constexpr (Owner::kivPublished) {
+      return [&owner](const auto& key, const auto* old) {
+         owner.publisher()->publish({id, Pello::ValueView{key},
+                                     old == nullptr ? Pello::ValueView{} : Pello::ValueView{*old}});
+      };
+   } else {
+      return NoReport{};
+   }
+}
+
+// Stores `value`. A published owner reports an effective change while the old value still exists.
+template <U16 id, class Owner, class T>
+void setAttribute(Owner& owner, T& stored, T value) {
+   static_assert(isInTable<Owner, id>(), "the attribute has no row in the type's table");
+   if constexpr (Owner::kivPublished) {
+      if (stored == value) {
+         return;
+      }
+      const T old = std::exchange(stored, std::move(value));
+      owner.publisher()->publish({id, {}, Pello::ValueView{old}});
+   } else {
+      stored = std::move(value);
+   }
+}
+
+// The child, made when there is none.
+template <U16 id, class Owner, class T>
+Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored) {
+   if (stored != nullptr) {
+      return stored;
+   }
+   // Held here: a subscriber may unlink the new child, or let go of the owner.
+   const Pello::Ptr<T> made{new T{}};
+   setAttribute<id>(owner, stored, made);
+   return made;
+}
+
+// The child of the key `name`, made when there is none; a child of another key is replaced.
+template <U16 id, class Owner, class T>
+Pello::Ptr<T> instantiateNamedChild(Owner& owner, Pello::Ptr<T>& stored,
+                                    const Pello::String& name) {
+   if (stored != nullptr && stored->name() == name) {
+      return stored;
+   }
+   const Pello::Ptr<T> made{new T{name}};
+   setAttribute<id>(owner, stored, made);
+   return made;
+}
+
+// Unlinks the child and hands it over.
+template <U16 id, class Owner, class T>
+Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
+   Pello::Ptr<T> removed = stored;
+   setAttribute<id>(owner, stored, Pello::Ptr<T>{});
+   return removed;
+}
+
+} // namespace Kiv
+
+// Opens an entity class: counted references, allocation through the type's tracker, its
+// descriptor. `qualifiedName` is what texts show.
+#define KIV_ENTITY(Type, Base, qualifiedName)                                                      \
+ public:                                                                                           \
+   using Ptr = Pello::Ptr<Type>;                                                                   \
+   using PtrConst = Pello::Ptr<const Type>;                                                        \
+   using KivBase = Base;                                                                           \
+   static constexpr std::string_view kivTypeName = qualifiedName;                                  \
+   static constexpr const char* kivClassName = #Type;                                              \
+   static constexpr U16 kivFirstRow = Base::kivFirstRow + Kiv::rowsPerLevel;                       \
+   static Pello::AllocationTracker memAllocationTracker_;                                          \
+   static void* operator new(std::size_t size) { return memAllocationTracker_.allocate(size); }    \
+   static void operator delete(void* memory, std::size_t size) noexcept {                          \
+      memAllocationTracker_.free(memory, size);                                                    \
+   }                                                                                               \
+   static const Kiv::TypeData& kivTypeData();                                                      \
+   const Kiv::TypeData& typeData() const override;                                                 \
+                                                                                                   \
+ private:                                                                                          \
+   using KivSelf = Type
+
+// Gives the type, and what derives from it, a publisher of its own.
+#define KIV_PUBLISHED                                                                              \
+ public:                                                                                           \
+   static constexpr bool kivPublished = true;                                                      \
+   Pello::Publisher* publisher() const override { return &publisher_; }                            \
+                                                                                                   \
+ private:                                                                                          \
+   mutable Pello::Publisher publisher_
+
+// An attribute that only the constructor sets.
+#define KIV_CONSTANT(id, Type, name)                                                               \
+ public:                                                                                           \
+   const Type& name() const { return name##_; }                                                    \
+   KIV_ROW(id, name, constant, Type)                                                                 \
+                                                                                                   \
+ private:                                                                                          \
+   Type name##_ {}
+
+// An attribute with the setter `nameIs`; what follows the name is its default.
+#define KIV_ATTRIBUTE(id, Type, name, ...)                                                         \
+ public:                                                                                           \
+   const Type& name() const { return name##_; }                                                    \
+   void name##Is(Type value) { Kiv::setAttribute<id>(*this, name##_, std::move(value)); }          \
+   KIV_ROW(id, name, value, Type)                                                                  \
+                                                                                                   \
+ private:                                                                                          \
+   Type name##_ { __VA_ARGS__ }
+
+// A part made on demand: `nameIs()` returns the existing one or makes it, `nameDel()` unlinks it.
+#define KIV_CHILD(id, Type, name)                                                                  \
+ public:                                                                                           \
+   const Pello::Ptr<Type>& name() const { return name##_; }                                        \
+   Pello::Ptr<Type> name##Is() { return Kiv::instantiateChild<id>(*this, name##_); }               \
+   Pello::Ptr<Type> name##Del() { return Kiv::removeChild<id>(*this, name##_); }                   \
+   KIV_ROW(id, name, child, Pello::Ptr<Type>)                                                         \
+                                                                                                   \
+ private:                                                                                          \
+   Pello::Ptr<Type> name##_
+
+// The same for a part with a key of its own: `nameIs(key)` replaces a child of another key.
+#define KIV_NAMED_CHILD(id, Type, name)                                                            \
+ public:                                                                                           \
+   const Pello::Ptr<Type>& name() const { return name##_; }                                        \
+   Pello::Ptr<Type> name##Is(const Pello::String& key) {                                           \
+      return Kiv::instantiateNamedChild<id>(*this, name##_, key);                                  \
+   }                                                                                               \
+   Pello::Ptr<Type> name##Del() { return Kiv::removeChild<id>(*this, name##_); }                   \
+   KIV_ROW(id, name, child, Pello::Ptr<Type>)                                                      \
+                                                                                                   \
+ private:                                                                                          \
+   Pello::Ptr<Type> name##_
+
+// A collection, whose type comes last: `name(key)`, `nameIs(…)`, `nameDel(key)`, `nameDelAll()`,
+// `nameHas(key)`, `names()` for the count, `name()` for iteration; for ordered collections also
+// `nameDel(iterator)`.
+#define KIV_COLLECTION(id, name, ...)                                                              \
+ public:                                                                                           \
+   const __VA_ARGS__& name() const { return name##_; }                                             \
+   auto name(const typename __VA_ARGS__::Key& key) const { return name##_.get(key); }              \
+   bool name##Has(const typename __VA_ARGS__::Key& key) const { return name##_.has(key); }         \
+   std::size_t name##s() const { return name##_.size(); }                                          \
+   template <class... Arguments>                                                                   \
+   auto name##Is(const typename __VA_ARGS__::Key& key, Arguments&&... arguments) {                 \
+      return name##_.is(Kiv::collectionReport<id>(*this), key,                                     \
+                        std::forward<Arguments>(arguments)...);                                    \
+   }                                                                                               \
+   auto name##Del(const typename __VA_ARGS__::Key& key) {                                          \
+      return name##_.del(Kiv::collectionReport<id>(*this), key);                                   \
+   }                                                                                               \
+   template <std::same_as<typename __VA_ARGS__::Iterator> At>                                      \
+   auto name##Del(const At& at) {                                                                  \
+      return name##_.del(Kiv::collectionReport<id>(*this), at);                                    \
+   }                                                                                               \
+   void name##DelAll() { name##_.clear(Kiv::collectionReport<id>(*this)); }                        \
+   KIV_ROW(id, name, collection, __VA_ARGS__)                                                      \
+                                                                                                   \
+ private:                                                                                          \
+   __VA_ARGS__ name##_

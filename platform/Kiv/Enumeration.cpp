@@ -1,0 +1,45 @@
+#include "Kiv/Enumeration.h"
+
+#include <algorithm>
+
+namespace Kiv {
+
+namespace {
+
+std::string expectedNames(const EnumTable& table) {
+   std::string names;
+   for (const Enumerator& enumerator : table.enumerators) {
+      names += names.empty() ? "" : ", ";
+      names += enumerator.name;
+   }
+   return names;
+}
+
+} // namespace
+
+std::string enumName(const EnumTable& table, U8 value) {
+   const auto found = std::ranges::find(table.enumerators, value, &Enumerator::value);
+   return found == table.enumerators.end() ? std::to_string(value) : std::string{found->name};
+}
+
+U8 enumByNumber(const EnumTable& table, U32 number) {
+   const auto found = std::ranges::find_if(
+      table.enumerators, [&](const Enumerator& enumerator) { return enumerator.value == number; });
+   if (found == table.enumerators.end()) {
+      throw RangeError{std::string{table.typeName} + " has no enumerator of number " +
+                       std::to_string(number)};
+   }
+   return found->value;
+}
+
+U8 enumByName(const EnumTable& table, std::string_view name) {
+   const auto found = std::ranges::find(table.enumerators, name, &Enumerator::name);
+   if (found == table.enumerators.end()) {
+      throw ParseError{std::string{table.typeName} + " has no enumerator '" + std::string{name} +
+                          "' (expected one of: " + expectedNames(table) + ")",
+                       0};
+   }
+   return found->value;
+}
+
+} // namespace Kiv

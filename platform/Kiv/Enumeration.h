@@ -1,0 +1,79 @@
+// One-byte enumerations known to the framework: `KIV_ENUM` beside the declaration makes the
+// functions, `KIV_DEFINE_ENUM` in the owning library's source gives the names. Relies on the text
+// parser.
+//
+// For an enumeration `Color` with the instance function `ColorInstance`:
+//   stringValue(color)         its name; the number as text for a value without a name
+//   ColorInstance(U32)         the enumerator of a number, RangeError when there is none
+//   ColorInstance(name)        the enumerator of a name, ParseError when there is none
+//   sequenceToValue(text, out) the same from a character range
+//   out << color               writes the name
+#pragma once
+
+#include "Kiv/TextParser.h"
+
+#include <fmt/format.h>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace Kiv {
+
+struct TypeData;
+
+struct Enumerator {
+   U8 value;
+   std::string_view name;
+};
+
+struct EnumTable {
+   std::string_view typeName; // qualified
+   std::span<const Enumerator> enumerators;
+};
+
+template <class E>
+concept Enumeration = std::is_enum_v<E> && requires { kivEnumTable(std::type_identity<E>{}); };
+
+template <Enumeration E>
+const EnumTable& enumTable() {
+   return kivEnumTable(std::type_identity<E>{});
+}
+
+// The name of `value`, or its number when it has none.
+std::string enumName(const EnumTable& table, U8 value);
+// The number of an enumerator; throws RangeError or ParseError when there is none.
+U8 enumByNumber(const EnumTable& table, U32 number);
+U8 enumByName(const EnumTable& table, std::string_view name);
+
+} // namespace Kiv
+
+// Stands at namespace scope in the namespace of the enumeration (of its class, when it is nested).
+#define KIV_ENUM(Enum, instance)                                                                   \
+   const Kiv::EnumTable& kivEnumTable(std::type_identity<Enum>);                                   \
+   const Kiv::TypeData& kivTypeData(std::type_identity<Enum>);                                     \
+   inline std::string stringValue(Enum value) {                                                    \
+      return Kiv::enumName(Kiv::enumTable<Enum>(), static_cast<U8>(value));                        \
+   }                                                                                               \
+   inline Enum instance(U32 number) {                                                              \
+      return static_cast<Enum>(Kiv::enumByNumber(Kiv::enumTable<Enum>(), number));                 \
+   }                                                                                               \
+   inline Enum instance(std::string_view name) {                                                   \
+      return static_cast<Enum>(Kiv::enumByName(Kiv::enumTable<Enum>(), name));                     \
+   }                                                                                               \
+   inline void sequenceToValue(std::string_view text, Enum& out) {                                 \
+      out = instance(text);                                                                        \
+   }                                                                                               \
+   inline std::ostream& operator<<(std::ostream& out, Enum value) {                                \
+      return out << stringValue(value);                                                            \
+   }
+
+template <Kiv::Enumeration E>
+struct fmt::formatter<E> : fmt::formatter<fmt::string_view> {
+   template <class Context>
+   auto format(E value, Context& context) const {
+      const std::string name = Kiv::enumName(Kiv::enumTable<E>(), static_cast<U8>(value));
+      return fmt::formatter<fmt::string_view>::format({name.data(), name.size()}, context);
+   }
+};

@@ -1,0 +1,333 @@
+// The hash collections: `HashMap2018`, entities by a key that they carry, and `HashSet2018`, plain
+// values. Iteration order carries no meaning. Relies on Boost's flat hash tables; what is ours is
+// the interface and that a table remembers the whole hash, so that growing never looks at a key.
+#pragma once
+
+#include "Kiv/Collection.h"
+#include "Kiv/ValueOps.h"
+#include "Pello/Ptr.h"
+
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <concepts>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace Kiv {
+
+namespace Detail {
+
+// The hash is in the slot already; using it as it is keeps look-ups cheap.
+struct StoredHash {
+   using is_avalanching = void;
+   using is_transparent = void;
+   template <class Slot>
+   std::size_t operator()(const Slot& slot) const noexcept {
+      return slot.hash;
+   }
+};
+
+// Removes what a hash collection holds, each by its key. The keys are collected first: finding the
+// first element of an emptying table again and again would cost the square of its size. What a
+// reporter adds meanwhile goes too.
+template <class Collection, class Report>
+void clearByKey(Collection& collection, Report& report) {
+   while (!collection.empty()) {
+      std::vector<typename Collection::Key> keys;
+      keys.reserve(collection.size());
+      for (const auto& at : collection) {
+         keys.push_back(at.key());
+      }
+      for (const auto& key : keys) {
+         collection.del(report, key);
+      }
+   }
+}
+
+} // namespace Detail
+
+// Entities of type `Element`, instantiated by the collection and keyed by what their accessor
+// `Element::key` returns, which must never change. `seed` is the collection's hash constant.
+template <class KeyType, class Element, auto keyOf, U64 seed>
+class HashMap2018 {
+   struct Slot {
+      U64 hash;
+      Pello::Ptr<Element> element;
+   };
+   struct Sought {
+      U64 hash;
+      const KeyType& key;
+   };
+   struct SameKey {
+      using is_transparent = void;
+      static const KeyType& key(const Slot& slot) { return (slot.element.get()->*keyOf)(); }
+      static const KeyType& key(const Sought& sought) { return sought.key; }
+      template <class A, class B>
+      bool operator()(const A& a, const B& b) const {
+         return a.hash == b.hash && key(a) == key(b);
+      }
+   };
+   using Table = boost::unordered_flat_set<Slot, Detail::StoredHash, SameKey>;
+
+ public:
+   using Key = KeyType;
+   using Value = Element;
+
+   // Walks the elements; valid until the collection changes.
+   class Iterator {
+    public:
+      using difference_type = std::ptrdiff_t;
+      using value_type = Iterator;
+      explicit Iterator(typename Table::const_iterator at) : at_{at} {}
+      const Key& key() const { return (at_->element.get()->*keyOf)(); }
+      const Pello::Ptr<Element>& value() const { return at_->element; }
+      Element* operator->() const { return at_->element.get(); }
+      const Iterator& operator*() const { return *this; }
+      Iterator& operator++() {
+         ++at_;
+         return *this;
+      }
+      friend bool operator==(const Iterator& a, const Iterator& b) { return a.at_ == b.at_; }
+
+    private:
+      typename Table::const_iterator at_;
+   };
+
+   std::size_t size() const noexcept { return table_.size(); }
+   bool empty() const noexcept { return table_.empty(); }
+   Iterator begin() const { return Iterator{table_.begin()}; }
+   Iterator end() const { return Iterator{table_.end()}; }
+   bool has(const Key& key) const { return table_.contains(Sought{hashOf(key, seed), key}); }
+
+   // The element under `key`, or null.
+   Pello::Ptr<Element> get(const Key& key) const {
+      const auto found = table_.find(Sought{hashOf(key, seed), key});
+      return found == table_.end() ? nullptr : found->element;
+   }
+
+   // The element under `key`; made from the key and `arguments` when there is none. Never replaces.
+   template <class Report, class... Arguments>
+      requires std::constructible_from<Element, const Key&, Arguments...>
+   Pello::Ptr<Element> is(Report&& report, const Key& key, Arguments&&... arguments) {
+      const U64 hash = hashOf(key, seed);
+      const auto found = table_.find(Sought{hash, key});
+      if (found != table_.end()) {
+         return found->element;
+      }
+      Pello::Ptr<Element> element{new Element{key, std::forward<Arguments>(arguments)...}};
+      table_.insert(Slot{hash, element});
+      report((element.get()->*keyOf)(), static_cast<const Pello::Ptr<Element>*>(nullptr));
+      return element;
+   }
+
+   // Stores an element that was made elsewhere under the key that it carries, in place of the one
+   // that was there.
+   template <class Report>
+   void put(Report&& report, const Pello::Ptr<Element>& element) {
+      const Key& key = (element.get()->*keyOf)();
+      const U64 hash = hashOf(key, seed);
+      const auto found = table_.find(Sought{hash, key});
+      if (found == table_.end()) {
+         table_.insert(Slot{hash, element});
+         report(key, static_cast<const Pello::Ptr<Element>*>(nullptr));
+      } else if (found->element != element) {
+         const Pello::Ptr<Element> old = found->element;
+         table_.erase(found);
+         table_.insert(Slot{hash, element});
+         report(key, &old);
+      }
+   }
+
+   // Removes the element under `key` and hands it to the caller; null when there is none.
+   template <class Report>
+   Pello::Ptr<Element> del(Report&& report, const Key& key) {
+      const auto found = table_.find(Sought{hashOf(key, seed), key});
+      if (found == table_.end()) {
+         return nullptr;
+      }
+      Pello::Ptr<Element> element = found->element;
+      table_.erase(found);
+      report((element.get()->*keyOf)(), &element);
+      return element;
+   }
+
+   // Removes the elements one by one; all at once when nobody watches.
+   template <class Report>
+   void clear(Report&& report) {
+      if constexpr (isWatched<Report>) {
+         Detail::clearByKey(*this, report);
+      } else {
+         // An element that reaches this collection on its way out finds it empty.
+         const Table removed = std::exchange(table_, Table{});
+      }
+   }
+
+   // Makes room for `count` elements in all.
+   void reserve(std::size_t count) { table_.reserve(count); }
+
+ private:
+   Table table_;
+};
+
+namespace Detail {
+
+// Values of any hashable type.
+template <class T>
+struct SetHash {
+   using is_avalanching = void;
+   U64 seed;
+   std::size_t operator()(const T& value) const { return hashOf(value, seed); }
+};
+
+template <class T>
+class FlatSet {
+   using Table = boost::unordered_flat_set<T, SetHash<T>>;
+
+ public:
+   using Iterator = typename Table::const_iterator;
+   explicit FlatSet(U64 seed) : table_{0, SetHash<T>{seed}} {}
+   std::size_t size() const noexcept { return table_.size(); }
+   Iterator begin() const { return table_.begin(); }
+   Iterator end() const { return table_.end(); }
+   bool has(const T& value) const { return table_.contains(value); }
+   bool insert(const T& value) { return table_.insert(value).second; }
+   void clear() { table_.clear(); }
+   bool erase(const T& value) { return table_.erase(value) != 0; }
+
+ private:
+   Table table_;
+};
+
+// One-byte enumerations with numbers below 64 fit one word: no hashing, no allocation.
+template <class E>
+class WordSet {
+ public:
+   class Iterator {
+    public:
+      using difference_type = std::ptrdiff_t;
+      using value_type = E;
+      explicit Iterator(U64 left) : left_{left} {}
+      E operator*() const { return static_cast<E>(__builtin_ctzll(left_)); }
+      Iterator& operator++() {
+         left_ &= left_ - 1;
+         return *this;
+      }
+      friend bool operator==(const Iterator& a, const Iterator& b) { return a.left_ == b.left_; }
+
+    private:
+      U64 left_;
+   };
+   explicit WordSet(U64 /*seed*/) {}
+   std::size_t size() const noexcept {
+      return static_cast<std::size_t>(__builtin_popcountll(bits_));
+   }
+   Iterator begin() const { return Iterator{bits_}; }
+   Iterator end() const { return Iterator{0}; }
+   bool has(E value) const { return fits(value) && (bits_ & bit(value)) != 0; }
+   bool insert(E value) {
+      if (!fits(value)) {
+         throw RangeError{"a set of " + std::string{enumTable<E>().typeName} +
+                          " holds numbers from 0 to 63, not " +
+                          std::to_string(static_cast<U8>(value))};
+      }
+      const U64 before = std::exchange(bits_, bits_ | bit(value));
+      return bits_ != before;
+   }
+   void clear() { bits_ = 0; }
+   bool erase(E value) {
+      const U64 before = std::exchange(bits_, bits_ & ~(fits(value) ? bit(value) : 0));
+      return bits_ != before;
+   }
+
+ private:
+   static bool fits(E value) { return static_cast<U8>(value) < 64; }
+   static U64 bit(E value) { return U64{1} << static_cast<U8>(value); }
+   U64 bits_ = 0;
+};
+
+template <class T>
+struct SetOf {
+   using Type = FlatSet<T>;
+};
+template <class T>
+   requires std::is_enum_v<T>
+struct SetOf<T> {
+   using Type = WordSet<T>;
+};
+
+inline U64 collectionSeed(U64 constant, bool perProcess) {
+   return perProcess ? processHashSeed() ^ constant : constant;
+}
+
+} // namespace Detail
+
+// A set of plain values. `seed` is the collection's hash constant; with `perProcess` it is mixed
+// with the process's own seed. Sets of enumerations are one word and need neither.
+template <class T, U64 seed, bool perProcess = false>
+class HashSet2018 {
+   using Table = typename Detail::SetOf<T>::Type;
+
+ public:
+   using Key = T;
+
+   // Walks the members; valid until the set changes.
+   class Iterator {
+    public:
+      using difference_type = std::ptrdiff_t;
+      using value_type = Iterator;
+      explicit Iterator(typename Table::Iterator at) : at_{at} {}
+      T key() const { return *at_; }
+      const Iterator& operator*() const { return *this; }
+      Iterator& operator++() {
+         ++at_;
+         return *this;
+      }
+      friend bool operator==(const Iterator& a, const Iterator& b) { return a.at_ == b.at_; }
+
+    private:
+      typename Table::Iterator at_;
+   };
+
+   std::size_t size() const noexcept { return table_.size(); }
+   bool empty() const noexcept { return size() == 0; }
+   Iterator begin() const { return Iterator{table_.begin()}; }
+   Iterator end() const { return Iterator{table_.end()}; }
+   bool has(const T& value) const { return table_.has(value); }
+   // Membership.
+   bool get(const T& value) const { return has(value); }
+
+   // Adds `value`; adding a member changes nothing.
+   template <class Report>
+   void is(Report&& report, const T& value) {
+      if (table_.insert(value)) {
+         reportChange(report, value, static_cast<const T*>(nullptr));
+      }
+   }
+
+   // Removes `value`; removing a stranger changes nothing.
+   template <class Report>
+   void del(Report&& report, const T& value) {
+      const T removed = value; // `value` may live in the set
+      if (table_.erase(removed)) {
+         report(removed, &removed);
+      }
+   }
+
+   // Removes the members one by one; all at once when nobody watches.
+   template <class Report>
+   void clear(Report&& report) {
+      if constexpr (isWatched<Report>) {
+         Detail::clearByKey(*this, report);
+      } else {
+         table_.clear();
+      }
+   }
+
+ private:
+   Table table_{Detail::collectionSeed(seed, perProcess)};
+};
+
+} // namespace Kiv

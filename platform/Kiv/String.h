@@ -1,0 +1,11 @@
+// The framework's name for text: results of operations and everything that is printed.
+#pragma once
+
+#include "Pello/Format.h"
+#include "Pello/String.h"
+
+namespace Kiv {
+
+using String = Pello::String;
+
+} // namespace Kiv

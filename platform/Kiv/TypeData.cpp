@@ -1,0 +1,97 @@
+#include "Kiv/TypeData.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <utility>
+
+namespace Kiv {
+
+namespace {
+
+using Modules = std::map<std::string, std::vector<const TypeData*>, std::less<>>;
+using Types = std::map<std::string_view, const TypeData*>;
+
+struct Registry {
+   std::mutex mutex;
+   Modules modules;
+   Types types; // those of all modules
+};
+
+// Throws NameError when two types share a name.
+Types typesOf(const Modules& modules) {
+   Types types;
+   for (const auto& [name, members] : modules) {
+      for (const TypeData* type : members) {
+         if (types.emplace(type->name, type).first->second != type) {
+            throw NameError{"type " + std::string{type->name} + " is registered twice"};
+         }
+      }
+   }
+   return types;
+}
+
+// Never destroyed: libraries unregister while the process ends.
+Registry& registry() {
+   static Registry& instance = *new Registry;
+   return instance;
+}
+
+} // namespace
+
+const AttributeData& TypeData::attribute(U16 id) const {
+   const auto found = std::ranges::find(attributes, id, &AttributeData::id);
+   if (found == attributes.end()) {
+      throw NameError{std::string{name} + " has no attribute " + std::to_string(id)};
+   }
+   return *found;
+}
+
+const AttributeData& TypeData::attribute(std::string_view attributeName) const {
+   const auto found = std::ranges::find(attributes, attributeName, &AttributeData::name);
+   if (found == attributes.end()) {
+      throw NameError{std::string{name} + " has no attribute '" + std::string{attributeName} +
+                      "'"};
+   }
+   return *found;
+}
+
+void registerTypeModule(const TypeModule& module) {
+   Registry& all = registry();
+   const std::lock_guard lock{all.mutex};
+   Modules modules = all.modules;
+   modules.insert_or_assign(std::string{module.name}, module.types);
+   all.types = typesOf(modules);
+   all.modules = std::move(modules);
+}
+
+void unregisterTypeModule(std::string_view name) {
+   Registry& all = registry();
+   const std::lock_guard lock{all.mutex};
+   const auto found = all.modules.find(name);
+   if (found == all.modules.end()) {
+      return;
+   }
+   all.modules.erase(found);
+   all.types = typesOf(all.modules);
+}
+
+const TypeData* findType(std::string_view name) {
+   Registry& all = registry();
+   const std::lock_guard lock{all.mutex};
+   const auto found = all.types.find(name);
+   return found == all.types.end() ? nullptr : found->second;
+}
+
+std::vector<const TypeData*> registeredTypes() {
+   Registry& all = registry();
+   const std::lock_guard lock{all.mutex};
+   std::vector<const TypeData*> types;
+   types.reserve(all.types.size());
+   for (const auto& [name, type] : all.types) {
+      types.push_back(type);
+   }
+   return types;
+}
+
+} // namespace Kiv

@@ -1,0 +1,10 @@
+// The framework's own types (numbers, booleans, text), for its registry.
+#pragma once
+
+#include "Kiv/TypeData.h"
+
+namespace Kiv {
+
+const TypeModule& typeModule();
+
+} // namespace Kiv

@@ -1,0 +1,44 @@
+// `VrfName`: the name of a routing instance. Relies on `Pello::String`, whose characters it shares.
+#pragma once
+
+#include "Kiv/Hash.h"
+#include "Kiv/TypeData.h"
+#include "Kiv/Value.h"
+#include "Pello/String.h"
+
+#include <compare>
+#include <ostream>
+#include <string_view>
+#include <utility>
+
+namespace L3 {
+
+class VrfName {
+ public:
+   // Its generic text is the name in double quotes.
+   static constexpr bool kivTextual = true;
+   static constexpr std::string_view kivTypeName = "L3::VrfName";
+   static const Kiv::TypeData& kivTypeData();
+
+   // The empty name: no routing instance has been named.
+   VrfName() noexcept = default;
+   // Any text is accepted; what makes a good name is up to whoever configures it.
+   explicit VrfName(Pello::String name) noexcept : name_{std::move(name)} {}
+
+   // Valid as long as this object is.
+   const Pello::String& stringValue() const noexcept { return name_; }
+   U64 hash(U64 seed) const noexcept { return Kiv::hashString(name_, seed); }
+
+   friend bool operator==(const VrfName&, const VrfName&) noexcept = default;
+   // By bytes, as unsigned numbers.
+   friend std::strong_ordering operator<=>(const VrfName&, const VrfName&) noexcept = default;
+   // The bare name.
+   friend std::ostream& operator<<(std::ostream& out, const VrfName& vrf) {
+      return out << vrf.name_;
+   }
+
+ private:
+   Pello::String name_;
+};
+
+} // namespace L3

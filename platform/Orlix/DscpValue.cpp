@@ -1,0 +1,5 @@
+#include "Orlix/DscpValue.h"
+
+#include "Kiv/Reflection.h"
+
+KIV_DEFINE_VALUE(Orlix::DscpValue)

@@ -1,0 +1,25 @@
+// `DscpValue`: the differentiated-services code point that an action writes. Relies on the value
+// support of the framework.
+#pragma once
+
+#include "Kiv/Value.h"
+#include "Pello/Types.h"
+
+#include <string_view>
+
+namespace Orlix {
+
+class DscpValue : public Kiv::Value<DscpValue> {
+   KIV_VALUE(DscpValue, "Orlix::DscpValue");
+   // A code point has six bits, but all eight are kept: a mask may stand beside it.
+   KIV_FIELD(1, U8, value);
+
+ public:
+   // Code point 0.
+   DscpValue() = default;
+   explicit DscpValue(U8 value) noexcept : value_{value} {}
+   // From decimal digits; throws ParseError for anything else, and for more than 255.
+   explicit DscpValue(std::string_view text) : DscpValue{Kiv::parseValue<DscpValue>(text)} {}
+};
+
+} // namespace Orlix

@@ -1,0 +1,73 @@
+// `IpGenPrefix`: an IP prefix of either address family, or of none. Relies on IpAddressText for its
+// text.
+//
+// Bits behind the length are always zero, so that equal prefixes are equal bytes.
+#pragma once
+
+#include "Kiv/TypeData.h"
+#include "Kiv/Value.h"
+#include "Orlix/AddressFamily.h"
+#include "Pello/Types.h"
+
+#include <array>
+#include <compare>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace Orlix {
+
+class IpGenPrefix {
+ public:
+   // Its generic text is `stringValue()` in double quotes.
+   static constexpr bool kivTextual = true;
+   static constexpr std::string_view kivTypeName = "Orlix::IpGenPrefix";
+   static const Kiv::TypeData& kivTypeData();
+
+   // Unset: no family, length 0.
+   constexpr IpGenPrefix() noexcept = default;
+
+   // From `address/length`, or from an address alone, which means its full length; bits behind the
+   // length are cleared. The empty text is the unset prefix. Numbers have no leading zeros, and
+   // nothing may stand before or behind. Throws ParseError.
+   explicit IpGenPrefix(std::string_view text);
+
+   // From an address in network order; bits behind `length` are cleared. Throws RangeError when
+   // `address` is not of the size of the family, or `length` is more than its bits.
+   IpGenPrefix(AddressFamily family, std::span<const U8> address, unsigned length);
+
+   constexpr AddressFamily family() const noexcept { return family_; }
+   // In bits.
+   constexpr U8 length() const noexcept { return length_; }
+   // The first address, in network order: 4 or 16 bytes, none when unset. Valid as long as this
+   // object is.
+   constexpr std::span<const U8> address() const& noexcept {
+      return std::span{bytes_}.first(addressSize(family_));
+   }
+   std::span<const U8> address() const&& = delete;
+
+   // Whether an address, in network order, lies in the prefix. One of another family never does,
+   // nor does anything in the unset prefix.
+   bool contains(std::span<const U8> address) const noexcept;
+
+   // `address/length`: a dotted quad or the text of RFC 5952; empty when unset. It is read back to
+   // an equal prefix.
+   std::string stringValue() const;
+   U64 hash(U64 seed) const noexcept;
+
+   friend constexpr bool operator==(const IpGenPrefix&, const IpGenPrefix&) noexcept = default;
+   // By family (unset, IPv4, IPv6), then address, then length.
+   friend std::strong_ordering operator<=>(const IpGenPrefix& a, const IpGenPrefix& b) noexcept;
+   // As `stringValue()`.
+   friend std::ostream& operator<<(std::ostream& out, const IpGenPrefix& prefix);
+
+ private:
+   void clearHostBits() noexcept;
+
+   AddressFamily family_ = AddressFamily::none;
+   U8 length_ = 0;              // in bits
+   std::array<U8, 16> bytes_{}; // in network order; zero behind the length
+};
+
+} // namespace Orlix

@@ -1,0 +1,20 @@
+#include "Orlix/TypeModule.h"
+
+#include "Orlix/AddressFamily.h"
+#include "Orlix/DscpValue.h"
+#include "Orlix/IntfId.h"
+#include "Orlix/IpGenPrefix.h"
+
+namespace Orlix {
+
+const Kiv::TypeModule& typeModule() {
+   static const Kiv::TypeModule module{"Orlix",
+                                       {&kivTypeData(std::type_identity<AddressFamily>{}),
+                                        &DscpValue::kivTypeData(), &IntfId::kivTypeData(),
+                                        &IpGenPrefix::kivTypeData()}};
+   return module;
+}
+
+KIV_REGISTER_WHEN_LOADED(typeModule())
+
+} // namespace Orlix

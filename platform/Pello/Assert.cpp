@@ -1,0 +1,49 @@
+#include "Pello/Assert.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+
+namespace Pello {
+
+namespace {
+
+constinit std::atomic<AssertionHook> assertionHook{nullptr};
+
+std::string lineOf(const AssertionSite& site, std::string_view expression,
+                   std::string_view message) {
+   std::string line{site.file};
+   line.append(":").append(std::to_string(site.line)).append(": ").append(site.function);
+   line.append(": Assertion '").append(expression).append("' failed");
+   if (!message.empty()) {
+      line.append(": ").append(message);
+   }
+   return line;
+}
+
+// One write, so that lines of several processes on one standard error stay whole.
+void writeToStandardError(std::string line) {
+   line.push_back('\n');
+   const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+   static_cast<void>(written); // nobody is left to be told
+}
+
+} // namespace
+
+void assertionHookIs(AssertionHook hook) noexcept {
+   assertionHook.store(hook, std::memory_order_release);
+}
+
+void assertionFailed(const AssertionSite& site, std::string_view expression,
+                     std::string_view message) {
+   const std::string line = lineOf(site, expression, message);
+   writeToStandardError(line);
+   // Taken out first: a hook that breaks a contract itself must not be called for that again.
+   if (const AssertionHook hook = assertionHook.exchange(nullptr, std::memory_order_acq_rel)) {
+      hook(site, line);
+   }
+   std::abort();
+}
+
+} // namespace Pello

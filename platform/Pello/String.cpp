@@ -1,0 +1,40 @@
+#include "Pello/String.h"
+
+#include "Pello/Slab.h"
+
+#include <cstring>
+#include <limits>
+#include <new>
+#include <stdexcept>
+
+namespace Pello {
+
+String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
+   std::size_t size = 0;
+   for (const std::string_view piece : pieces) {
+      size += piece.size();
+   }
+   if (size == 0) {
+      return nullptr;
+   }
+   if (size > std::numeric_limits<U32>::max()) {
+      throw std::length_error{"a string of more than 4294967295 characters"};
+   }
+   Rep* rep = new (slabAllocate(sizeof(Rep) + size + 1))
+      Rep{SwitchedCounter<U32>{1}, static_cast<U32>(size)};
+   char* end = chars(rep);
+   for (const std::string_view piece : pieces) {
+      if (!piece.empty()) {
+         std::memcpy(end, piece.data(), piece.size());
+         end += piece.size();
+      }
+   }
+   *end = '\0';
+   return rep;
+}
+
+void String::destroy(Rep* rep) noexcept {
+   slabFree(rep, sizeof(Rep) + rep->size + 1);
+}
+
+} // namespace Pello

@@ -1,0 +1,35 @@
+// `PolicyMapSmKey`: what names a policy map.
+#pragma once
+
+#include "Kiv/String.h"
+#include "Kiv/Value.h"
+
+#include <compare>
+
+namespace PolicyMap {
+
+class PolicyMapSmKey : public Kiv::Value<PolicyMapSmKey> {
+   KIV_VALUE(PolicyMapSmKey, "PolicyMap::PolicyMapSmKey");
+   KIV_FIELD(1, Pello::String, name);
+   KIV_FIELD(2, Pello::String, scope); // empty for a policy of the whole switch
+
+ public:
+   PolicyMapSmKey() = default;
+   explicit PolicyMapSmKey(Pello::String name, Pello::String scope)
+      : name_{std::move(name)}, scope_{std::move(scope)} {}
+   explicit PolicyMapSmKey(std::string_view text)
+      : PolicyMapSmKey{Kiv::parseValue<PolicyMapSmKey>(text)} {}
+
+   // For people: `name`, or `name/scope` when there is a scope.
+   Pello::String strDesc() const {
+      return scope_.empty() ? name_ : Pello::String::join({name_, "/", scope_});
+   }
+
+   // By the name, then by the scope.
+   friend std::strong_ordering operator<=>(const PolicyMapSmKey& a, const PolicyMapSmKey& b) {
+      const auto byName = a.name_ <=> b.name_;
+      return byName != 0 ? byName : a.scope_ <=> b.scope_;
+   }
+};
+
+} // namespace PolicyMap

@@ -1,0 +1,10 @@
+// The types of this library, for the framework's registry.
+#pragma once
+
+#include "Kiv/TypeData.h"
+
+namespace PostcardTelemetry {
+
+const Kiv::TypeModule& typeModule();
+
+} // namespace PostcardTelemetry

@@ -1,0 +1,89 @@
+// The writing side of the ring trace: `record` appends one trace of a call site. Always on. Relies
+// on the codec for the arguments and on the layout for where they go.
+//
+// The ring lies in the file that the environment variable RINGLOG_FILE names (so that it outlives
+// the process, however that ends), else in memory. RINGLOG_SIZE gives its size in KiB, 1024 when it
+// is not set. It is made when the first trace is written. A child process made by fork() goes on
+// with a private copy.
+#pragma once
+
+#include "Pello/TextTrace.h"
+#include "Ringlog/Codec.h"
+#include "Ringlog/Layout.h"
+
+#include <atomic>
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <x86intrin.h>
+#else
+#include <chrono>
+#endif
+
+namespace Ringlog {
+
+// A place in the source that traces. One static object per place; the ring gives it a number when
+// it is reached for the first time.
+struct CallSite {
+   Pello::TracePoint point;
+   std::atomic<U32> descriptor{0}; // 0: not registered yet
+};
+
+// The clock of records: the processor's time stamp counter where there is one.
+inline U64 ticksNow() noexcept {
+#if defined(__x86_64__)
+   return __rdtsc();
+#else
+   return static_cast<U64>(std::chrono::steady_clock::now().time_since_epoch().count());
+#endif
+}
+
+// Where a thread writes next. Null pointers until its first record.
+struct Writer {
+   std::byte* next = nullptr;
+   std::byte* end = nullptr;
+   BlockHeader* block = nullptr;
+};
+
+namespace Detail {
+// Defined once in this library; the model spares a call per access from every other library.
+[[gnu::tls_model("initial-exec")]] extern thread_local constinit Writer writer;
+
+// Claims a block for this thread, opening the ring if it has to.
+void claimBlock();
+// Gives the call site its number and writes its descriptor.
+U32 registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds);
+} // namespace Detail
+
+// Appends one record. Never fails: what cannot be kept is counted as lost in the ring's header.
+template <class... Arguments>
+void record(CallSite& site, const Arguments&... arguments) {
+   U32 descriptor = site.descriptor.load(std::memory_order_relaxed);
+   if (descriptor == 0) [[unlikely]] {
+      descriptor = Detail::registerCallSite(site, argumentKinds<Arguments...>());
+   }
+   const std::size_t size = (sizeof(RecordHeader) + ... + argumentSize(arguments));
+   Writer& writer = Detail::writer;
+   if (static_cast<std::size_t>(writer.end - writer.next) < size) [[unlikely]] {
+      Detail::claimBlock();
+   }
+   std::byte* to = writer.next;
+   const RecordHeader header{static_cast<U32>(size), descriptor, ticksNow()};
+   std::memcpy(to, &header, sizeof header);
+   to += sizeof header;
+   ((to = writeArgument(to, arguments)), ...);
+   writer.next = to;
+   const auto begin = reinterpret_cast<std::byte*>(writer.block + 1);
+   writer.block->used.store(static_cast<U32>(to - begin), std::memory_order_release);
+}
+
+// A copy of this process's ring as it is now; empty before the first record.
+std::vector<std::byte> snapshot();
+
+// Writes a line that ends the process, such as a failed assertion.
+void recordFatal(std::string_view line);
+
+} // namespace Ringlog
