@@ -4,12 +4,15 @@
 #pragma once
 
 #include "Kiv/Entity.h"
+#include "Kiv/Operation.h"
 #include "Kiv/TypeData.h"
 #include "Kiv/Value.h"
 #include "Kiv/ValueOps.h"
 #include "Pello/Ptr.h"
 
 #include <any>
+#include <concepts>
+#include <functional>
 #include <concepts>
 #include <sstream>
 #include <string>
@@ -74,14 +77,31 @@ void setAttributeText(Entity& owner, std::string_view text) {
    setAttribute<row.id>(object, object.*row.member, parseValue<Storage>(text));
 }
 
+template <class T>
+concept EntityCollection = requires(const T& collection) {
+   { *(*collection.begin()).value() } -> std::convertible_to<const Entity&>;
+};
+
+// `owner` is a `Described`, whose base `Owner` has the collection.
+template <class Described, class Owner, class GetRow>
+void forEachEntity(const void* owner, const std::function<void(const Entity&)>& visit) {
+   const Owner& object = *static_cast<const Described*>(owner);
+   for (const auto& at : object.*GetRow{}().member) {
+      visit(*at.value());
+   }
+}
+
 template <class Described, class Owner, std::size_t index>
 AttributeData describeAttribute() {
    struct GetRow {
       constexpr auto operator()() const { return rowAt<Owner, index>(); }
    };
    constexpr auto row = rowAt<Owner, index>();
-   AttributeData attribute{row.id, row.name, row.kind, &attributeText<Described, Owner, GetRow>,
-                           nullptr};
+   AttributeData attribute{row.id,  row.name, row.kind, &attributeText<Described, Owner, GetRow>,
+                           nullptr, nullptr};
+   if constexpr (EntityCollection<typename decltype(row)::StorageType>) {
+      attribute.forEachEntity = &forEachEntity<Described, Owner, GetRow>;
+   }
    if constexpr (std::is_base_of_v<Entity, Owner> && row.kind == AttributeKind::value &&
                  Printable<typename decltype(row)::StorageType>) {
       attribute.setText = &setAttributeText<Owner, GetRow>;
@@ -201,6 +221,7 @@ TypeData describeEntity() {
    type.kind = TypeKind::entity;
    type.size = sizeof(T);
    Detail::describeAttributes<T>(type.attributes);
+   describeOperations<T>(type.operations);
    type.tracker = &T::memAllocationTracker_;
    type.entityText = &Detail::entityText<T>;
    type.copy = &Detail::copyEntity<T>;

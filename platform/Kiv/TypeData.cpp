@@ -1,5 +1,7 @@
 #include "Kiv/TypeData.h"
 
+#include "Kiv/Entity.h"
+
 #include <algorithm>
 #include <map>
 #include <mutex>
@@ -54,6 +56,54 @@ const AttributeData& TypeData::attribute(std::string_view attributeName) const {
                       "'"};
    }
    return *found;
+}
+
+const OperationData& TypeData::operation(std::string_view operationName) const {
+   const auto found = std::ranges::find(operations, operationName, &OperationData::name);
+   if (found == operations.end()) {
+      throw NameError{std::string{name} + " has no operation '" + std::string{operationName} +
+                      "'"};
+   }
+   return *found;
+}
+
+namespace {
+
+// `name(first: Type, second: Type)`, to tell a caller what was expected.
+std::string signatureOf(const OperationData& operation) {
+   std::string signature{operation.name};
+   const char* separator = "(";
+   for (const OperationData::Parameter& parameter : operation.parameters) {
+      signature.append(separator).append(parameter.name).append(": ").append(parameter.type);
+      separator = ", ";
+   }
+   return signature + (*separator == '(' ? "()" : ")");
+}
+
+const std::any& argumentOf(const OperationData& operation, std::string_view parameter,
+                           std::span<const NamedArgument> arguments) {
+   const auto found = std::ranges::find(arguments, parameter, &NamedArgument::name);
+   if (found == arguments.end()) {
+      throw NameError{"argument '" + std::string{parameter} + "' is missing: expected " +
+                      signatureOf(operation)};
+   }
+   return found->value;
+}
+
+} // namespace
+
+std::any callOperation(Entity& entity, std::string_view operationName,
+                       std::span<const NamedArgument> arguments) {
+   const OperationData& operation = entity.typeData().operation(operationName);
+   if (arguments.size() != operation.parameters.size()) {
+      throw NameError{std::to_string(arguments.size()) + " arguments: expected " +
+                      signatureOf(operation)};
+   }
+   std::vector<std::any> values;
+   for (const OperationData::Parameter& parameter : operation.parameters) {
+      values.push_back(argumentOf(operation, parameter.name, arguments));
+   }
+   return operation.call(entity, operation, values);
 }
 
 void registerTypeModule(const TypeModule& module) {

@@ -8,6 +8,7 @@
 #include "Pello/AllocationTracker.h"
 
 #include <any>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,6 +32,26 @@ struct AttributeData {
    // ParseError or RangeError, and changes nothing then. Null for constants, children and
    // collections, and for attributes whose type has no generic text.
    void (*setText)(Entity& owner, std::string_view text);
+   // Shows every entity that a collection of `owner` holds. Null for everything else.
+   void (*forEachEntity)(const void* owner, const std::function<void(const Entity&)>& visit);
+};
+
+// An argument of a call by name.
+struct NamedArgument {
+   std::string_view name;
+   std::any value;
+};
+
+// One operation that can be called by its name.
+struct OperationData {
+   struct Parameter {
+      std::string_view name;
+      std::string type; // as messages show it
+   };
+   std::string_view name;
+   std::vector<Parameter> parameters; // in order
+   // Calls it with one argument per parameter, in order. Throws NameError for a wrong type.
+   std::any (*call)(Entity& owner, const OperationData& operation, std::span<const std::any> values);
 };
 
 struct TypeData {
@@ -38,6 +59,7 @@ struct TypeData {
    TypeKind kind;
    std::size_t size; // bytes of one object
    std::vector<AttributeData> attributes; // in declaration order, inherited ones first
+   std::vector<OperationData> operations; // in declaration order
    // The type's allocation tracker; null for values, which own nothing.
    const Pello::AllocationTracker* tracker;
 
@@ -60,7 +82,17 @@ struct TypeData {
    // The attribute of that identifier or name. Throws NameError that names the type.
    const AttributeData& attribute(U16 id) const;
    const AttributeData& attribute(std::string_view attributeName) const;
+   // The operation of that name. Throws NameError that names the type.
+   const OperationData& operation(std::string_view operationName) const;
 };
+
+// Calls an operation of `entity` by name, through its virtual table where it is virtual. Arguments
+// may come in any order; each must have exactly the parameter's type, except that a counted
+// reference may be more generous than asked (to a changeable object where a read-only one is
+// wanted). The result is empty for an operation without one. Throws NameError that says what was
+// expected, and whatever the operation throws.
+std::any callOperation(Entity& entity, std::string_view operationName,
+                       std::span<const NamedArgument> arguments);
 
 // A library's types, registered together under one name.
 struct TypeModule {

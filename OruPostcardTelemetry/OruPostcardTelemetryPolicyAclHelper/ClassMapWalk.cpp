@@ -1,0 +1,107 @@
+// `updateRulesInAclConfig`: visits the classes of a policy in the order in which they match, and
+// makes the rules of each one that can be expressed. The first that cannot ends the walk; the rules
+// of those before it stay. Relies on FilterCheck and RuleConstruction.
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+#include "TrafficPolicy/ActionSupportedMap.h"
+
+namespace OruPostcardTelemetry {
+
+namespace {
+
+using TrafficPolicy::TrafficPolicyClassMapSmCommonData;
+
+const TrafficPolicy::ActionSupportedMap& supportedActions() {
+   static const TrafficPolicy::ActionSupportedMap map{PolicyMap::ActionType::sample,
+                                                      PolicyMap::ActionType::sampleAll};
+   return map;
+}
+
+// The class's filter must be there, exactly one of it.
+Kiv::String checkFilter(const PolicyMap::AclRuleKey& key,
+                        const TrafficPolicyClassMapSmCommonData& classData,
+                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
+   RINGLOG_ENTRY();
+   const auto sfc = classData.aclStructuredFilter(key.aclName());
+   if (sfc->filters() != 1) {
+      contractBroken(FunctionText::updateRulesInAclConfig, "sfc->filters() == 1");
+   }
+   return checkUnsupportedFields(sfc->filter(0), hwCapability);
+}
+
+Kiv::String checkUnsupportedActions(
+   const Pello::Ptr<const TrafficPolicyClassMapSmCommonData>& classData) {
+   RINGLOG_ENTRY();
+   const Kiv::String unsupported = supportedActions().checkUnsupportedActionConfig(classData);
+   if (unsupported.empty()) {
+      return {};
+   }
+   Kiv::String error = Kiv::String::join({unsupported, " in configuration"});
+   RINGLOG_TRACE(0, "Error set to : {}", error);
+   return error;
+}
+
+// Why the class cannot be expressed; the actions are looked at only when the filter can.
+Kiv::String checkClass(const PolicyMap::AclRuleKey& key,
+                       const Pello::Ptr<const TrafficPolicyClassMapSmCommonData>& classData,
+                       const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
+   const Kiv::String error = checkFilter(key, *classData, hwCapability);
+   return error.empty() ? checkUnsupportedActions(classData) : error;
+}
+
+} // namespace
+
+Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData& policyData,
+                                                               MatchOption matchOption) {
+   RINGLOG_ENTRY();
+   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   if (aclConfig == nullptr) {
+      const Kiv::String error = Kiv::String::join(
+         {"Acl Config not found for Policy ", " ", policyData->key().strDesc()});
+      RINGLOG_TRACE(0, "Error: {}", error);
+      contractBroken(FunctionText::updateRulesInAclConfig, "0");
+   }
+   const Acl::AclType aclType = matchOptionToAclType(matchOption);
+   const Pello::Ptr<const PolicyMap::RulePriorityData> rules = policyData->rulePriority(aclType);
+   if (rules == nullptr) {
+      const Kiv::String error = Kiv::String::join(
+         {"Rules Data not found for Policy ", " ", policyData->key().strDesc()});
+      RINGLOG_TRACE(0, "Error: {}", error);
+      contractBroken(FunctionText::updateRulesInAclConfig, "0");
+   }
+   if (rules->rules() == 0) {
+      Kiv::String error = Kiv::String::join(
+         {"No rules configured in policy ", " ", policyData->key().strDesc()});
+      RINGLOG_TRACE(0, "Error: {}", error);
+      return error;
+   }
+   return walkClasses(*rules, policyData, aclType, aclConfig);
+}
+
+// Indexes run on from class to class.
+Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorityData& rules,
+                                                    const PolicyData& policyData,
+                                                    Acl::AclType aclType,
+                                                    const AclConfig& aclConfig) {
+   U32 nextRuleIndex = 0;
+   for (const auto& rule : rules.rule()) {
+      const PolicyMap::AclRuleKey& key = rule.value();
+      RINGLOG_TRACE(5, "Class Map : {}", key.className());
+      const TrafficClassData classData =
+         Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
+            policyData->classData(key.className()));
+      Kiv::String error = checkClass(key, classData, hwCapability());
+      if (!error.empty()) {
+         RINGLOG_TRACE(0, "Policy : {}, Acl Type : {}, Class Map : {}, Error {}",
+                       policyData->key(), aclType, key.className(), error);
+         return error;
+      }
+      nextRuleIndex = addRules(key, policyData, classData, aclConfig, nextRuleIndex);
+   }
+   return {};
+}
+
+} // namespace OruPostcardTelemetry

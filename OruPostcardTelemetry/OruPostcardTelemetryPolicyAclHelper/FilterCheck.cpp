@@ -1,0 +1,119 @@
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
+
+#include "FeatureToggle/FeatureToggle.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+namespace {
+
+using Classification::PortField;
+using Classification::ProtoField;
+using Classification::StructuredFilter;
+
+// Collects what is wrong with a filter.
+class Findings {
+ public:
+   // Adds `fragment` when `found`; returns `found`.
+   bool add(bool found, std::string_view fragment) {
+      if (found) {
+         text_ += fragment;
+      }
+      return found;
+   }
+   bool empty() const { return text_ == opening; }
+   // The whole message; the comma of the last fragment stays.
+   Kiv::String message() const { return Kiv::String::join({text_, " in configuration"}); }
+
+ private:
+   static constexpr std::string_view opening = "Unsupported match(es):";
+   std::string text_{opening};
+};
+
+void checkFilterWide(const StructuredFilter& filter, Findings& findings) {
+   findings.add(filter.sources() > 1, " 'Source Prefix List',");
+   findings.add(filter.sourceExcepts() != 0, " 'Except Source Prefix List',");
+   findings.add(!filter.sourcePrefixSet().empty(), " 'Source Prefix Set',");
+   findings.add(filter.destinations() > 1, " 'Destination Prefix List',");
+   findings.add(filter.destinationExcepts() != 0, " 'Except Destination Prefix List',");
+   findings.add(!filter.destinationPrefixSet().empty(), " 'Destination Prefix Set',");
+   findings.add(filter.payloadLengths() != 0, " 'Payload Length',");
+   findings.add(filter.fragments() != nullptr, " 'Fragments',");
+   findings.add(filter.ipTtls() != 0, " 'IP TTL',");
+   findings.add(filter.ipOptions(), " 'IP Options',");
+   findings.add(filter.protocol(), " 'Protocol',");
+   findings.add(filter.protocolNeighbor(), " 'Protocol Neighbor',");
+}
+
+// Returns whether the field is faulty so far.
+bool checkProtocol(const Classification::NumericalRange& range, const ProtoField& field,
+                   bool tcpControl, Findings& findings) {
+   const bool isTcp = range == singleProtocol(protocolTcp);
+   const bool isUdp = range == singleProtocol(protocolUdp);
+   bool faulty = findings.add(!isTcp && !isUdp, " 'IP Protocol',");
+   faulty |= findings.add(field.icmpTypes() != 0, " 'ICMP Types',");
+   faulty |= findings.add(tcpControl && !isTcp && field.tcpFlags() != 0, " 'TCP Flag',");
+   return faulty;
+}
+
+// Returns whether the entry names a set of ports.
+bool checkPortEntry(const PortField& entry, Findings& findings) {
+   const bool source = findings.add(!entry.sportFieldSet().empty(), " 'Sport Field Set',");
+   const bool destination = findings.add(!entry.dportFieldSet().empty(), " 'Dport Field Set',");
+   return source || destination;
+}
+
+// Returns whether the field is faulty in the end. A faulty one has at most its first entry looked
+// at.
+bool checkPorts(const ProtoField& field, bool tcpControl, bool faulty, Findings& findings) {
+   for (const auto& entry : field.port()) {
+      if (tcpControl && !toggleFeaturePostcardTelemetryTcpControlEnabled() && field.ports() != 1) {
+         contractBroken(FunctionText::checkUnsupportedFields, "protoIter->ports() == 1",
+                        portCountMessage(field.ports()));
+      }
+      faulty |= checkPortEntry(*entry.value(), findings);
+      if (faulty) {
+         break;
+      }
+   }
+   return faulty;
+}
+
+} // namespace
+
+bool toggleFeaturePostcardTelemetryTcpControlEnabled() {
+   static const bool enabled =
+      (FeatureToggle::getToggleState("FeaturePostcardTelemetryTcpControl",
+                                     "PostcardTelemetryCommon.json", true) &
+       1U) != 0;
+   return enabled;
+}
+
+std::string portCountMessage(std::size_t ports) {
+   return "Expected ports() to be 1, got " + std::to_string(ports);
+}
+
+Kiv::String
+checkUnsupportedFields(const Pello::Ptr<const StructuredFilter>& filter,
+                       const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
+   RINGLOG_ENTRY();
+   const bool tcpControl = hwCapability->tcpFlagsSupported();
+   Findings findings;
+   checkFilterWide(*filter, findings);
+   for (const auto& protoIter : filter->protoField()) {
+      const ProtoField& field = *protoIter.value();
+      const bool faulty = checkProtocol(protoIter.key(), field, tcpControl, findings);
+      if (checkPorts(field, tcpControl, faulty, findings)) {
+         break;
+      }
+   }
+   if (findings.empty()) {
+      return {};
+   }
+   Kiv::String message = findings.message();
+   RINGLOG_TRACE(0, "Error set to : {}", message);
+   return message;
+}
+
+} // namespace OruPostcardTelemetry

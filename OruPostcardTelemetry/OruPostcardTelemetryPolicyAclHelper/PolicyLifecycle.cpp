@@ -1,0 +1,163 @@
+// The life of a policy: `createPolicy` and `recreatePolicy` build its ACL configuration,
+// `commitPolicy` hands it to the rules client, `deletePolicy` takes both back. Relies on Naming,
+// InterfaceBinding, ClassMapWalk and RulesClientRequest, whose operations are called through the
+// virtual table where they stand in it.
+#include "Kiv/System.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+namespace {
+
+void requireSupportedMatchOption(PolicyMap::ClassMapMatchOption matchOption,
+                                 std::string_view function,
+                                 std::source_location where = std::source_location::current()) {
+   if (matchOption != PolicyMap::matchIpAccessGroup() &&
+       matchOption != PolicyMap::matchIpv6AccessGroup()) {
+      contractBroken(function,
+                     "matchOption == PolicyMap::matchIpAccessGroup() || "
+                     "matchOption == PolicyMap::matchIpv6AccessGroup()",
+                     "unsupported match option", where);
+   }
+}
+
+void requireAttached(std::size_t interfaces, std::string_view expression,
+                     std::string_view function,
+                     std::source_location where = std::source_location::current()) {
+   if (interfaces == 0) {
+      contractBroken(function, expression, "Policy without attached interfaces", where);
+   }
+}
+
+} // namespace
+
+// `function` is the text of the operation on whose behalf this is done.
+void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyData& policyData,
+                                                       MatchOption matchOption,
+                                                       const AclConfig& aclConfig,
+                                                       std::string_view function) {
+   if (matchOption == PolicyMap::matchIpv6AccessGroup()) {
+      RINGLOG_TRACE(5, "Adding interface from intf6");
+      requireAttached(policyData->intf6s(), "policyData->intf6s()", function);
+      for (const auto& intf : policyData->intf6()) {
+         updateIntfInAclConfig(aclConfig, intf.key(), false);
+      }
+   } else {
+      RINGLOG_TRACE(5, "Adding interface from intf4");
+      requireAttached(policyData->intf4s(), "policyData->intf4s()", function);
+      for (const auto& intf : policyData->intf4()) {
+         updateIntfInAclConfig(aclConfig, intf.key(), false);
+      }
+   }
+}
+
+// A policy without rules is no error to the agent: the operator may be about to add some.
+Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& status) {
+   if (status.empty()) {
+      return status;
+   }
+   RINGLOG_TRACE(5, "Original Return Status: {}", status);
+   const Kiv::String result =
+      status.contains("No rules configured in policy") ? Kiv::String{} : status;
+   RINGLOG_TRACE(5, "Modified Return Status: {}", result);
+   asyncOutcome(result);
+   return result;
+}
+
+void OruPostcardPolicyAclHelper::asyncOutcome(const Kiv::String& status) {
+   asyncOperationResultIs(PolicyMap::AsyncOperationResult{status, Kiv::System::currentTime()});
+}
+
+Kiv::String OruPostcardPolicyAclHelper::createPolicy(const PolicyData& policyData,
+                                                     MatchOption matchOption) {
+   RINGLOG_ENTRY();
+   RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
+                 static_cast<U8>(matchOption));
+   requireSupportedMatchOption(matchOption, FunctionText::createPolicy);
+   const AclConfig aclConfig = createAclConfig(policyData, matchOption);
+   addAttachedInterfaces(policyData, matchOption, aclConfig, FunctionText::createPolicy);
+   return finishRuleGeneration(updateRulesInAclConfig(policyData, matchOption));
+}
+
+Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyData& policyData,
+                                                       MatchOption matchOption) {
+   RINGLOG_ENTRY();
+   RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
+                 static_cast<U8>(matchOption));
+   requireSupportedMatchOption(matchOption, FunctionText::recreatePolicy);
+   const AclConfig oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   deleteAclConfig(policyData, matchOption); // ends the process when there is no old one
+   const AclConfig newConfig = createAclConfig(policyData, matchOption);
+   addAttachedInterfaces(policyData, matchOption, newConfig, FunctionText::recreatePolicy);
+   const Kiv::String status = updateRulesInAclConfig(policyData, matchOption);
+   carryHistoryOver(*oldConfig, *newConfig);
+   return finishRuleGeneration(status);
+}
+
+// After the rules are made, so that the old flags win over whatever making them did. The texts are
+// numbered anew without gaps.
+void OruPostcardPolicyAclHelper::carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
+                                                  PostcardTelemetryAclConfig& newConfig) {
+   newConfig.programmedPolicyIs(oldConfig.programmedPolicy());
+   RINGLOG_TRACE(5, "Programmed Policy : {}", newConfig.programmedPolicy());
+   newConfig.rulesClientUpdatedIs(oldConfig.rulesClientUpdated());
+   RINGLOG_TRACE(5, "Rules Client Updated : {}", newConfig.rulesClientUpdated());
+   const auto& oldStatus = *oldConfig.aclConfigStatus();
+   RINGLOG_TRACE(5, "Number of Statuses Strings in Old Config : {}", oldStatus.statusInOrders());
+   U32 index = 0;
+   for (const auto& status : oldStatus.statusInOrder()) {
+      RINGLOG_TRACE(5, "Status : {} Current Index : {}", status.value(), index);
+      newConfig.aclConfigStatus()->statusInOrderIs(index, status.value());
+      ++index;
+      newConfig.aclConfigStatus()->currentIndexIs(index);
+   }
+}
+
+Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyData& policyData,
+                                                     MatchOption matchOption) {
+   RINGLOG_ENTRY();
+   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   if (aclConfig == nullptr) {
+      const Kiv::String error =
+         policyMessage("Commit Policy received for a non-existent policy, Policy :",
+                       policyData->key(), matchOption);
+      RINGLOG_TRACE(0, "Error: {}", error);
+      contractBroken(FunctionText::commitPolicy, "0");
+   }
+   if (aclConfig->ruleByNames() == 0) {
+      const Kiv::String error =
+         Kiv::String::join({"No rules configured in policy", " ", aclConfig->aclConfigKey()});
+      RINGLOG_TRACE(5, "Error: {}", error);
+      asyncOutcome({});
+      return {};
+   }
+   RINGLOG_TRACE(5, "Rules Client Updated : {}", aclConfig->rulesClientUpdated());
+   const auto event = aclConfig->rulesClientUpdated() ? policyUpdate : policyCreate;
+   updateRulesClientConfig(event, aclConfig, Orlix::IntfId{});
+   return {};
+}
+
+Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyData& policyData,
+                                                     MatchOption matchOption) {
+   RINGLOG_ENTRY();
+   // Held to the end: the collection drops it on the way.
+   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   if (aclConfig == nullptr) {
+      Kiv::String error =
+         policyMessage("Delete Policy received for a non-existent policy, Policy :",
+                       policyData->key(), matchOption);
+      RINGLOG_TRACE(0, "Error: {}", error);
+      return error;
+   }
+   RINGLOG_TRACE(5, "Rules Client Updated : {}", aclConfig->rulesClientUpdated());
+   if (aclConfig->rulesClientUpdated()) {
+      updateRulesClientConfig(policyDelete, aclConfig, Orlix::IntfId{});
+   }
+   deleteAclConfig(policyData, matchOption);
+   return {};
+}
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,41 @@
+// `updatePolicyStatus`: folds the rules client's answer into the ACL configuration that the latest
+// request was about.
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+namespace {
+
+// Appends the text to the history.
+void record(PostcardTelemetryAclConfigStatus& status, const Pello::String& text) {
+   const U32 index = status.currentIndex();
+   status.statusInOrderIs(index, text);
+   status.currentIndexIs(index + 1);
+}
+
+} // namespace
+
+Kiv::String
+OruPostcardPolicyAclHelper::updatePolicyStatus(PostcardTelemetryRulesClientSmStatusType policyStatus,
+                                               const Pello::String& statusString) {
+   RINGLOG_ENTRY();
+   RINGLOG_TRACE(9, "Status Type : {} Event Type : {}, Status String : {}", policyStatus,
+                 clientConfig()->event(), statusString);
+   const Pello::String key = clientConfig()->aclConfig()->aclConfigKey();
+   RINGLOG_TRACE(5, "Acl Config Key : {}", key);
+   const AclConfig aclConfig = aclConfigColl(key);
+   if (aclConfig == nullptr) {
+      RINGLOG_TRACE(0, "Acl Config not found for policy, Policy Key : {}", key);
+      contractBroken(FunctionText::updatePolicyStatus, "0");
+   }
+   RINGLOG_TRACE(5, "Current Index : {}", aclConfig->aclConfigStatus()->currentIndex());
+   record(*aclConfig->aclConfigStatus(), statusString);
+   const bool programmed = policyStatus == statusSuccess;
+   RINGLOG_TRACE(5, "Programmed Policy : {}", programmed);
+   aclConfig->programmedPolicyIs(programmed);
+   return programmed ? Kiv::String{} : statusString;
+}
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,175 @@
+// `addRulesPortField`: hardware matches ports by value and mask, operators write ranges. Every range
+// is cut into aligned blocks, and every block, or pair of a source and a destination block, becomes
+// a rule; with TCP flags, every flag match of it does.
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/PortExpansion.h"
+
+#include "Orlix/RangeMaskGen.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+
+#include <charconv>
+#include <vector>
+
+namespace OruPostcardTelemetry {
+
+namespace {
+
+using Blocks = std::vector<Orlix::RangeMaskGen<U16>::Entry>;
+
+// The blocks of all ranges one after another. Ranges that overlap give blocks that do.
+Blocks blocksOf(const Kiv::RbTreeSet<Classification::NumericalRange>& ranges) {
+   Blocks blocks;
+   for (const auto& range : ranges) {
+      Orlix::RangeMaskGen<U16>::run(static_cast<U16>(range.key().low()),
+                                    static_cast<U16>(range.key().high()), blocks);
+   }
+   return blocks;
+}
+
+L4PortDataMask portMatch(const Orlix::RangeMaskGen<U16>::Entry& block) {
+   return {block.data, block.mask};
+}
+
+// A number of up to five digits as text, without a trip through a formatter.
+class Decimal {
+ public:
+   explicit Decimal(U16 number) {
+      end_ = std::to_chars(digits_, digits_ + sizeof digits_, number).ptr;
+   }
+   std::string_view view() const {
+      return {digits_, static_cast<std::size_t>(end_ - digits_)};
+   }
+
+ private:
+   char digits_[5];
+   char* end_;
+};
+
+Kiv::String tcpFlagRuleName(const Pello::String& name,
+                            const Classification::TcpFlagAndMask& match) {
+   return Kiv::String::join({name, "-", "tcpFlag-", Decimal{match.tcpFlag().value()}.view(),
+                             "-tcpFlagMask-", Decimal{match.tcpFlagMask().value()}.view()});
+}
+
+} // namespace
+
+Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port) {
+   Kiv::String result =
+      Kiv::String::join({name, "-", label, "-", Decimal{port.value()}.view()});
+   RINGLOG_TRACE(5, "Rule Name : {}", result);
+   return result;
+}
+
+U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoField& protoField,
+                                                  const Rule& ruleConfig,
+                                                  const AclConfig& aclConfig, bool expandTcpFlags,
+                                                  U32 nextRuleIndex) {
+   RINGLOG_ENTRY();
+   for (const auto& entry : protoField->port()) {
+      nextRuleIndex = addRulesPortEntry(*entry.value(), protoField, ruleConfig, aclConfig,
+                                        expandTcpFlags, nextRuleIndex);
+   }
+   return nextRuleIndex;
+}
+
+U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortField& entry,
+                                                  const ProtoField& protoField,
+                                                  const Rule& ruleConfig,
+                                                  const AclConfig& aclConfig, bool expandTcpFlags,
+                                                  U32 nextRuleIndex) {
+   RINGLOG_TRACE(5, "Structured Filter with Proto fields, Sports : {}, Dports : {}",
+                 entry.sports(), entry.dports());
+   const Blocks srcVect = blocksOf(entry.sport());
+   const Blocks dstVect = blocksOf(entry.dport());
+   RINGLOG_TRACE(5, "srcVect.size() : {} dstVect.size() : {}", srcVect.size(), dstVect.size());
+   const auto addRule = [&](bool sportValid, L4PortDataMask sport, bool dportValid,
+                            L4PortDataMask dport) {
+      nextRuleIndex =
+         addRulesL4PortDataMask(protoField, ruleConfig, aclConfig, sportValid, sport, dportValid,
+                                dport, expandTcpFlags, nextRuleIndex);
+   };
+   if (srcVect.empty()) {
+      for (const auto& dst : dstVect) {
+         RINGLOG_TRACE(5, "Only Dport Data : 0x{:x}, Mask : 0x{:x}", dst.data, dst.mask);
+         addRule(false, {}, true, portMatch(dst));
+      }
+   }
+   for (const auto& src : srcVect) {
+      RINGLOG_TRACE(5, "Sport Data : 0x{:x}, Mask : 0x{:x}", src.data, src.mask);
+      if (dstVect.empty()) {
+         addRule(true, portMatch(src), false, {});
+      }
+      for (const auto& dst : dstVect) {
+         RINGLOG_TRACE(5, "Dport Data : 0x{:x}, Mask : 0x{:x}", dst.data, dst.mask);
+         addRule(true, portMatch(src), true, portMatch(dst));
+      }
+   }
+   return nextRuleIndex;
+}
+
+U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
+   const ProtoField& protoField, const Rule& ruleConfig, const AclConfig& aclConfig,
+   bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
+   L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
+   RINGLOG_TRACE(9,
+                 "Rule Name : {}, Sport Valid : {}, Sport : 0x{:x}, Dport Valid : {}, "
+                 "Dport : 0x{:x}, NextRuleIndex : {}",
+                 ruleConfig->name(), sportDataMaskValid, sportDataMask.l4PortData(),
+                 dportDataMaskValid, dportDataMask.l4PortData(), nextRuleIndex);
+   Kiv::String name = ruleConfig->name();
+   if (sportDataMaskValid) {
+      name = ruleNameL4Port(name, "SportData", L4Port{sportDataMask.l4PortData()});
+      name = ruleNameL4Port(name, "SportMask", L4Port{sportDataMask.l4PortMask()});
+   }
+   if (dportDataMaskValid) {
+      name = ruleNameL4Port(name, "DportData", L4Port{dportDataMask.l4PortData()});
+      name = ruleNameL4Port(name, "DportMask", L4Port{dportDataMask.l4PortMask()});
+   }
+   RINGLOG_TRACE(5, "Creating additional ruleConfig : {}", name);
+   const Rule newRule = aclConfig->ruleByNameIs(name);
+   newRule->copy(*ruleConfig);
+   RuleFilter& filter = *newRule->ruleFilter();
+   if (sportDataMaskValid) {
+      filter.sportDataMaskValidIs(true);
+      filter.sportDataMaskIs(sportDataMask);
+   }
+   if (dportDataMaskValid) {
+      filter.dportDataMaskValidIs(true);
+      filter.dportDataMaskIs(dportDataMask);
+   }
+   aclConfig->ruleByIndexIs(nextRuleIndex, newRule);
+   if (!tcpFlagAvailable) {
+      return nextRuleIndex + 1;
+   }
+   // The first flag rule takes this rule's index.
+   return addRulesTcpFlagField(protoField, aclConfig->ruleByIndex(nextRuleIndex), aclConfig,
+                               nextRuleIndex);
+}
+
+U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoField& protoField,
+                                                     const Rule& ruleConfig,
+                                                     const AclConfig& aclConfig,
+                                                     U32 nextRuleIndex) {
+   RINGLOG_TRACE(9, "Rule Name : {}, NextRuleIndex : {}", ruleConfig->name(), nextRuleIndex);
+   for (const auto& flagIter : protoField->tcpFlag()) {
+      const Classification::TcpFlagAndMask& match = flagIter.key();
+      if (match.tcpFlagMask().value() == 0) {
+         contractBroken(FunctionText::addRulesTcpFlagField,
+                        "flagIter.key().tcpFlagMask().value()");
+      }
+      const Kiv::String name = tcpFlagRuleName(ruleConfig->name(), match);
+      RINGLOG_TRACE(9, "Creating addtional ruleConfig: {} for tcpFlag {} tcpMask {}", name,
+                    match.tcpFlag().value(), match.tcpFlagMask().value());
+      const Rule newRule = aclConfig->ruleByNameIs(name);
+      newRule->copy(*ruleConfig);
+      newRule->ruleFilter()->tcpFlagAndMaskIs(match);
+      aclConfig->ruleByIndexIs(nextRuleIndex, newRule);
+      ++nextRuleIndex;
+   }
+   RINGLOG_TRACE(5, "Deleting Rule : {}", ruleConfig->name());
+   aclConfig->ruleByNameDel(ruleConfig->name());
+   return nextRuleIndex;
+}
+
+} // namespace OruPostcardTelemetry

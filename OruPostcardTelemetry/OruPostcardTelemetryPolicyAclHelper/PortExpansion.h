@@ -1,0 +1,12 @@
+// How the rules of the layer-4 expansion are named: `ruleNameL4Port`.
+#pragma once
+
+#include "Kiv/String.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/L4Port.h"
+
+namespace OruPostcardTelemetry {
+
+// `name-label-port`, the port in decimal.
+Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port);
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,65 @@
+// `addRulesProtoField`: the rules of one class in one protocol. The template becomes one rule as it
+// stands, or PortExpansion makes several from it.
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+namespace {
+
+// Other protocols than these two are never asked for.
+Pello::String protocolRuleName(const Pello::String& name, U8 proto) {
+   switch (proto) {
+   case protocolTcp:
+      return Pello::String::join({name, "-", "tcp"});
+   case protocolUdp:
+      return Pello::String::join({name, "-", "udp"});
+   default:
+      return {};
+   }
+}
+
+// Producers that know no TCP control give each protocol field exactly one port entry.
+void requireOnePortEntry(std::size_t ports) {
+   if (!toggleFeaturePostcardTelemetryTcpControlEnabled() && ports != 1) {
+      contractBroken(FunctionText::addRulesProtoField, "protoField->ports() == 1",
+                     portCountMessage(ports));
+   }
+}
+
+} // namespace
+
+U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfig& aclConfig,
+                                                   const Rule& ruleConfig, const Filter& sf,
+                                                   U8 proto, U32 nextRuleIndex) {
+   RINGLOG_ENTRY();
+   RINGLOG_TRACE(9, "Rule Name : {}, Proto : 0x{:x}, NextRuleIndex : {}", ruleConfig->name(),
+                 proto, nextRuleIndex);
+   const Pello::String name = protocolRuleName(ruleConfig->name(), proto);
+   RINGLOG_TRACE(5, "Creating Additional Rules : {}", name);
+   const Rule newRule = aclConfig->ruleByNameIs(name);
+   newRule->copy(*ruleConfig);
+   newRule->ruleFilter()->protoIs(Protocol{proto});
+   const ProtoField protoField = sf->protoField(singleProtocol(proto));
+   const std::size_t ports = protoField == nullptr ? 0 : protoField->ports();
+   const bool tcpFlags = hwCapability()->tcpFlagsSupported() && protoField != nullptr &&
+                         protoField->tcpFlags() != 0;
+   if (ports == 0 && !tcpFlags) {
+      RINGLOG_TRACE(5, "Structured Filter with no proto fields");
+      aclConfig->ruleByIndexIs(nextRuleIndex, newRule);
+      return nextRuleIndex + 1;
+   }
+   if (!hwCapability()->tcpFlagsSupported()) {
+      requireOnePortEntry(ports);
+   }
+   nextRuleIndex = ports == 0
+                      ? addRulesTcpFlagField(protoField, newRule, aclConfig, nextRuleIndex)
+                      : addRulesPortField(protoField, newRule, aclConfig, tcpFlags, nextRuleIndex);
+   RINGLOG_TRACE(5, "Deleting Rule : {}", name);
+   aclConfig->ruleByNameDel(name);
+   return nextRuleIndex;
+}
+
+} // namespace OruPostcardTelemetry

@@ -1,0 +1,142 @@
+// `addRules`: the rules of one class. A template rule takes what all of them share (prefixes, sample
+// match, actions), ProtocolExpansion makes the numbered rules from it, and the template goes again.
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
+
+namespace OruPostcardTelemetry {
+
+using Classification::StructuredFilter;
+using PolicyMap::ActionType;
+
+void OruPostcardPolicyAclHelper::updateRuleAction(const ClassData& classData,
+                                                  const Rule& ruleConfig) {
+   RINGLOG_ENTRY();
+   RINGLOG_TRACE(9, "Update action for Class : {}", classData->name());
+   const Pello::Ptr<RuleAction> ruleAction = ruleConfig->ruleActionIs();
+   for (const auto& entry : classData->action()) {
+      switch (entry.key()) {
+      case ActionType::sample:
+         ruleAction->actionIs(RuleAction::sampleAction);
+         RINGLOG_TRACE(5, "Setting action Sample ");
+         break;
+      case ActionType::sampleAll:
+         ruleAction->actionIs(RuleAction::sampleAction);
+         RINGLOG_TRACE(5, "Setting action Sample All ");
+         break;
+      case ActionType::setDscp:
+         setDscp(*ruleAction, entry.value());
+         break;
+      default:
+         break; // the walk has refused what cannot be carried out
+      }
+   }
+}
+
+// All six bits of the DSCP are rewritten.
+void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
+                                         const Pello::Ptr<PolicyMap::Action>& action) {
+   const auto dscpAction = Pello::dynamicCast<const PolicyMap::SetDscpAction>(action);
+   if (dscpAction == nullptr) {
+      contractBroken(FunctionText::updateRuleAction, "dscpAction");
+   }
+   ruleAction.dscpDataAndMaskIs(DscpDataAndMask{dscpAction->dscp(), 0x3F});
+   ruleAction.actionIs(RuleAction::setDscpAction);
+   RINGLOG_TRACE(5, "Setting action Dscp, Value : 0x{:x}, Mask : 0x{:x}",
+                 ruleAction.dscpDataAndMask().dscpData().value(),
+                 ruleAction.dscpDataAndMask().dscpMask());
+}
+
+// Without a plain sample action nothing asks for a share of the packets, and the rule takes all.
+bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassData& classData) {
+   RINGLOG_TRACE(9, "Class Name : {}", classData->name());
+   const bool present = classData->actionHas(ActionType::sample);
+   RINGLOG_TRACE(9, "Sample Action Present : {}", present);
+   return !present;
+}
+
+U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
+                                         const PolicyData& policyData,
+                                         const TrafficClassData& classMapData,
+                                         const AclConfig& aclConfig, U32 nextRuleIndex) {
+   RINGLOG_ENTRY();
+   RINGLOG_TRACE(5, "Acl Rule Key : {}", key);
+   const Filter sf = classMapData->aclStructuredFilter(key.aclName())->filter(0);
+   const Acl::AclType aclType = matchOptionToAclType(key.matchOption());
+   const auto rulePriority = policyData->rulePriority(aclType);
+   if (!rulePriority->priorityHas(key)) {
+      contractBroken(FunctionText::addRules, "rulePriority->priorityHas( key )");
+   }
+   RINGLOG_TRACE(5, "Class : {}, Acl Type : {}", classMapData->name(), aclType);
+   const Pello::String name = ruleName(classMapData->name(), aclType);
+   const Rule rule = aclConfig->ruleByNameIs(name);
+   const Pello::Ptr<RuleFilter> ruleFilter = rule->ruleFilterIs();
+   if (sf->sources() != 0) {
+      const Orlix::IpGenPrefix& source = sf->source().begin().key();
+      RINGLOG_TRACE(5, "Source Prefix : {}", source);
+      ruleFilter->sourceIs(source);
+   }
+   if (sf->destinations() != 0) {
+      const Orlix::IpGenPrefix& destination = sf->destination().begin().key();
+      RINGLOG_TRACE(5, "Destination Prefix : {}", destination);
+      ruleFilter->destinationIs(destination);
+   }
+   setSampleMatch(*sf, classMapData, *ruleFilter);
+   updateRuleAction(classMapData, rule);
+   nextRuleIndex = addRulesOfProtocols(aclConfig, rule, sf, nextRuleIndex);
+   RINGLOG_TRACE(5, "Deleting Rule : {}", name);
+   aclConfig->ruleByNameDel(name);
+   return nextRuleIndex;
+}
+
+void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
+                                                const ClassData& classData,
+                                                RuleFilter& ruleFilter) {
+   static const Pello::String childName{"sampleDataAndMask"};
+   const auto& match = filter.tcpUdpCheckSumOrIpId();
+   const U32 sampleData = match == nullptr ? 0 : match->data();
+   U32 sampleMask = match == nullptr ? 0 : match->mask();
+   const U32 sampleVersion = match == nullptr ? 0 : match->version();
+   if (match != nullptr && sampleMask == 0) {
+      contractBroken(FunctionText::addRules,
+                     R"(sampleMask && "Sample Mask should be non zero")");
+   }
+   RINGLOG_TRACE(5, "Sample data : 0x{:x} Sample Mask : 0x{:x} Sample Version : {} ", sampleData,
+                 sampleMask, sampleVersion);
+   if (ignoreSampleData(classData)) {
+      RINGLOG_TRACE(5, "Setting Sample mask to zero");
+      sampleMask = 0;
+   }
+   if (sampleMask == 0) {
+      return;
+   }
+   const auto sample = ruleFilter.sampleDataAndMaskIs(childName);
+   sample->dataIs(sampleData);
+   sample->maskIs(sampleMask);
+   sample->versionIs(sampleVersion);
+}
+
+// Rules are made for TCP and UDP, for one of them where the filter names only that one.
+U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfig& aclConfig, const Rule& rule,
+                                                    const Filter& sf, U32 nextRuleIndex) {
+   const bool tcp = sf->protoFieldHas(singleProtocol(protocolTcp));
+   const bool udp = sf->protoFieldHas(singleProtocol(protocolUdp));
+   if (!tcp && !udp) {
+      RINGLOG_TRACE(5, "Creating rules for TCP and UDP protocols");
+      nextRuleIndex = addRulesProtoField(aclConfig, rule, sf, protocolTcp, nextRuleIndex);
+      return addRulesProtoField(aclConfig, rule, sf, protocolUdp, nextRuleIndex);
+   }
+   if (tcp) {
+      RINGLOG_TRACE(5, "Creating rules for TCP protocol");
+      nextRuleIndex = addRulesProtoField(aclConfig, rule, sf, protocolTcp, nextRuleIndex);
+   }
+   if (udp) {
+      RINGLOG_TRACE(5, "Creating rules for UDP protocol");
+      nextRuleIndex = addRulesProtoField(aclConfig, rule, sf, protocolUdp, nextRuleIndex);
+   }
+   return nextRuleIndex;
+}
+
+} // namespace OruPostcardTelemetry
