@@ -14,12 +14,12 @@ const std::string file = "Toggles.json";
 
 class FeatureToggleTest : public testing::Test {
  protected:
-   FeatureToggleTest() {
+   void SetUp() override {
       std::string name = testing::TempDir() + "FeatureToggleTest-XXXXXX";
       directory_ = ::mkdtemp(name.data());
       toggleDirectoryIs(directory_);
    }
-   ~FeatureToggleTest() override {
+   void TearDown() override {
       toggleDirectoryIs({});
       toggleOverridesDelAll();
       std::filesystem::remove_all(directory_);

@@ -131,6 +131,7 @@ TEST(IntfId, threadsAgreeOnNumbers) {
    std::vector<std::vector<U32>> numbers(4);
    {
       std::vector<std::jthread> threads;
+      threads.reserve(numbers.size());
       for (auto& mine : numbers) {
          threads.emplace_back([&mine] { mine = numbersOf(2000); });
       }

@@ -16,8 +16,8 @@ namespace {
 
 class TypeModuleTest : public testing::Test {
  protected:
-   TypeModuleTest() { Kiv::registerTypeModule(typeModule()); }
-   ~TypeModuleTest() override { Kiv::unregisterTypeModule("Orlix"); }
+   void SetUp() override { Kiv::registerTypeModule(typeModule()); }
+   void TearDown() override { Kiv::unregisterTypeModule("Orlix"); }
 };
 
 struct Registered {

@@ -1,0 +1,39 @@
+// `postcard`: reads the command line and runs the subcommand. One row per subcommand.
+#include "cli/Compile.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <iostream>
+
+namespace {
+
+const Cli::Command* const commands[] = {&Cli::compileCommand};
+
+int runCommand(int argc, char** argv) {
+   CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};
+   parser.set_version_flag("--version", "postcard " POSTCARD_VERSION);
+   parser.require_subcommand(1);
+   std::function<int()> chosen;
+   for (const Cli::Command* command : commands) {
+      CLI::App* subcommand = parser.add_subcommand(command->name, command->description);
+      subcommand->callback([&chosen, run = command->declare(*subcommand)] { chosen = run; });
+   }
+   try {
+      parser.parse(argc, argv);
+   } catch (const CLI::ParseError& error) {
+      return parser.exit(error) == 0 ? Cli::exitDone : Cli::exitUsage;
+   }
+   return chosen();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+   try {
+      return runCommand(argc, argv);
+   } catch (const std::exception& error) {
+      std::cerr << "postcard: " << error.what() << '\n';
+      return Cli::exitEnvironment;
+   }
+}

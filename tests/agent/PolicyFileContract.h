@@ -1,0 +1,15 @@
+// The promises of `PolicyFile.h`, checked one by one in the plainest way. Door: `brokenPromise`.
+
+#pragma once
+
+#include "agent/PolicyFile.h"
+
+#include <string>
+
+namespace Agent {
+
+// The first promise of the structs that `file` breaks, in words; empty when it keeps all of them.
+// `tcpControl` is the toggle's value when the file does not set it.
+std::string brokenPromise(const PolicyFile& file, bool tcpControl);
+
+} // namespace Agent

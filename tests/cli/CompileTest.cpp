@@ -1,0 +1,242 @@
+// `postcard compile`, the real program with the real module: what it prints, where, and how it ends.
+#include "support/RunProgram.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+using TestSupport::ProgramResult;
+using TestSupport::runProgram;
+
+const std::string source = POSTCARD_SOURCE_DIR;
+const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
+
+std::string readFile(const std::string& path) {
+   std::ifstream file{path};
+   EXPECT_TRUE(file) << path;
+   std::ostringstream text;
+   text << file.rdbuf();
+   return text.str();
+}
+
+// A policy file that lives as long as the test.
+class Compile : public testing::Test {
+ protected:
+   Compile() {
+      char path[] = "/tmp/postcard-cli-XXXXXX";
+      folder_ = ::mkdtemp(path);
+   }
+   ~Compile() override { std::filesystem::remove_all(folder_); }
+
+   std::string policy(const std::string& text) {
+      const std::string path = folder_ + "/policy.yaml";
+      std::ofstream{path} << text;
+      return path;
+   }
+   static ProgramResult compile(std::vector<std::string> arguments,
+                                std::vector<std::string> environment = {}) {
+      arguments.insert(arguments.begin(), {program, "compile"});
+      return runProgram(std::move(arguments), std::move(environment));
+   }
+   const std::string& folder() const { return folder_; }
+
+ private:
+   std::string folder_;
+};
+
+constexpr const char* twoPolicies = R"(policies:
+  - name: web
+    interfaces: { ipv4: [Ethernet1], ipv6: [Ethernet2] }
+    classes:
+      - name: all
+        actions: [sample]
+        ipv4: {}
+        ipv6: {}
+  - name: bad
+    interfaces: { ipv4: [Ethernet1] }
+    classes:
+      - name: dropped
+        actions: [drop]
+        ipv4: {}
+)";
+
+TEST_F(Compile, printsTheExamplesAsTheShowCommandDoes) {
+   for (const char* name : {"web-tier", "flags-and-ranges"}) {
+      const auto result = compile({source + "/examples/" + name + ".yaml"});
+      EXPECT_EQ(result.exitCode, 0) << result.err;
+      EXPECT_EQ(result.out, readFile(source + "/tests/golden/compile/" + name + ".txt")) << name;
+   }
+}
+
+TEST_F(Compile, endsWithTheTotalsOnStandardError) {
+   const auto result = compile({"--policy", "web", policy(twoPolicies)});
+   EXPECT_EQ(result.exitCode, 0);
+   EXPECT_EQ(result.err, "ACLs: 2, rules: 4, TCAM entries: 4\n");
+}
+
+TEST_F(Compile, aBlockThatOccursTwiceIsOneRuleAndTwoEntries) {
+   const auto result = compile({policy(R"(policies:
+  - name: p
+    interfaces: { ipv4: [Ethernet1] }
+    classes:
+      - name: c
+        actions: [sample]
+        ipv4: { protocols: [{ protocol: tcp, ports: [{ source: [2, 2-3] }, { source: [2] }] }] }
+)")});
+   EXPECT_EQ(result.err, "ACLs: 1, rules: 2, TCAM entries: 3\n");
+}
+
+TEST_F(Compile, aRefusedPolicyIsReportedAndTheOthersArePrinted) {
+   const auto result = compile({policy(twoPolicies)});
+   EXPECT_EQ(result.exitCode, 1);
+   EXPECT_EQ(result.err, "bad ipv4: Unsupported action(s): 'drop', in configuration\n"
+                         "ACLs: 2, rules: 4, TCAM entries: 4\n");
+   EXPECT_NE(result.out.find("Policy Name:           web-ipv4\n"), std::string::npos);
+   EXPECT_NE(result.out.find("Policy Name:           web-ipv6\n"), std::string::npos);
+   EXPECT_EQ(result.out.find("bad-ipv4"), std::string::npos);
+}
+
+TEST_F(Compile, oneFamilyOnly) {
+   const auto result = compile({"--family", "ipv6", policy(twoPolicies)});
+   EXPECT_EQ(result.exitCode, 0);
+   EXPECT_EQ(result.err, "ACLs: 1, rules: 2, TCAM entries: 2\n");
+   EXPECT_EQ(result.out.find("web-ipv4"), std::string::npos);
+}
+
+TEST_F(Compile, aPolicyThatIsNotInTheFile) {
+   const std::string path = policy(twoPolicies);
+   const auto result = compile({"--policy", "wbe", "--policy", "web", path});
+   EXPECT_EQ(result.exitCode, 2);
+   EXPECT_EQ(result.err, path + ": there is no policy 'wbe'\n");
+   EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Compile, aWrongFileIsReportedWithItsPlaceAndNothingIsPrinted) {
+   const std::string path = policy("policies:\n  - nam: web\n");
+   const auto result = compile({path});
+   EXPECT_EQ(result.exitCode, 2);
+   EXPECT_EQ(result.err.substr(0, path.size() + 6), path + ":2:5: ");
+   EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Compile, aPolicyWithoutClassesHasAnEmptyAcl) {
+   const auto result = compile(
+      {policy("policies: [{ name: p, interfaces: { ipv4: [Ethernet1] }, classes: [] }]\n")});
+   EXPECT_EQ(result.exitCode, 0);
+   EXPECT_EQ(result.out, "---------------------------------------------------------\n"
+                         "Policy Name:           p-ipv4\n"
+                         "Policy Type:           ipv4\n"
+                         "\nPolicy Interfaces:\n"
+                         "    Ethernet1\n"
+                         "Programmed Policy:     false\n"
+                         "Rules Client Updated:  false\n"
+                         "Policy Event Status:\n"
+                         "---------------------------------------------------------\n");
+}
+
+TEST_F(Compile, theSameFilePrintsTheSameTextEveryTime) {
+   const std::string path = policy(
+      "policies: [{ name: p, interfaces: { ipv4: [a, b, c, d, e, f, g, h] }, classes: [] }]\n");
+   EXPECT_EQ(compile({path}).out, compile({path}).out);
+}
+
+TEST_F(Compile, jsonHasEveryPartOfARule) {
+   const auto result = compile({"--format", "json", policy(R"(policies:
+  - name: p
+    interfaces: { ipv4: [Ethernet1] }
+    classes:
+      - name: c
+        actions: [sample, { set-dscp: 46 }]
+        ipv4:
+          source: [10.0.0.0/8]
+          sample: { data: 3, mask: 0xff, field: ip-id }
+          protocols:
+            - { protocol: tcp, ports: [{ destination: [443] }], tcp-flags: [{ flags: [syn], mask: [syn, ack] }] }
+)")});
+   EXPECT_EQ(result.exitCode, 0) << result.err;
+   const auto expected = nlohmann::json::parse(R"({
+      "schema": 1,
+      "acls": [{
+         "name": "p-ipv4", "type": "ipv4", "interfaces": ["Ethernet1"],
+         "programmedPolicy": false, "rulesClientUpdated": false, "status": [],
+         "rules": [{
+            "index": 0,
+            "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
+            "filter": {
+               "source": "10.0.0.0/8", "destination": "0.0.0.0/0", "protocol": 6,
+               "sourcePort": null, "destinationPort": {"data": 443, "mask": 65535},
+               "tcpFlags": {"data": 2, "mask": 18},
+               "sample": {"data": 3, "mask": 255, "field": "ip-id"}
+            },
+            "action": {"actions": ["sampleAction", "setDscpAction"],
+                       "setDscp": {"data": 0, "mask": 0}}
+         }]
+      }],
+      "refused": [],
+      "totals": {"acls": 1, "rules": 1, "tcamEntries": 1}
+   })");
+   EXPECT_EQ(nlohmann::json::parse(result.out), expected);
+   EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Compile, jsonNamesWhatWasRefused) {
+   const auto result = compile({"--format", "json", policy(twoPolicies)});
+   EXPECT_EQ(result.exitCode, 1);
+   const auto document = nlohmann::json::parse(result.out);
+   EXPECT_EQ(document["refused"],
+             nlohmann::json::parse(
+                R"([{"policy": "bad", "family": "ipv4",
+                     "message": "Unsupported action(s): 'drop', in configuration"}])"));
+   EXPECT_EQ(result.err, "bad ipv4: Unsupported action(s): 'drop', in configuration\n");
+}
+
+TEST_F(Compile, withoutTcpFlagsInHardwareTheyAreNotShown) {
+   const std::string text = R"(policies:
+  - name: p
+    interfaces: { ipv4: [Ethernet1] }
+    classes: [{ name: c, actions: [sample-all], ipv4: {} }]
+)";
+   EXPECT_NE(compile({policy("hardware: { tcp-flags: true }\n" + text)}).out.find("Tcp Flag"),
+             std::string::npos);
+   EXPECT_EQ(compile({policy("hardware: { tcp-flags: false }\n" + text)}).out.find("Tcp Flag"),
+             std::string::npos);
+}
+
+TEST_F(Compile, badUsage) {
+   EXPECT_EQ(runProgram({program}).exitCode, 2);
+   EXPECT_EQ(runProgram({program, "kompile"}).exitCode, 2);
+   EXPECT_EQ(compile({}).exitCode, 2);
+   EXPECT_EQ(compile({"--format", "xml", policy(twoPolicies)}).exitCode, 2);
+   EXPECT_EQ(compile({"--family", "mac", policy(twoPolicies)}).exitCode, 2);
+}
+
+TEST_F(Compile, helpAndVersion) {
+   EXPECT_EQ(runProgram({program, "--help"}).exitCode, 0);
+   EXPECT_NE(runProgram({program, "--help"}).out.find("compile"), std::string::npos);
+   const auto help = compile({"--help"});
+   EXPECT_EQ(help.exitCode, 0);
+   for (const char* option : {"FILE", "--policy", "--family", "--format", "Exit status"}) {
+      EXPECT_NE(help.out.find(option), std::string::npos) << option;
+   }
+   EXPECT_EQ(runProgram({program, "--version"}).exitCode, 0);
+}
+
+TEST_F(Compile, aModuleThatCannotBeUsed) {
+   const std::string path = policy(twoPolicies);
+   const auto missing = compile({path}, {"POSTCARD_MODULE=/nonexistent.so"});
+   EXPECT_EQ(missing.exitCode, 3);
+   EXPECT_NE(missing.err.find("helper module cannot be loaded: /nonexistent.so"),
+             std::string::npos)
+      << missing.err;
+   const std::string other = std::string{POSTCARD_LIB_DIR} + "/libPello.so";
+   const auto wrong = compile({path}, {"POSTCARD_MODULE=" + other});
+   EXPECT_EQ(wrong.exitCode, 3);
+   EXPECT_EQ(wrong.err,
+             other + ": not a helper module: it has no symbol oruPostcardPlatformVersion\n");
+}
+
+} // namespace

@@ -1,0 +1,93 @@
+// `runProgram`: runs a program to its end and returns what it wrote and how it ended. Relies on
+// POSIX only.
+#pragma once
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+extern char** environ;
+
+namespace TestSupport {
+
+struct ProgramResult {
+   int exitCode; // -1 when a signal ended it
+   int signal;   // 0 unless a signal ended it
+   std::string out;
+   std::string err;
+};
+
+// A nameless file that a program writes into.
+class CapturedStream {
+ public:
+   CapturedStream() {
+      char path[] = "/tmp/postcard-test-XXXXXX";
+      fd_ = ::mkstemp(path);
+      if (fd_ < 0) {
+         throw std::runtime_error{"no temporary file"};
+      }
+      ::unlink(path);
+   }
+   CapturedStream(const CapturedStream&) = delete;
+   CapturedStream& operator=(const CapturedStream&) = delete;
+   ~CapturedStream() { ::close(fd_); }
+
+   int fd() const { return fd_; }
+   std::string text() const {
+      std::string text;
+      char buffer[65536];
+      ssize_t size = 0;
+      off_t at = 0;
+      while ((size = ::pread(fd_, buffer, sizeof buffer, at)) > 0) {
+         text.append(buffer, static_cast<std::size_t>(size));
+         at += size;
+      }
+      return text;
+   }
+
+ private:
+   int fd_;
+};
+
+// `arguments` begins with the program's path; `environment` is added to this process's own.
+inline ProgramResult runProgram(std::vector<std::string> arguments,
+                                std::vector<std::string> environment = {}) {
+   const CapturedStream out;
+   const CapturedStream err;
+   posix_spawn_file_actions_t actions;
+   ::posix_spawn_file_actions_init(&actions);
+   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+   ::posix_spawn_file_actions_adddup2(&actions, out.fd(), STDOUT_FILENO);
+   ::posix_spawn_file_actions_adddup2(&actions, err.fd(), STDERR_FILENO);
+   std::vector<char*> argv;
+   for (std::string& argument : arguments) {
+      argv.push_back(argument.data());
+   }
+   argv.push_back(nullptr);
+   std::vector<char*> variables;
+   for (std::string& variable : environment) {
+      variables.push_back(variable.data());
+   }
+   for (char** variable = environ; *variable != nullptr; ++variable) {
+      variables.push_back(*variable);
+   }
+   variables.push_back(nullptr);
+   pid_t child = 0;
+   const int error =
+      ::posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), variables.data());
+   ::posix_spawn_file_actions_destroy(&actions);
+   if (error != 0) {
+      throw std::runtime_error{"cannot run " + arguments.front()};
+   }
+   int status = 0;
+   ::waitpid(child, &status, 0);
+   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+           WIFSIGNALED(status) ? WTERMSIG(status) : 0, out.text(), err.text()};
+}
+
+} // namespace TestSupport
