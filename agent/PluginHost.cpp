@@ -48,11 +48,10 @@ Kiv::String HelperHandle::updatePolicyStatus(
       Kiv::callOperation(*helper_, "updatePolicyStatus", arguments));
 }
 
-void HelperHandle::forEachAclConfig(const std::function<void(const AclConfig&)>& visit) const {
+void HelperHandle::forEachAclConfig(const std::function<void(AclConfig&)>& visit) const {
    const Kiv::AttributeData& collection = helper_->typeData().attribute("aclConfigColl");
-   collection.forEachEntity(*helper_, [&](const Kiv::Entity& config) {
-      visit(dynamic_cast<const AclConfig&>(config));
-   });
+   collection.forEachEntity(*helper_,
+                            [&](Kiv::Entity& config) { visit(dynamic_cast<AclConfig&>(config)); });
 }
 
 PluginHost::PluginHost(const std::filesystem::path& module) {

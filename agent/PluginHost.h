@@ -37,7 +37,7 @@ class HelperHandle {
       OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType statusType,
       const Pello::String& statusString) const;
    // Shows every ACL configuration, in no particular order.
-   void forEachAclConfig(const std::function<void(const AclConfig&)>& visit) const;
+   void forEachAclConfig(const std::function<void(AclConfig&)>& visit) const;
 
  private:
    Pello::Ptr<PolicyMap::PolicyMapAclHelper> helper_;

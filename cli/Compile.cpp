@@ -1,10 +1,10 @@
 #include "cli/Compile.h"
 
 #include "Kiv/Hash.h"
+#include "agent/AclJson.h"
 #include "agent/PluginHost.h"
 #include "agent/PolicyBuilder.h"
 #include "agent/PolicyFile.h"
-#include "cli/CompileJson.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -64,7 +64,7 @@ class JsonOutput : public Output {
  public:
    void acl(const Agent::HelperHandle& helper) override {
       helper.forEachAclConfig(
-         [&](const PostcardTelemetryAclConfig& config) { acls_.push_back(aclJson(config)); });
+         [&](const PostcardTelemetryAclConfig& config) { acls_.push_back(Agent::aclJson(config)); });
    }
    void refused(const Agent::Policy& policy, Family family, const Kiv::String& message) override {
       refused_.push_back({{"policy", policy.name.text},
@@ -73,7 +73,7 @@ class JsonOutput : public Output {
       text_.refused(policy, family, message);
    }
    void finished(const Totals& totals) override {
-      const nlohmann::ordered_json document{{"schema", compileJsonSchema},
+      const nlohmann::ordered_json document{{"schema", Agent::aclJsonSchema},
                                             {"acls", std::move(acls_)},
                                             {"refused", std::move(refused_)},
                                             {"totals",

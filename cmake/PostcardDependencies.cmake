@@ -2,7 +2,7 @@
 # what to do:
 #
 #   postcard::fmt  postcard::boost  postcard::json  postcard::cli11  postcard::xxhash
-#   postcard::yaml (LibYAML)
+#   postcard::yaml (LibYAML)  postcard::uv (libuv)  postcard::pcap
 #   postcard::gtest  postcard::rapidcheck (tests)   postcard::benchmark (benchmarks)
 
 function(postcard_missing what)
@@ -64,6 +64,8 @@ postcard_header_only(json nlohmann/json.hpp "JSON for Modern C++, nlohmann-json3
 postcard_header_only(cli11 CLI/CLI.hpp "CLI11, libcli11-dev")
 postcard_found_library(xxhash xxhash.h xxhash "xxHash, libxxhash-dev")
 postcard_found_library(yaml yaml.h yaml "LibYAML, libyaml-dev")
+postcard_found_library(uv uv.h uv "libuv, libuv1-dev")
+postcard_found_library(pcap pcap/pcap.h pcap "libpcap, libpcap-dev")
 
 if(POSTCARD_BUILD_TESTS)
    find_package(GTest QUIET)

@@ -5,10 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Cli {
+namespace Agent {
 
 // The version of the shape below; raised when a key changes its meaning or goes.
-inline constexpr int compileJsonSchema = 1;
+inline constexpr int aclJsonSchema = 1;
 
 // {"name", "type", "interfaces", "programmedPolicy", "rulesClientUpdated", "status", "rules"}; a
 // part of a rule that is not in force is null. Rules stand in the order of their indexes, which is
@@ -16,4 +16,4 @@ inline constexpr int compileJsonSchema = 1;
 nlohmann::ordered_json
 aclJson(const OruPostcardTelemetry::PostcardTelemetryAclConfig& aclConfig);
 
-} // namespace Cli
+} // namespace Agent

@@ -1,6 +1,6 @@
-#include "cli/CompileJson.h"
+#include "agent/AclJson.h"
 
-namespace Cli {
+namespace Agent {
 
 namespace {
 
@@ -86,4 +86,4 @@ Json aclJson(const PostcardTelemetryAclConfig& aclConfig) {
            {"rules", std::move(rules)}};
 }
 
-} // namespace Cli
+} // namespace Agent

@@ -1,0 +1,112 @@
+#include "agent/ControlSocket.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Agent {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+[[noreturn]] void fail(const std::string& path, const std::string& reason) {
+   throw ControlError{path + ": " + reason};
+}
+
+class Connection {
+ public:
+   Connection(const std::string& path, Clock::time_point deadline)
+      : path_{path}, deadline_{deadline},
+        fd_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::memcpy(address.sun_path, path.data(), path.size());
+      if (fd_ < 0 ||
+          ::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+         const int error = errno;
+         ::close(fd_);
+         fail(path, std::string{"no agent answers here: "} + std::strerror(error));
+      }
+   }
+   Connection(const Connection&) = delete;
+   Connection& operator=(const Connection&) = delete;
+   ~Connection() { ::close(fd_); }
+
+   void send(std::string_view text) {
+      while (!text.empty()) {
+         const ssize_t sent = ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL);
+         if (sent < 0) {
+            fail(path_, std::string{"cannot send: "} + std::strerror(errno));
+         }
+         text.remove_prefix(static_cast<std::size_t>(sent));
+      }
+      ::shutdown(fd_, SHUT_WR);
+   }
+
+   std::string receiveAll() {
+      std::string text;
+      char buffer[65536];
+      while (true) {
+         waitReadable();
+         const ssize_t size = ::read(fd_, buffer, sizeof buffer);
+         if (size < 0) {
+            fail(path_, std::string{"cannot receive: "} + std::strerror(errno));
+         }
+         if (size == 0) {
+            return text;
+         }
+         text.append(buffer, static_cast<std::size_t>(size));
+      }
+   }
+
+ private:
+   void waitReadable() {
+      const auto left =
+         std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
+      pollfd poll{fd_, POLLIN, 0};
+      if (left.count() <= 0 || ::poll(&poll, 1, static_cast<int>(left.count())) <= 0) {
+         fail(path_, "the agent does not answer in time");
+      }
+   }
+
+   std::string path_;
+   Clock::time_point deadline_;
+   int fd_;
+};
+
+} // namespace
+
+std::string defaultSocketPath() {
+   const char* folder = std::getenv("XDG_RUNTIME_DIR");
+   return std::string{folder == nullptr || *folder == '\0' ? "/run" : folder} + "/postcard.sock";
+}
+
+void checkSocketPath(const std::string& path) {
+   constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+   if (path.empty() || path.size() > longest) {
+      fail(path, "a socket path has 1 to " + std::to_string(longest) + " bytes");
+   }
+}
+
+ControlAnswer requestAgent(const std::string& path, const std::string& line,
+                           std::chrono::milliseconds patience) {
+   checkSocketPath(path);
+   Connection connection{path, Clock::now() + patience};
+   connection.send(line + "\n");
+   const std::string answer = connection.receiveAll();
+   const std::size_t end = answer.find('\n');
+   const auto header = nlohmann::json::parse(answer.substr(0, end), nullptr, false);
+   if (end == std::string::npos || !header.is_object() || !header.contains("exit") ||
+       !header["exit"].is_number_integer()) {
+      fail(path, "the answer is not an agent's");
+   }
+   return {header["exit"].get<int>(), answer.substr(end + 1)};
+}
+
+} // namespace Agent

@@ -1,0 +1,60 @@
+#include "agent/ServiceManager.h"
+
+#include <charconv>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Agent {
+
+namespace {
+
+std::optional<long> numberOf(const char* text) {
+   if (text == nullptr) {
+      return std::nullopt;
+   }
+   long number = 0;
+   const char* last = text + std::strlen(text);
+   const auto [end, error] = std::from_chars(text, last, number);
+   return error == std::errc{} && end == last ? std::optional{number} : std::nullopt;
+}
+
+} // namespace
+
+ServiceManager::ServiceManager() {
+   if (const char* socket = std::getenv("NOTIFY_SOCKET")) {
+      socket_ = socket;
+   }
+   const auto process = numberOf(std::getenv("WATCHDOG_PID"));
+   const auto microseconds = numberOf(std::getenv("WATCHDOG_USEC"));
+   if (microseconds && *microseconds >= 2000 && (!process || *process == ::getpid())) {
+      watchdogInterval_ = std::chrono::milliseconds{*microseconds / 2000};
+   }
+}
+
+void ServiceManager::notify(std::string_view assignment) const {
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   if (socket_.empty() || socket_.size() >= sizeof address.sun_path) {
+      return;
+   }
+   std::memcpy(address.sun_path, socket_.data(), socket_.size());
+   if (address.sun_path[0] == '@') {
+      address.sun_path[0] = '\0'; // an abstract name
+   }
+   const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+   if (fd < 0) {
+      return;
+   }
+   const auto length =
+      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
+   const ssize_t sent = ::sendto(fd, assignment.data(), assignment.size(), MSG_NOSIGNAL,
+                                 reinterpret_cast<const sockaddr*>(&address), length);
+   static_cast<void>(sent); // see the contract
+   ::close(fd);
+}
+
+} // namespace Agent

@@ -1,0 +1,30 @@
+// `ServiceManager`: tells the service manager that started this process how it is doing, by the
+// notification protocol that systemd documents in sd_notify(3). Does nothing when there is none.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Agent {
+
+class ServiceManager {
+ public:
+   // Reads NOTIFY_SOCKET and WATCHDOG_USEC from the environment.
+   ServiceManager();
+
+   // Sends one assignment such as "READY=1" or "STATUS=…". Failures are ignored: the manager may
+   // have gone, and the service goes on.
+   void notify(std::string_view assignment) const;
+
+   // How often "WATCHDOG=1" is due: half the time after which the manager loses patience. None when
+   // it has no watchdog for this process.
+   std::optional<std::chrono::milliseconds> watchdogInterval() const { return watchdogInterval_; }
+
+ private:
+   std::string socket_; // empty: no service manager
+   std::optional<std::chrono::milliseconds> watchdogInterval_;
+};
+
+} // namespace Agent
