@@ -8,7 +8,9 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
+#include <algorithm>
 #include <charconv>
+#include <fmt/format.h>
 #include <vector>
 
 namespace OruPostcardTelemetry {
@@ -46,6 +48,30 @@ class Decimal {
    char* end_;
 };
 
+// A rule's name while it grows part by part, each state of it traced; a string of its own for every
+// state would cost more than the rule.
+class GrowingName {
+ public:
+   explicit GrowingName(std::string_view base) { append(base); }
+
+   void appendL4Port(std::string_view label, L4Port port) {
+      append("-");
+      append(label);
+      append("-");
+      append(Decimal{port.value()}.view());
+      traceRuleName(view());
+   }
+   std::string_view view() const { return {characters_.data(), characters_.size()}; }
+
+ private:
+   void append(std::string_view text) {
+      characters_.append(text.data(), text.data() + text.size());
+   }
+   static void traceRuleName(std::string_view name) { RINGLOG_TRACE(5, "Rule Name : {}", name); }
+
+   fmt::basic_memory_buffer<char, 256> characters_;
+};
+
 Kiv::String tcpFlagRuleName(const Pello::String& name,
                             const Classification::TcpFlagAndMask& match) {
    return Kiv::String::join({name, "-", "tcpFlag-", Decimal{match.tcpFlag().value()}.view(),
@@ -55,10 +81,9 @@ Kiv::String tcpFlagRuleName(const Pello::String& name,
 } // namespace
 
 Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port) {
-   Kiv::String result =
-      Kiv::String::join({name, "-", label, "-", Decimal{port.value()}.view()});
-   RINGLOG_TRACE(5, "Rule Name : {}", result);
-   return result;
+   GrowingName result{name};
+   result.appendL4Port(label, port);
+   return result.view();
 }
 
 U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoField& protoField,
@@ -83,6 +108,9 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
    const Blocks srcVect = blocksOf(entry.sport());
    const Blocks dstVect = blocksOf(entry.dport());
    RINGLOG_TRACE(5, "srcVect.size() : {} dstVect.size() : {}", srcVect.size(), dstVect.size());
+   const std::size_t pairs =
+      std::max<std::size_t>(srcVect.size(), 1) * std::max<std::size_t>(dstVect.size(), 1);
+   aclConfig->ruleByNameReserve(aclConfig->ruleByNames() + pairs);
    const auto addRule = [&](bool sportValid, L4PortDataMask sport, bool dportValid,
                             L4PortDataMask dport) {
       nextRuleIndex =
@@ -112,20 +140,22 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
    const ProtoField& protoField, const Rule& ruleConfig, const AclConfig& aclConfig,
    bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
    L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
+   const Ringlog::SharedMoment moment; // ten traces per rule
    RINGLOG_TRACE(9,
                  "Rule Name : {}, Sport Valid : {}, Sport : 0x{:x}, Dport Valid : {}, "
                  "Dport : 0x{:x}, NextRuleIndex : {}",
                  ruleConfig->name(), sportDataMaskValid, sportDataMask.l4PortData(),
                  dportDataMaskValid, dportDataMask.l4PortData(), nextRuleIndex);
-   Kiv::String name = ruleConfig->name();
+   GrowingName growing{ruleConfig->name()};
    if (sportDataMaskValid) {
-      name = ruleNameL4Port(name, "SportData", L4Port{sportDataMask.l4PortData()});
-      name = ruleNameL4Port(name, "SportMask", L4Port{sportDataMask.l4PortMask()});
+      growing.appendL4Port("SportData", L4Port{sportDataMask.l4PortData()});
+      growing.appendL4Port("SportMask", L4Port{sportDataMask.l4PortMask()});
    }
    if (dportDataMaskValid) {
-      name = ruleNameL4Port(name, "DportData", L4Port{dportDataMask.l4PortData()});
-      name = ruleNameL4Port(name, "DportMask", L4Port{dportDataMask.l4PortMask()});
+      growing.appendL4Port("DportData", L4Port{dportDataMask.l4PortData()});
+      growing.appendL4Port("DportMask", L4Port{dportDataMask.l4PortMask()});
    }
+   const Kiv::String name = growing.view();
    RINGLOG_TRACE(5, "Creating additional ruleConfig : {}", name);
    const Rule newRule = aclConfig->ruleByNameIs(name);
    newRule->copy(*ruleConfig);

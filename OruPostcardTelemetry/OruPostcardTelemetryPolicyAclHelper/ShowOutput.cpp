@@ -5,6 +5,7 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 #include <cstdio>
+#include <fcntl.h>
 
 namespace OruPostcardTelemetry {
 
@@ -151,6 +152,10 @@ class Show {
 
 void OruPostcardPolicyAclHelper::showPostcardAcl(U32 socket) const {
    RINGLOG_ENTRY();
+   // The C library loses a buffer with every line for a descriptor that is not open.
+   if (::fcntl(static_cast<int>(socket), F_GETFD) == -1) {
+      return;
+   }
    for (const auto& config : aclConfigColl()) {
       const Show show{static_cast<int>(socket), hwCapability()->tcpFlagsSupported()};
       show.aclConfig(*config.value());

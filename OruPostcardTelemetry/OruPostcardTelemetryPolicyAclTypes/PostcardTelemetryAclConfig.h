@@ -33,6 +33,9 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
 
    explicit PostcardTelemetryAclConfig(Pello::String aclConfigKey)
       : aclConfigKey_{std::move(aclConfigKey)} {}
+   // The table by name goes first. The rules themselves then go in the order of their indexes, which
+   // is the order in which they lie in memory, and that memory is used again in this order.
+   ~PostcardTelemetryAclConfig() override { ruleByNameDelAll(); }
 };
 
 // Makes a new, empty ACL; looks nothing up.

@@ -6,8 +6,12 @@ namespace OruPostcardTelemetry {
 
 void RuleConfig::copy(const RuleConfig& other) {
    RINGLOG_ENTRY();
-   ruleFilterIs()->copy(*other.ruleFilter());
-   ruleActionIs()->copy(*other.ruleAction());
+   if (other.ruleFilter() != nullptr) {
+      ruleFilterIs()->copy(*other.ruleFilter());
+   }
+   if (other.ruleAction() != nullptr) {
+      ruleActionIs()->copy(*other.ruleAction());
+   }
 }
 
 Pello::Ptr<RuleConfig> ruleConfigFactory(const Pello::String& name) {

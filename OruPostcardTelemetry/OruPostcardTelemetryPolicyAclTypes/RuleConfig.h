@@ -17,8 +17,8 @@ class RuleConfig : public Kiv::Entity {
  public:
    explicit RuleConfig(Pello::String name) : name_{std::move(name)} {}
 
-   // Merges the filter and the action of `other`, which must have both, into this rule's own, made
-   // when there are none. The name stays.
+   // Merges the filter and the action of `other` into this rule's own, made when there are none; a
+   // part that `other` has not stays as it is here. The name stays.
    void copy(const RuleConfig& other);
 };
 

@@ -15,8 +15,9 @@ void RuleFilter::copy(const RuleFilter& other) {
    destinationIs(other.destination());
    copyPorts(other);
    protoIs(other.proto());
-   if (other.sampleDataAndMask() != nullptr) {
-      copySample(*other.sampleDataAndMask());
+   // Held: when a filter is merged into itself, its sample match is replaced on the way.
+   if (const auto sample = other.sampleDataAndMask(); sample != nullptr) {
+      copySample(*sample);
    }
    if (other.tcpFlagAndMask() != Classification::TcpFlagAndMask{}) {
       tcpFlagAndMaskIs(other.tcpFlagAndMask());

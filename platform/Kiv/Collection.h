@@ -1,6 +1,7 @@
 // What all collections share: how a change of a collection is reported to whoever publishes it.
 //
 // Every collection offers
+//   Key, isSet                                     the key's type; whether there is nothing but keys
 //   size(), empty(), has(key), begin(), end()      reading; iterators have key(), and value() or ->
 //   get(key)                                       the element: null, empty or false when absent
 //   is(…, report), del(key, report), clear(report) changing

@@ -209,6 +209,10 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
       return name##_.del(Kiv::collectionReport<id>(*this), at);                                    \
    }                                                                                               \
    void name##DelAll() { name##_.clear(Kiv::collectionReport<id>(*this)); }                        \
+   template <class Self = KivSelf>                                                                 \
+   void name##Reserve(std::size_t count) {                                                         \
+      static_cast<Self&>(*this).name##_.reserve(count);                                            \
+   }                                                                                               \
    KIV_ROW(id, name, collection, __VA_ARGS__)                                                      \
                                                                                                    \
  private:                                                                                          \

@@ -1,5 +1,6 @@
 #include "Kiv/Hash.h"
 
+#include <optional>
 #include <random>
 
 #define XXH_INLINE_ALL
@@ -11,12 +12,24 @@ U64 hashBytes(const void* data, std::size_t size, U64 seed) noexcept {
    return XXH3_64bits_withSeed(data, size, seed);
 }
 
+namespace {
+
+std::optional<U64> fixedSeed;
+
+U64 drawSeed() {
+   std::random_device source;
+   return (U64{source()} << 32) | source();
+}
+
+} // namespace
+
 U64 processHashSeed() noexcept {
-   static const U64 seed = [] {
-      std::random_device source;
-      return (U64{source()} << 32) | source();
-   }();
+   static const U64 seed = fixedSeed ? *fixedSeed : drawSeed();
    return seed;
+}
+
+void processHashSeedIs(U64 seed) noexcept {
+   fixedSeed = seed;
 }
 
 } // namespace Kiv

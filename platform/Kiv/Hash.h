@@ -43,4 +43,8 @@ class HashState {
 // A number drawn once per process, so that nobody can prepare colliding keys.
 U64 processHashSeed() noexcept;
 
+// Fixes that number, for a process whose output must be the same every time. Has an effect only
+// before the first collection asks for it.
+void processHashSeedIs(U64 seed) noexcept;
+
 } // namespace Kiv

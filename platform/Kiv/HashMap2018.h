@@ -75,6 +75,7 @@ class HashMap2018 {
  public:
    using Key = KeyType;
    using Value = Element;
+   static constexpr bool isSet = false;
 
    // Walks the elements; valid until the collection changes.
    class Iterator {
@@ -165,8 +166,12 @@ class HashMap2018 {
       }
    }
 
-   // Makes room for `count` elements in all.
-   void reserve(std::size_t count) { table_.reserve(count); }
+   // Makes room for `count` elements in all; never gives room back.
+   void reserve(std::size_t count) {
+      if (count > table_.max_load()) {
+         table_.reserve(count);
+      }
+   }
 
  private:
    Table table_;
@@ -272,6 +277,7 @@ class HashSet2018 {
 
  public:
    using Key = T;
+   static constexpr bool isSet = true;
 
    // Walks the members; valid until the set changes.
    class Iterator {

@@ -53,6 +53,7 @@ class Tree {
  public:
    using Key = KeyType;
    using Value = ValueType;
+   static constexpr bool isSet = false;
    // One entry, its key first.
    using Node = typename Map::value_type;
 
@@ -184,6 +185,8 @@ class RbTreeEntityMap : public Detail::Tree<KeyType, Pello::Ptr<Element>> {
 template <class KeyType>
 class RbTreeSet : public Detail::Tree<KeyType, bool> {
  public:
+   static constexpr bool isSet = true;
+
    // Adds `key`; adding a member changes nothing.
    template <class Report>
    void is(Report&& report, const KeyType& key) {

@@ -13,7 +13,6 @@
 #include <any>
 #include <concepts>
 #include <functional>
-#include <concepts>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -41,11 +40,9 @@ void printCollection(std::string& out, const Collection& collection) {
       out += separator;
       separator = ", ";
       printStorage(out, at.key());
-      if constexpr (requires { typename Collection::Value; at.value(); }) {
-         if constexpr (!std::is_same_v<std::remove_cvref_t<decltype(at.value())>, bool>) {
-            out += ": ";
-            printStorage(out, at.value());
-         }
+      if constexpr (!Collection::isSet) {
+         out += ": ";
+         printStorage(out, at.value());
       }
    }
    out += collection.empty() ? "{}" : "}";
@@ -79,14 +76,12 @@ void setAttributeText(Entity& owner, std::string_view text) {
 
 template <class T>
 concept EntityCollection = requires(const T& collection) {
-   { *(*collection.begin()).value() } -> std::convertible_to<const Entity&>;
+   { *(*collection.begin()).value() } -> std::convertible_to<Entity&>;
 };
 
-// `owner` is a `Described`, whose base `Owner` has the collection.
-template <class Described, class Owner, class GetRow>
-void forEachEntity(const void* owner, const std::function<void(const Entity&)>& visit) {
-   const Owner& object = *static_cast<const Described*>(owner);
-   for (const auto& at : object.*GetRow{}().member) {
+template <class Owner, class GetRow>
+void forEachEntity(const Entity& owner, const std::function<void(Entity&)>& visit) {
+   for (const auto& at : static_cast<const Owner&>(owner).*GetRow{}().member) {
       visit(*at.value());
    }
 }
@@ -100,7 +95,7 @@ AttributeData describeAttribute() {
    AttributeData attribute{row.id,  row.name, row.kind, &attributeText<Described, Owner, GetRow>,
                            nullptr, nullptr};
    if constexpr (EntityCollection<typename decltype(row)::StorageType>) {
-      attribute.forEachEntity = &forEachEntity<Described, Owner, GetRow>;
+      attribute.forEachEntity = &forEachEntity<Owner, GetRow>;
    }
    if constexpr (std::is_base_of_v<Entity, Owner> && row.kind == AttributeKind::value &&
                  Printable<typename decltype(row)::StorageType>) {
@@ -245,6 +240,7 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
       return *static_cast<const T*>(a) == *static_cast<const T*>(b);
    };
    type.defaultObject = std::any{T{}};
+   type.anyBytes = anyBytes<T>();
    return type;
 }
 

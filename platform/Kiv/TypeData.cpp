@@ -11,7 +11,14 @@ namespace Kiv {
 
 namespace {
 
-using Modules = std::map<std::string, std::vector<const TypeData*>, std::less<>>;
+// The name is kept beside the type: a module may be forgotten at the end of the process, when the
+// descriptors of others exist no more.
+struct NamedType {
+   std::string_view name;
+   const TypeData* type;
+};
+
+using Modules = std::map<std::string, std::vector<NamedType>, std::less<>>;
 using Types = std::map<std::string_view, const TypeData*>;
 
 struct Registry {
@@ -23,10 +30,10 @@ struct Registry {
 // Throws NameError when two types share a name.
 Types typesOf(const Modules& modules) {
    Types types;
-   for (const auto& [name, members] : modules) {
-      for (const TypeData* type : members) {
-         if (types.emplace(type->name, type).first->second != type) {
-            throw NameError{"type " + std::string{type->name} + " is registered twice"};
+   for (const auto& [module, members] : modules) {
+      for (const auto& [name, type] : members) {
+         if (types.emplace(name, type).first->second != type) {
+            throw NameError{"type " + std::string{name} + " is registered twice"};
          }
       }
    }
@@ -110,7 +117,11 @@ void registerTypeModule(const TypeModule& module) {
    Registry& all = registry();
    const std::lock_guard lock{all.mutex};
    Modules modules = all.modules;
-   modules.insert_or_assign(std::string{module.name}, module.types);
+   std::vector<NamedType>& members = modules[std::string{module.name}];
+   members.clear();
+   for (const TypeData* type : module.types) {
+      members.push_back({type->name, type});
+   }
    all.types = typesOf(modules);
    all.modules = std::move(modules);
 }

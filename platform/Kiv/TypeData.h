@@ -32,8 +32,9 @@ struct AttributeData {
    // ParseError or RangeError, and changes nothing then. Null for constants, children and
    // collections, and for attributes whose type has no generic text.
    void (*setText)(Entity& owner, std::string_view text);
-   // Shows every entity that a collection of `owner` holds. Null for everything else.
-   void (*forEachEntity)(const void* owner, const std::function<void(const Entity&)>& visit);
+   // Shows every entity that a collection of `owner` holds, in the collection's order. Null for
+   // everything else.
+   void (*forEachEntity)(const Entity& owner, const std::function<void(Entity&)>& visit);
 };
 
 // An argument of a call by name.
@@ -72,6 +73,8 @@ struct TypeData {
    bool (*equal)(const void* a, const void* b);
    // The default value, as `std::any` of the type. Empty for entities.
    std::any defaultObject;
+   // Any `size` bytes are a value that can be printed.
+   bool anyBytes;
 
    // For entities: null for values. The generic text of the whole object; and copying everything
    // that can be set from an object of the same type, children and elements included. What the

@@ -17,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 
 namespace Kiv {
@@ -40,6 +41,25 @@ concept RowValue = HasRows<T> && !TextualValue<T> && requires { T::kivTypeName; 
 // A value made of several attributes, whose text names them.
 template <class T>
 concept CompositeValue = RowValue<T> && (rowCount<T>() > 1);
+
+// Whether any bytes of the right number are a `T` that can be printed, so that one can be taken from
+// where nothing is believed. A textual value says so with `kivAnyBytes`.
+template <class T>
+constexpr bool anyBytes() {
+   if constexpr (!std::is_trivially_copyable_v<T> || std::same_as<T, bool>) {
+      return false;
+   } else if constexpr (std::is_arithmetic_v<T> || Enumeration<T>) {
+      return true;
+   } else if constexpr (RowValue<T>) {
+      bool all = true;
+      forEachRow<T>([&]<class Row>(const Row&) {
+         all = all && anyBytes<typename Row::StorageType>();
+      });
+      return all;
+   } else {
+      return requires { requires T::kivAnyBytes; };
+   }
+}
 
 // The generic text of `value`.
 template <class T>

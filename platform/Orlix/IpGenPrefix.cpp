@@ -100,7 +100,7 @@ bool IpGenPrefix::contains(std::span<const U8> address) const noexcept {
 
 std::string IpGenPrefix::stringValue() const {
    std::string text;
-   if (family_ != AddressFamily::none) {
+   if (!address().empty()) {
       printAddress(text, address());
       text += '/';
       text += std::to_string(length_);

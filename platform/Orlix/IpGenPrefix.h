@@ -22,6 +22,9 @@ class IpGenPrefix {
  public:
    // Its generic text is `stringValue()` in double quotes.
    static constexpr bool kivTextual = true;
+   // Bytes that no constructor makes have a text as well: that of the unset prefix when the family
+   // is none that exists.
+   static constexpr bool kivAnyBytes = true;
    static constexpr std::string_view kivTypeName = "Orlix::IpGenPrefix";
    static const Kiv::TypeData& kivTypeData();
 

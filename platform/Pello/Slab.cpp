@@ -1,112 +1,74 @@
 #include "Pello/Slab.h"
 
-#include "Pello/ThreadSafety.h"
-
-#include <array>
 #include <mutex>
 #include <new>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define PELLO_SLAB_USES_HEAP 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define PELLO_SLAB_USES_HEAP 1
-#endif
-#endif
-
 namespace Pello {
+
+constinit Detail::FreeBlock* Detail::slabFreeBlocks[slabLargest / slabGranule + 1] = {};
 
 namespace {
 
-#ifdef PELLO_SLAB_USES_HEAP
-constexpr bool usesHeap = true;
-#else
-constexpr bool usesHeap = false;
-#endif
+using Detail::FreeBlock;
+using Detail::slabGranule;
+using Detail::slabGranules;
 
-constexpr std::size_t granule = 16;
 constexpr std::size_t chunkSize = std::size_t{256} * 1024;
 
-struct FreeBlock {
-   FreeBlock* next;
-};
-
-class Slab {
- public:
-   void* allocate(std::size_t granules) {
-      FreeBlock*& head = free_[granules];
-      if (head == nullptr) {
-         return cut(granules * granule);
-      }
-      FreeBlock* block = head;
-      head = block->next;
-      return block;
-   }
-
-   void free(void* memory, std::size_t granules) noexcept {
-      free_[granules] = new (memory) FreeBlock{free_[granules]};
-   }
-
-   std::size_t reserved() const noexcept { return reserved_; }
-
- private:
-   void* cut(std::size_t size) {
-      if (static_cast<std::size_t>(chunkEnd_ - chunkNext_) < size) {
-         addChunk();
-      }
-      void* memory = chunkNext_;
-      chunkNext_ += size;
-      return memory;
-   }
-
-   // What is left of the old chunk becomes one free block, so that nothing is lost. It does so
-   // only when there is a new chunk: else the remainder would be free and still be cut from.
-   void addChunk() {
-      auto* chunk = static_cast<std::byte*>(::operator new(chunkSize));
-      if (chunkNext_ != chunkEnd_) {
-         free(chunkNext_, static_cast<std::size_t>(chunkEnd_ - chunkNext_) / granule);
-      }
-      chunkNext_ = chunk;
-      chunkEnd_ = chunkNext_ + chunkSize;
-      reserved_ += chunkSize;
-   }
-
-   std::array<FreeBlock*, slabLargest / granule + 1> free_{};
-   std::byte* chunkNext_ = nullptr;
-   std::byte* chunkEnd_ = nullptr;
-   std::size_t reserved_ = 0;
-};
-
-constinit Slab slab;
+// The chunk that fresh memory is cut from, for all sizes.
+constinit std::byte* chunkNext = nullptr;
+constinit std::byte* chunkEnd = nullptr;
+constinit std::size_t reserved = 0;
 constinit std::mutex slabMutex;
+
+void freeGranules(void* memory, std::size_t granules) noexcept {
+   FreeBlock*& head = Detail::slabFreeBlocks[granules];
+   head = new (memory) FreeBlock{head};
+}
+
+// What is left of the old chunk becomes one free block, so that nothing is lost. It does so only
+// when there is a new chunk: else the remainder would be free and still be cut from.
+void addChunk() {
+   auto* chunk = static_cast<std::byte*>(::operator new(chunkSize));
+   if (chunkNext != chunkEnd) {
+      freeGranules(chunkNext, static_cast<std::size_t>(chunkEnd - chunkNext) / slabGranule);
+   }
+   chunkNext = chunk;
+   chunkEnd = chunk + chunkSize;
+   reserved += chunkSize;
+}
+
+void* allocateGranules(std::size_t granules) {
+   FreeBlock*& head = Detail::slabFreeBlocks[granules];
+   if (head != nullptr) {
+      return std::exchange(head, head->next);
+   }
+   const std::size_t size = granules * slabGranule;
+   if (static_cast<std::size_t>(chunkEnd - chunkNext) < size) {
+      addChunk();
+   }
+   return std::exchange(chunkNext, chunkNext + size);
+}
 
 std::unique_lock<std::mutex> lockIfShared() {
    return threadSafe() ? std::unique_lock{slabMutex} : std::unique_lock<std::mutex>{};
 }
 
 bool isSmall(std::size_t size) {
-   return !usesHeap && size <= slabLargest;
-}
-
-// A request of no bytes still gets an address of its own.
-std::size_t granulesOf(std::size_t size) {
-   return size == 0 ? 1 : (size + granule - 1) / granule;
+   return !Detail::slabUsesHeap && size <= slabLargest;
 }
 
 } // namespace
 
-void* slabAllocate(std::size_t size) {
+void* Detail::slabAllocateSlowly(std::size_t size) {
    if (!isSmall(size)) {
       return ::operator new(size);
    }
-   if (!threadSafe()) [[likely]] {
-      return slab.allocate(granulesOf(size));
-   }
    const auto lock = lockIfShared();
-   return slab.allocate(granulesOf(size));
+   return allocateGranules(slabGranules(size));
 }
 
-void slabFree(void* memory, std::size_t size) noexcept {
+void Detail::slabFreeSlowly(void* memory, std::size_t size) noexcept {
    if (memory == nullptr) {
       return;
    }
@@ -114,17 +76,13 @@ void slabFree(void* memory, std::size_t size) noexcept {
       ::operator delete(memory);
       return;
    }
-   if (!threadSafe()) [[likely]] {
-      slab.free(memory, granulesOf(size));
-      return;
-   }
    const auto lock = lockIfShared();
-   slab.free(memory, granulesOf(size));
+   freeGranules(memory, slabGranules(size));
 }
 
 std::size_t slabReserved() noexcept {
    const auto lock = lockIfShared();
-   return slab.reserved();
+   return reserved;
 }
 
 } // namespace Pello

@@ -65,10 +65,17 @@ class RulePriorityData : public Kiv::Entity {
  public:
    explicit RulePriorityData(Acl::AclType aclType) : aclType_{aclType} {}
 
-   // Gives `key` the priority `priority`.
-   void entryIs(RulePriority priority, const AclRuleKey& key) {
-      ruleIs(priority, key);
-      priorityIs(key, priority);
+   // Gives `key` the priority `at`, in place of the priority that it had and of the rule that had
+   // this one.
+   void entryIs(RulePriority at, AclRuleKey key) {
+      if (priorityHas(key)) {
+         ruleDel(priority(key));
+      }
+      if (ruleHas(at)) {
+         priorityDel(rule(at));
+      }
+      ruleIs(at, key);
+      priorityIs(key, at);
    }
 };
 

@@ -5,7 +5,7 @@
 //   numbers and booleans         8 bytes
 //   text                         its length (4 bytes) and its bytes, padded to 8
 //   plain value types            their bytes, padded to 8; the type's descriptor prints them
-//   values that own text         their attributes one after another
+//   other value types            their attributes one after another
 #pragma once
 
 #include "Kiv/Enumeration.h"
@@ -25,7 +25,9 @@ namespace Ringlog {
 
 // What stands at one place of a record.
 struct ArgumentKind {
-   char code;             // 'u', 'i', 'b', 'd', 's' text, 'v' plain value, '(' composite, ')' its end
+   // 'u' and 'i' whole numbers without and with sign, 'c' character, 'b' boolean, 'f' and 'd' real
+   // numbers, 's' text, 'v' plain value, '(' composite, ')' its end.
+   char code;
    std::string_view type; // of 'v' and '(': the qualified type name
    std::string_view name; // the attribute's name inside a composite
 };
@@ -39,25 +41,42 @@ concept NamedArgument = Kiv::TextualValue<T> && requires(const T& value) {
    { value.stringValue() } -> std::same_as<const Pello::String&>;
 };
 
-// A value that is no more than its bytes.
+// A value that is no more than its bytes, whatever they are: a reader believes none of them.
 template <class T>
-concept PlainArgument = !NamedArgument<T> && std::is_trivially_copyable_v<T> &&
-                        (Kiv::Enumeration<T> || requires { T::kivTypeData(); });
+concept PlainArgument = !NamedArgument<T> && !std::is_arithmetic_v<T> && Kiv::anyBytes<T>();
 
 template <class T>
-concept CompositeArgument = Kiv::CompositeValue<T> && !std::is_trivially_copyable_v<T>;
+concept CompositeArgument = Kiv::CompositeValue<T> && !PlainArgument<T>;
 
+// Those that 8 bytes hold unchanged.
 template <class T>
-concept NumberArgument = std::is_arithmetic_v<T>;
+concept NumberArgument = std::integral<T> || std::same_as<T, float> || std::same_as<T, double>;
 
 inline std::size_t textSize(std::string_view text) noexcept {
    return padded(sizeof(U32) + std::min(text.size(), longestText));
 }
 
+// Compilers turn a copy of bounded size into a string instruction, whose start costs three times as
+// much as copying a name. Steps of fixed size avoid it; the last one overlaps the one before.
+inline void copyText(std::byte* to, const char* from, std::size_t size) noexcept {
+   constexpr std::size_t step = 16;
+   if (size < step) {
+      for (std::size_t i = 0; i < size; ++i) {
+         to[i] = static_cast<std::byte>(from[i]);
+      }
+      return;
+   }
+   const std::size_t last = size - step;
+   for (std::size_t at = 0; at < last; at += step) {
+      std::memcpy(to + at, from + at, step);
+   }
+   std::memcpy(to + last, from + last, step);
+}
+
 inline std::byte* writeText(std::byte* to, std::string_view text) noexcept {
    const auto length = static_cast<U32>(std::min(text.size(), longestText));
    std::memcpy(to, &length, sizeof length);
-   std::memcpy(to + sizeof length, text.data(), length);
+   copyText(to + sizeof length, text.data(), length);
    return to + padded(sizeof length + length);
 }
 
@@ -76,6 +95,23 @@ std::size_t argumentSize(const T& value) noexcept {
       std::size_t size = 0;
       Kiv::forEachRow<T>([&](const auto& row) { size += argumentSize(value.*row.member); });
       return size;
+   }
+}
+
+// The most that an argument of this type takes.
+template <class T>
+constexpr std::size_t largestArgument() noexcept {
+   if constexpr (NumberArgument<T>) {
+      return sizeof(U64);
+   } else if constexpr (TextArgument<T> || NamedArgument<T>) {
+      return padded(sizeof(U32) + longestText);
+   } else if constexpr (CompositeArgument<T>) {
+      std::size_t size = 0;
+      Kiv::forEachRow<T>(
+            [&]<class Row>(const Row&) { size += largestArgument<typename Row::StorageType>(); });
+      return size;
+   } else {
+      return padded(sizeof(T));
    }
 }
 
@@ -118,9 +154,8 @@ template <class T>
 constexpr std::size_t kindCount() {
    if constexpr (CompositeArgument<T>) {
       std::size_t count = 2;
-      Kiv::forEachRow<T>([&]<class Row>(const Row&) {
-         count += kindCount<typename Row::StorageType>();
-      });
+      Kiv::forEachRow<T>(
+            [&]<class Row>(const Row&) { count += kindCount<typename Row::StorageType>(); });
       return count;
    } else {
       return 1;
@@ -131,8 +166,10 @@ template <class T>
 constexpr char codeOf() {
    if constexpr (std::same_as<T, bool>) {
       return 'b';
+   } else if constexpr (std::same_as<T, char>) {
+      return 'c';
    } else if constexpr (std::floating_point<T>) {
-      return 'd';
+      return std::same_as<T, float> ? 'f' : 'd';
    } else if constexpr (NumberArgument<T>) {
       return std::is_signed_v<T> ? 'i' : 'u';
    } else if constexpr (TextArgument<T> || NamedArgument<T>) {

@@ -1,11 +1,11 @@
 // The bytes of a ring: what the writer puts where, and the reader takes apart. Relies on nothing.
 //
 // A ring is a header, an area of descriptors (one per call site, appended on its first use) and a
-// number of blocks. A thread claims a block, the oldest one, and appends records to it; it is the
-// only writer of that block until the block is full. Because a record never leaves its block, and
-// `used` moves only when a record is complete, a process may end at any instruction: every block
-// is then a whole number of records, and no lock was needed for any of them. A claim takes the
-// oldest block's records away at once, never half of one.
+// number of blocks. A thread claims a block, the oldest one that no other thread writes, and
+// appends records to it; it is the only writer of that block until the block is full. Because a
+// record never leaves its block, and `used` moves only when a record is complete, a process may end
+// at any instruction: every block is then a whole number of records, and no lock was needed for any
+// of them. A claim takes the oldest block's records away at once, never half of one.
 //
 // All numbers are in the byte order of the machine that wrote them; the magic number says so.
 #pragma once
@@ -25,8 +25,12 @@ inline constexpr std::size_t descriptorAreaSize = std::size_t{512} * 1024;
 inline constexpr std::size_t blockSize = std::size_t{64} * 1024;
 inline constexpr std::size_t defaultBlocks = 16;
 
-// Longer text is cut to this many bytes, so that a record always fits a block.
+// Longer text is cut to this many bytes, so that a record fits a block.
 inline constexpr std::size_t longestText = 4096;
+
+// Arguments of one trace, attributes of values included. Far more than any trace has; a reader can
+// tell damage by it.
+inline constexpr std::size_t mostKinds = 256;
 
 // A reading of both clocks at one moment; two of them turn ticks into time.
 struct ClockPair {
@@ -38,11 +42,12 @@ struct RingHeader {
    U64 magic;
    U32 blockCount;
    U32 processId;
-   std::atomic<U64> claims;             // blocks claimed so far; block n serves claims n, n+count, …
-   std::atomic<U32> descriptorBytes;    // used bytes of the descriptor area
-   std::atomic<U32> lostDescriptors;    // call sites that found the area full
-   ClockPair opened;                    // when the ring was made
-   ClockPair latest;                    // when a call site or block was last claimed
+   std::atomic<U64> claims;          // claims so far; block n serves claims n, n+count, …
+   std::atomic<U32> descriptorBytes; // used bytes of the descriptor area
+   std::atomic<U32> lostDescriptors; // call sites that found the area full
+   ClockPair opened;                 // when the ring was made
+   ClockPair latest;                 // when a call site or block was last claimed
+   std::atomic<U32> lostBlocks;      // claims that found every block in another thread's hands
 };
 static_assert(sizeof(RingHeader) <= headerSize);
 

@@ -1,40 +1,19 @@
-// The reading side of the ring trace: `Reader` takes the bytes of a ring apart and formats its
-// records. Relies on the layout and on the registered types, by which it prints values. The bytes
-// may come from anywhere: nothing in them is believed unchecked.
+// The reading side of the ring trace: `Reader` takes the bytes of a ring apart. Relies on the
+// layout, and on RecordText for what the records say. The bytes may come from anywhere: nothing in
+// them is believed unchecked.
 #pragma once
 
-#include "Kiv/Exception.h"
-#include "Ringlog/Codec.h"
+#include "Pello/Types.h"
+#include "Ringlog/Cursor.h"
+#include "Ringlog/RecordText.h"
 
+#include <cstddef>
 #include <map>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace Ringlog {
-
-// The bytes are not a ring, or not one of this layout.
-class DamagedRing : public Kiv::Exception {
- public:
-   using Exception::Exception;
-   ~DamagedRing() override;
-};
-
-// A call site as the ring describes it.
-struct Descriptor {
-   U32 line = 0;
-   U32 level = 0;
-   std::string source;
-   std::string className; // empty for a free function
-   std::string functionName;
-   std::string format;
-   struct Kind {
-      char code;
-      std::string type;
-      std::string name;
-   };
-   std::vector<Kind> kinds;
-};
 
 // One trace.
 struct Record {
@@ -47,7 +26,8 @@ struct Record {
 
 class Reader {
  public:
-   // Takes apart what is in `bytes`, which need not outlive the reader. Throws DamagedRing.
+   // Takes apart what is in `bytes`, which need not outlive the reader nor be aligned. Throws
+   // DamagedRing when they are no ring; a damaged record is left out or becomes a note.
    explicit Reader(std::span<const std::byte> bytes);
 
    // All records that are left in the ring, oldest first.
@@ -56,18 +36,24 @@ class Reader {
    const std::map<U32, Descriptor>& descriptors() const noexcept { return descriptors_; }
    // Call sites whose descriptor found no room; their records are left out.
    U32 lostDescriptors() const noexcept { return lostDescriptors_; }
+   // How many times a thread found every block in the hands of others and lost a block of records.
+   U32 lostBlocks() const noexcept { return lostBlocks_; }
    U32 processId() const noexcept { return processId_; }
 
  private:
-   void readDescriptors(std::span<const std::byte> area);
-   void readBlock(std::span<const std::byte> block);
+   using Bytes = std::span<const std::byte>;
+   void readHeader(Bytes ring);
+   void readDescriptors(Bytes area);
+   void readDescriptor(Bytes bytes);
+   void readBlock(Bytes block, RecordText& texts);
    double timeOf(U64 ticks) const;
 
    U64 openedTicks_ = 0;
-   double openedTime_ = 0;      // seconds
+   double openedTime_ = 0; // seconds
    double secondsPerTick_ = 0;
    U32 processId_ = 0;
    U32 lostDescriptors_ = 0;
+   U32 lostBlocks_ = 0;
    std::map<U32, Descriptor> descriptors_;
    std::vector<Record> records_;
 };

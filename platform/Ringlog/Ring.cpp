@@ -1,17 +1,17 @@
 #include "Ringlog/Ring.h"
 
-#include "Pello/Assert.h"
-
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <memory>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -52,7 +52,8 @@ std::size_t blocksWanted() {
    return kibibytes * 1024 / blockSize;
 }
 
-// The mapped ring of this process. Never unmapped: traces are written until the very end.
+// The mapped ring of this process. Never unmapped: traces are written until the very end. The
+// ring's mutex guards everything here but the insides of blocks.
 class Ring {
  public:
    // The file when one is wanted and can be had, else memory.
@@ -73,33 +74,100 @@ class Ring {
 
    RingHeader& header() { return *header_; }
    std::byte* descriptors() { return base_ + headerSize; }
-   std::span<const std::byte> bytes() const { return {base_, ringSize(blocks_)}; }
-   BlockHeader* block(U64 claim) {
-      std::byte* blocks = base_ + headerSize + descriptorAreaSize;
-      return reinterpret_cast<BlockHeader*>(blocks + claim % blocks_ * blockSize);
+   BlockHeader* block(std::size_t number) { return blockIn(base_, number); }
+   // A copy with no half record in it: of what is added meanwhile, `used` says nothing yet.
+   std::vector<std::byte> copy() {
+      std::vector<U32> used;
+      for (std::size_t number = 0; number < blocks_; ++number) {
+         used.push_back(block(number)->used.load(std::memory_order_acquire));
+      }
+      std::vector<std::byte> bytes{base_, base_ + ringSize(blocks_)};
+      for (std::size_t number = 0; number < blocks_; ++number) {
+         blockIn(bytes.data(), number)->used.store(used[number], std::memory_order_relaxed);
+      }
+      return bytes;
    }
 
-   // The child of a fork writes into pages of its own from now on.
-   void becomePrivate() {
+   // The next block in turn that no other thread writes; null when there is none. The caller holds
+   // it until `release`.
+   BlockHeader* claim() {
+      for (std::size_t tried = 0; tried < blocks_; ++tried) {
+         const U64 claim = header_->claims.fetch_add(1, std::memory_order_relaxed);
+         const std::size_t number = claim % blocks_;
+         if (!held_[number]) {
+            held_[number] = true;
+            empty(*block(number), claim);
+            return block(number);
+         }
+      }
+      header_->lostBlocks.fetch_add(1, std::memory_order_relaxed);
+      return nullptr;
+   }
+   // Null is allowed.
+   void release(const BlockHeader* block) {
+      if (block != nullptr) {
+         held_[numberOf(*block)] = false;
+      }
+   }
+
+   // The child of a fork writes into pages of its own from now on. Of all threads only the one that
+   // writes `block` (null for none) has come along.
+   void becomeChilds(const BlockHeader* block) {
+      held_.assign(blocks_, false);
+      if (block != nullptr) {
+         held_[numberOf(*block)] = true;
+      }
       if (file_ >= 0) {
          ::mmap(base_, ringSize(blocks_), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file_,
                 0);
+         ::close(file_);
+         file_ = -1;
       }
+      header_->processId = static_cast<U32>(::getpid());
    }
 
  private:
+   static BlockHeader* blockIn(std::byte* ring, std::size_t number) {
+      return reinterpret_cast<BlockHeader*>(ring + ringSize(number));
+   }
+   std::size_t numberOf(const BlockHeader& block) const {
+      const auto* at = reinterpret_cast<const std::byte*>(&block);
+      return (static_cast<std::size_t>(at - base_) - ringSize(0)) / blockSize;
+   }
+   // A reader of the file may look at any moment: the claim is 0 while the rest changes.
+   static void empty(BlockHeader& block, U64 claim) {
+      block.claim.store(0, std::memory_order_relaxed);
+      std::atomic_thread_fence(std::memory_order_seq_cst);
+      block.used.store(0, std::memory_order_relaxed);
+      block.thread = static_cast<U32>(::syscall(SYS_gettid));
+      block.claim.store(claim + 1, std::memory_order_release);
+   }
+
    bool mapFile(const char* path) {
-      file_ = ::open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
-      const std::size_t size = ringSize(blocks_);
-      if (file_ < 0 || ::ftruncate(file_, static_cast<off_t>(size)) != 0 || !map(MAP_SHARED)) {
-         std::fprintf(stderr, "RINGLOG_FILE=%s ignored: %s\n", path, std::strerror(errno));
-         if (file_ >= 0) {
-            ::close(file_);
-         }
-         file_ = -1;
+      file_ = ::open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+      if (file_ >= 0 && prepareFile() && map(MAP_SHARED)) {
+         return true;
+      }
+      const char* reason =
+            errno == EWOULDBLOCK ? "another process traces into it" : std::strerror(errno);
+      std::fprintf(stderr, "RINGLOG_FILE=%s ignored: %s\n", path, reason);
+      if (file_ >= 0) {
+         ::close(file_);
+      }
+      file_ = -1;
+      return false;
+   }
+
+   // Takes the file for this process, and makes it zeros with room on the disk: a page that is cut
+   // off, or that the disk cannot hold, would end the process that writes to it. False with the
+   // reason in `errno`.
+   bool prepareFile() {
+      const auto size = static_cast<off_t>(ringSize(blocks_));
+      if (::flock(file_, LOCK_EX | LOCK_NB) != 0 || ::ftruncate(file_, 0) != 0) {
          return false;
       }
-      return true;
+      errno = ::posix_fallocate(file_, 0, size);
+      return errno == 0;
    }
 
    void mapMemory() {
@@ -109,14 +177,14 @@ class Ring {
    }
 
    bool map(int flags) {
-      void* at =
-         ::mmap(nullptr, ringSize(blocks_), PROT_READ | PROT_WRITE, flags, file_, 0);
+      void* at = ::mmap(nullptr, ringSize(blocks_), PROT_READ | PROT_WRITE, flags, file_, 0);
       base_ = at == MAP_FAILED ? nullptr : static_cast<std::byte*>(at);
       return base_ != nullptr;
    }
 
    std::size_t blocks_;
-   int file_ = -1; // -1: the ring is in memory
+   std::vector<bool> held_ = std::vector<bool>(blocks_, false); // blocks that a thread writes
+   int file_ = -1; // -1: the ring is in memory, or a child's
    std::byte* base_ = nullptr;
    RingHeader* header_ = nullptr;
 };
@@ -124,13 +192,64 @@ class Ring {
 constinit std::mutex ringMutex;
 constinit Ring* openRing = nullptr; // guarded by the mutex
 
+// The child of a fork must find the mutex free and the ring in order.
+void beforeFork() {
+   ringMutex.lock();
+}
+
+void afterForkInParent() {
+   ringMutex.unlock();
+}
+
+// What a thread writes besides its `Writer`; freed when the thread ends.
+struct Thread {
+   BlockHeader* block = nullptr;   // its own, in the ring; null for none
+   std::vector<std::byte> nowhere; // written while the ring has no block for it
+};
+
+constinit pthread_key_t threadKey = 0; // made together with the ring
+
+Thread* thisThread() {
+   return static_cast<Thread*>(::pthread_getspecific(threadKey));
+}
+
+void afterForkInChild() {
+   const Thread* thread = thisThread();
+   openRing->becomeChilds(thread == nullptr ? nullptr : thread->block);
+   ringMutex.unlock();
+}
+
+void endThread(void* ended) {
+   const std::unique_ptr<Thread> thread{static_cast<Thread*>(ended)};
+   const std::lock_guard lock{ringMutex};
+   openRing->release(thread->block);
+   Detail::writer = {};
+}
+
 // Call with the mutex held.
 Ring& ringLocked() {
    if (openRing == nullptr) {
       openRing = new Ring;
-      ::pthread_atfork(nullptr, nullptr, [] { openRing->becomePrivate(); });
+      ::pthread_key_create(&threadKey, endThread);
+      ::pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
    }
    return *openRing;
+}
+
+// Call with the mutex held.
+Thread& threadLocked() {
+   Thread* thread = thisThread();
+   if (thread == nullptr) {
+      thread = new Thread;
+      ::pthread_setspecific(threadKey, thread);
+   }
+   return *thread;
+}
+
+// Where a thread without a block writes.
+BlockHeader* nowhere(Thread& thread) {
+   thread.nowhere.resize(blockSize);
+   return new (thread.nowhere.data()) BlockHeader{};
 }
 
 // Appends numbers and text to a descriptor.
@@ -141,6 +260,7 @@ class DescriptorWriter {
       bytes_.insert(bytes_.end(), bytes, bytes + sizeof value);
    }
    void text(std::string_view text) {
+      text = text.substr(0, longestText);
       number(static_cast<U32>(text.size()));
       const auto* bytes = reinterpret_cast<const std::byte*>(text.data());
       bytes_.insert(bytes_.end(), bytes, bytes + text.size());
@@ -202,17 +322,13 @@ U32 Detail::registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds
 void Detail::claimBlock() {
    const std::lock_guard lock{ringMutex};
    Ring& ring = ringLocked();
-   const U64 claim = ring.header().claims.fetch_add(1, std::memory_order_relaxed);
-   BlockHeader* block = ring.block(claim);
-   // A reader that copies this block meanwhile sees the claim change and drops its copy.
-   block->claim.store(0, std::memory_order_relaxed);
-   std::atomic_thread_fence(std::memory_order_seq_cst);
-   block->used.store(0, std::memory_order_relaxed);
-   block->thread = static_cast<U32>(::syscall(SYS_gettid));
-   block->claim.store(claim + 1, std::memory_order_release);
+   Thread& thread = threadLocked();
+   ring.release(thread.block);
+   thread.block = ring.claim();
+   BlockHeader* block = thread.block != nullptr ? thread.block : nowhere(thread);
    readClocks(ring.header().latest);
    auto* begin = reinterpret_cast<std::byte*>(block + 1);
-   writer = Writer{begin, begin + blockCapacity, block};
+   writer = Writer{begin, begin + blockCapacity, block, writer.moment};
 }
 
 std::vector<std::byte> snapshot() {
@@ -221,8 +337,7 @@ std::vector<std::byte> snapshot() {
       return {};
    }
    readClocks(openRing->header().latest);
-   const std::span<const std::byte> bytes = openRing->bytes();
-   return {bytes.begin(), bytes.end()};
+   return openRing->copy();
 }
 
 } // namespace Ringlog

@@ -2,9 +2,10 @@
 // on the codec for the arguments and on the layout for where they go.
 //
 // The ring lies in the file that the environment variable RINGLOG_FILE names (so that it outlives
-// the process, however that ends), else in memory. RINGLOG_SIZE gives its size in KiB, 1024 when it
-// is not set. It is made when the first trace is written. A child process made by fork() goes on
-// with a private copy.
+// the process, however that ends), else in memory; a file belongs to the first process that opens
+// it until that ends. RINGLOG_SIZE gives the ring's size in KiB, 1024 when it is not set. It is
+// made when the first trace is written. A child process made by fork() goes on with pages of its
+// own.
 #pragma once
 
 #include "Pello/TextTrace.h"
@@ -46,13 +47,15 @@ struct Writer {
    std::byte* next = nullptr;
    std::byte* end = nullptr;
    BlockHeader* block = nullptr;
+   U64 moment = 0; // ticks that records share at the moment; 0: each reads the clock
 };
 
 namespace Detail {
 // Defined once in this library; the model spares a call per access from every other library.
 [[gnu::tls_model("initial-exec")]] extern thread_local constinit Writer writer;
 
-// Claims a block for this thread, opening the ring if it has to.
+// Claims a block for this thread, opening the ring if it has to. The block is the thread's own
+// until it claims the next one or ends.
 void claimBlock();
 // Gives the call site its number and writes its descriptor.
 U32 registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds);
@@ -61,6 +64,9 @@ U32 registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds);
 // Appends one record. Never fails: what cannot be kept is counted as lost in the ring's header.
 template <class... Arguments>
 void record(CallSite& site, const Arguments&... arguments) {
+   static_assert((sizeof(RecordHeader) + ... + largestArgument<Arguments>()) <= blockCapacity,
+                 "the arguments of this trace may not fit a block");
+   static_assert((0 + ... + Detail::kindCount<Arguments>()) <= mostKinds, "too many arguments");
    U32 descriptor = site.descriptor.load(std::memory_order_relaxed);
    if (descriptor == 0) [[unlikely]] {
       descriptor = Detail::registerCallSite(site, argumentKinds<Arguments...>());
@@ -71,14 +77,33 @@ void record(CallSite& site, const Arguments&... arguments) {
       Detail::claimBlock();
    }
    std::byte* to = writer.next;
-   const RecordHeader header{static_cast<U32>(size), descriptor, ticksNow()};
+   const RecordHeader header{static_cast<U32>(size), descriptor,
+                             writer.moment != 0 ? writer.moment : ticksNow()};
    std::memcpy(to, &header, sizeof header);
    to += sizeof header;
    ((to = writeArgument(to, arguments)), ...);
    writer.next = to;
-   const auto begin = reinterpret_cast<std::byte*>(writer.block + 1);
+   const auto* begin = reinterpret_cast<std::byte*>(writer.block + 1);
    writer.block->used.store(static_cast<U32>(to - begin), std::memory_order_release);
 }
+
+// While it lives, the records of this thread share one reading of the clock, which costs more than
+// the rest of a record. For stretches well below a microsecond per record that are traced densely;
+// their records keep their order. Moments nest: the outermost one counts.
+class SharedMoment {
+ public:
+   SharedMoment() noexcept : outer_{Detail::writer.moment} {
+      if (outer_ == 0) {
+         Detail::writer.moment = ticksNow();
+      }
+   }
+   SharedMoment(const SharedMoment&) = delete;
+   SharedMoment& operator=(const SharedMoment&) = delete;
+   ~SharedMoment() { Detail::writer.moment = outer_; }
+
+ private:
+   U64 outer_;
+};
 
 // A copy of this process's ring as it is now; empty before the first record.
 std::vector<std::byte> snapshot();

@@ -38,7 +38,7 @@ void trace(CallSite& site, fmt::format_string<const Arguments&...> format,
 #define RINGLOG_TRACE(level, format, ...)                                                          \
    do {                                                                                            \
       static constinit Ringlog::CallSite ringlogCallSite{                                          \
-         {&traceSource, __LINE__, kivClassName, __func__, format, level}};                         \
+            {&traceSource, __LINE__, kivClassName, __func__, format, level}};                      \
       Ringlog::trace(ringlogCallSite, format __VA_OPT__(, ) __VA_ARGS__);                          \
    } while (false)
 

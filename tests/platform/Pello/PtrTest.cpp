@@ -2,6 +2,7 @@
 #include "Pello/Ptr.h"
 
 #include <gtest/gtest.h>
+
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -14,10 +15,11 @@ using Pello::Ptr;
 // Writes down who goes, and what the reference given to it shows at that moment.
 class Node : public Pello::Counted {
  public:
-   Node(std::string name, std::vector<std::string>& gone) : name{std::move(name)}, gone_{&gone} {}
+   Node(std::string called, std::vector<std::string>& gone)
+      : name{std::move(called)}, gone_{&gone} {}
    ~Node() override {
-      gone_->push_back(name + (watched == nullptr || *watched == nullptr ? "" : " sees " +
-                                                                                   (*watched)->name));
+      gone_->push_back(
+            name + (watched == nullptr || *watched == nullptr ? "" : " sees " + (*watched)->name));
    }
    std::string name;
    const Ptr<Node>* watched = nullptr;
@@ -67,8 +69,8 @@ TEST(Ptr, aNewObjectHasNoReference) {
 }
 
 TEST(Ptr, nullIsEveryWayNull) {
-   const Ptr<Node> values[] = {{}, nullptr, Ptr<Node>{static_cast<Node*>(nullptr)},
-                               Ptr<Node>{Ptr<Leaf>{}}};
+   const Ptr<Node> values[] = {
+         {}, nullptr, Ptr<Node>{static_cast<Node*>(nullptr)}, Ptr<Node>{Ptr<Leaf>{}}};
    for (const Ptr<Node>& null : values) {
       EXPECT_TRUE(null == nullptr);
       EXPECT_FALSE(static_cast<bool>(null));

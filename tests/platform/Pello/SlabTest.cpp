@@ -1,16 +1,18 @@
 // What the slab promises: distinct aligned memory of any size, used again when it is given back.
-#include "Pello/AllocationTracker.h"
 #include "Pello/Slab.h"
+
+#include "Pello/AllocationTracker.h"
+
+#include <gtest/gtest.h>
+#include <rapidcheck/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <map>
 #include <new>
-#include <rapidcheck/gtest.h>
 #include <set>
 #include <sys/resource.h>
 #include <utility>

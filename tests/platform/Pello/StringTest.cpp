@@ -1,10 +1,12 @@
 // What `Pello::String` promises: immutable shared characters, any bytes, comparison by bytes.
-#include "Pello/Format.h"
 #include "Pello/String.h"
+
+#include "Pello/Format.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
+
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -22,8 +24,8 @@ static_assert(std::is_nothrow_move_constructible_v<String>);
 const std::string nul{"a\0b", 3};
 
 TEST(String, emptyFromEverywhere) {
-   const std::vector<String> empties{String{}, "", std::string{}, std::string_view{},
-                                     String::join({}), String::join({"", ""})};
+   const std::vector<String> empties{
+         String{}, "", std::string{}, std::string_view{}, String::join({}), String::join({"", ""})};
    for (const String& empty : empties) {
       EXPECT_TRUE(empty.empty());
       EXPECT_EQ(empty.size(), 0U);
@@ -97,8 +99,8 @@ TEST(String, comparesWithEveryKindOfText) {
 }
 
 TEST(String, orderIsByUnsignedBytes) {
-   const std::vector<String> ascending{"", std::string{'\0'}, "a", nul, "aa", "b", "\x7f", "\x80",
-                                       "\xff"};
+   const std::vector<String> ascending{
+         "", std::string{'\0'}, "a", nul, "aa", "b", "\x7f", "\x80", "\xff"};
    for (std::size_t i = 0; i < ascending.size(); ++i) {
       for (std::size_t j = 0; j < ascending.size(); ++j) {
          EXPECT_EQ(ascending[i] <=> ascending[j], i <=> j) << i << " and " << j;

@@ -1,10 +1,12 @@
 // The thread-safety switch and the counter that obeys it.
+#include "Pello/ThreadSafety.h"
+
 #include "Pello/AllocationTracker.h"
 #include "Pello/Ptr.h"
 #include "Pello/String.h"
-#include "Pello/ThreadSafety.h"
 
 #include <gtest/gtest.h>
+
 #include <limits>
 #include <thread>
 #include <vector>
