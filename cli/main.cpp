@@ -1,5 +1,8 @@
 // `postcard`: reads the command line and runs the subcommand. One row per subcommand.
+#include "cli/AgentCommands.h"
+#include "cli/Check.h"
 #include "cli/Compile.h"
+#include "cli/Explain.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -8,7 +11,10 @@
 
 namespace {
 
-const Cli::Command* const commands[] = {&Cli::compileCommand};
+const Cli::Command* const commands[] = {&Cli::compileCommand, &Cli::checkCommand,
+                                        &Cli::explainCommand, &Cli::agentCommand,
+                                        &Cli::showCommand,    &Cli::statusCommand,
+                                        &Cli::reloadCommand};
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};

@@ -54,23 +54,22 @@ class GrowingName {
  public:
    explicit GrowingName(std::string_view base) { append(base); }
 
-   void appendL4Port(std::string_view label, L4Port port) {
-      append("-");
-      append(label);
-      append("-");
-      append(Decimal{port.value()}.view());
-      traceRuleName(view());
+   void append(std::string_view text) {
+      characters_.append(text.data(), text.data() + text.size());
    }
    std::string_view view() const { return {characters_.data(), characters_.size()}; }
 
  private:
-   void append(std::string_view text) {
-      characters_.append(text.data(), text.data() + text.size());
-   }
-   static void traceRuleName(std::string_view name) { RINGLOG_TRACE(5, "Rule Name : {}", name); }
-
    fmt::basic_memory_buffer<char, 256> characters_;
 };
+
+void ruleNameL4Port(GrowingName& name, std::string_view label, L4Port port) {
+   name.append("-");
+   name.append(label);
+   name.append("-");
+   name.append(Decimal{port.value()}.view());
+   RINGLOG_TRACE(5, "Rule Name : {}", name.view());
+}
 
 Kiv::String tcpFlagRuleName(const Pello::String& name,
                             const Classification::TcpFlagAndMask& match) {
@@ -82,7 +81,7 @@ Kiv::String tcpFlagRuleName(const Pello::String& name,
 
 Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port) {
    GrowingName result{name};
-   result.appendL4Port(label, port);
+   ruleNameL4Port(result, label, port);
    return result.view();
 }
 
@@ -148,12 +147,12 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
                  dportDataMaskValid, dportDataMask.l4PortData(), nextRuleIndex);
    GrowingName growing{ruleConfig->name()};
    if (sportDataMaskValid) {
-      growing.appendL4Port("SportData", L4Port{sportDataMask.l4PortData()});
-      growing.appendL4Port("SportMask", L4Port{sportDataMask.l4PortMask()});
+      ruleNameL4Port(growing, "SportData", L4Port{sportDataMask.l4PortData()});
+      ruleNameL4Port(growing, "SportMask", L4Port{sportDataMask.l4PortMask()});
    }
    if (dportDataMaskValid) {
-      growing.appendL4Port("DportData", L4Port{dportDataMask.l4PortData()});
-      growing.appendL4Port("DportMask", L4Port{dportDataMask.l4PortMask()});
+      ruleNameL4Port(growing, "DportData", L4Port{dportDataMask.l4PortData()});
+      ruleNameL4Port(growing, "DportMask", L4Port{dportDataMask.l4PortMask()});
    }
    const Kiv::String name = growing.view();
    RINGLOG_TRACE(5, "Creating additional ruleConfig : {}", name);

@@ -1,0 +1,14 @@
+// The subcommands around a running agent: `postcard agent` runs one; `show`, `status` and `reload`
+// ask it over its socket.
+#pragma once
+
+#include "cli/Command.h"
+
+namespace Cli {
+
+extern const Command agentCommand;
+extern const Command showCommand;
+extern const Command statusCommand;
+extern const Command reloadCommand;
+
+} // namespace Cli

@@ -1,0 +1,47 @@
+// `ExplainedAcl`: a compiled policy in one family that can say why it does what it does. Relies on
+// the ternary table of the rules client for what happens, and on `firstMiss` for why.
+#pragma once
+
+#include "cli/ExplainClass.h"
+#include "cli/PolicyCompiler.h"
+#include "rules-client/AclTable.h"
+
+#include <utility>
+#include <vector>
+
+namespace Cli {
+
+// What becomes of a packet, and why.
+struct Explanation {
+   const RulesClient::AclTable::Entry* entry = nullptr; // the one that matches; null: none does
+   const Agent::Class* matched = nullptr;               // its class
+   // The classes before that one, or all, in order, each with the first field that fails.
+   std::vector<std::pair<const Agent::Class*, Miss>> misses;
+};
+
+class ExplainedAcl {
+ public:
+   // `policy` and `hardware` must outlive this; `acl` need not.
+   ExplainedAcl(const Agent::Policy& policy, Agent::Family family, const Agent::Hardware& hardware,
+                const PolicyCompiler::AclConfig& acl);
+
+   const Agent::Policy& policy() const { return *policy_; }
+   Agent::Family family() const { return family_; }
+   const RulesClient::AclTable& table() const { return table_; }
+   const std::vector<const Agent::Class*>& classes() const { return classes_; }
+
+   // Whether a packet like this one is looked up here at all.
+   bool concerns(const RulesClient::Packet& packet) const;
+   // The packet must be of the ACL's family. Counts the hit. Throws std::logic_error when rules and
+   // reasons contradict each other, which would be a defect of this program.
+   Explanation explain(const RulesClient::Packet& packet);
+
+ private:
+   const Agent::Policy* policy_;
+   Agent::Family family_;
+   const Agent::Hardware* hardware_;
+   RulesClient::AclTable table_;
+   std::vector<const Agent::Class*> classes_; // in the order of matching
+};
+
+} // namespace Cli

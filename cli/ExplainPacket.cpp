@@ -1,0 +1,107 @@
+#include "cli/ExplainPacket.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace Cli {
+
+namespace {
+
+using RulesClient::Packet;
+using Json = nlohmann::ordered_json;
+
+// What to say when the packet does not leave with the DSCP that its class sets.
+std::string markText(const Agent::Class& matched, U8 dscp) {
+   const auto set =
+         std::ranges::find(matched.actions, Agent::ActionKind::setDscp, &Agent::Action::kind);
+   return set == matched.actions.end() || set->dscp == dscp
+                ? ""
+                : fmt::format(" (the class sets {}, but its rules rewrite no bits)", set->dscp);
+}
+
+std::string resultText(const Explanation& explanation, const Packet& packet) {
+   if (explanation.entry == nullptr) {
+      return "not sampled: no rule matches";
+   }
+   const U8 dscp = explanation.entry->dscpAfter(packet.dscp);
+   return fmt::format("{}, DSCP {}{}", explanation.entry->sampled ? "sampled" : "not sampled",
+                      dscp == packet.dscp ? fmt::format("stays {}", dscp)
+                                          : fmt::format("{} becomes {}", packet.dscp, dscp),
+                      markText(*explanation.matched, dscp));
+}
+
+std::string aclText(ExplainedAcl& acl, const Packet& packet) {
+   const Explanation explanation = acl.explain(packet);
+   std::string text =
+         fmt::format("   {}: {}\n", acl.table().key().view(), resultText(explanation, packet));
+   for (const auto& [each, miss] : explanation.misses) {
+      text += fmt::format("      class {}: no, {}: wanted {}, found {}\n", each->name.text,
+                          fieldName(miss.field), miss.wanted, miss.found);
+   }
+   if (explanation.entry != nullptr) {
+      text += fmt::format("      class {}: yes, rule {} {}\n", explanation.matched->name.text,
+                          explanation.entry->index, explanation.entry->rule.view());
+   }
+   return text;
+}
+
+Json aclJson(ExplainedAcl& acl, const Packet& packet) {
+   const Explanation explanation = acl.explain(packet);
+   const auto* entry = explanation.entry;
+   Json misses = Json::array();
+   for (const auto& [each, miss] : explanation.misses) {
+      misses.push_back({{"class", each->name.text},
+                        {"field", fieldName(miss.field)},
+                        {"wanted", miss.wanted},
+                        {"found", miss.found}});
+   }
+   Json json{{"acl", acl.table().key().view()},
+             {"policy", acl.policy().name.text},
+             {"family", familyName(acl.family())},
+             {"rule", nullptr},
+             {"class", nullptr},
+             {"sampled", entry != nullptr && entry->sampled},
+             {"dscp", entry == nullptr ? packet.dscp : entry->dscpAfter(packet.dscp)},
+             {"notMatched", std::move(misses)}};
+   if (entry != nullptr) {
+      json["rule"] = {{"index", entry->index}, {"name", entry->rule.view()}};
+      json["class"] = explanation.matched->name.text;
+   }
+   return json;
+}
+
+} // namespace
+
+std::string explainPacketsText(std::vector<ExplainedAcl>& acls,
+                               const std::vector<Packet>& packets) {
+   std::string text;
+   for (const Packet& packet : packets) {
+      text += printPacket(packet) + '\n';
+      bool concerned = false;
+      for (ExplainedAcl& acl : acls) {
+         if (acl.concerns(packet)) {
+            concerned = true;
+            text += aclText(acl, packet);
+         }
+      }
+      text += concerned ? "" : "   no ACL is asked about this packet\n";
+   }
+   return text;
+}
+
+Json explainPacketsJson(std::vector<ExplainedAcl>& acls, const std::vector<Packet>& packets) {
+   Json list = Json::array();
+   for (const Packet& packet : packets) {
+      Json asked = Json::array();
+      for (ExplainedAcl& acl : acls) {
+         if (acl.concerns(packet)) {
+            asked.push_back(aclJson(acl, packet));
+         }
+      }
+      list.push_back({{"packet", printPacket(packet)}, {"acls", std::move(asked)}});
+   }
+   return list;
+}
+
+} // namespace Cli

@@ -1,0 +1,171 @@
+// Broken contracts in the life of a policy end the process: the error at level 0 where there is
+// one, then the whole line of the assertion. Standard error also shows what was published before,
+// in lines "! identifier what".
+#include "support/FatalLine.h"
+#include "support/LifecycleRecords.h"
+
+#include <cstdio>
+
+namespace OruPostcardTelemetry {
+namespace {
+
+using PolicyMap::ClassMapMatchOption;
+using TestSupport::fatalLine;
+using TestSupport::literally;
+
+// The text of one of the helper's operations on a policy.
+std::string functionText(const std::string& operation, bool intf = false) {
+   return "virtual Kiv::String OruPostcardTelemetry::OruPostcardPolicyAclHelper::" + operation +
+          "(const PtrConst&, " + (intf ? "Orlix::IntfId, Orlix::IntfId, L3::VrfName, " : "") +
+          "PolicyMap::ClassMapMatchOption)";
+}
+
+const std::string deleteAclConfigText =
+      "virtual void OruPostcardTelemetry::OruPostcardPolicyAclHelper::deleteAclConfig("
+      "const PtrConst&, PolicyMap::ClassMapMatchOption)";
+const std::string createAclConfigText =
+      "virtual OruPostcardTelemetry::PostcardTelemetryAclConfig::Ptr "
+      "OruPostcardTelemetry::OruPostcardPolicyAclHelper::createAclConfig(const PtrConst&, "
+      "PolicyMap::ClassMapMatchOption)";
+const std::string mappingText =
+      "Acl::AclType OruPostcardTelemetry::matchOptionToAclType(PolicyMap::ClassMapMatchOption)";
+
+// The line of the assertion right after another one, of which `before` is the pattern.
+std::string fatalAfter(const std::string& before, const std::string& function,
+                       std::string_view expression, std::string_view message = {}) {
+   return before + "\n" + fatalLine(function, expression, message).substr(5);
+}
+
+// The pattern of an error at level 0. Which function of the class traces it is its own affair.
+std::string errorTrace(std::string_view text) {
+   return literally("OruPostcardTelemetryPolicyAclHelper 0 OruPostcardPolicyAclHelper::") +
+          "[A-Za-z]+" + literally(": " + std::string{text});
+}
+
+class LifecycleDeathTest : public TestSupport::Lifecycle {
+ protected:
+   // Shows errors and publications, for the statement of a death test.
+   void showAll() {
+      TestSupport::showErrors();
+      log.onLine = [](const std::string& line) { std::fprintf(stderr, "! %s\n", line.c_str()); };
+   }
+   ClassMapMatchOption unsupported(int number) { return static_cast<ClassMapMatchOption>(number); }
+};
+
+TEST_F(LifecycleDeathTest, commitOfAnUnknownPolicy) {
+   for (const auto option : {ipv4, ipv6}) {
+      const std::string number = option == ipv4 ? "0" : "1";
+      EXPECT_DEATH((showAll(), commit(option)),
+                   fatalAfter("^" + errorTrace("Error: Commit Policy received for a non-existent "
+                                               "policy, Policy : p/s Match Option : " +
+                                               number),
+                              functionText("commitPolicy"), "0"));
+   }
+}
+
+TEST_F(LifecycleDeathTest, commitOfADeletedPolicy) {
+   program();
+   remove();
+   EXPECT_DEATH((showAll(), commit()),
+                fatalAfter("^" + errorTrace("Error: Commit Policy received for a non-existent "
+                                            "policy, Policy : p/s Match Option : 0"),
+                           functionText("commitPolicy"), "0"));
+}
+
+TEST_F(LifecycleDeathTest, interfacesOfAnUnknownPolicy) {
+   for (const auto option : {ipv4, ipv6}) {
+      const std::string rest = " Policy received for a non-existent policy, Policy : p/s "
+                               "Match Option : " +
+                               std::string{option == ipv4 ? "0" : "1"};
+      EXPECT_DEATH((showAll(), addIntf("Ethernet1", option)),
+                   fatalAfter("^" + errorTrace("Error: Add Interface to" + rest),
+                              functionText("addIntfToPolicy", true), "0"));
+      EXPECT_DEATH((showAll(), removeIntf("Ethernet1", option)),
+                   fatalAfter("^" + errorTrace("Error: Remove Interface from" + rest),
+                              functionText("removeIntfFromPolicy", true), "0"));
+   }
+}
+
+TEST_F(LifecycleDeathTest, recreationOfAnUnknownPolicy) {
+   EXPECT_DEATH((showAll(), recreate(ipv6)),
+                fatalAfter("^" + errorTrace("Error : Acl Config does not exists for Policy : p/s "
+                                            "Match Option : 1"),
+                           deleteAclConfigText, "0"));
+}
+
+TEST_F(LifecycleDeathTest, aSecondCreation) {
+   create();
+   EXPECT_DEATH((showAll(), create()),
+                fatalAfter("^" + errorTrace("Error: Acl Config already exists for Policy : p/s "
+                                            "Match Option : 0"),
+                           createAclConfigText, "0"));
+   const auto other = TestSupport::PolicyRecords{"p", "t"}.intf4("Ethernet1");
+   EXPECT_DEATH((showAll(), helper->createPolicy(other.data(), ipv4)),
+                fatalAfter("^" + errorTrace("Error: Acl Config already exists for Policy : p/t "
+                                            "Match Option : 0"),
+                           createAclConfigText, "0"));
+}
+
+TEST_F(LifecycleDeathTest, creationForAnUnsupportedOption) {
+   const auto line = [](const char* operation) {
+      return "^" + fatalLine(functionText(operation),
+                             "matchOption == PolicyMap::matchIpAccessGroup() || "
+                             "matchOption == PolicyMap::matchIpv6AccessGroup()",
+                             "unsupported match option");
+   };
+   create();
+   for (const int number : {2, 255}) {
+      EXPECT_DEATH((showAll(), create(unsupported(number))), line("createPolicy"));
+      EXPECT_DEATH((showAll(), recreate(unsupported(number))), line("recreatePolicy"));
+   }
+}
+
+// These look for the configuration's key without a check of their own.
+TEST_F(LifecycleDeathTest, otherOperationsWithAnUnsupportedOption) {
+   const std::string line = "^" + fatalLine(mappingText, R"(false && "unsupported match option")");
+   for (const int number : {2, 255}) {
+      EXPECT_DEATH((showAll(), commit(unsupported(number))), line);
+      EXPECT_DEATH((showAll(), remove(unsupported(number))), line);
+      EXPECT_DEATH((showAll(), addIntf("Ethernet1", unsupported(number))), line);
+      EXPECT_DEATH((showAll(), removeIntf("Ethernet1", unsupported(number))), line);
+   }
+}
+
+TEST_F(LifecycleDeathTest, creationWithoutInterfaces) {
+   policy.changeable()->intf4DelAll();
+   EXPECT_DEATH((showAll(), create(ipv4)),
+                fatalAfter("^! 260 \\+p-ipv4", functionText("createPolicy"), "policyData->intf4s()",
+                           "Policy without attached interfaces"));
+   policy.intf4("Ethernet1").changeable()->intf6DelAll();
+   EXPECT_DEATH((showAll(), create(ipv6)),
+                fatalAfter("^! 260 \\+p-ipv6", functionText("createPolicy"), "policyData->intf6s()",
+                           "Policy without attached interfaces"));
+}
+
+TEST_F(LifecycleDeathTest, recreationWithoutInterfaces) {
+   create(ipv4);
+   create(ipv6);
+   policy.changeable()->intf4DelAll();
+   EXPECT_DEATH((showAll(), recreate(ipv4)),
+                fatalAfter("^! 260 -p-ipv4\n! 260 \\+p-ipv4", functionText("recreatePolicy"),
+                           "policyData->intf4s()", "Policy without attached interfaces"));
+   policy.intf4("Ethernet1").changeable()->intf6DelAll();
+   EXPECT_DEATH((showAll(), recreate(ipv6)),
+                fatalAfter("^! 260 -p-ipv6\n! 260 \\+p-ipv6", functionText("recreatePolicy"),
+                           "policyData->intf6s()", "Policy without attached interfaces"));
+}
+
+TEST_F(LifecycleDeathTest, anAnswerForAConfigurationThatIsGone) {
+   program();
+   remove();
+   const std::string text =
+         "virtual Kiv::String OruPostcardTelemetry::OruPostcardPolicyAclHelper::updatePolicyStatus("
+         "OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType, const Pello::String&)";
+   const std::string line = fatalAfter(
+         "^" + errorTrace("Acl Config not found for policy, Policy Key : p-ipv4"), text, "0");
+   EXPECT_DEATH((showAll(), succeed()), line);
+   EXPECT_DEATH((showAll(), fail("late")), line);
+}
+
+} // namespace
+} // namespace OruPostcardTelemetry

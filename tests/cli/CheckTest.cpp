@@ -1,0 +1,198 @@
+// `postcard check`, the real program with the real module: the costs are those of the compiled
+// ACLs, class by class, and the budget is kept to the entry.
+#include "support/RunProgram.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+
+namespace {
+
+using Json = nlohmann::json;
+using TestSupport::ProgramResult;
+using TestSupport::runProgram;
+
+const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
+const std::string examples = std::string{POSTCARD_SOURCE_DIR} + "/examples/";
+
+class Check : public testing::Test {
+ protected:
+   Check() {
+      char path[] = "/tmp/postcard-cli-XXXXXX";
+      folder_ = ::mkdtemp(path);
+   }
+   ~Check() override { std::filesystem::remove_all(folder_); }
+
+   std::string policy(const std::string& text) const {
+      const std::string path = folder_ + "/policy.yaml";
+      std::ofstream{path} << text;
+      return path;
+   }
+   static ProgramResult run(const char* subcommand, std::vector<std::string> arguments,
+                            std::vector<std::string> environment = {}) {
+      arguments.insert(arguments.begin(), {program, subcommand});
+      return runProgram(std::move(arguments), std::move(environment));
+   }
+   static ProgramResult check(std::vector<std::string> arguments) {
+      return run("check", std::move(arguments));
+   }
+   static Json json(const char* subcommand, const std::string& file) {
+      return Json::parse(run(subcommand, {"--format", "json", file}).out);
+   }
+
+ private:
+   std::string folder_;
+};
+
+const std::string header = "policies:\n"
+                           "  - name: p\n"
+                           "    interfaces: { ipv4: [Ethernet1], ipv6: [Ethernet1] }\n"
+                           "    classes:\n";
+
+// Names that are the beginning of each other, or look like the name of a rule; a priority against
+// the order; a class without rules.
+const std::vector<std::string> classes = {
+      "      - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp, ports: "
+      "[{ source: [1-10], destination: [80, 443] }] }] }, ipv6: {} }\n",
+      "      - { name: a-ipv4-tcp, priority: 5, actions: [sample-all], ipv4: {} }\n",
+      "      - { name: a-ipv4, actions: [], ipv4: { protocols: [{ protocol: tcp, tcp-flags: "
+      "[{ flags: [syn], mask: [syn] }, { flags: [fin], mask: [fin] }] }, { protocol: udp }] } }\n",
+      "      - { name: nothing, actions: [sample], ipv4: { protocols: [{ protocol: udp, ports: "
+      "[{ }] }] } }\n",
+      "      - { name: -ipv6-, actions: [sample], ipv6: { protocols: [{ protocol: udp, ports: "
+      "[{ source: [2, 2-3] }, { source: [2] }] }] } }\n"};
+
+std::string allClasses() {
+   std::string text = header;
+   for (const std::string& each : classes) {
+      text += each;
+   }
+   return text;
+}
+
+TEST_F(Check, everyPolicyFamilyAndClassInTheOrderOfMatching) {
+   const auto result = check({policy(allClasses())});
+   EXPECT_EQ(result.exitCode, 0);
+   EXPECT_EQ(result.err, "");
+   EXPECT_EQ(result.out, "p ipv4                15\n"
+                         "   a-ipv4-tcp          2\n"
+                         "   a                  10\n"
+                         "   a-ipv4              3\n"
+                         "   nothing             0\n"
+                         "p ipv6                 5\n"
+                         "   a                   2\n"
+                         "   -ipv6-              3\n"
+                         "total                 20\n");
+}
+
+TEST_F(Check, aClassCostsWhatItCostsAlone) {
+   std::map<std::pair<std::string, std::string>, std::size_t> alone;
+   for (const std::string& each : classes) {
+      const Json compiled = json("compile", policy(header + each));
+      for (const Json& acl : compiled.at("acls")) {
+         const std::size_t begin = each.find("name: ") + 6;
+         alone[{acl.at("type"), each.substr(begin, each.find(',') - begin)}] =
+               acl.at("rules").size();
+      }
+   }
+   const Json together = json("check", policy(allClasses()));
+   std::size_t compared = 0;
+   for (const Json& acl : together.at("acls")) {
+      for (const Json& each : acl.at("classes")) {
+         const auto key =
+               std::pair{acl.at("family").get<std::string>(), each.at("class").get<std::string>()};
+         EXPECT_EQ(each.at("entries"), alone.at(key)) << key.first << ' ' << key.second;
+         ++compared;
+      }
+   }
+   EXPECT_EQ(compared, 6U);
+}
+
+TEST_F(Check, theCostsAreTheEntriesOfTheCompiledAcls) {
+   for (const char* name : {"web-tier", "flags-and-ranges", "large-datacenter", "all-features"}) {
+      const std::string file = examples + name + ".yaml";
+      const Json compiled = json("compile", file);
+      const Json costs = json("check", file);
+      ASSERT_EQ(costs.at("acls").size(), compiled.at("acls").size()) << name;
+      EXPECT_EQ(costs.at("totals").at("entries"), compiled.at("totals").at("tcamEntries")) << name;
+      EXPECT_EQ(costs.at("refused"), compiled.at("refused")) << name;
+      for (std::size_t i = 0; i < costs.at("acls").size(); ++i) {
+         const Json& cost = costs.at("acls").at(i);
+         std::size_t sum = 0;
+         for (const Json& each : cost.at("classes")) {
+            sum += each.at("entries").get<std::size_t>();
+         }
+         EXPECT_EQ(cost.at("entries"), compiled.at("acls").at(i).at("rules").size()) << name;
+         EXPECT_EQ(cost.at("entries"), sum) << name;
+      }
+   }
+}
+
+TEST_F(Check, aBudgetIsKeptToTheEntry) {
+   const std::string file = policy(allClasses());
+   const std::vector<std::tuple<std::string, int, std::string>> table = {
+         {"20", 0, "fits into 20 entries, 0 left\n"},
+         {"21", 0, "fits into 21 entries, 1 left\n"},
+         {"19", 1, "does not fit into 19 entries, 1 too many\n"},
+         {"0", 1, "does not fit into 0 entries, 20 too many\n"}};
+   for (const auto& [budget, exitCode, line] : table) {
+      const auto result = check({file, "--budget", budget});
+      EXPECT_EQ(result.exitCode, exitCode) << budget;
+      EXPECT_TRUE(result.out.ends_with("20\n" + line)) << result.out;
+   }
+   EXPECT_EQ(check({file, "--budget", "15", "--family", "ipv4"}).exitCode, 0);
+   EXPECT_EQ(check({file, "--budget", "14", "--family", "ipv4"}).exitCode, 1);
+}
+
+TEST_F(Check, jsonSaysTheSame) {
+   const auto result =
+         check({"--format", "json", "--budget", "4", "--family", "ipv6", policy(allClasses())});
+   EXPECT_EQ(result.exitCode, 1);
+   EXPECT_EQ(Json::parse(result.out), Json::parse(R"({
+      "schema": 1,
+      "acls": [{"policy": "p", "family": "ipv6", "entries": 5,
+                "classes": [{"class": "a", "entries": 2}, {"class": "-ipv6-", "entries": 3}]}],
+      "refused": [],
+      "totals": {"entries": 5},
+      "budget": {"entries": 4, "fits": false, "left": 0, "tooMany": 1}
+   })"));
+   EXPECT_EQ(json("check", policy(allClasses())).at("budget"), Json(nullptr));
+}
+
+TEST_F(Check, aRefusedPolicyIsReportedAsCompileDoes) {
+   const std::string file =
+         policy(header + "      - { name: c, actions: [drop], ipv4: {} }\n"
+                         "  - name: q\n"
+                         "    interfaces: { ipv4: [Ethernet1] }\n"
+                         "    classes: [{ name: c, actions: [sample], ipv4: {} }]\n");
+   const auto result = check({file, "--budget", "100"});
+   EXPECT_EQ(result.exitCode, 1);
+   EXPECT_EQ(result.out, "p ipv6          0\n"
+                         "q ipv4          2\n"
+                         "   c            2\n"
+                         "total           2\n"
+                         "fits into 100 entries, 98 left\n");
+   EXPECT_EQ(result.err, "p ipv4: Unsupported action(s): 'drop', in configuration\n");
+   EXPECT_EQ(check({file, "--policy", "q"}).exitCode, 0);
+}
+
+TEST_F(Check, badUsageAndFiles) {
+   const std::string file = policy(allClasses());
+   EXPECT_EQ(check({}).exitCode, 2);
+   EXPECT_EQ(check({file, "--budget", "many"}).exitCode, 2);
+   EXPECT_EQ(check({file, "--budget", "-1"}).exitCode, 2);
+   EXPECT_EQ(check({file, "--format", "xml"}).exitCode, 2);
+   const auto unknown = check({file, "--policy", "q"});
+   EXPECT_EQ(unknown.exitCode, 2);
+   EXPECT_EQ(unknown.err, file + ": there is no policy 'q'\n");
+   const auto wrong = check({policy("policies:\n  - nam: web\n")});
+   EXPECT_EQ(wrong.exitCode, 2);
+   EXPECT_EQ(wrong.err.substr(0, file.size() + 6), file + ":2:5: ");
+   EXPECT_EQ(run("check", {policy(allClasses())}, {"POSTCARD_MODULE=/nonexistent.so"}).exitCode, 3);
+   EXPECT_NE(check({"--help"}).out.find("--budget"), std::string::npos);
+}
+
+} // namespace
