@@ -32,13 +32,13 @@ Json sampleJson(const Classification::TcpUdpCheckSumOrIpId* sample) {
 
 Json filterJson(const RuleFilter& filter) {
    return {
-      {"source", filter.source().stringValue()},
-      {"destination", filter.destination().stringValue()},
-      {"protocol", filter.proto().value()},
-      {"sourcePort", portJson(filter.sportDataMaskValid(), filter.sportDataMask())},
-      {"destinationPort", portJson(filter.dportDataMaskValid(), filter.dportDataMask())},
-      {"tcpFlags", tcpFlagsJson(filter.tcpFlagAndMask())},
-      {"sample", sampleJson(filter.sampleDataAndMask().get())},
+         {"source", filter.source().stringValue()},
+         {"destination", filter.destination().stringValue()},
+         {"protocol", filter.proto().value()},
+         {"sourcePort", portJson(filter.sportDataMaskValid(), filter.sportDataMask())},
+         {"destinationPort", portJson(filter.dportDataMaskValid(), filter.dportDataMask())},
+         {"tcpFlags", tcpFlagsJson(filter.tcpFlagAndMask())},
+         {"sample", sampleJson(filter.sampleDataAndMask().get())},
    };
 }
 

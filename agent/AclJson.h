@@ -13,7 +13,6 @@ inline constexpr int aclJsonSchema = 1;
 // {"name", "type", "interfaces", "programmedPolicy", "rulesClientUpdated", "status", "rules"}; a
 // part of a rule that is not in force is null. Rules stand in the order of their indexes, which is
 // the order in which hardware matches them.
-nlohmann::ordered_json
-aclJson(const OruPostcardTelemetry::PostcardTelemetryAclConfig& aclConfig);
+nlohmann::ordered_json aclJson(const OruPostcardTelemetry::PostcardTelemetryAclConfig& aclConfig);
 
 } // namespace Agent

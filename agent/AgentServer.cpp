@@ -4,10 +4,11 @@
 #include "agent/ControlSocket.h"
 #include "agent/ServiceManager.h"
 
+#include <fmt/format.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fmt/format.h>
 #include <map>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -39,7 +40,7 @@ bool isServed(const std::string& path) {
    address.sun_family = AF_UNIX;
    std::memcpy(address.sun_path, path.data(), path.size());
    const bool served =
-      ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+         ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
    ::close(fd);
    return served;
 }
@@ -74,22 +75,21 @@ struct Connection {
 
    void begin() {
       ::uv_read_start(
-         stream(),
-         [](uv_handle_t* handle, std::size_t, uv_buf_t* target) {
-            auto* self = static_cast<Connection*>(handle->data);
-            *target = ::uv_buf_init(self->buffer, sizeof self->buffer);
-         },
-         [](uv_stream_t* from, ssize_t size, const uv_buf_t*) {
-            static_cast<Connection*>(from->data)->received(size);
-         });
+            stream(),
+            [](uv_handle_t* handle, std::size_t, uv_buf_t* target) {
+               auto* self = static_cast<Connection*>(handle->data);
+               *target = ::uv_buf_init(self->buffer, sizeof self->buffer);
+            },
+            [](uv_stream_t* from, ssize_t size, const uv_buf_t*) {
+               static_cast<Connection*>(from->data)->received(size);
+            });
    }
 
    void close() {
       auto* handle = reinterpret_cast<uv_handle_t*>(&pipe);
       if (::uv_is_closing(handle) == 0) {
-         ::uv_close(handle, [](uv_handle_t* closed) {
-            delete static_cast<Connection*>(closed->data);
-         });
+         ::uv_close(handle,
+                    [](uv_handle_t* closed) { delete static_cast<Connection*>(closed->data); });
       }
    }
 
@@ -112,8 +112,7 @@ struct Connection {
       answered = true;
       ::uv_read_stop(stream());
       answer = answerer(line);
-      const uv_buf_t part =
-         ::uv_buf_init(answer.data(), static_cast<unsigned>(answer.size()));
+      const uv_buf_t part = ::uv_buf_init(answer.data(), static_cast<unsigned>(answer.size()));
       write.data = this;
       const int status = ::uv_write(&write, stream(), &part, 1, [](uv_write_t* done, int) {
          static_cast<Connection*>(done->data)->close();
@@ -133,8 +132,8 @@ class AgentServer::Implementation {
       check(::uv_timer_init(&loop_, &answerTimer_), "timer");
       answerTimer_.data = this;
       agent_ = std::make_unique<PolicyAgent>(host_, std::move(file), options_.agent, hooks());
-      rulesClient_ =
-         makeRulesClient(*agent_, [this](std::function<void()> work) { later(std::move(work)); });
+      rulesClient_ = makeRulesClient(
+            *agent_, [this](std::function<void()> work) { later(std::move(work)); });
       listen();
       watchSignals();
    }
@@ -143,11 +142,11 @@ class AgentServer::Implementation {
       rulesClient_.reset();
       agent_.reset();
       ::uv_walk(
-         &loop_,
-         [](uv_handle_t* handle, void* self) {
-            static_cast<Implementation*>(self)->closeHandle(handle);
-         },
-         this);
+            &loop_,
+            [](uv_handle_t* handle, void* self) {
+               static_cast<Implementation*>(self)->closeHandle(handle);
+            },
+            this);
       ::uv_run(&loop_, UV_RUN_DEFAULT);
       ::uv_loop_close(&loop_);
       if (listening_) {
@@ -198,11 +197,11 @@ class AgentServer::Implementation {
       ::uv_timer_stop(&answerTimer_);
       if (time) {
          ::uv_timer_start(
-            &answerTimer_,
-            [](uv_timer_t* timer) {
-               static_cast<Implementation*>(timer->data)->agent_->timeUp();
-            },
-            static_cast<std::uint64_t>(time->count()), 0);
+               &answerTimer_,
+               [](uv_timer_t* timer) {
+                  static_cast<Implementation*>(timer->data)->agent_->timeUp();
+               },
+               static_cast<std::uint64_t>(time->count()), 0);
       }
    }
 
@@ -212,11 +211,11 @@ class AgentServer::Implementation {
       if (const auto interval = manager_.watchdogInterval()) {
          const auto period = static_cast<std::uint64_t>(interval->count());
          ::uv_timer_start(
-            &watchdog_,
-            [](uv_timer_t* timer) {
-               static_cast<Implementation*>(timer->data)->manager_.notify("WATCHDOG=1");
-            },
-            0, period);
+               &watchdog_,
+               [](uv_timer_t* timer) {
+                  static_cast<Implementation*>(timer->data)->manager_.notify("WATCHDOG=1");
+               },
+               0, period);
       }
    }
 
@@ -267,21 +266,22 @@ class AgentServer::Implementation {
                                               : ReloadResult{false, formatFindings(loaded)};
       say(result.accepted ? "agent: reloaded, " + result.text.substr(0, result.text.size() - 1)
                           : "agent: reload refused, nothing changed\n" +
-                               result.text.substr(0, result.text.size() - 1));
+                                  result.text.substr(0, result.text.size() - 1));
       return result;
    }
 
    void watchSignals() {
       const std::pair<uv_signal_t*, int> signals[] = {
-         {&hangUp_, SIGHUP}, {&terminate_, SIGTERM}, {&interrupt_, SIGINT}};
+            {&hangUp_, SIGHUP}, {&terminate_, SIGTERM}, {&interrupt_, SIGINT}};
       for (const auto& [handle, number] : signals) {
          check(::uv_signal_init(&loop_, handle), "signal");
          handle->data = this;
-         check(::uv_signal_start(handle,
-                                 [](uv_signal_t* from, int signal) {
-                                    static_cast<Implementation*>(from->data)->signalled(signal);
-                                 },
-                                 number),
+         check(::uv_signal_start(
+                     handle,
+                     [](uv_signal_t* from, int signal) {
+                        static_cast<Implementation*>(from->data)->signalled(signal);
+                     },
+                     number),
                "signal");
       }
       std::signal(SIGPIPE, SIG_IGN); // a client that goes away is no reason to end
@@ -316,9 +316,9 @@ class AgentServer::Implementation {
       const auto saidBefore = std::exchange(said_, {});
       for (const PolicyReport& report : agent_->report()) {
          const std::string line =
-            fmt::format("{} {}: {}{}{}{}", report.name, familyName(report.family),
-                        policyStateName(report.state), report.overdue ? ", overdue" : "",
-                        report.text.empty() ? "" : ", ", report.text);
+               fmt::format("{} {}: {}{}{}{}", report.name, familyName(report.family),
+                           policyStateName(report.state), report.overdue ? ", overdue" : "",
+                           report.text.empty() ? "" : ", ", report.text);
          const std::string stamped = fmt::format("{} {}", report.generation, line);
          const auto known = saidBefore.find({report.name, report.family});
          if (known == saidBefore.end() || known->second != stamped) {
@@ -362,8 +362,8 @@ class AgentServer::Implementation {
 
 AgentServer::AgentServer(ServerOptions options, PolicyFile file,
                          const MakeRulesClient& makeRulesClient)
-   : implementation_{
-        std::make_unique<Implementation>(std::move(options), std::move(file), makeRulesClient)} {}
+   : implementation_{std::make_unique<Implementation>(std::move(options), std::move(file),
+                                                      makeRulesClient)} {}
 
 AgentServer::~AgentServer() = default;
 

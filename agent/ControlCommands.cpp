@@ -2,10 +2,11 @@
 
 #include "agent/AclJson.h"
 
-#include <cerrno>
-#include <ctime>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <ctime>
 #include <sys/mman.h>
 #include <system_error>
 #include <unistd.h>
@@ -86,9 +87,8 @@ std::string answerReload(const Reload& reload) {
 std::string statusText(const std::vector<PolicyReport>& reports) {
    std::string text;
    for (const PolicyReport& report : reports) {
-      text += fmt::format("{:<24} {:<6} {:<12} {:>8}  {}", report.name,
-                          familyName(report.family), policyStateName(report.state),
-                          report.generation, timeText(report.since));
+      text += fmt::format("{:<24} {:<6} {:<12} {:>8}  {}", report.name, familyName(report.family),
+                          policyStateName(report.state), report.generation, timeText(report.since));
       text += report.overdue ? "  overdue" : "";
       text += report.text.empty() ? "\n" : "  " + report.text + "\n";
    }
@@ -97,8 +97,7 @@ std::string statusText(const std::vector<PolicyReport>& reports) {
 
 std::string answerRequest(std::string_view line, const PolicyAgent& agent, const Reload& reload) {
    const auto request = nlohmann::json::parse(line, nullptr, false);
-   if (!request.is_object() || !request.contains("command") ||
-       !request["command"].is_string()) {
+   if (!request.is_object() || !request.contains("command") || !request["command"].is_string()) {
       return answer(exitUsage, "a request is a JSON object with \"command\"\n");
    }
    const std::string command = request["command"];

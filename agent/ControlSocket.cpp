@@ -1,9 +1,10 @@
 #include "agent/ControlSocket.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <nlohmann/json.hpp>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -22,8 +23,7 @@ using Clock = std::chrono::steady_clock;
 class Connection {
  public:
    Connection(const std::string& path, Clock::time_point deadline)
-      : path_{path}, deadline_{deadline},
-        fd_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+      : path_{path}, deadline_{deadline}, fd_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
       std::memcpy(address.sun_path, path.data(), path.size());
@@ -68,7 +68,7 @@ class Connection {
  private:
    void waitReadable() {
       const auto left =
-         std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
       pollfd poll{fd_, POLLIN, 0};
       if (left.count() <= 0 || ::poll(&poll, 1, static_cast<int>(left.count())) <= 0) {
          fail(path_, "the agent does not answer in time");

@@ -40,12 +40,11 @@ void HelperHandle::showPostcardAcl(U32 fd) const {
 }
 
 Kiv::String HelperHandle::updatePolicyStatus(
-   OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType statusType,
-   const Pello::String& statusString) const {
+      OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType statusType,
+      const Pello::String& statusString) const {
    const Kiv::NamedArgument arguments[] = {{"policyStatus", statusType},
                                            {"statusString", statusString}};
-   return std::any_cast<Kiv::String>(
-      Kiv::callOperation(*helper_, "updatePolicyStatus", arguments));
+   return std::any_cast<Kiv::String>(Kiv::callOperation(*helper_, "updatePolicyStatus", arguments));
 }
 
 void HelperHandle::forEachAclConfig(const std::function<void(AclConfig&)>& visit) const {
@@ -61,8 +60,8 @@ PluginHost::PluginHost(const std::filesystem::path& module) {
    }
    checkVersion(*static_cast<const U32*>(symbolOf(library, "oruPostcardPlatformVersion", module)),
                 module);
-   factory_ = reinterpret_cast<Factory*>(
-      symbolOf(library, "oruPostcardPolicyAclHelperFactory", module));
+   factory_ =
+         reinterpret_cast<Factory*>(symbolOf(library, "oruPostcardPolicyAclHelperFactory", module));
 }
 
 std::filesystem::path PluginHost::defaultModule() {
@@ -74,10 +73,10 @@ std::filesystem::path PluginHost::defaultModule() {
 }
 
 HelperHandle PluginHost::makeHelper(
-   const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& clientConfig,
-   const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) const {
+      const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& clientConfig,
+      const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) const {
    const Pello::Ptr<PolicyMap::PolicyMapAclHelper> helper{
-      factory_(clientConfig.get(), hwCapability.get())};
+         factory_(clientConfig.get(), hwCapability.get())};
    helper->hwInit();
    return HelperHandle{helper};
 }

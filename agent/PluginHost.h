@@ -33,9 +33,9 @@ class HelperHandle {
    // Writes all ACL configurations, as the show command shows them, to the descriptor `fd`.
    void showPostcardAcl(U32 fd) const;
    // Hands it the rules client's answer. Returns the text to show, empty for success.
-   Kiv::String updatePolicyStatus(
-      OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType statusType,
-      const Pello::String& statusString) const;
+   Kiv::String
+   updatePolicyStatus(OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType statusType,
+                      const Pello::String& statusString) const;
    // Shows every ACL configuration, in no particular order.
    void forEachAclConfig(const std::function<void(AclConfig&)>& visit) const;
 
@@ -56,13 +56,13 @@ class PluginHost {
 
    // A new helper, with `hwInit` done. It keeps a reference to each record.
    HelperHandle makeHelper(
-      const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& clientConfig,
-      const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) const;
+         const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& clientConfig,
+         const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) const;
 
  private:
-   using Factory = PolicyMap::PolicyMapAclHelper*(
-      OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig*,
-      const PostcardTelemetry::HwCapability*);
+   using Factory =
+         PolicyMap::PolicyMapAclHelper*(OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig*,
+                                        const PostcardTelemetry::HwCapability*);
    Factory* factory_ = nullptr;
 };
 

@@ -32,7 +32,7 @@ void forEachAttached(const PolicyFile& file, Visit&& visit) {
 // The policy of that name, or null.
 const Policy* policyOf(const PolicyFile& file, const std::string& name) {
    const auto found = std::ranges::find_if(
-      file.policies, [&](const Policy& policy) { return policy.name.text == name; });
+         file.policies, [&](const Policy& policy) { return policy.name.text == name; });
    return found == file.policies.end() ? nullptr : &*found;
 }
 
@@ -64,7 +64,10 @@ std::string_view policyStateName(PolicyState state) {
 }
 
 PolicyAgent::PolicyAgent(const PluginHost& host, PolicyFile file, Options options, Hooks hooks)
-   : host_{host}, options_{options}, hooks_{std::move(hooks)}, file_{std::move(file)},
+   : host_{host},
+     options_{options},
+     hooks_{std::move(hooks)},
+     file_{std::move(file)},
      requests_{OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory()},
      answers_{OruPostcardTelemetry::postcardTelemetryRulesClientSmStatusFactory()},
      hwCapability_{buildHwCapability(file_.hardware)},
@@ -199,8 +202,7 @@ void PolicyAgent::answered() {
       inFlight_.reset();
       hooks_.timer(std::nullopt);
       takeAnswer(request);
-   } else if (expired_ && expired_->request == response &&
-              requests_->kickRequest() == response) {
+   } else if (expired_ && expired_->request == response && requests_->kickRequest() == response) {
       const InFlight request = *expired_;
       expired_.reset();
       takeAnswer(request);
@@ -220,8 +222,11 @@ void PolicyAgent::takeAnswer(const InFlight& request) {
    const auto type = answers_->statusType();
    const bool success = type == OruPostcardTelemetry::statusSuccess;
    if (request.removal) {
-      // The helper has forgotten the configuration; there is nothing to record the answer in.
-      settle(entry, success ? PolicyState::removed : PolicyState::failed, text.str());
+      // The helper has forgotten the configuration; there is nothing to record the answer in. What
+      // was never programmed cannot be removed, and is as good as removed.
+      const bool gone = success || text.view().starts_with("invalid:");
+      settle(entry, gone ? PolicyState::removed : PolicyState::failed,
+             gone ? std::string{} : text.str());
    } else {
       helper_.updatePolicyStatus(type, text);
       trimHistory(request.key);
@@ -254,9 +259,9 @@ void PolicyAgent::timeUp() {
    if (found != entries_.end()) {
       Entry& entry = found->second;
       entry.overdue = true;
-      entry.text = helper_->handlePendingOperationTimeout(entry.data,
-                                                          matchOptionOf(request.key.second))
-                      .str();
+      entry.text =
+            helper_->handlePendingOperationTimeout(entry.data, matchOptionOf(request.key.second))
+                  .str();
    }
    pump();
 }
@@ -311,7 +316,7 @@ std::string PolicyAgent::tryOnScratch(const PolicyFile& file) const {
    for (const Policy& policy : file.policies) {
       const auto data = buildPolicy(policy);
       const HelperHandle scratch = host_.makeHelper(
-         OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), capability);
+            OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), capability);
       for (const Family family : families) {
          if (policy.interfaces(family).empty()) {
             continue;
@@ -379,7 +384,7 @@ void PolicyAgent::plan(const Policy& policy, const Policy* old, Family family,
    if (!sameClasses || entry.state != PolicyState::programmed) {
       // A helper posts nothing for a policy without rules, so hardware would keep the old ones.
       const bool emptied = std::ranges::none_of(
-         policy.classes, [&](const Class& from) { return from.filter(family) != nullptr; });
+            policy.classes, [&](const Class& from) { return from.filter(family) != nullptr; });
       if (emptied) {
          push(Verb::remove, key);
       }
@@ -412,6 +417,7 @@ std::vector<PolicyReport> PolicyAgent::report() const {
       }
    });
    std::vector<std::pair<std::size_t, PolicyReport>> ordered;
+   ordered.reserve(entries_.size());
    for (const auto& [key, entry] : entries_) {
       ordered.emplace_back(entry.order,
                            PolicyReport{key.first, key.second, entry.state, entry.text,
@@ -420,6 +426,7 @@ std::vector<PolicyReport> PolicyAgent::report() const {
    }
    std::ranges::stable_sort(ordered, {}, [](const auto& item) { return item.first; });
    std::vector<PolicyReport> reports;
+   reports.reserve(ordered.size());
    for (auto& [order, report] : ordered) {
       reports.push_back(std::move(report));
    }

@@ -5,8 +5,8 @@
 //
 // The request record has one slot. Therefore operations wait in a queue, and the next one begins
 // when the rules client has answered the request of the one before, or its time is up. An answer
-// that comes after its time is still taken while its request is the latest; after that it only tells
-// that the rules client lives, and every policy that still waits is committed anew.
+// that comes after its time is still taken while its request is the latest; after that it only
+// tells that the rules client lives, and every policy that still waits is committed anew.
 #pragma once
 
 #include "agent/PluginHost.h"
@@ -109,7 +109,8 @@ class PolicyAgent {
    void show(U32 fd) const { helper_.showPostcardAcl(fd); }
    // Shows every ACL configuration, in no particular order.
    void forEachAclConfig(
-      const std::function<void(OruPostcardTelemetry::PostcardTelemetryAclConfig&)>& visit) const {
+         const std::function<void(OruPostcardTelemetry::PostcardTelemetryAclConfig&)>& visit)
+         const {
       helper_.forEachAclConfig(visit);
    }
 

@@ -152,12 +152,12 @@ void buildFamily(PolicyMapSmCommonData& policy, TrafficPolicyClassMapSmCommonDat
    const PolicyMap::AclRuleKey key{policy.key(), classData.name(), collection, 0,
                                    matchOptionOf(family)};
    policy.rulePriorityIs(static_cast<Acl::AclType>(family))
-      ->entryIs(PolicyMap::RulePriority{from.priority}, key);
+         ->entryIs(PolicyMap::RulePriority{from.priority}, key);
 }
 
 void buildClass(PolicyMapSmCommonData& policy, const Class& from) {
    const Pello::Ptr<TrafficPolicyClassMapSmCommonData> classData{
-      new TrafficPolicyClassMapSmCommonData{from.name.text}};
+         new TrafficPolicyClassMapSmCommonData{from.name.text}};
    for (const Action& action : from.actions) {
       classData->actionIs(buildAction(action));
    }
@@ -174,8 +174,8 @@ PolicyMap::ClassMapMatchOption matchOptionOf(Family family) {
 }
 
 Pello::Ptr<PolicyMapSmCommonData> buildPolicy(const Policy& policy) {
-   const Pello::Ptr<PolicyMapSmCommonData> data{
-      new PolicyMapSmCommonData{PolicyMap::PolicyMapSmKey{policy.name.text, policy.scope}}};
+   Pello::Ptr<PolicyMapSmCommonData> data{
+         new PolicyMapSmCommonData{PolicyMap::PolicyMapSmKey{policy.name.text, policy.scope}}};
    for (const Name& intf : policy.ipv4Interfaces) {
       data->intf4Is(Orlix::IntfId{intf.text});
       data->rulePriorityIs(Acl::AclType::ipv4);
@@ -191,8 +191,7 @@ Pello::Ptr<PolicyMapSmCommonData> buildPolicy(const Policy& policy) {
 }
 
 Pello::Ptr<PostcardTelemetry::HwCapability> buildHwCapability(const Hardware& hardware) {
-   const Pello::Ptr<PostcardTelemetry::HwCapability> capability{
-      new PostcardTelemetry::HwCapability};
+   Pello::Ptr<PostcardTelemetry::HwCapability> capability{new PostcardTelemetry::HwCapability};
    capability->tcpFlagsSupportedIs(hardware.tcpFlags);
    return capability;
 }

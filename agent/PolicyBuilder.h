@@ -1,5 +1,5 @@
-// `buildPolicy`: turns a policy of the policy file into the records that a switch's agent hands to a
-// helper. Relies on the file having been checked: nothing is refused here.
+// `buildPolicy`: turns a policy of the policy file into the records that a switch's agent hands to
+// a helper. Relies on the file having been checked: nothing is refused here.
 #pragma once
 
 #include "PolicyMap/PolicyMapSmCommonData.h"

@@ -1,7 +1,8 @@
 #include "agent/PolicyDiff.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
 
 namespace Agent {
 
@@ -101,7 +102,7 @@ Json document(const Policy& policy, Family family) {
    for (const Class& from : policy.classes) {
       if (const Filter* filter = from.filter(family)) {
          classes.push_back(
-            {from.priority, from.name.text, document(from.actions), document(*filter)});
+               {from.priority, from.name.text, document(from.actions), document(*filter)});
       }
    }
    std::sort(classes.begin(), classes.end()); // by priority, which is the order of matching

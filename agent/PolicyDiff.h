@@ -1,6 +1,6 @@
 // What a new policy file changes about an old one: `samePolicyClasses`, `sameInterfaces`. Places in
-// the file do not count, nor does the order in which equal things are written where the order has no
-// meaning to the plug-in.
+// the file do not count, nor does the order in which equal things are written where the order has
+// no meaning to the plug-in.
 #pragma once
 
 #include "agent/PolicyFile.h"

@@ -49,8 +49,7 @@ void ServiceManager::notify(std::string_view assignment) const {
    if (fd < 0) {
       return;
    }
-   const auto length =
-      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
+   const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
    const ssize_t sent = ::sendto(fd, assignment.data(), assignment.size(), MSG_NOSIGNAL,
                                  reinterpret_cast<const sockaddr*>(&address), length);
    static_cast<void>(sent); // see the contract

@@ -6,10 +6,11 @@
 #include "rules-client/SoftwareTcam.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <chrono>
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 namespace Cli {
@@ -27,7 +28,7 @@ struct AgentOptions {
 std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent, const Agent::AgentServer::Later& later,
                                std::size_t capacity) {
    return std::make_shared<RulesClient::SoftwareTcam>(
-      agent.requests(), agent.answers(), RulesClient::SoftwareTcam::Options{capacity, later});
+         agent.requests(), agent.answers(), RulesClient::SoftwareTcam::Options{capacity, later});
 }
 
 int runAgent(const AgentOptions& options) {
@@ -39,10 +40,10 @@ int runAgent(const AgentOptions& options) {
    Agent::applyFeatureToggles(loaded.policyFile->featureToggles);
    try {
       Agent::AgentServer server{
-         options.server, std::move(*loaded.policyFile),
-         [&](Agent::PolicyAgent& agent, const Agent::AgentServer::Later& later) {
-            return makeTcam(agent, later, options.capacity);
-         }};
+            options.server, std::move(*loaded.policyFile),
+            [&](Agent::PolicyAgent& agent, const Agent::AgentServer::Later& later) {
+               return makeTcam(agent, later, options.capacity);
+            }};
       server.run();
       return exitDone;
    } catch (const std::runtime_error& error) {
@@ -54,32 +55,31 @@ int runAgent(const AgentOptions& options) {
 void addSocketOption(CLI::App& parser, std::string& path) {
    path = Agent::defaultSocketPath();
    parser.add_option("--socket", path, "the agent's Unix socket")
-      ->type_name("PATH")
-      ->capture_default_str();
+         ->type_name("PATH")
+         ->capture_default_str();
 }
 
 std::function<int()> declareAgent(CLI::App& parser) {
    auto options = std::make_shared<AgentOptions>();
    options->capacity = RulesClient::SoftwareTcam::Options{}.capacity;
-   parser.add_option("FILE", options->server.policyFile, "policy file (YAML or JSON)")
-      ->required();
+   parser.add_option("FILE", options->server.policyFile, "policy file (YAML or JSON)")->required();
    addSocketOption(parser, options->server.socketPath);
    parser.add_flag("--delete-on-exit", options->server.deleteOnExit,
                    "take every policy back from the rules client before ending");
    parser.add_option("--capacity", options->capacity, "entries of the embedded software TCAM")
-      ->type_name("N")
-      ->capture_default_str();
+         ->type_name("N")
+         ->capture_default_str();
    parser.add_option("--answer-time", options->answerSeconds,
                      "seconds that the rules client has for an answer")
-      ->type_name("SECONDS")
-      ->check(CLI::Range(0.001, 86400.0))
-      ->capture_default_str();
+         ->type_name("SECONDS")
+         ->check(CLI::Range(0.001, 86400.0))
+         ->capture_default_str();
    parser.footer("SIGHUP reads the file again, all or nothing. SIGTERM and SIGINT end the agent.\n"
                  "Exit status: 0 ended by a signal, 2 bad usage or policy file, 3 the socket or\n"
                  "the helper module cannot be used.");
    return [options] {
       options->server.agent.answerTime =
-         std::chrono::milliseconds{static_cast<long>(options->answerSeconds * 1000)};
+            std::chrono::milliseconds{static_cast<long>(options->answerSeconds * 1000)};
       return runAgent(*options);
    };
 }
@@ -97,7 +97,7 @@ int ask(const AskOptions& options, const char* command) {
    try {
       const nlohmann::json request{{"command", command}, {"format", options.format}};
       const Agent::ControlAnswer answer =
-         Agent::requestAgent(options.socket, request.dump(), patience);
+            Agent::requestAgent(options.socket, request.dump(), patience);
       (answer.exitCode == exitDone ? std::cout : std::cerr) << answer.text << std::flush;
       return answer.exitCode;
    } catch (const Agent::ControlError& error) {
@@ -111,8 +111,8 @@ std::function<int()> declareAsk(CLI::App& parser, const char* command, bool hasF
    addSocketOption(parser, options->socket);
    if (hasFormat) {
       parser.add_option("--format", options->format, "text for people, json for programs")
-         ->check(CLI::IsMember({"text", "json"}))
-         ->capture_default_str();
+            ->check(CLI::IsMember({"text", "json"}))
+            ->capture_default_str();
    }
    parser.footer("Exit status: 0 done, 1 refused, 3 no agent answers.");
    return [options, command] { return ask(*options, command); };

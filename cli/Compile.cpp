@@ -7,6 +7,7 @@
 #include "agent/PolicyFile.h"
 
 #include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -33,7 +34,7 @@ struct Options {
 // What was made so far.
 struct Totals {
    std::size_t acls = 0;
-   std::size_t rules = 0;      // different rules; a port block that occurs twice is one
+   std::size_t rules = 0;       // different rules; a port block that occurs twice is one
    std::size_t tcamEntries = 0; // places in the order of matching; each takes a hardware entry
 };
 
@@ -63,8 +64,9 @@ class TextOutput : public Output {
 class JsonOutput : public Output {
  public:
    void acl(const Agent::HelperHandle& helper) override {
-      helper.forEachAclConfig(
-         [&](const PostcardTelemetryAclConfig& config) { acls_.push_back(Agent::aclJson(config)); });
+      helper.forEachAclConfig([&](const PostcardTelemetryAclConfig& config) {
+         acls_.push_back(Agent::aclJson(config));
+      });
    }
    void refused(const Agent::Policy& policy, Family family, const Kiv::String& message) override {
       refused_.push_back({{"policy", policy.name.text},
@@ -94,14 +96,15 @@ class Compiler {
  public:
    Compiler(const Agent::PolicyFile& file, Output& output)
       : host_{Agent::PluginHost::defaultModule()},
-        hwCapability_{buildHwCapability(file.hardware)}, output_{output} {}
+        hwCapability_{buildHwCapability(file.hardware)},
+        output_{output} {}
 
    // Makes the ACL of one policy in one family. A helper of its own per ACL keeps the order of the
    // file, and no more than one ACL in memory.
    void compile(const Agent::Policy& policy, Family family) {
       const Pello::Ptr<PolicyMap::PolicyMapSmCommonData> policyData = buildPolicy(policy);
       const Agent::HelperHandle helper = host_.makeHelper(
-         OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), hwCapability_);
+            OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), hwCapability_);
       const Kiv::String message = helper->createPolicy(policyData, matchOptionOf(family));
       if (!message.empty()) {
          refused_ = true;
@@ -198,14 +201,14 @@ std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
    parser.add_option("FILE", options->file, "policy file (YAML or JSON)")->required();
    parser.add_option("--policy", options->policies, "only this policy; may be given several times")
-      ->type_name("NAME")
-      ->expected(1)
-      ->take_all();
+         ->type_name("NAME")
+         ->expected(1)
+         ->take_all();
    parser.add_option("--family", options->family, "only this address family")
-      ->check(CLI::IsMember({"ipv4", "ipv6"}));
+         ->check(CLI::IsMember({"ipv4", "ipv6"}));
    parser.add_option("--format", options->format, "text for people, json for programs")
-      ->check(CLI::IsMember({"text", "json"}))
-      ->capture_default_str();
+         ->check(CLI::IsMember({"text", "json"}))
+         ->capture_default_str();
    parser.footer("The ACLs go to standard output, messages and totals to standard error.\n"
                  "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
                  "3 the helper module cannot be used.");

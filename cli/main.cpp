@@ -5,16 +5,16 @@
 #include "cli/Explain.h"
 
 #include <CLI/CLI.hpp>
+
 #include <exception>
 #include <functional>
 #include <iostream>
 
 namespace {
 
-const Cli::Command* const commands[] = {&Cli::compileCommand, &Cli::checkCommand,
-                                        &Cli::explainCommand, &Cli::agentCommand,
-                                        &Cli::showCommand,    &Cli::statusCommand,
-                                        &Cli::reloadCommand};
+const Cli::Command* const commands[] = {
+      &Cli::compileCommand, &Cli::checkCommand,  &Cli::explainCommand, &Cli::agentCommand,
+      &Cli::showCommand,    &Cli::statusCommand, &Cli::reloadCommand};
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};

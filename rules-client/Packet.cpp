@@ -53,7 +53,7 @@ std::string protocolName(U8 protocol) {
 std::string tcpFlagNames(U8 flags) {
    std::string names;
    for (unsigned bit = 0; bit < flagNames.size(); ++bit) {
-      if ((flags >> bit & 1U) != 0) {
+      if ((unsigned{flags} >> bit & 1U) != 0) {
          names += names.empty() ? "" : ",";
          names += flagNames[bit];
       }

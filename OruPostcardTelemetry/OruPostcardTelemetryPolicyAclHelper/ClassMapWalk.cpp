@@ -32,8 +32,8 @@ Kiv::String checkFilter(const PolicyMap::AclRuleKey& key,
    return checkUnsupportedFields(sfc->filter(0), hwCapability);
 }
 
-Kiv::String checkUnsupportedActions(
-   const Pello::Ptr<const TrafficPolicyClassMapSmCommonData>& classData) {
+Kiv::String
+checkUnsupportedActions(const Pello::Ptr<const TrafficPolicyClassMapSmCommonData>& classData) {
    RINGLOG_ENTRY();
    const Kiv::String unsupported = supportedActions().checkUnsupportedActionConfig(classData);
    if (unsupported.empty()) {
@@ -60,7 +60,7 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData&
    const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = Kiv::String::join(
-         {"Acl Config not found for Policy ", " ", policyData->key().strDesc()});
+            {"Acl Config not found for Policy ", " ", policyData->key().strDesc()});
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(FunctionText::updateRulesInAclConfig, "0");
    }
@@ -68,13 +68,13 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData&
    const Pello::Ptr<const PolicyMap::RulePriorityData> rules = policyData->rulePriority(aclType);
    if (rules == nullptr) {
       const Kiv::String error = Kiv::String::join(
-         {"Rules Data not found for Policy ", " ", policyData->key().strDesc()});
+            {"Rules Data not found for Policy ", " ", policyData->key().strDesc()});
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(FunctionText::updateRulesInAclConfig, "0");
    }
    if (rules->rules() == 0) {
-      Kiv::String error = Kiv::String::join(
-         {"No rules configured in policy ", " ", policyData->key().strDesc()});
+      Kiv::String error =
+            Kiv::String::join({"No rules configured in policy ", " ", policyData->key().strDesc()});
       RINGLOG_TRACE(0, "Error: {}", error);
       return error;
    }
@@ -91,12 +91,12 @@ Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorit
       const PolicyMap::AclRuleKey& key = rule.value();
       RINGLOG_TRACE(5, "Class Map : {}", key.className());
       const TrafficClassData classData =
-         Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
-            policyData->classData(key.className()));
+            Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
+                  policyData->classData(key.className()));
       Kiv::String error = checkClass(key, classData, hwCapability());
       if (!error.empty()) {
-         RINGLOG_TRACE(0, "Policy : {}, Acl Type : {}, Class Map : {}, Error {}",
-                       policyData->key(), aclType, key.className(), error);
+         RINGLOG_TRACE(0, "Policy : {}, Acl Type : {}, Class Map : {}, Error {}", policyData->key(),
+                       aclType, key.className(), error);
          return error;
       }
       nextRuleIndex = addRules(key, policyData, classData, aclConfig, nextRuleIndex);

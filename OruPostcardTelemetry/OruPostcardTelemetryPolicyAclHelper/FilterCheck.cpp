@@ -84,9 +84,9 @@ bool checkPorts(const ProtoField& field, bool tcpControl, bool faulty, Findings&
 
 bool toggleFeaturePostcardTelemetryTcpControlEnabled() {
    static const bool enabled =
-      (FeatureToggle::getToggleState("FeaturePostcardTelemetryTcpControl",
-                                     "PostcardTelemetryCommon.json", true) &
-       1U) != 0;
+         (FeatureToggle::getToggleState("FeaturePostcardTelemetryTcpControl",
+                                        "PostcardTelemetryCommon.json", true) &
+          1U) != 0;
    return enabled;
 }
 

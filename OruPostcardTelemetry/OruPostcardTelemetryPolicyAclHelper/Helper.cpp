@@ -8,8 +8,8 @@ namespace OruPostcardTelemetry {
 const Pello::TraceSource HelperTrace::traceSource{"OruPostcardTelemetryPolicyAclHelper"};
 
 OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper(
-   Pello::Ptr<PostcardTelemetryRulesClientSmConfig> clientConfig,
-   Pello::Ptr<const PostcardTelemetry::HwCapability> hwCapability)
+      Pello::Ptr<PostcardTelemetryRulesClientSmConfig> clientConfig,
+      Pello::Ptr<const PostcardTelemetry::HwCapability> hwCapability)
    : clientConfig_{std::move(clientConfig)}, hwCapability_{std::move(hwCapability)} {}
 
 // The members go in the reverse order of their declaration: the collection's storage, the hardware
@@ -19,8 +19,8 @@ OruPostcardPolicyAclHelper::~OruPostcardPolicyAclHelper() {
 }
 
 Pello::Ptr<OruPostcardPolicyAclHelper> oruPostcardPolicyAclHelperFactory(
-   const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
-   const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
+      const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
+      const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
    return new OruPostcardPolicyAclHelper{clientConfig, hwCapability};
 }
 

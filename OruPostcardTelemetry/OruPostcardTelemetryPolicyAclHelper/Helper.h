@@ -87,7 +87,8 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    virtual U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyData& policyData,
                         const TrafficClassData& classMapData, const AclConfig& aclConfig,
                         U32 nextRuleIndex);
-   // Naming: makes the ACL configuration of a policy, which must not exist yet; removes it; its key.
+   // Naming: makes the ACL configuration of a policy, which must not exist yet; removes it; its
+   // key.
    virtual AclConfig createAclConfig(const PolicyData& policyData, MatchOption matchOption);
    virtual void deleteAclConfig(const PolicyData& policyData, MatchOption matchOption);
    virtual Pello::String getAclConfigKey(const PolicyData& policyData, MatchOption matchOption);
@@ -151,36 +152,36 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
 constexpr auto OruPostcardPolicyAclHelper::kivOperations() {
    using Self = OruPostcardPolicyAclHelper;
    return std::tuple{
-      Kiv::operation("updateRuleAction", &Self::updateRuleAction, {"classData", "ruleConfig"}),
-      Kiv::operation("ignoreSampleData", &Self::ignoreSampleData, {"classData"}),
-      Kiv::operation("addRulesL4PortDataMask", &Self::addRulesL4PortDataMask,
-                     {"protoField", "ruleConfig", "aclConfig", "sportDataMaskValid",
-                      "sportDataMask", "dportDataMaskValid", "dportDataMask", "tcpFlagAvailable",
-                      "nextRuleIndex"}),
-      Kiv::operation("addRulesProtoField", &Self::addRulesProtoField,
-                     {"aclConfig", "ruleConfig", "sf", "proto", "nextRuleIndex"}),
-      Kiv::operation("addRules", &Self::addRules,
-                     {"key", "policyData", "classMapData", "aclConfig", "nextRuleIndex"}),
-      Kiv::operation("createAclConfig", &Self::createAclConfig, {"policyData", "matchOption"}),
-      Kiv::operation("deleteAclConfig", &Self::deleteAclConfig, {"policyData", "matchOption"}),
-      Kiv::operation("getAclConfigKey", &Self::getAclConfigKey, {"policyData", "matchOption"}),
-      Kiv::operation("updateRulesInAclConfig", &Self::updateRulesInAclConfig,
-                     {"policyData", "matchOption"}),
-      Kiv::operation("updateIntfInAclConfig", &Self::updateIntfInAclConfig,
-                     {"aclConfig", "intf", "remove"}),
-      Kiv::operation("updatePolicyStatus", &Self::updatePolicyStatus,
-                     {"policyStatus", "statusString"}),
-      Kiv::operation("showPostcardAcl", &Self::showPostcardAcl, {"socket"}),
+         Kiv::operation("updateRuleAction", &Self::updateRuleAction, {"classData", "ruleConfig"}),
+         Kiv::operation("ignoreSampleData", &Self::ignoreSampleData, {"classData"}),
+         Kiv::operation("addRulesL4PortDataMask", &Self::addRulesL4PortDataMask,
+                        {"protoField", "ruleConfig", "aclConfig", "sportDataMaskValid",
+                         "sportDataMask", "dportDataMaskValid", "dportDataMask", "tcpFlagAvailable",
+                         "nextRuleIndex"}),
+         Kiv::operation("addRulesProtoField", &Self::addRulesProtoField,
+                        {"aclConfig", "ruleConfig", "sf", "proto", "nextRuleIndex"}),
+         Kiv::operation("addRules", &Self::addRules,
+                        {"key", "policyData", "classMapData", "aclConfig", "nextRuleIndex"}),
+         Kiv::operation("createAclConfig", &Self::createAclConfig, {"policyData", "matchOption"}),
+         Kiv::operation("deleteAclConfig", &Self::deleteAclConfig, {"policyData", "matchOption"}),
+         Kiv::operation("getAclConfigKey", &Self::getAclConfigKey, {"policyData", "matchOption"}),
+         Kiv::operation("updateRulesInAclConfig", &Self::updateRulesInAclConfig,
+                        {"policyData", "matchOption"}),
+         Kiv::operation("updateIntfInAclConfig", &Self::updateIntfInAclConfig,
+                        {"aclConfig", "intf", "remove"}),
+         Kiv::operation("updatePolicyStatus", &Self::updatePolicyStatus,
+                        {"policyStatus", "statusString"}),
+         Kiv::operation("showPostcardAcl", &Self::showPostcardAcl, {"socket"}),
    };
 }
 
 // Makes a new helper. The records may be null (see the constructor).
 Pello::Ptr<OruPostcardPolicyAclHelper> oruPostcardPolicyAclHelperFactory(
-   const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
-   const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability);
+      const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
+      const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability);
 inline Pello::Ptr<OruPostcardPolicyAclHelper> OruPostcardPolicyAclHelperIs(
-   const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
-   const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
+      const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
+      const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
    return oruPostcardPolicyAclHelperFactory(clientConfig, hwCapability);
 }
 

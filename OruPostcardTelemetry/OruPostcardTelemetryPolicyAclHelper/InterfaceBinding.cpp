@@ -11,8 +11,8 @@ namespace OruPostcardTelemetry {
 // What tells the two operations apart.
 struct OruPostcardPolicyAclHelper::IntfChange {
    bool remove;
-   std::string_view function;     // text of the operation
-   std::string_view nonExistent;  // messages, up to "Policy :"
+   std::string_view function;    // text of the operation
+   std::string_view nonExistent; // messages, up to "Policy :"
    std::string_view nonCommitted;
 };
 
@@ -42,10 +42,10 @@ Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyData& policy
                  policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
                  logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
    static constexpr IntfChange add{
-      false, FunctionText::addIntfToPolicy,
-      "Add Interface to Policy received for a non-existent policy, Policy :",
-      "Add Interface to Policy received for a non committed policy, "
-      "aborting further processing,  Policy :"};
+         false, FunctionText::addIntfToPolicy,
+         "Add Interface to Policy received for a non-existent policy, Policy :",
+         "Add Interface to Policy received for a non committed policy, "
+         "aborting further processing,  Policy :"};
    return changeIntf(add, policyData, intf, matchOption);
 }
 
@@ -61,27 +61,26 @@ Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& p
                  policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
                  logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
    static constexpr IntfChange removal{
-      true, FunctionText::removeIntfFromPolicy,
-      "Remove Interface from Policy received for a non-existent policy, Policy :",
-      "Remove Interface from Policy received for a non committed policy, "
-      "aborting further processing,  Policy :"};
+         true, FunctionText::removeIntfFromPolicy,
+         "Remove Interface from Policy received for a non-existent policy, Policy :",
+         "Remove Interface from Policy received for a non committed policy, "
+         "aborting further processing,  Policy :"};
    return changeIntf(removal, policyData, intf, matchOption);
 }
 
 Kiv::String OruPostcardPolicyAclHelper::changeIntf(const IntfChange& change,
-                                                   const PolicyData& policyData,
-                                                   Orlix::IntfId intf, MatchOption matchOption) {
+                                                   const PolicyData& policyData, Orlix::IntfId intf,
+                                                   MatchOption matchOption) {
    const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
-      const Kiv::String error =
-         policyMessage(change.nonExistent, policyData->key(), matchOption);
+      const Kiv::String error = policyMessage(change.nonExistent, policyData->key(), matchOption);
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(change.function, "0");
    }
    if (aclConfig->ruleByNames() == 0) {
       // Such a configuration keeps the interfaces with which it was built.
       const Kiv::String error =
-         Kiv::String::join({"No rules configured in policy ", " ", aclConfig->aclConfigKey()});
+            Kiv::String::join({"No rules configured in policy ", " ", aclConfig->aclConfigKey()});
       RINGLOG_TRACE(5, "Error: {}", error);
       asyncOutcome({});
       return {};

@@ -9,15 +9,15 @@ extern "C" {
 extern const U32 oruPostcardPlatformVersion;
 const U32 oruPostcardPlatformVersion = Kiv::platformVersion;
 
-// Returns a new helper to which nobody holds a reference yet; the caller takes the first. It takes a
-// reference to each record; null is allowed.
+// Returns a new helper to which nobody holds a reference yet; the caller takes the first. It takes
+// a reference to each record; null is allowed.
 PolicyMap::PolicyMapAclHelper* oruPostcardPolicyAclHelperFactory(
-   OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig* clientConfig,
-   const PostcardTelemetry::HwCapability* hwCapability);
+      OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig* clientConfig,
+      const PostcardTelemetry::HwCapability* hwCapability);
 
 PolicyMap::PolicyMapAclHelper* oruPostcardPolicyAclHelperFactory(
-   OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig* clientConfig,
-   const PostcardTelemetry::HwCapability* hwCapability) {
+      OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig* clientConfig,
+      const PostcardTelemetry::HwCapability* hwCapability) {
    return new OruPostcardTelemetry::OruPostcardPolicyAclHelper{clientConfig, hwCapability};
 }
 

@@ -41,13 +41,12 @@ Pello::String OruPostcardPolicyAclHelper::getAclConfigKey(const PolicyData& poli
 }
 
 OruPostcardPolicyAclHelper::AclConfig
-OruPostcardPolicyAclHelper::createAclConfig(const PolicyData& policyData,
-                                            MatchOption matchOption) {
+OruPostcardPolicyAclHelper::createAclConfig(const PolicyData& policyData, MatchOption matchOption) {
    RINGLOG_ENTRY();
    const Pello::String key = getAclConfigKey(policyData, matchOption);
    if (aclConfigColl(key) != nullptr) {
-      const Kiv::String error = policyMessage("Acl Config already exists for Policy :",
-                                              policyData->key(), matchOption);
+      const Kiv::String error =
+            policyMessage("Acl Config already exists for Policy :", policyData->key(), matchOption);
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(FunctionText::createAclConfig, "0");
    }
@@ -62,8 +61,8 @@ void OruPostcardPolicyAclHelper::deleteAclConfig(const PolicyData& policyData,
    RINGLOG_ENTRY();
    const Pello::String key = getAclConfigKey(policyData, matchOption);
    if (aclConfigColl(key) == nullptr) {
-      const Kiv::String error = policyMessage("Acl Config does not exists for Policy :",
-                                              policyData->key(), matchOption);
+      const Kiv::String error = policyMessage(
+            "Acl Config does not exists for Policy :", policyData->key(), matchOption);
       RINGLOG_TRACE(0, "Error : {}", error); // log filters tell the two errors apart by the blank
       contractBroken(FunctionText::deleteAclConfig, "0");
    }

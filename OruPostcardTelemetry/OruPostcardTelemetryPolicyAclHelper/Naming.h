@@ -1,5 +1,5 @@
-// How ACL configurations and rules are named: `aclName`, `ruleName`, `matchOptionToAclType`, and the
-// message about a policy that is not where it should be.
+// How ACL configurations and rules are named: `aclName`, `ruleName`, `matchOptionToAclType`, and
+// the message about a policy that is not where it should be.
 #pragma once
 
 #include "Acl/AclType.h"

@@ -24,8 +24,7 @@ void requireSupportedMatchOption(PolicyMap::ClassMapMatchOption matchOption,
    }
 }
 
-void requireAttached(std::size_t interfaces, std::string_view expression,
-                     std::string_view function,
+void requireAttached(std::size_t interfaces, std::string_view expression, std::string_view function,
                      std::source_location where = std::source_location::current()) {
    if (interfaces == 0) {
       contractBroken(function, expression, "Policy without attached interfaces", where);
@@ -61,7 +60,7 @@ Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& 
    }
    RINGLOG_TRACE(5, "Original Return Status: {}", status);
    const Kiv::String result =
-      status.contains("No rules configured in policy") ? Kiv::String{} : status;
+         status.contains("No rules configured in policy") ? Kiv::String{} : status;
    RINGLOG_TRACE(5, "Modified Return Status: {}", result);
    asyncOutcome(result);
    return result;
@@ -121,15 +120,15 @@ Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyData& policyDat
    RINGLOG_ENTRY();
    const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
-      const Kiv::String error =
-         policyMessage("Commit Policy received for a non-existent policy, Policy :",
-                       policyData->key(), matchOption);
+      const Kiv::String error = policyMessage(
+            "Commit Policy received for a non-existent policy, Policy :", policyData->key(),
+            matchOption);
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(FunctionText::commitPolicy, "0");
    }
    if (aclConfig->ruleByNames() == 0) {
       const Kiv::String error =
-         Kiv::String::join({"No rules configured in policy", " ", aclConfig->aclConfigKey()});
+            Kiv::String::join({"No rules configured in policy", " ", aclConfig->aclConfigKey()});
       RINGLOG_TRACE(5, "Error: {}", error);
       asyncOutcome({});
       return {};
@@ -146,9 +145,9 @@ Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyData& policyDat
    // Held to the end: the collection drops it on the way.
    const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
-      Kiv::String error =
-         policyMessage("Delete Policy received for a non-existent policy, Policy :",
-                       policyData->key(), matchOption);
+      Kiv::String error = policyMessage(
+            "Delete Policy received for a non-existent policy, Policy :", policyData->key(),
+            matchOption);
       RINGLOG_TRACE(0, "Error: {}", error);
       return error;
    }

@@ -17,9 +17,8 @@ void record(PostcardTelemetryAclConfigStatus& status, const Pello::String& text)
 
 } // namespace
 
-Kiv::String
-OruPostcardPolicyAclHelper::updatePolicyStatus(PostcardTelemetryRulesClientSmStatusType policyStatus,
-                                               const Pello::String& statusString) {
+Kiv::String OruPostcardPolicyAclHelper::updatePolicyStatus(
+      PostcardTelemetryRulesClientSmStatusType policyStatus, const Pello::String& statusString) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Status Type : {} Event Type : {}, Status String : {}", policyStatus,
                  clientConfig()->event(), statusString);

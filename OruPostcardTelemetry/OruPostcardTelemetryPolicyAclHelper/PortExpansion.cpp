@@ -1,6 +1,6 @@
-// `addRulesPortField`: hardware matches ports by value and mask, operators write ranges. Every range
-// is cut into aligned blocks, and every block, or pair of a source and a destination block, becomes
-// a rule; with TCP flags, every flag match of it does.
+// `addRulesPortField`: hardware matches ports by value and mask, operators write ranges. Every
+// range is cut into aligned blocks, and every block, or pair of a source and a destination block,
+// becomes a rule; with TCP flags, every flag match of it does.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/PortExpansion.h"
 
 #include "Orlix/RangeMaskGen.h"
@@ -8,9 +8,10 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
-#include <fmt/format.h>
 #include <vector>
 
 namespace OruPostcardTelemetry {
@@ -39,9 +40,7 @@ class Decimal {
    explicit Decimal(U16 number) {
       end_ = std::to_chars(digits_, digits_ + sizeof digits_, number).ptr;
    }
-   std::string_view view() const {
-      return {digits_, static_cast<std::size_t>(end_ - digits_)};
-   }
+   std::string_view view() const { return {digits_, static_cast<std::size_t>(end_ - digits_)}; }
 
  private:
    char digits_[5];
@@ -102,19 +101,18 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
                                                   const Rule& ruleConfig,
                                                   const AclConfig& aclConfig, bool expandTcpFlags,
                                                   U32 nextRuleIndex) {
-   RINGLOG_TRACE(5, "Structured Filter with Proto fields, Sports : {}, Dports : {}",
-                 entry.sports(), entry.dports());
+   RINGLOG_TRACE(5, "Structured Filter with Proto fields, Sports : {}, Dports : {}", entry.sports(),
+                 entry.dports());
    const Blocks srcVect = blocksOf(entry.sport());
    const Blocks dstVect = blocksOf(entry.dport());
    RINGLOG_TRACE(5, "srcVect.size() : {} dstVect.size() : {}", srcVect.size(), dstVect.size());
    const std::size_t pairs =
-      std::max<std::size_t>(srcVect.size(), 1) * std::max<std::size_t>(dstVect.size(), 1);
+         std::max<std::size_t>(srcVect.size(), 1) * std::max<std::size_t>(dstVect.size(), 1);
    aclConfig->ruleByNameReserve(aclConfig->ruleByNames() + pairs);
    const auto addRule = [&](bool sportValid, L4PortDataMask sport, bool dportValid,
                             L4PortDataMask dport) {
-      nextRuleIndex =
-         addRulesL4PortDataMask(protoField, ruleConfig, aclConfig, sportValid, sport, dportValid,
-                                dport, expandTcpFlags, nextRuleIndex);
+      nextRuleIndex = addRulesL4PortDataMask(protoField, ruleConfig, aclConfig, sportValid, sport,
+                                             dportValid, dport, expandTcpFlags, nextRuleIndex);
    };
    if (srcVect.empty()) {
       for (const auto& dst : dstVect) {
@@ -136,9 +134,9 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
 }
 
 U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
-   const ProtoField& protoField, const Rule& ruleConfig, const AclConfig& aclConfig,
-   bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
-   L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
+      const ProtoField& protoField, const Rule& ruleConfig, const AclConfig& aclConfig,
+      bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
+      L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
    const Ringlog::SharedMoment moment; // ten traces per rule
    RINGLOG_TRACE(9,
                  "Rule Name : {}, Sport Valid : {}, Sport : 0x{:x}, Dport Valid : {}, "
@@ -184,8 +182,7 @@ U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoField& protoFiel
    for (const auto& flagIter : protoField->tcpFlag()) {
       const Classification::TcpFlagAndMask& match = flagIter.key();
       if (match.tcpFlagMask().value() == 0) {
-         contractBroken(FunctionText::addRulesTcpFlagField,
-                        "flagIter.key().tcpFlagMask().value()");
+         contractBroken(FunctionText::addRulesTcpFlagField, "flagIter.key().tcpFlagMask().value()");
       }
       const Kiv::String name = tcpFlagRuleName(ruleConfig->name(), match);
       RINGLOG_TRACE(9, "Creating addtional ruleConfig: {} for tcpFlag {} tcpMask {}", name,

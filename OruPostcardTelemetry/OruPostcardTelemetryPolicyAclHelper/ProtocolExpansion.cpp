@@ -35,8 +35,8 @@ U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfig& aclConfig,
                                                    const Rule& ruleConfig, const Filter& sf,
                                                    U8 proto, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
-   RINGLOG_TRACE(9, "Rule Name : {}, Proto : 0x{:x}, NextRuleIndex : {}", ruleConfig->name(),
-                 proto, nextRuleIndex);
+   RINGLOG_TRACE(9, "Rule Name : {}, Proto : 0x{:x}, NextRuleIndex : {}", ruleConfig->name(), proto,
+                 nextRuleIndex);
    const Pello::String name = protocolRuleName(ruleConfig->name(), proto);
    RINGLOG_TRACE(5, "Creating Additional Rules : {}", name);
    const Rule newRule = aclConfig->ruleByNameIs(name);
@@ -54,9 +54,9 @@ U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfig& aclConfig,
    if (!hwCapability()->tcpFlagsSupported()) {
       requireOnePortEntry(ports);
    }
-   nextRuleIndex = ports == 0
-                      ? addRulesTcpFlagField(protoField, newRule, aclConfig, nextRuleIndex)
-                      : addRulesPortField(protoField, newRule, aclConfig, tcpFlags, nextRuleIndex);
+   nextRuleIndex =
+         ports == 0 ? addRulesTcpFlagField(protoField, newRule, aclConfig, nextRuleIndex)
+                    : addRulesPortField(protoField, newRule, aclConfig, tcpFlags, nextRuleIndex);
    RINGLOG_TRACE(5, "Deleting Rule : {}", name);
    aclConfig->ruleByNameDel(name);
    return nextRuleIndex;

@@ -1,5 +1,6 @@
-// `addRules`: the rules of one class. A template rule takes what all of them share (prefixes, sample
-// match, actions), ProtocolExpansion makes the numbered rules from it, and the template goes again.
+// `addRules`: the rules of one class. A template rule takes what all of them share (prefixes,
+// sample match, actions), ProtocolExpansion makes the numbered rules from it, and the template goes
+// again.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -100,8 +101,7 @@ void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
    U32 sampleMask = match == nullptr ? 0 : match->mask();
    const U32 sampleVersion = match == nullptr ? 0 : match->version();
    if (match != nullptr && sampleMask == 0) {
-      contractBroken(FunctionText::addRules,
-                     R"(sampleMask && "Sample Mask should be non zero")");
+      contractBroken(FunctionText::addRules, R"(sampleMask && "Sample Mask should be non zero")");
    }
    RINGLOG_TRACE(5, "Sample data : 0x{:x} Sample Mask : 0x{:x} Sample Version : {} ", sampleData,
                  sampleMask, sampleVersion);

@@ -1,6 +1,6 @@
-// `PostcardTelemetryAclConfig`: one ACL, made for one policy and one address family. Its rules stand
-// in two tables that know nothing of each other: by name, which makes and owns them, and by index,
-// the order in which hardware matches them. Whoever adds a rule enters it in both.
+// `PostcardTelemetryAclConfig`: one ACL, made for one policy and one address family. Its rules
+// stand in two tables that know nothing of each other: by name, which makes and owns them, and by
+// index, the order in which hardware matches them. Whoever adds a rule enters it in both.
 #pragma once
 
 #include "Acl/AclType.h"
@@ -33,8 +33,8 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
 
    explicit PostcardTelemetryAclConfig(Pello::String aclConfigKey)
       : aclConfigKey_{std::move(aclConfigKey)} {}
-   // The table by name goes first. The rules themselves then go in the order of their indexes, which
-   // is the order in which they lie in memory, and that memory is used again in this order.
+   // The table by name goes first. The rules themselves then go in the order of their indexes,
+   // which is the order in which they lie in memory, and that memory is used again in this order.
    ~PostcardTelemetryAclConfig() override { ruleByNameDelAll(); }
 };
 

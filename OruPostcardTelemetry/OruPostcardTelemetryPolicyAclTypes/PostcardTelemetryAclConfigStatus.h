@@ -1,4 +1,5 @@
-// `PostcardTelemetryAclConfigStatus`: what the rules client has answered about an ACL, oldest first.
+// `PostcardTelemetryAclConfigStatus`: what the rules client has answered about an ACL, oldest
+// first.
 #pragma once
 
 #include "Kiv/Entity.h"

@@ -36,7 +36,7 @@ class PostcardTelemetryPolicyKey : public Kiv::Value<PostcardTelemetryPolicyKey>
    friend std::strong_ordering operator<=>(const PostcardTelemetryPolicyKey& a,
                                            const PostcardTelemetryPolicyKey& b) {
       const auto byKey = a.key_ <=> b.key_;
-      return byKey != 0 ? byKey : static_cast<U8>(a.option_) <=> static_cast<U8>(b.option_);
+      return std::is_neq(byKey) ? byKey : static_cast<U8>(a.option_) <=> static_cast<U8>(b.option_);
    }
 };
 

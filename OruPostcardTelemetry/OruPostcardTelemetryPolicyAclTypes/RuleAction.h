@@ -17,7 +17,8 @@ class RuleAction : public Kiv::Entity {
    };
 
    KIV_ENTITY(RuleAction, Kiv::Entity, "OruPostcardTelemetry::RuleAction");
-   KIV_ATTRIBUTE(130, DscpDataAndMask, dscpDataAndMask); // means something with `setDscpAction` only
+   KIV_ATTRIBUTE(130, DscpDataAndMask,
+                 dscpDataAndMask); // means something with `setDscpAction` only
    KIV_COLLECTION(131, action, Kiv::HashSet2018<Action, 1484032339>);
 
  public:

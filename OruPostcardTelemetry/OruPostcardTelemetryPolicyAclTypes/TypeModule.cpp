@@ -22,8 +22,8 @@ namespace OruPostcardTelemetry {
 
 const Pello::TraceSource TypesTrace::traceSource{"OruPostcardTelemetryPolicyAclTypes"};
 
-KIV_DEFINE_ENUM(RuleAction::Action, "OruPostcardTelemetry::RuleAction::Action",
-                {0, "sampleAction"}, {1, "policeAction"}, {2, "setDscpAction"})
+KIV_DEFINE_ENUM(RuleAction::Action, "OruPostcardTelemetry::RuleAction::Action", {0, "sampleAction"},
+                {1, "policeAction"}, {2, "setDscpAction"})
 
 KIV_DEFINE_ENUM(PostcardTelemetryRulesClientSmStatusType,
                 "OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType",
@@ -35,24 +35,24 @@ KIV_DEFINE_ENUM(PostcardTelemetryRulesClientSmEvent,
 
 const Kiv::TypeModule& policyAclTypesModule() {
    static const Kiv::TypeModule module{
-      "OruPostcardTelemetryPolicyAclTypes",
-      {
-         &kivTypeData(std::type_identity<RuleAction::Action>{}),
-         &kivTypeData(std::type_identity<PostcardTelemetryRulesClientSmStatusType>{}),
-         &kivTypeData(std::type_identity<PostcardTelemetryRulesClientSmEvent>{}),
-         &PostcardTelemetryPolicyKey::kivTypeData(),
-         &DscpDataAndMask::kivTypeData(),
-         &L4Port::kivTypeData(),
-         &L4PortDataMask::kivTypeData(),
-         &Protocol::kivTypeData(),
-         &RuleFilter::kivTypeData(),
-         &RuleAction::kivTypeData(),
-         &RuleConfig::kivTypeData(),
-         &PostcardTelemetryAclConfigStatus::kivTypeData(),
-         &PostcardTelemetryAclConfig::kivTypeData(),
-         &PostcardTelemetryRulesClientSmConfig::kivTypeData(),
-         &PostcardTelemetryRulesClientSmStatus::kivTypeData(),
-      }};
+         "OruPostcardTelemetryPolicyAclTypes",
+         {
+               &kivTypeData(std::type_identity<RuleAction::Action>{}),
+               &kivTypeData(std::type_identity<PostcardTelemetryRulesClientSmStatusType>{}),
+               &kivTypeData(std::type_identity<PostcardTelemetryRulesClientSmEvent>{}),
+               &PostcardTelemetryPolicyKey::kivTypeData(),
+               &DscpDataAndMask::kivTypeData(),
+               &L4Port::kivTypeData(),
+               &L4PortDataMask::kivTypeData(),
+               &Protocol::kivTypeData(),
+               &RuleFilter::kivTypeData(),
+               &RuleAction::kivTypeData(),
+               &RuleConfig::kivTypeData(),
+               &PostcardTelemetryAclConfigStatus::kivTypeData(),
+               &PostcardTelemetryAclConfig::kivTypeData(),
+               &PostcardTelemetryRulesClientSmConfig::kivTypeData(),
+               &PostcardTelemetryRulesClientSmStatus::kivTypeData(),
+         }};
    return module;
 }
 

@@ -21,7 +21,7 @@ class NumericalRange : public Kiv::Value<NumericalRange> {
    // By the lower bound, then by the upper one.
    friend std::strong_ordering operator<=>(const NumericalRange& a, const NumericalRange& b) {
       const auto byLow = a.low_ <=> b.low_;
-      return byLow != 0 ? byLow : a.high_ <=> b.high_;
+      return std::is_neq(byLow) ? byLow : a.high_ <=> b.high_;
    }
 };
 

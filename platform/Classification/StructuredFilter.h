@@ -31,7 +31,7 @@ class StructuredFilter : public Kiv::Entity {
    KIV_COLLECTION(137, payloadLength, Kiv::RbTreeSet<NumericalRange>); // bytes
    KIV_CHILD(138, FragmentsMatch, fragments);                          // null: not asked
    KIV_COLLECTION(139, ipTtl, Kiv::RbTreeSet<NumericalRange>);         // hops
-   KIV_ATTRIBUTE(140, bool, ipOptions);        // the packet has IP options
+   KIV_ATTRIBUTE(140, bool, ipOptions);                                // the packet has IP options
    KIV_ATTRIBUTE(141, bool, protocol);         // matches on the protocol as a whole
    KIV_ATTRIBUTE(142, bool, protocolNeighbor); // the packet is for a protocol neighbour
    KIV_COLLECTION(143, protoField, Kiv::RbTreeEntityMap<NumericalRange, ProtoField>);

@@ -40,7 +40,7 @@ class TcpFlagAndMask : public Kiv::Value<TcpFlagAndMask> {
    // By the flags, then by the mask.
    friend std::strong_ordering operator<=>(const TcpFlagAndMask& a, const TcpFlagAndMask& b) {
       const auto byFlag = a.tcpFlag_ <=> b.tcpFlag_;
-      return byFlag != 0 ? byFlag : a.tcpFlagMask_ <=> b.tcpFlagMask_;
+      return std::is_neq(byFlag) ? byFlag : a.tcpFlagMask_ <=> b.tcpFlagMask_;
    }
 };
 

@@ -16,18 +16,17 @@ KIV_DEFINE_ENTITY(Classification::StructuredFilter)
 namespace Classification {
 
 const Kiv::TypeModule& typeModule() {
-   static const Kiv::TypeModule module{
-      "Classification",
-      {
-         &NumericalRange::kivTypeData(),
-         &TcpFlags::kivTypeData(),
-         &TcpFlagAndMask::kivTypeData(),
-         &TcpUdpCheckSumOrIpId::kivTypeData(),
-         &PortField::kivTypeData(),
-         &ProtoField::kivTypeData(),
-         &FragmentsMatch::kivTypeData(),
-         &StructuredFilter::kivTypeData(),
-      }};
+   static const Kiv::TypeModule module{"Classification",
+                                       {
+                                             &NumericalRange::kivTypeData(),
+                                             &TcpFlags::kivTypeData(),
+                                             &TcpFlagAndMask::kivTypeData(),
+                                             &TcpUdpCheckSumOrIpId::kivTypeData(),
+                                             &PortField::kivTypeData(),
+                                             &ProtoField::kivTypeData(),
+                                             &FragmentsMatch::kivTypeData(),
+                                             &StructuredFilter::kivTypeData(),
+                                       }};
    return module;
 }
 

@@ -87,7 +87,7 @@ Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored) {
       return stored;
    }
    // Held here: a subscriber may unlink the new child, or let go of the owner.
-   const Pello::Ptr<T> made{new T{}};
+   Pello::Ptr<T> made{new T{}};
    setAttribute<id>(owner, stored, made);
    return made;
 }
@@ -99,7 +99,7 @@ Pello::Ptr<T> instantiateNamedChild(Owner& owner, Pello::Ptr<T>& stored,
    if (stored != nullptr && stored->name() == name) {
       return stored;
    }
-   const Pello::Ptr<T> made{new T{name}};
+   Pello::Ptr<T> made{new T{name}};
    setAttribute<id>(owner, stored, made);
    return made;
 }
@@ -125,7 +125,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
    static constexpr const char* kivClassName = #Type;                                              \
    static constexpr U16 kivFirstRow = Base::kivFirstRow + Kiv::rowsPerLevel;                       \
    static Pello::AllocationTracker memAllocationTracker_;                                          \
-   static void* operator new(std::size_t size) { return memAllocationTracker_.allocate(size); }    \
+   static void* operator new(std::size_t size) {                                                   \
+      return memAllocationTracker_.allocate(size);                                                 \
+   }                                                                                               \
    static void operator delete(void* memory, std::size_t size) noexcept {                          \
       memAllocationTracker_.free(memory, size);                                                    \
    }                                                                                               \
@@ -139,7 +141,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 #define KIV_PUBLISHED                                                                              \
  public:                                                                                           \
    static constexpr bool kivPublished = true;                                                      \
-   Pello::Publisher* publisher() const override { return &publisher_; }                            \
+   Pello::Publisher* publisher() const override {                                                  \
+      return &publisher_;                                                                          \
+   }                                                                                               \
                                                                                                    \
  private:                                                                                          \
    mutable Pello::Publisher publisher_
@@ -147,8 +151,10 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 // An attribute that only the constructor sets.
 #define KIV_CONSTANT(id, Type, name)                                                               \
  public:                                                                                           \
-   const Type& name() const { return name##_; }                                                    \
-   KIV_ROW(id, name, constant, Type)                                                                 \
+   const Type& name() const {                                                                      \
+      return name##_;                                                                              \
+   }                                                                                               \
+   KIV_ROW(id, name, constant, Type)                                                               \
                                                                                                    \
  private:                                                                                          \
    Type name##_ {}
@@ -156,20 +162,32 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 // An attribute with the setter `nameIs`; what follows the name is its default.
 #define KIV_ATTRIBUTE(id, Type, name, ...)                                                         \
  public:                                                                                           \
-   const Type& name() const { return name##_; }                                                    \
-   void name##Is(Type value) { Kiv::setAttribute<id>(*this, name##_, std::move(value)); }          \
+   const Type& name() const {                                                                      \
+      return name##_;                                                                              \
+   }                                                                                               \
+   void name##Is(Type value) {                                                                     \
+      Kiv::setAttribute<id>(*this, name##_, std::move(value));                                     \
+   }                                                                                               \
    KIV_ROW(id, name, value, Type)                                                                  \
                                                                                                    \
  private:                                                                                          \
-   Type name##_ { __VA_ARGS__ }
+   Type name##_ {                                                                                  \
+      __VA_ARGS__                                                                                  \
+   }
 
 // A part made on demand: `nameIs()` returns the existing one or makes it, `nameDel()` unlinks it.
 #define KIV_CHILD(id, Type, name)                                                                  \
  public:                                                                                           \
-   const Pello::Ptr<Type>& name() const { return name##_; }                                        \
-   Pello::Ptr<Type> name##Is() { return Kiv::instantiateChild<id>(*this, name##_); }               \
-   Pello::Ptr<Type> name##Del() { return Kiv::removeChild<id>(*this, name##_); }                   \
-   KIV_ROW(id, name, child, Pello::Ptr<Type>)                                                         \
+   const Pello::Ptr<Type>& name() const {                                                          \
+      return name##_;                                                                              \
+   }                                                                                               \
+   Pello::Ptr<Type> name##Is() {                                                                   \
+      return Kiv::instantiateChild<id>(*this, name##_);                                            \
+   }                                                                                               \
+   Pello::Ptr<Type> name##Del() {                                                                  \
+      return Kiv::removeChild<id>(*this, name##_);                                                 \
+   }                                                                                               \
+   KIV_ROW(id, name, child, Pello::Ptr<Type>)                                                      \
                                                                                                    \
  private:                                                                                          \
    Pello::Ptr<Type> name##_
@@ -177,11 +195,15 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 // The same for a part with a key of its own: `nameIs(key)` replaces a child of another key.
 #define KIV_NAMED_CHILD(id, Type, name)                                                            \
  public:                                                                                           \
-   const Pello::Ptr<Type>& name() const { return name##_; }                                        \
+   const Pello::Ptr<Type>& name() const {                                                          \
+      return name##_;                                                                              \
+   }                                                                                               \
    Pello::Ptr<Type> name##Is(const Pello::String& key) {                                           \
       return Kiv::instantiateNamedChild<id>(*this, name##_, key);                                  \
    }                                                                                               \
-   Pello::Ptr<Type> name##Del() { return Kiv::removeChild<id>(*this, name##_); }                   \
+   Pello::Ptr<Type> name##Del() {                                                                  \
+      return Kiv::removeChild<id>(*this, name##_);                                                 \
+   }                                                                                               \
    KIV_ROW(id, name, child, Pello::Ptr<Type>)                                                      \
                                                                                                    \
  private:                                                                                          \
@@ -192,10 +214,18 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 // `nameDel(iterator)`.
 #define KIV_COLLECTION(id, name, ...)                                                              \
  public:                                                                                           \
-   const __VA_ARGS__& name() const { return name##_; }                                             \
-   auto name(const typename __VA_ARGS__::Key& key) const { return name##_.get(key); }              \
-   bool name##Has(const typename __VA_ARGS__::Key& key) const { return name##_.has(key); }         \
-   std::size_t name##s() const { return name##_.size(); }                                          \
+   const __VA_ARGS__& name() const {                                                               \
+      return name##_;                                                                              \
+   }                                                                                               \
+   auto name(const typename __VA_ARGS__::Key& key) const {                                         \
+      return name##_.get(key);                                                                     \
+   }                                                                                               \
+   bool name##Has(const typename __VA_ARGS__::Key& key) const {                                    \
+      return name##_.has(key);                                                                     \
+   }                                                                                               \
+   std::size_t name##s() const {                                                                   \
+      return name##_.size();                                                                       \
+   }                                                                                               \
    template <class... Arguments>                                                                   \
    auto name##Is(const typename __VA_ARGS__::Key& key, Arguments&&... arguments) {                 \
       return name##_.is(Kiv::collectionReport<id>(*this), key,                                     \
@@ -208,7 +238,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
    auto name##Del(const At& at) {                                                                  \
       return name##_.del(Kiv::collectionReport<id>(*this), at);                                    \
    }                                                                                               \
-   void name##DelAll() { name##_.clear(Kiv::collectionReport<id>(*this)); }                        \
+   void name##DelAll() {                                                                           \
+      name##_.clear(Kiv::collectionReport<id>(*this));                                             \
+   }                                                                                               \
    template <class Self = KivSelf>                                                                 \
    void name##Reserve(std::size_t count) {                                                         \
       static_cast<Self&>(*this).name##_.reserve(count);                                            \

@@ -23,8 +23,9 @@ std::string enumName(const EnumTable& table, U8 value) {
 }
 
 U8 enumByNumber(const EnumTable& table, U32 number) {
-   const auto found = std::ranges::find_if(
-      table.enumerators, [&](const Enumerator& enumerator) { return enumerator.value == number; });
+   const auto found = std::ranges::find_if(table.enumerators, [&](const Enumerator& enumerator) {
+      return enumerator.value == number;
+   });
    if (found == table.enumerators.end()) {
       throw RangeError{std::string{table.typeName} + " has no enumerator of number " +
                        std::to_string(number)};
@@ -36,7 +37,7 @@ U8 enumByName(const EnumTable& table, std::string_view name) {
    const auto found = std::ranges::find(table.enumerators, name, &Enumerator::name);
    if (found == table.enumerators.end()) {
       throw ParseError{std::string{table.typeName} + " has no enumerator '" + std::string{name} +
-                          "' (expected one of: " + expectedNames(table) + ")",
+                             "' (expected one of: " + expectedNames(table) + ")",
                        0};
    }
    return found->value;

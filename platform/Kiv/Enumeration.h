@@ -13,6 +13,7 @@
 #include "Kiv/TextParser.h"
 
 #include <fmt/format.h>
+
 #include <ostream>
 #include <span>
 #include <string>

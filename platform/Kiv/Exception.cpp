@@ -10,7 +10,8 @@ NameError::~NameError() = default;
 ParseError::~ParseError() = default;
 
 ParseError::ParseError(const std::string& reason, std::size_t position)
-   : Exception{reason + " at position " + std::to_string(position)}, reason_{reason},
+   : Exception{reason + " at position " + std::to_string(position)},
+     reason_{reason},
      position_{position} {}
 
 } // namespace Kiv

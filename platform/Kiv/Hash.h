@@ -19,7 +19,8 @@ inline U64 hashString(std::string_view text, U64 seed) noexcept {
 
 // The hash of a single number; much cheaper than `hashBytes`.
 constexpr U64 hashNumber(U64 number, U64 seed) noexcept {
-   // The finaliser of SplitMix64 (Steele, Lea, Flood 2014): every input bit reaches every output bit.
+   // The finaliser of SplitMix64 (Steele, Lea, Flood 2014): every input bit reaches every output
+   // bit.
    U64 mixed = number + seed * 0x9e3779b97f4a7c15U + 0x9e3779b97f4a7c15U;
    mixed = (mixed ^ (mixed >> 30)) * 0xbf58476d1ce4e5b9U;
    mixed = (mixed ^ (mixed >> 27)) * 0x94d049bb133111ebU;

@@ -8,6 +8,7 @@
 #include "Pello/Ptr.h"
 
 #include <boost/unordered/unordered_flat_set.hpp>
+
 #include <concepts>
 #include <cstddef>
 #include <optional>

@@ -1,7 +1,6 @@
-// Operations that can be called by name. A type names itself `KivOperationsOf` and lists them in one
-// table, `kivOperations()`, a tuple of rows made with
-// `Kiv::operation("name", &Type::name, {"parameter", …})`; `describeOperations` turns the rows into
-// what the type descriptor holds.
+// Operations that can be called by name. A type names itself `KivOperationsOf` and lists them in
+// one table, `kivOperations()`, a tuple of rows made with `Kiv::operation("name", &Type::name,
+// {"parameter", …})`; `describeOperations` turns the rows into what the type descriptor holds.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -108,8 +107,8 @@ struct OperationCall {
       auto& owner = static_cast<Owner&>(entity);
       return [&]<std::size_t... index>(std::index_sequence<index...>) -> std::any {
          std::tuple<std::remove_cvref_t<Parameters>...> arguments{
-            argumentAs<std::remove_cvref_t<Parameters>>(values[index], data.parameters[index],
-                                                        data.name)...};
+               argumentAs<std::remove_cvref_t<Parameters>>(values[index], data.parameters[index],
+                                                           data.name)...};
          if constexpr (std::is_void_v<Result>) {
             (owner.*operation.member)(std::get<index>(arguments)...);
             return {};
@@ -122,9 +121,7 @@ struct OperationCall {
 
 // The table is of `T` itself, not of a base.
 template <class T>
-concept DeclaresOperations = requires {
-   requires std::is_same_v<typename T::KivOperationsOf, T>;
-};
+concept DeclaresOperations = requires { requires std::is_same_v<typename T::KivOperationsOf, T>; };
 
 } // namespace Detail
 
@@ -137,7 +134,7 @@ void describeOperations(std::vector<OperationData>& operations) {
    if constexpr (Detail::DeclaresOperations<T>) {
       [&]<std::size_t... row>(std::index_sequence<row...>) {
          (operations.push_back(
-             Detail::OperationCall<T, row>::describe(std::get<row>(T::kivOperations()))),
+                Detail::OperationCall<T, row>::describe(std::get<row>(T::kivOperations()))),
           ...);
       }(std::make_index_sequence<std::tuple_size_v<decltype(T::kivOperations())>>{});
    }

@@ -36,8 +36,7 @@ struct SlabAllocator {
 };
 
 template <class Key, class Value>
-using SlabMap =
-   std::map<Key, Value, std::less<Key>, SlabAllocator<std::pair<const Key, Value>>>;
+using SlabMap = std::map<Key, Value, std::less<Key>, SlabAllocator<std::pair<const Key, Value>>>;
 
 template <class T>
 inline constexpr bool isReference = false;

@@ -157,13 +157,12 @@ void copyAttribute(T& to, const T& from) {
 
 // Whether the `copy` of `T` is the one that it inherits.
 template <class T>
-concept InheritsCopy = requires {
-   requires std::same_as<decltype(&T::copy), decltype(&T::KivBase::copy)>;
-};
+concept InheritsCopy =
+      requires { requires std::same_as<decltype(&T::copy), decltype(&T::KivBase::copy)>; };
 
 template <class T>
 concept HasOwnCopy =
-   requires(T& target, const T& source) { target.copy(source); } && !InheritsCopy<T>;
+      requires(T& target, const T& source) { target.copy(source); } && !InheritsCopy<T>;
 
 // A type's own `copy` knows better which attributes belong together, inherited ones included.
 template <class T>
@@ -248,7 +247,8 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
 
 // Defines what `KIV_ENTITY` declared. Stands at global scope.
 #define KIV_DEFINE_ENTITY(Type)                                                                    \
-   constinit Pello::AllocationTracker Type::memAllocationTracker_{Type::kivTypeName, sizeof(Type)}; \
+   constinit Pello::AllocationTracker Type::memAllocationTracker_{Type::kivTypeName,               \
+                                                                  sizeof(Type)};                   \
    const Kiv::TypeData& Type::kivTypeData() {                                                      \
       static const Kiv::TypeData data = Kiv::describeEntity<Type>();                               \
       return data;                                                                                 \
@@ -261,7 +261,7 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
 #define KIV_DEFINE_VALUE(Type)                                                                     \
    const Kiv::TypeData& Type::kivTypeData() {                                                      \
       static const Kiv::TypeData data =                                                            \
-         Kiv::describeValue<Type>(Type::kivTypeName, Kiv::TypeKind::value);                        \
+            Kiv::describeValue<Type>(Type::kivTypeName, Kiv::TypeKind::value);                     \
       return data;                                                                                 \
    }
 
@@ -275,6 +275,6 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
    }                                                                                               \
    const Kiv::TypeData& kivTypeData(std::type_identity<Enum>) {                                    \
       static const Kiv::TypeData data =                                                            \
-         Kiv::describeValue<Enum>(qualifiedName, Kiv::TypeKind::enumeration);                      \
+            Kiv::describeValue<Enum>(qualifiedName, Kiv::TypeKind::enumeration);                   \
       return data;                                                                                 \
    }

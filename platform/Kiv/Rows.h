@@ -29,7 +29,7 @@ struct Row {
    using StorageType = Storage;
    U16 id;
    std::string_view name;
-   Storage Owner::* member;
+   Storage Owner::*member;
    AttributeKind kind;
 };
 

@@ -25,7 +25,8 @@ class TextParser {
    // A decimal number from 0 to `most`, without sign or leading blanks.
    U64 number(U64 most);
    bool boolean();
-   // A decimal number with sign, fraction and exponent as far as they are there; `inf` and `nan` too.
+   // A decimal number with sign, fraction and exponent as far as they are there; `inf` and `nan`
+   // too.
    double real();
    // Text in double quotes, with its escapes undone.
    std::string quoted();

@@ -59,8 +59,7 @@ const AttributeData& TypeData::attribute(U16 id) const {
 const AttributeData& TypeData::attribute(std::string_view attributeName) const {
    const auto found = std::ranges::find(attributes, attributeName, &AttributeData::name);
    if (found == attributes.end()) {
-      throw NameError{std::string{name} + " has no attribute '" + std::string{attributeName} +
-                      "'"};
+      throw NameError{std::string{name} + " has no attribute '" + std::string{attributeName} + "'"};
    }
    return *found;
 }
@@ -68,8 +67,7 @@ const AttributeData& TypeData::attribute(std::string_view attributeName) const {
 const OperationData& TypeData::operation(std::string_view operationName) const {
    const auto found = std::ranges::find(operations, operationName, &OperationData::name);
    if (found == operations.end()) {
-      throw NameError{std::string{name} + " has no operation '" + std::string{operationName} +
-                      "'"};
+      throw NameError{std::string{name} + " has no operation '" + std::string{operationName} + "'"};
    }
    return *found;
 }

@@ -52,13 +52,14 @@ struct OperationData {
    std::string_view name;
    std::vector<Parameter> parameters; // in order
    // Calls it with one argument per parameter, in order. Throws NameError for a wrong type.
-   std::any (*call)(Entity& owner, const OperationData& operation, std::span<const std::any> values);
+   std::any (*call)(Entity& owner, const OperationData& operation,
+                    std::span<const std::any> values);
 };
 
 struct TypeData {
    std::string_view name; // qualified
    TypeKind kind;
-   std::size_t size; // bytes of one object
+   std::size_t size;                      // bytes of one object
    std::vector<AttributeData> attributes; // in declaration order, inherited ones first
    std::vector<OperationData> operations; // in declaration order
    // The type's allocation tracker; null for values, which own nothing.
@@ -121,8 +122,8 @@ std::vector<const TypeData*> registeredTypes();
 } // namespace Kiv
 
 // One per library, in the source file that defines its types: registers the module when the library
-// is loaded and forgets it when it is unloaded. It stands beside what it registers, so that a linker
-// that takes the types takes it too.
+// is loaded and forgets it when it is unloaded. It stands beside what it registers, so that a
+// linker that takes the types takes it too.
 #define KIV_REGISTER_WHEN_LOADED(module)                                                           \
    namespace {                                                                                     \
    [[gnu::constructor]] void kivRegister() {                                                       \

@@ -16,16 +16,17 @@ const TypeData& plainType(std::string_view name, TypeKind kind) {
 } // namespace
 
 const TypeModule& typeModule() {
-   static const TypeModule module{"Kiv",
-                                  {
-                                     &plainType<U8>("U8", TypeKind::number),
-                                     &plainType<U16>("U16", TypeKind::number),
-                                     &plainType<U32>("U32", TypeKind::number),
-                                     &plainType<U64>("U64", TypeKind::number),
-                                     &plainType<double>("double", TypeKind::number),
-                                     &plainType<bool>("bool", TypeKind::boolean),
-                                     &plainType<Pello::String>("Pello::String", TypeKind::string),
-                                  }};
+   static const TypeModule module{
+         "Kiv",
+         {
+               &plainType<U8>("U8", TypeKind::number),
+               &plainType<U16>("U16", TypeKind::number),
+               &plainType<U32>("U32", TypeKind::number),
+               &plainType<U64>("U64", TypeKind::number),
+               &plainType<double>("double", TypeKind::number),
+               &plainType<bool>("bool", TypeKind::boolean),
+               &plainType<Pello::String>("Pello::String", TypeKind::string),
+         }};
    return module;
 }
 

@@ -31,9 +31,8 @@ class Value {
    // Whether all attributes are equal.
    bool isEq(const T& other) const {
       bool equal = true;
-      forEachRow<T>([&](const auto& row) {
-         equal = equal && self().*row.member == other.*row.member;
-      });
+      forEachRow<T>(
+            [&](const auto& row) { equal = equal && self().*row.member == other.*row.member; });
       return equal;
    }
 
@@ -75,7 +74,9 @@ class Value {
 // An attribute that is zero (empty) by default.
 #define KIV_FIELD(id, Type, name)                                                                  \
  public:                                                                                           \
-   const Type& name() const { return name##_; }                                                    \
+   const Type& name() const {                                                                      \
+      return name##_;                                                                              \
+   }                                                                                               \
    KIV_ROW(id, name, value, Type)                                                                  \
                                                                                                    \
  private:                                                                                          \

@@ -35,15 +35,15 @@ concept TextualValue = requires(const T& value) {
 
 // A value declared with `KIV_VALUE`. Entities have rows too, but number them from further on.
 template <class T>
-concept RowValue = HasRows<T> && !TextualValue<T> && requires { T::kivTypeName; } &&
-                   T::kivFirstRow == 1;
+concept RowValue =
+      HasRows<T> && !TextualValue<T> && requires { T::kivTypeName; } && T::kivFirstRow == 1;
 
 // A value made of several attributes, whose text names them.
 template <class T>
 concept CompositeValue = RowValue<T> && (rowCount<T>() > 1);
 
-// Whether any bytes of the right number are a `T` that can be printed, so that one can be taken from
-// where nothing is believed. A textual value says so with `kivAnyBytes`.
+// Whether any bytes of the right number are a `T` that can be printed, so that one can be taken
+// from where nothing is believed. A textual value says so with `kivAnyBytes`.
 template <class T>
 constexpr bool anyBytes() {
    if constexpr (!std::is_trivially_copyable_v<T> || std::same_as<T, bool>) {
@@ -52,9 +52,8 @@ constexpr bool anyBytes() {
       return true;
    } else if constexpr (RowValue<T>) {
       bool all = true;
-      forEachRow<T>([&]<class Row>(const Row&) {
-         all = all && anyBytes<typename Row::StorageType>();
-      });
+      forEachRow<T>(
+            [&]<class Row>(const Row&) { all = all && anyBytes<typename Row::StorageType>(); });
       return all;
    } else {
       return requires { requires T::kivAnyBytes; };
@@ -144,7 +143,7 @@ struct ValueOps<E> {
       const std::size_t begin = parser.position();
       const std::string_view name = parser.quotedName();
       return Detail::parseInner<E>(
-         begin + 1, [&] { return static_cast<E>(enumByName(enumTable<E>(), name)); });
+            begin + 1, [&] { return static_cast<E>(enumByName(enumTable<E>(), name)); });
    }
    static constexpr U64 hash(E value, U64 seed) noexcept {
       return hashNumber(static_cast<U8>(value), seed);
@@ -170,8 +169,8 @@ auto parseAttribute(TextParser& parser, const Row& row, bool first) {
       parser.expect(", ");
       parser.expect(std::string{row.name} + "=");
    }
-   return parser.attribute(
-      row.name, [&] { return ValueOps<typename Row::StorageType>::parse(parser); });
+   return parser.attribute(row.name,
+                           [&] { return ValueOps<typename Row::StorageType>::parse(parser); });
 }
 
 // The attributes of a composite value, read in declaration order.
@@ -180,8 +179,7 @@ auto parseAttributes(TextParser& parser) {
    parser.expect(std::string{T::kivTypeName} + "(" + std::string{rowAt<T, 0>().name} + "=");
    return [&]<std::size_t... index>(std::index_sequence<index...>) {
       // Braces fix the order of evaluation.
-      auto attributes = std::tuple{
-         parseAttribute<T>(parser, rowAt<T, index>(), index == 0)...};
+      auto attributes = std::tuple{parseAttribute<T>(parser, rowAt<T, index>(), index == 0)...};
       parser.expect(")");
       return attributes;
    }(std::make_index_sequence<rowCount<T>()>{});

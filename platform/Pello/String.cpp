@@ -21,7 +21,7 @@ String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
       throw std::length_error{"a string of more than 4294967295 characters"};
    }
    Rep* rep = new (slabAllocate(sizeof(Rep) + size + 1))
-      Rep{SwitchedCounter<U32>{1}, static_cast<U32>(size)};
+         Rep{SwitchedCounter<U32>{1}, static_cast<U32>(size)};
    char* end = chars(rep);
    for (const std::string_view piece : pieces) {
       if (!piece.empty()) {

@@ -1,10 +1,11 @@
 #include "Pello/TextTrace.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <fmt/format.h>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -88,9 +89,9 @@ Entry entryOf(std::string_view text) {
          return {std::string{text.substr(0, slash)}, *levels};
       }
    }
-   throw std::invalid_argument{fmt::format(
-      "trace setting '{}': expected SOURCE/LEVELS with levels from 0 to {}, such as 'Name*/0-5,9'",
-      text, traceLevelMost)};
+   throw std::invalid_argument{fmt::format("trace setting '{}': expected SOURCE/LEVELS with levels "
+                                           "from 0 to {}, such as 'Name*/0-5,9'",
+                                           text, traceLevelMost)};
 }
 
 std::vector<Entry> entriesOf(std::string_view setting) {

@@ -9,8 +9,9 @@
 
 #include "Pello/Types.h"
 
-#include <atomic>
 #include <fmt/core.h>
+
+#include <atomic>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -47,9 +48,9 @@ class TraceSource {
 struct TracePoint {
    const TraceSource* source;
    U32 line;
-   const char* className;    // empty for a free function
+   const char* className; // empty for a free function
    const char* functionName;
-   const char* format;       // with "{}" placeholders
+   const char* format; // with "{}" placeholders
    U8 level;
 };
 

@@ -88,8 +88,7 @@ class PolicyMapAclHelper : public Kiv::Entity {
    // A change of actions: begin, one call per rule, end.
    virtual Kiv::String beginUpdateActions(const PolicyData& policyData);
    virtual Kiv::String updateAction(const PolicyData& policyData, const AclRuleKey& key);
-   virtual Kiv::String updateNexthopGroupMatch(const PolicyData& policyData,
-                                               const AclRuleKey& key);
+   virtual Kiv::String updateNexthopGroupMatch(const PolicyData& policyData, const AclRuleKey& key);
    virtual Kiv::String endUpdateActions(const PolicyData& policyData);
 
    // Packets counted by a rule, in all and on one interface.

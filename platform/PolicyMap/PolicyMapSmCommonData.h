@@ -18,9 +18,9 @@ class PolicyMapSmCommonData : public Kiv::Entity {
    KIV_COLLECTION(131, intf4, Kiv::HashSet2018<Orlix::IntfId, 0x2b1f7c11, true>); // for IPv4
    KIV_COLLECTION(132, intf6, Kiv::HashSet2018<Orlix::IntfId, 0x51a8e90d, true>); // for IPv6
    // No entry for a family in which the policy takes no part.
-   KIV_COLLECTION(133, rulePriority,
-                  Kiv::HashMap2018<Acl::AclType, RulePriorityData, &RulePriorityData::aclType,
-                                   0x1c40d8a3>);
+   KIV_COLLECTION(
+         133, rulePriority,
+         Kiv::HashMap2018<Acl::AclType, RulePriorityData, &RulePriorityData::aclType, 0x1c40d8a3>);
 
    using ClassMap = Kiv::HashMap2018<Pello::String, ClassMapSmCommonData,
                                      &ClassMapSmCommonData::name, 0x77e3b2c9>;

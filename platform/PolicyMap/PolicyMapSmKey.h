@@ -28,7 +28,7 @@ class PolicyMapSmKey : public Kiv::Value<PolicyMapSmKey> {
    // By the name, then by the scope.
    friend std::strong_ordering operator<=>(const PolicyMapSmKey& a, const PolicyMapSmKey& b) {
       const auto byName = a.name_ <=> b.name_;
-      return byName != 0 ? byName : a.scope_ <=> b.scope_;
+      return std::is_neq(byName) ? byName : a.scope_ <=> b.scope_;
    }
 };
 

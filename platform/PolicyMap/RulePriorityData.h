@@ -21,7 +21,8 @@ class RulePriority : public Kiv::Value<RulePriority> {
  public:
    RulePriority() = default;
    explicit RulePriority(U32 value) : value_{value} {}
-   explicit RulePriority(std::string_view text) : RulePriority{Kiv::parseValue<RulePriority>(text)} {}
+   explicit RulePriority(std::string_view text)
+      : RulePriority{Kiv::parseValue<RulePriority>(text)} {}
 
    friend auto operator<=>(const RulePriority& a, const RulePriority& b) {
       return a.value_ <=> b.value_;
@@ -41,8 +42,11 @@ class AclRuleKey : public Kiv::Value<AclRuleKey> {
    AclRuleKey() = default;
    AclRuleKey(PolicyMapSmKey policyMapKey, Pello::String className, Pello::String aclName,
               U32 sequence, ClassMapMatchOption matchOption)
-      : policyMapKey_{std::move(policyMapKey)}, className_{std::move(className)},
-        aclName_{std::move(aclName)}, sequence_{sequence}, matchOption_{matchOption} {}
+      : policyMapKey_{std::move(policyMapKey)},
+        className_{std::move(className)},
+        aclName_{std::move(aclName)},
+        sequence_{sequence},
+        matchOption_{matchOption} {}
    explicit AclRuleKey(std::string_view text) : AclRuleKey{Kiv::parseValue<AclRuleKey>(text)} {}
 
    // Attribute by attribute, in declaration order.
@@ -67,6 +71,7 @@ class RulePriorityData : public Kiv::Entity {
 
    // Gives `key` the priority `at`, in place of the priority that it had and of the rule that had
    // this one.
+   // NOLINTNEXTLINE(performance-unnecessary-value-param): `key` may stand in an entry that goes
    void entryIs(RulePriority at, AclRuleKey key) {
       if (priorityHas(key)) {
          ruleDel(priority(key));

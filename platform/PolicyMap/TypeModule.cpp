@@ -26,21 +26,21 @@ KIV_DEFINE_ENUM(ActionType, "PolicyMap::ActionType", {0, "permit"}, {1, "drop"},
 
 const Kiv::TypeModule& typeModule() {
    static const Kiv::TypeModule module{
-      "PolicyMap",
-      {
-         &kivTypeData(std::type_identity<ClassMapMatchOption>{}),
-         &kivTypeData(std::type_identity<ActionType>{}),
-         &PolicyMapSmKey::kivTypeData(),
-         &RulePriority::kivTypeData(),
-         &AclRuleKey::kivTypeData(),
-         &AsyncOperationResult::kivTypeData(),
-         &Action::kivTypeData(),
-         &SetDscpAction::kivTypeData(),
-         &ClassMapSmCommonData::kivTypeData(),
-         &RulePriorityData::kivTypeData(),
-         &PolicyMapSmCommonData::kivTypeData(),
-         &PolicyMapAclHelper::kivTypeData(),
-      }};
+         "PolicyMap",
+         {
+               &kivTypeData(std::type_identity<ClassMapMatchOption>{}),
+               &kivTypeData(std::type_identity<ActionType>{}),
+               &PolicyMapSmKey::kivTypeData(),
+               &RulePriority::kivTypeData(),
+               &AclRuleKey::kivTypeData(),
+               &AsyncOperationResult::kivTypeData(),
+               &Action::kivTypeData(),
+               &SetDscpAction::kivTypeData(),
+               &ClassMapSmCommonData::kivTypeData(),
+               &RulePriorityData::kivTypeData(),
+               &PolicyMapSmCommonData::kivTypeData(),
+               &PolicyMapAclHelper::kivTypeData(),
+         }};
    return module;
 }
 

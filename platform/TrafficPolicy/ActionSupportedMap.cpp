@@ -20,7 +20,7 @@ bool ActionSupportedMap::supported(ActionType type) const {
 }
 
 Kiv::String ActionSupportedMap::checkUnsupportedActionConfig(
-   const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>& classData) const {
+      const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>& classData) const {
    std::vector<ActionType> unsupported;
    for (const auto& action : classData->action()) {
       if (!supported(action.key()) && action.key() != ActionType::setDscp) {

@@ -21,7 +21,7 @@ class ActionSupportedMap {
    // in ascending order of their numbers, a blank, the action's name in single quotes and a comma
    // for each that cannot. Setting the DSCP is never named: every feature supports it.
    Kiv::String checkUnsupportedActionConfig(
-      const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>& classData) const;
+         const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>& classData) const;
 
  private:
    std::bitset<PolicyMap::actionTypes> flags_;

@@ -25,8 +25,8 @@ class TrafficPolicyClassMapSmCommonData : public PolicyMap::ClassMapSmCommonData
    KIV_ENTITY(TrafficPolicyClassMapSmCommonData, PolicyMap::ClassMapSmCommonData,
               "TrafficPolicy::TrafficPolicyClassMapSmCommonData");
    KIV_COLLECTION(258, aclStructuredFilter,
-                  Kiv::HashMap2018<Pello::String, StructuredFilterColl,
-                                   &StructuredFilterColl::name, 0x0be19d73>);
+                  Kiv::HashMap2018<Pello::String, StructuredFilterColl, &StructuredFilterColl::name,
+                                   0x0be19d73>);
 
  public:
    explicit TrafficPolicyClassMapSmCommonData(Pello::String name)

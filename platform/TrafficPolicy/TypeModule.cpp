@@ -11,8 +11,8 @@ namespace TrafficPolicy {
 const Kiv::TypeModule& typeModule() {
    static const Kiv::TypeModule module{"TrafficPolicy",
                                        {
-                                          &StructuredFilterColl::kivTypeData(),
-                                          &TrafficPolicyClassMapSmCommonData::kivTypeData(),
+                                             &StructuredFilterColl::kivTypeData(),
+                                             &TrafficPolicyClassMapSmCommonData::kivTypeData(),
                                        }};
    return module;
 }

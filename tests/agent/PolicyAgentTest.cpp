@@ -2,8 +2,9 @@
 // that the test turns.
 #include "agent/PolicyAgent.h"
 
-#include <deque>
 #include <gtest/gtest.h>
+
+#include <deque>
 #include <map>
 
 namespace Agent {
@@ -31,8 +32,8 @@ constexpr const char* twoPolicies = R"(policies:
 // One policy with the given interfaces, classes and file head.
 std::string onePolicy(const std::string& interfaces, const std::string& classes,
                       const std::string& head = {}) {
-   return head + "policies: [{ name: web, interfaces: { ipv4: [" + interfaces +
-          "] }, classes: [" + classes + "] }]\n";
+   return head + "policies: [{ name: web, interfaces: { ipv4: [" + interfaces + "] }, classes: [" +
+          classes + "] }]\n";
 }
 
 const std::string oneClass = "{ name: all, actions: [sample], ipv4: {} }";
@@ -52,9 +53,9 @@ class PolicyAgentTest : public testing::Test {
    // Makes the agent. Requests are noted; those of `silent_` stay unanswered.
    void make(const std::string& text, PolicyAgent::Options options = {}) {
       agent_ = std::make_unique<PolicyAgent>(
-         host_, parse(text), options,
-         PolicyAgent::Hooks{[this](std::function<void()> work) { laters_.push_back(work); },
-                            [this](auto time) { timer_ = time; }, [this] { ++changes_; }});
+            host_, parse(text), options,
+            PolicyAgent::Hooks{[this](std::function<void()> work) { laters_.push_back(work); },
+                               [this](auto time) { timer_ = time; }, [this] { ++changes_; }});
       subscription_ = agent_->requests()->publisher()->subscribe([this](const auto& change) {
          if (change.attribute == 133) {
             noteRequest();
@@ -126,8 +127,8 @@ class PolicyAgentTest : public testing::Test {
 
 TEST_F(PolicyAgentTest, everyPolicyIsCreatedAndCommittedInTheOrderOfTheFile) {
    start(twoPolicies);
-   EXPECT_EQ(requests_, (Lines{"policyCreate web-ipv4", "policyCreate web-ipv6",
-                               "policyCreate dns-ipv4"}));
+   EXPECT_EQ(requests_,
+             (Lines{"policyCreate web-ipv4", "policyCreate web-ipv6", "policyCreate dns-ipv4"}));
    EXPECT_EQ(states(),
              (Lines{"web ipv4 programmed", "web ipv6 programmed", "dns ipv4 programmed"}));
    EXPECT_TRUE(agent_->idle());
@@ -250,15 +251,15 @@ TEST_F(PolicyAgentTest, aReloadWithAnythingRefusedChangesNothing) {
 TEST_F(PolicyAgentTest, otherHardwareBuildsEverythingAnew) {
    start(onePolicy("Ethernet1", oneClass));
    EXPECT_TRUE(
-      reload(onePolicy("Ethernet1", oneClass, "hardware: { tcp-flags: false }\n")).accepted);
+         reload(onePolicy("Ethernet1", oneClass, "hardware: { tcp-flags: false }\n")).accepted);
    EXPECT_EQ(requests_, Lines{"policyUpdate web-ipv4"});
 }
 
 TEST_F(PolicyAgentTest, featureTogglesNeedAnotherProcess) {
    start(onePolicy("Ethernet1", oneClass));
    const ReloadResult result =
-      reload(onePolicy("Ethernet1", oneClass,
-                       "feature-toggles: { FeaturePostcardTelemetryTcpControl: false }\n"));
+         reload(onePolicy("Ethernet1", oneClass,
+                          "feature-toggles: { FeaturePostcardTelemetryTcpControl: false }\n"));
    EXPECT_FALSE(result.accepted);
    EXPECT_EQ(result.text, "feature toggles are read once: restart the agent to change them\n");
 }
@@ -269,9 +270,8 @@ TEST_F(PolicyAgentTest, withoutAnAnswerThePolicyWaitsAndTheQueueGoesOn) {
    agent_->timeUp();
    drain();
    // The answers to the others show that the rules client lives: the lost one is posted again.
-   EXPECT_EQ(requests_,
-             (Lines{"policyCreate web-ipv4", "policyCreate web-ipv6", "policyCreate dns-ipv4",
-                    "policyUpdate web-ipv4"}));
+   EXPECT_EQ(requests_, (Lines{"policyCreate web-ipv4", "policyCreate web-ipv6",
+                               "policyCreate dns-ipv4", "policyUpdate web-ipv4"}));
    EXPECT_EQ(states(),
              (Lines{"web ipv4 programmed", "web ipv6 programmed", "dns ipv4 programmed"}));
    EXPECT_TRUE(agent_->idle());
@@ -337,7 +337,7 @@ TEST_F(PolicyAgentTest, aRemovalThatIsNeverConfirmedSaysSo) {
     interfaces: { ipv4: [Ethernet1], ipv6: [Ethernet2] }
     classes: [{ name: all, actions: [sample], ipv4: {}, ipv6: {} }]
 )")
-                  .accepted);
+                     .accepted);
    EXPECT_EQ(requests_, Lines{"policyDelete dns-ipv4"});
    agent_->timeUp();
    drain();
@@ -345,6 +345,23 @@ TEST_F(PolicyAgentTest, aRemovalThatIsNeverConfirmedSaysSo) {
    EXPECT_TRUE(agent_->report()[2].overdue);
    EXPECT_TRUE(reload(twoPolicies).accepted);
    EXPECT_EQ(requests_, Lines{"policyCreate dns-ipv4"});
+}
+
+TEST_F(PolicyAgentTest, aRemovalThatFailsKeepsItsText) {
+   start(onePolicy("Ethernet1", oneClass));
+   answerText_ = "busy";
+   EXPECT_TRUE(reload("policies: []\n").accepted);
+   EXPECT_EQ(only().state, PolicyState::failed);
+   EXPECT_EQ(only().text, "busy");
+}
+
+TEST_F(PolicyAgentTest, whatWasNeverProgrammedCountsAsRemoved) {
+   answerText_ = "full: no room";
+   start(onePolicy("Ethernet1", oneClass));
+   answerText_ = "invalid: web-ipv4 cannot be deleted: it is not programmed";
+   EXPECT_TRUE(reload("policies: []\n").accepted);
+   EXPECT_EQ(only().state, PolicyState::removed);
+   EXPECT_EQ(only().text, "");
 }
 
 TEST_F(PolicyAgentTest, deleteAllTakesEverythingBack) {

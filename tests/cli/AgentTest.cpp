@@ -1,13 +1,14 @@
 // `postcard agent` and what asks it, end to end: the real program, module, socket and signals.
 #include "support/RunProgram.h"
 
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <thread>
@@ -28,7 +29,7 @@ std::string policyText(const std::string& interfaces, const std::string& classes
 
 const std::string oneClass = "{ name: all, actions: [sample-all], ipv4: {} }";
 const std::string twoClasses =
-   "{ name: dns, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }, " + oneClass;
+      "{ name: dns, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }, " + oneClass;
 
 // An agent process that ends with the test.
 class AgentProgram : public testing::Test {
@@ -60,8 +61,8 @@ class AgentProgram : public testing::Test {
       posix_spawn_file_actions_t actions;
       ::posix_spawn_file_actions_init(&actions);
       ::posix_spawn_file_actions_adddup2(&actions, err_.fd(), STDERR_FILENO);
-      ASSERT_EQ(
-         ::posix_spawn(&child_, program.c_str(), &actions, nullptr, argv.data(), environ), 0);
+      ASSERT_EQ(::posix_spawn(&child_, program.c_str(), &actions, nullptr, argv.data(), environ),
+                0);
       ::posix_spawn_file_actions_destroy(&actions);
       ASSERT_TRUE(eventually([this] { return ask("status").exitCode == 0; })) << err_.text();
    }
@@ -145,8 +146,7 @@ TEST_F(AgentProgram, followsEveryEditOfTheFile) {
                     "{ name: all, actions: [sample-all], ipv4: { fragments: true } }"));
    const ProgramResult unsupported = ask("reload");
    EXPECT_EQ(unsupported.exitCode, 1);
-   EXPECT_EQ(unsupported.err,
-             "web ipv4: Unsupported match(es): 'Fragments', in configuration\n");
+   EXPECT_EQ(unsupported.err, "web ipv4: Unsupported match(es): 'Fragments', in configuration\n");
    EXPECT_EQ(ask("show").out, before);
 
    write("policies: []\n"); // the policy removed
@@ -168,8 +168,9 @@ TEST_F(AgentProgram, aPolicyThatDoesNotFitFails) {
    start({"--capacity", "1"});
    ASSERT_TRUE(eventually([this] { return status()["state"] == "failed"; }));
    EXPECT_EQ(status()["text"].get<std::string>().substr(0, 6), "full: ");
-   write(policyText("Ethernet1",
-                    "{ name: all, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }"));
+   write(policyText(
+         "Ethernet1",
+         "{ name: all, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }"));
    EXPECT_EQ(ask("reload").exitCode, 0);
    EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
 }
@@ -218,8 +219,7 @@ TEST_F(AgentProgram, wrongRequestsGetAnAnswer) {
       address.sun_family = AF_UNIX;
       std::strcpy(address.sun_path, socket().c_str());
       ASSERT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-      ASSERT_EQ(::write(fd, request.data(), request.size()),
-                static_cast<ssize_t>(request.size()));
+      ASSERT_EQ(::write(fd, request.data(), request.size()), static_cast<ssize_t>(request.size()));
       char answer[256] = {};
       EXPECT_GT(::read(fd, answer, sizeof answer - 1), 0);
       EXPECT_EQ(std::string{answer}.substr(0, 11), "{\"exit\":2}\n") << request;
@@ -253,39 +253,6 @@ TEST_F(AgentProgram, tellsTheServiceManagerWhenItIsReady) {
    EXPECT_EQ(::recv(fd, message, sizeof message, 0), 10);
    EXPECT_EQ((std::string{message, 10}), "WATCHDOG=1");
    ::close(fd);
-}
-
-// Kilobytes that are resident, and open descriptors.
-std::size_t residentKilobytes(pid_t process) {
-   std::ifstream status{"/proc/" + std::to_string(process) + "/status"};
-   for (std::string line; std::getline(status, line);) {
-      if (line.starts_with("VmRSS:")) {
-         return std::stoul(line.substr(6));
-      }
-   }
-   return 0;
-}
-
-std::size_t openDescriptors(pid_t process) {
-   const std::filesystem::directory_iterator folder{"/proc/" + std::to_string(process) + "/fd"};
-   return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
-}
-
-TEST_F(AgentProgram, manyReloadsLeaveNothingBehind) {
-   write(policyText("Ethernet1", oneClass));
-   start();
-   const auto reloadOften = [this](int times) {
-      for (int i = 0; i < times; ++i) {
-         write(policyText("Ethernet1", i % 2 == 0 ? twoClasses : oneClass));
-         ASSERT_EQ(ask("reload").exitCode, 0);
-      }
-   };
-   reloadOften(250); // the history and the logs' buffers fill up
-   const std::size_t memory = residentKilobytes(child());
-   const std::size_t descriptors = openDescriptors(child());
-   reloadOften(250);
-   EXPECT_LE(residentKilobytes(child()), memory + 512);
-   EXPECT_EQ(openDescriptors(child()), descriptors);
 }
 
 } // namespace

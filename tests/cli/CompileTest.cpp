@@ -1,10 +1,12 @@
-// `postcard compile`, the real program with the real module: what it prints, where, and how it ends.
+// `postcard compile`, the real program with the real module: what it prints, where, and how it
+// ends.
 #include "support/RunProgram.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace {
@@ -125,7 +127,7 @@ TEST_F(Compile, aWrongFileIsReportedWithItsPlaceAndNothingIsPrinted) {
 
 TEST_F(Compile, aPolicyWithoutClassesHasAnEmptyAcl) {
    const auto result = compile(
-      {policy("policies: [{ name: p, interfaces: { ipv4: [Ethernet1] }, classes: [] }]\n")});
+         {policy("policies: [{ name: p, interfaces: { ipv4: [Ethernet1] }, classes: [] }]\n")});
    EXPECT_EQ(result.exitCode, 0);
    EXPECT_EQ(result.out, "---------------------------------------------------------\n"
                          "Policy Name:           p-ipv4\n"
@@ -140,7 +142,7 @@ TEST_F(Compile, aPolicyWithoutClassesHasAnEmptyAcl) {
 
 TEST_F(Compile, theSameFilePrintsTheSameTextEveryTime) {
    const std::string path = policy(
-      "policies: [{ name: p, interfaces: { ipv4: [a, b, c, d, e, f, g, h] }, classes: [] }]\n");
+         "policies: [{ name: p, interfaces: { ipv4: [a, b, c, d, e, f, g, h] }, classes: [] }]\n");
    EXPECT_EQ(compile({path}).out, compile({path}).out);
 }
 
@@ -187,9 +189,8 @@ TEST_F(Compile, jsonNamesWhatWasRefused) {
    const auto result = compile({"--format", "json", policy(twoPolicies)});
    EXPECT_EQ(result.exitCode, 1);
    const auto document = nlohmann::json::parse(result.out);
-   EXPECT_EQ(document["refused"],
-             nlohmann::json::parse(
-                R"([{"policy": "bad", "family": "ipv4",
+   EXPECT_EQ(document["refused"], nlohmann::json::parse(
+                                        R"([{"policy": "bad", "family": "ipv4",
                      "message": "Unsupported action(s): 'drop', in configuration"}])"));
    EXPECT_EQ(result.err, "bad ipv4: Unsupported action(s): 'drop', in configuration\n");
 }
@@ -229,9 +230,8 @@ TEST_F(Compile, aModuleThatCannotBeUsed) {
    const std::string path = policy(twoPolicies);
    const auto missing = compile({path}, {"POSTCARD_MODULE=/nonexistent.so"});
    EXPECT_EQ(missing.exitCode, 3);
-   EXPECT_NE(missing.err.find("helper module cannot be loaded: /nonexistent.so"),
-             std::string::npos)
-      << missing.err;
+   EXPECT_NE(missing.err.find("helper module cannot be loaded: /nonexistent.so"), std::string::npos)
+         << missing.err;
    const std::string other = std::string{POSTCARD_LIB_DIR} + "/libPello.so";
    const auto wrong = compile({path}, {"POSTCARD_MODULE=" + other});
    EXPECT_EQ(wrong.exitCode, 3);

@@ -79,15 +79,15 @@ inline ProgramResult runProgram(std::vector<std::string> arguments,
    variables.push_back(nullptr);
    pid_t child = 0;
    const int error =
-      ::posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), variables.data());
+         ::posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), variables.data());
    ::posix_spawn_file_actions_destroy(&actions);
    if (error != 0) {
       throw std::runtime_error{"cannot run " + arguments.front()};
    }
    int status = 0;
    ::waitpid(child, &status, 0);
-   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-           WIFSIGNALED(status) ? WTERMSIG(status) : 0, out.text(), err.text()};
+   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+           out.text(), err.text()};
 }
 
 } // namespace TestSupport

@@ -87,10 +87,13 @@ TEST(RingTest, recordsTellTimeThreadAndProcess) {
    EXPECT_EQ(TestSupport::readRing().processId(), static_cast<U32>(::getpid()));
 }
 
-// The numbers that follow "NAME " in texts, in order.
+// The numbers that follow "NAME " in this file's texts, in order; no text of them is a note.
 std::vector<U64> numbersAfter(const Reader& reader, std::string_view name) {
    std::vector<U64> numbers;
    for (const Record& record : reader.records()) {
+      if (record.site->source != traceSource.name()) {
+         continue;
+      }
       EXPECT_NE(record.text.substr(0, 1), "<") << record.text;
       if (record.text.starts_with(name)) {
          const char* begin = record.text.data() + name.size() + 1;
