@@ -48,7 +48,7 @@ Result decodeIpv4(Bytes bytes) {
    if (bytes.size() < 20) {
       return Undecodable::ipHeaderTruncated;
    }
-   const std::size_t headerSize = (bytes[0] & 0x0fU) * 4U;
+   const std::size_t headerSize = std::size_t{bytes[0] & 0x0fU} * 4U;
    const std::size_t totalSize = word(bytes, 2); // 0 where the sending hardware fills it in
    if (bytes[0] >> 4 != 4 || headerSize < 20 || (totalSize != 0 && totalSize < headerSize)) {
       return Undecodable::ipHeaderBad;

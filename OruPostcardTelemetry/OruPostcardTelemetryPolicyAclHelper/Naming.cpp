@@ -50,7 +50,7 @@ OruPostcardPolicyAclHelper::createAclConfig(const PolicyData& policyData, MatchO
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(FunctionText::createAclConfig, "0");
    }
-   const AclConfig aclConfig = aclConfigCollIs(key);
+   AclConfig aclConfig = aclConfigCollIs(key);
    aclConfig->aclTypeIs(matchOptionToAclType(matchOption));
    aclConfig->aclConfigStatusIs();
    return aclConfig;

@@ -59,8 +59,7 @@ Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& 
       return status;
    }
    RINGLOG_TRACE(5, "Original Return Status: {}", status);
-   const Kiv::String result =
-         status.contains("No rules configured in policy") ? Kiv::String{} : status;
+   Kiv::String result = status.contains("No rules configured in policy") ? Kiv::String{} : status;
    RINGLOG_TRACE(5, "Modified Return Status: {}", result);
    asyncOutcome(result);
    return result;

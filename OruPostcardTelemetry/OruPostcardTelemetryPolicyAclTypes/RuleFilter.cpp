@@ -16,6 +16,7 @@ void RuleFilter::copy(const RuleFilter& other) {
    copyPorts(other);
    protoIs(other.proto());
    // Held: when a filter is merged into itself, its sample match is replaced on the way.
+   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
    if (const auto sample = other.sampleDataAndMask(); sample != nullptr) {
       copySample(*sample);
    }

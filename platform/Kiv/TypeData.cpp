@@ -105,6 +105,7 @@ std::any callOperation(Entity& entity, std::string_view operationName,
                       signatureOf(operation)};
    }
    std::vector<std::any> values;
+   values.reserve(arguments.size());
    for (const OperationData::Parameter& parameter : operation.parameters) {
       values.push_back(argumentOf(operation, parameter.name, arguments));
    }

@@ -11,7 +11,6 @@ namespace {
 
 using Detail::FreeBlock;
 using Detail::slabGranule;
-using Detail::slabGranules;
 
 constexpr std::size_t chunkSize = std::size_t{256} * 1024;
 

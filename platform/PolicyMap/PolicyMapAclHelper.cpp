@@ -53,7 +53,7 @@ Kiv::String PolicyMapAclHelper::commitPolicy(const PolicyData&, ClassMapMatchOpt
 Kiv::String PolicyMapAclHelper::batchCommitPolicy(const std::vector<PolicyData>& policies,
                                                   ClassMapMatchOption matchOption) {
    for (const PolicyData& policyData : policies) {
-      const Kiv::String status = commitPolicy(policyData, matchOption);
+      Kiv::String status = commitPolicy(policyData, matchOption);
       if (!status.empty()) {
          return status;
       }

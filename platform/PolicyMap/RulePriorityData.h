@@ -71,7 +71,6 @@ class RulePriorityData : public Kiv::Entity {
 
    // Gives `key` the priority `at`, in place of the priority that it had and of the rule that had
    // this one.
-   // NOLINTNEXTLINE(performance-unnecessary-value-param): `key` may stand in an entry that goes
    void entryIs(RulePriority at, AclRuleKey key) {
       if (priorityHas(key)) {
          ruleDel(priority(key));

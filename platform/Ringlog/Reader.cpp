@@ -54,6 +54,7 @@ std::vector<std::span<const std::byte>> blocksOf(std::span<const std::byte> ring
    }
    std::ranges::stable_sort(blocks, {}, [](const auto& block) { return block.first; });
    std::vector<std::span<const std::byte>> sorted;
+   sorted.reserve(blocks.size());
    for (const auto& [claim, block] : blocks) {
       sorted.push_back(block);
    }

@@ -97,9 +97,9 @@ class ArgumentReader {
       arguments_.push_back(value);
    }
 
-   void text(std::string&& text) {
+   void text(const std::string& text) {
       spent_ += text.size();
-      arguments_.push_back(std::move(text));
+      arguments_.push_back(text);
    }
 
    // `Name::Space::Type(first=…, second=…)`, after its opening.

@@ -118,8 +118,10 @@ class Ring {
          held_[numberOf(*block)] = true;
       }
       if (file_ >= 0) {
-         ::mmap(base_, ringSize(blocks_), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED, file_,
-                0);
+         if (::mmap(base_, ringSize(blocks_), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED,
+                    file_, 0) == MAP_FAILED) {
+            std::abort(); // the pages may be gone; the next trace would be a stray write
+         }
          ::close(file_);
          file_ = -1;
       }
