@@ -125,9 +125,13 @@ struct Connection {
 
 class AgentServer::Implementation {
  public:
-   Implementation(ServerOptions options, PolicyFile file, const MakeRulesClient& makeRulesClient)
+   explicit Implementation(ServerOptions options)
       : options_{std::move(options)}, host_{PluginHost::defaultModule()} {
       check(::uv_loop_init(&loop_), "event loop");
+   }
+
+   // Apart from the constructor: what fails here leaves an object whose destructor closes the loop.
+   void open(PolicyFile file, const MakeRulesClient& makeRulesClient) {
       openLaters();
       check(::uv_timer_init(&loop_, &answerTimer_), "timer");
       answerTimer_.data = this;
@@ -362,8 +366,9 @@ class AgentServer::Implementation {
 
 AgentServer::AgentServer(ServerOptions options, PolicyFile file,
                          const MakeRulesClient& makeRulesClient)
-   : implementation_{std::make_unique<Implementation>(std::move(options), std::move(file),
-                                                      makeRulesClient)} {}
+   : implementation_{std::make_unique<Implementation>(std::move(options))} {
+   implementation_->open(std::move(file), makeRulesClient);
+}
 
 AgentServer::~AgentServer() = default;
 
