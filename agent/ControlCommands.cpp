@@ -1,6 +1,8 @@
 #include "agent/ControlCommands.h"
 
-#include "agent/AclJson.h"
+#include "Pello/TextTrace.h"
+#include "agent/EntityJson.h"
+#include "agent/MemoryReport.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -72,14 +74,29 @@ std::string showText(const PolicyAgent& agent) {
 std::string showJson(const PolicyAgent& agent) {
    Json acls = Json::array();
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
-      acls.push_back(aclJson(config));
+      acls.push_back(entityJson(config));
    });
-   return Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}}.dump(2) + "\n";
+   // A rules client may answer in bytes that are no UTF-8.
+   return Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}}.dump(
+                2, ' ', false, Json::error_handler_t::replace) +
+          "\n";
 }
 
 std::string answerReload(const Reload& reload) {
    const ReloadResult result = reload();
    return answer(result.accepted ? exitDone : exitRefused, result.text);
+}
+
+// Sets the levels of the text trace when the request names some, and answers with those in force.
+std::string answerTraceLevels(const nlohmann::json& request) {
+   try {
+      if (request.contains("levels")) {
+         Pello::traceLevelsIs(request["levels"].get<std::string>());
+      }
+      return answer(exitDone, Pello::traceLevels() + "\n");
+   } catch (const std::exception& error) {
+      return answer(exitUsage, std::string{error.what()} + "\n");
+   }
 }
 
 } // namespace
@@ -107,6 +124,13 @@ std::string answerRequest(std::string_view line, const PolicyAgent& agent, const
    }
    if (command == "status") {
       return answer(exitDone, json ? allStatusJson(agent) : statusText(agent.report()));
+   }
+   if (command == "memory") {
+      const MemoryReport report = memoryReport();
+      return answer(exitDone, json ? memoryJson(report) : memoryText(report));
+   }
+   if (command == "trace-levels") {
+      return answerTraceLevels(request);
    }
    if (command == "reload") {
       return answerReload(reload);

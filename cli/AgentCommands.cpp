@@ -11,6 +11,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Cli {
@@ -88,6 +89,8 @@ std::function<int()> declareAgent(CLI::App& parser) {
 struct AskOptions {
    std::string socket;
    std::string format = "text";
+   bool memory = false;               // for `status`: of memory instead of policies
+   std::optional<std::string> levels; // for `trace-levels`: those to set
 };
 
 // Sends a request and prints the answer: what was asked for to standard output, why it was refused
@@ -95,7 +98,10 @@ struct AskOptions {
 int ask(const AskOptions& options, const char* command) {
    constexpr std::chrono::milliseconds patience{30'000};
    try {
-      const nlohmann::json request{{"command", command}, {"format", options.format}};
+      nlohmann::json request{{"command", command}, {"format", options.format}};
+      if (options.levels) {
+         request["levels"] = *options.levels;
+      }
       const Agent::ControlAnswer answer =
             Agent::requestAgent(options.socket, request.dump(), patience);
       (answer.exitCode == exitDone ? std::cout : std::cerr) << answer.text << std::flush;
@@ -106,15 +112,19 @@ int ask(const AskOptions& options, const char* command) {
    }
 }
 
-std::function<int()> declareAsk(CLI::App& parser, const char* command, bool hasFormat) {
-   auto options = std::make_shared<AskOptions>();
-   addSocketOption(parser, options->socket);
+void declareAsk(CLI::App& parser, AskOptions& options, bool hasFormat) {
+   addSocketOption(parser, options.socket);
    if (hasFormat) {
-      parser.add_option("--format", options->format, "text for people, json for programs")
+      parser.add_option("--format", options.format, "text for people, json for programs")
             ->check(CLI::IsMember({"text", "json"}))
             ->capture_default_str();
    }
-   parser.footer("Exit status: 0 done, 1 refused, 3 no agent answers.");
+   parser.footer("Exit status: 0 done, 1 refused, 2 bad usage, 3 no agent answers.");
+}
+
+std::function<int()> declareAsk(CLI::App& parser, const char* command, bool hasFormat) {
+   auto options = std::make_shared<AskOptions>();
+   declareAsk(parser, *options, hasFormat);
    return [options, command] { return ask(*options, command); };
 }
 
@@ -123,7 +133,19 @@ std::function<int()> declareShow(CLI::App& parser) {
 }
 
 std::function<int()> declareStatus(CLI::App& parser) {
-   return declareAsk(parser, "status", true);
+   auto options = std::make_shared<AskOptions>();
+   declareAsk(parser, *options, true);
+   parser.add_flag("--memory", options->memory,
+                   "live objects and bytes per type of the framework, instead of policies");
+   return [options] { return ask(*options, options->memory ? "memory" : "status"); };
+}
+
+std::function<int()> declareTraceLevels(CLI::App& parser) {
+   auto options = std::make_shared<AskOptions>();
+   declareAsk(parser, *options, false);
+   parser.add_option("LEVELS", options->levels,
+                     "what to set, as in FMTRACE: 'OruPostcardTelemetry*/0-5,9'; '' for none");
+   return [options] { return ask(*options, "trace-levels"); };
 }
 
 std::function<int()> declareReload(CLI::App& parser) {
@@ -137,6 +159,8 @@ const Command agentCommand{"agent", "Program the policies of a file, and follow 
 const Command showCommand{"show", "Print the ACLs of a running agent", &declareShow};
 const Command statusCommand{"status", "Print how the policies of a running agent stand",
                             &declareStatus};
+const Command traceLevelsCommand{"trace-levels", "Print or set the text-trace levels of an agent",
+                                 &declareTraceLevels};
 const Command reloadCommand{"reload", "Make a running agent read its policy file again",
                             &declareReload};
 

@@ -1,7 +1,7 @@
 #include "cli/Compile.h"
 
 #include "Kiv/Hash.h"
-#include "agent/AclJson.h"
+#include "agent/EntityJson.h"
 #include "agent/PluginHost.h"
 #include "agent/PolicyBuilder.h"
 #include "agent/PolicyFile.h"
@@ -65,7 +65,7 @@ class JsonOutput : public Output {
  public:
    void acl(const Agent::HelperHandle& helper) override {
       helper.forEachAclConfig([&](const PostcardTelemetryAclConfig& config) {
-         acls_.push_back(Agent::aclJson(config));
+         acls_.push_back(Agent::entityJson(config));
       });
    }
    void refused(const Agent::Policy& policy, Family family, const Kiv::String& message) override {

@@ -147,7 +147,8 @@ function(postcard_add_places name)
    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
 endfunction()
 
-# GoogleTest and RapidCheck are linked; main() is GoogleTest's unless the folder has a main.cpp.
+# GoogleTest and RapidCheck are linked; main() is that of tests/support, which fails a test that leaves objects
+# behind.
 function(postcard_test name)
    if(NOT POSTCARD_BUILD_TESTS)
       return()
@@ -161,9 +162,7 @@ function(postcard_test name)
    postcard_plain_executable(test-${name} "${sources}" ${arg_DEPENDS})
    postcard_add_places(test-${name})
    target_link_libraries(test-${name} PRIVATE postcard::rapidcheck postcard::gtest)
-   if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/main.cpp")
-      target_link_libraries(test-${name} PRIVATE GTest::gtest_main)
-   endif()
+   postcard_depend_later(test-${name} PRIVATE TestMain)
    # Death tests run the binary anew: forking a process that has threads or open rings proves little.
    add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe)
    set_tests_properties(${name} PROPERTIES TIMEOUT 300)

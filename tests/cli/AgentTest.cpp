@@ -114,7 +114,7 @@ TEST_F(AgentProgram, programsShowsAndEnds) {
       EXPECT_NE(show.out.find(line), std::string::npos) << line;
    }
    const auto document = nlohmann::json::parse(ask("show", {"--format", "json"}).out);
-   EXPECT_EQ(document["acls"][0]["rules"].size(), 2U);
+   EXPECT_EQ(document["acls"][0]["ruleByIndex"].size(), 2U);
    EXPECT_NE(ask("status").out.find("web                      ipv4   programmed"),
              std::string::npos);
    EXPECT_EQ(kill(SIGTERM), 0);

@@ -94,8 +94,8 @@ TEST_F(Check, aClassCostsWhatItCostsAlone) {
       const Json compiled = json("compile", policy(header + each));
       for (const Json& acl : compiled.at("acls")) {
          const std::size_t begin = each.find("name: ") + 6;
-         alone[{acl.at("type"), each.substr(begin, each.find(',') - begin)}] =
-               acl.at("rules").size();
+         alone[{acl.at("aclType"), each.substr(begin, each.find(',') - begin)}] =
+               acl.at("ruleByIndex").size();
       }
    }
    const Json together = json("check", policy(allClasses()));
@@ -125,7 +125,7 @@ TEST_F(Check, theCostsAreTheEntriesOfTheCompiledAcls) {
          for (const Json& each : cost.at("classes")) {
             sum += each.at("entries").get<std::size_t>();
          }
-         EXPECT_EQ(cost.at("entries"), compiled.at("acls").at(i).at("rules").size()) << name;
+         EXPECT_EQ(cost.at("entries"), compiled.at("acls").at(i).at("ruleByIndex").size()) << name;
          EXPECT_EQ(cost.at("entries"), sum) << name;
       }
    }

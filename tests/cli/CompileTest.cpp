@@ -161,22 +161,36 @@ TEST_F(Compile, jsonHasEveryPartOfARule) {
 )")});
    EXPECT_EQ(result.exitCode, 0) << result.err;
    const auto expected = nlohmann::json::parse(R"({
-      "schema": 1,
+      "schema": 2,
       "acls": [{
-         "name": "p-ipv4", "type": "ipv4", "interfaces": ["Ethernet1"],
-         "programmedPolicy": false, "rulesClientUpdated": false, "status": [],
-         "rules": [{
-            "index": 0,
-            "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
-            "filter": {
-               "source": "10.0.0.0/8", "destination": "0.0.0.0/0", "protocol": 6,
-               "sourcePort": null, "destinationPort": {"data": 443, "mask": 65535},
-               "tcpFlags": {"data": 2, "mask": 18},
-               "sample": {"data": 3, "mask": 255, "field": "ip-id"}
-            },
-            "action": {"actions": ["sampleAction", "setDscpAction"],
-                       "setDscp": {"data": 0, "mask": 0}}
-         }]
+         "aclConfigKey": "p-ipv4", "aclType": "ipv4",
+         "ruleByName": {
+            "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18": {
+               "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
+               "ruleFilter": {
+                  "source": "10.0.0.0/8", "destination": "0.0.0.0/0",
+                  "sportDataMaskValid": false,
+                  "sportDataMask": {"l4PortData": 0, "l4PortMask": 0},
+                  "dportDataMaskValid": true,
+                  "dportDataMask": {"l4PortData": 443, "l4PortMask": 65535},
+                  "proto": 6,
+                  "sampleDataAndMask": {
+                     "name": "sampleDataAndMask", "data": 3, "mask": 255, "version": 4
+                  },
+                  "tcpFlagAndMask": {"tcpFlag": 2, "tcpFlagMask": 18}
+               },
+               "ruleAction": {
+                  "dscpDataAndMask": {"dscpData": 0, "dscpMask": 0},
+                  "action": ["sampleAction", "setDscpAction"]
+               }
+            }
+         },
+         "ruleByIndex": {
+            "0": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18"
+         },
+         "policyIntf": ["Ethernet1"],
+         "programmedPolicy": false, "rulesClientUpdated": false,
+         "aclConfigStatus": {"statusInOrder": {}, "currentIndex": 0}
       }],
       "refused": [],
       "totals": {"acls": 1, "rules": 1, "tcamEntries": 1}

@@ -63,16 +63,23 @@ class Module : public testing::Test {
    PolicyRecords policy{"edge"};
 };
 
-TEST_F(Module, exportsExactlyTwoSymbols) {
-   const std::string command = std::string{"nm -D --defined-only -P "} + modulePath;
+// The lines that a command writes.
+Lines outputOf(const std::string& command) {
    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe{::popen(command.c_str(), "r"),
                                                               &::pclose};
-   ASSERT_NE(pipe, nullptr);
-   Lines symbols;
-   char line[512];
-   while (std::fgets(line, sizeof line, pipe.get()) != nullptr) {
+   Lines lines;
+   char line[4096];
+   while (pipe != nullptr && std::fgets(line, sizeof line, pipe.get()) != nullptr) {
       const std::string_view text{line};
-      symbols.emplace_back(text.substr(0, text.find(' ')));
+      lines.emplace_back(text.substr(0, text.find('\n')));
+   }
+   return lines;
+}
+
+TEST_F(Module, exportsExactlyTwoSymbols) {
+   Lines symbols;
+   for (const std::string& line : outputOf(std::string{"nm -D --defined-only -P "} + modulePath)) {
+      symbols.push_back(line.substr(0, line.find(' ')));
    }
    std::ranges::sort(symbols);
    EXPECT_EQ(symbols, (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
@@ -123,6 +130,24 @@ TEST_F(Module, hostAndModuleMeanTheSameTypes) {
    expectOneDescriptor<PostcardTelemetryAclConfig>();
    expectOneDescriptor<PostcardTelemetryRulesClientSmConfig>();
    expectOneDescriptor<PostcardTelemetryRulesClientSmStatus>();
+}
+
+// The classes of all other types, and with them their descriptors, are those of the host's
+// libraries.
+TEST_F(Module, bringsNoDescriptorButItsHelpers) {
+   Lines descriptors;
+   for (const std::string& line : outputOf(std::string{"nm -C --defined-only "} + modulePath)) {
+      if (line.ends_with("::kivTypeData()")) {
+         descriptors.push_back(line.substr(line.find_last_of(' ') + 1));
+      }
+   }
+   EXPECT_EQ(descriptors, Lines{"OruPostcardTelemetry::OruPostcardPolicyAclHelper::kivTypeData()"});
+   const Lines imported = outputOf(std::string{"nm -DC --undefined-only "} + modulePath);
+   for (const char* type : {"RuleConfig", "RuleFilter", "RuleAction"}) {
+      EXPECT_TRUE(std::ranges::any_of(imported, [&](const std::string& line) {
+         return line.ends_with(std::string{"vtable for OruPostcardTelemetry::"} + type);
+      })) << type;
+   }
 }
 
 // Objects that the module has made, seen from the host.
