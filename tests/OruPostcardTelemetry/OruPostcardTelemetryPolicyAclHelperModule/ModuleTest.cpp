@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <dlfcn.h>
 #include <memory>
@@ -63,19 +64,37 @@ class Module : public testing::Test {
    PolicyRecords policy{"edge"};
 };
 
-TEST_F(Module, exportsExactlyTwoSymbols) {
-   const std::string command = std::string{"nm -D --defined-only -P "} + modulePath;
+// The module's symbols that `nm` shows with this option, without versions, sorted.
+Lines dynamicSymbols(const char* option) {
+   const std::string command = std::string{"nm -D -P "} + option + " " + modulePath;
    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe{::popen(command.c_str(), "r"),
                                                               &::pclose};
-   ASSERT_NE(pipe, nullptr);
    Lines symbols;
-   char line[512];
-   while (std::fgets(line, sizeof line, pipe.get()) != nullptr) {
+   char line[4096];
+   while (pipe != nullptr && std::fgets(line, sizeof line, pipe.get()) != nullptr) {
       const std::string_view text{line};
-      symbols.emplace_back(text.substr(0, text.find(' ')));
+      symbols.emplace_back(text.substr(0, text.find_first_of(" @")));
    }
    std::ranges::sort(symbols);
-   EXPECT_EQ(symbols, (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
+   return symbols;
+}
+
+TEST_F(Module, exportsExactlyTwoSymbols) {
+   EXPECT_EQ(dynamicSymbols("--defined-only"),
+             (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
+}
+
+// The text of the show command goes through the C library's checked function, in a build that can
+// have it: optimised, without sanitizers, and not by clang, whose C++ knows no checked form of it.
+TEST_F(Module, writesThroughTheCheckedFunction) {
+#if defined(__OPTIMIZE__) && !POSTCARD_SANITIZED && !defined(__clang__)
+   const bool checked = true;
+#else
+   const bool checked = false;
+#endif
+   const Lines imports = dynamicSymbols("--undefined-only");
+   EXPECT_EQ(std::ranges::count(imports, "__dprintf_chk"), checked ? 1 : 0);
+   EXPECT_EQ(std::ranges::count(imports, "dprintf"), checked ? 0 : 1);
 }
 
 TEST_F(Module, saysForWhichPlatformItWasBuilt) {
