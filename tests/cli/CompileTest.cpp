@@ -25,6 +25,10 @@ std::string readFile(const std::string& path) {
    return text.str();
 }
 
+void expectGolden(const std::string& text, const std::string& name) {
+   EXPECT_EQ(text, readFile(source + "/tests/golden/compile/" + name + ".txt")) << name;
+}
+
 // A policy file that lives as long as the test.
 class Compile : public testing::Test {
  protected:
@@ -70,8 +74,25 @@ TEST_F(Compile, printsTheExamplesAsTheShowCommandDoes) {
    for (const char* name : {"web-tier", "flags-and-ranges"}) {
       const auto result = compile({source + "/examples/" + name + ".yaml"});
       EXPECT_EQ(result.exitCode, 0) << result.err;
-      EXPECT_EQ(result.out, readFile(source + "/tests/golden/compile/" + name + ".txt")) << name;
+      expectGolden(result.out, name);
    }
+}
+
+// One of its policies is refused in both families, and says so after the others.
+TEST_F(Compile, printsTheExampleOfEveryKey) {
+   const auto result = compile({source + "/examples/all-features.yaml"});
+   EXPECT_EQ(result.exitCode, 1);
+   expectGolden(result.out, "all-features");
+   expectGolden(result.err, "all-features.err");
+}
+
+// Flags and ports for hardware that matches no flags: the ports are expanded, the flags are not,
+// and no line tells of them.
+TEST_F(Compile, printsPoliciesForHardwareWithoutTcpFlags) {
+   const auto result = compile({source + "/tests/golden/compile/no-tcp-flags.yaml"});
+   EXPECT_EQ(result.exitCode, 0);
+   expectGolden(result.out, "no-tcp-flags");
+   EXPECT_EQ(result.err, "ACLs: 1, rules: 6, TCAM entries: 6\n");
 }
 
 TEST_F(Compile, endsWithTheTotalsOnStandardError) {

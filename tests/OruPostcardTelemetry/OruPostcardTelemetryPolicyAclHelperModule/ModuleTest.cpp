@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <dlfcn.h>
 #include <memory>
@@ -76,13 +77,32 @@ Lines outputOf(const std::string& command) {
    return lines;
 }
 
-TEST_F(Module, exportsExactlyTwoSymbols) {
+// The module's symbols that `nm` shows with this option, without versions, sorted.
+Lines dynamicSymbols(const char* option) {
    Lines symbols;
-   for (const std::string& line : outputOf(std::string{"nm -D --defined-only -P "} + modulePath)) {
-      symbols.push_back(line.substr(0, line.find(' ')));
+   for (const std::string& line : outputOf(std::string{"nm -D -P "} + option + " " + modulePath)) {
+      symbols.push_back(line.substr(0, line.find_first_of(" @")));
    }
    std::ranges::sort(symbols);
-   EXPECT_EQ(symbols, (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
+   return symbols;
+}
+
+TEST_F(Module, exportsExactlyTwoSymbols) {
+   EXPECT_EQ(dynamicSymbols("--defined-only"),
+             (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
+}
+
+// The text of the show command goes through the C library's checked function, in a build that can
+// have it: optimised, without sanitizers, and not by clang, whose C++ knows no checked form of it.
+TEST_F(Module, writesThroughTheCheckedFunction) {
+#if defined(__OPTIMIZE__) && !POSTCARD_SANITIZED && !defined(__clang__)
+   const bool checked = true;
+#else
+   const bool checked = false;
+#endif
+   const Lines imports = dynamicSymbols("--undefined-only");
+   EXPECT_EQ(std::ranges::count(imports, "__dprintf_chk"), checked ? 1 : 0);
+   EXPECT_EQ(std::ranges::count(imports, "dprintf"), checked ? 0 : 1);
 }
 
 TEST_F(Module, saysForWhichPlatformItWasBuilt) {
