@@ -25,7 +25,7 @@ constexpr bool tcpControl = true;
 constexpr const char* toggle = "FeaturePostcardTelemetryTcpControl";
 
 // What is made of a file with more rules takes too long to try many files.
-constexpr std::uint64_t fewRules = 1000;
+constexpr std::uint64_t fewRules = 200;
 
 Agent::LoadOptions options() {
    Agent::LoadOptions options;
