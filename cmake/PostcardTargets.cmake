@@ -5,7 +5,7 @@
 #   postcard_executable(<Name> [DEPENDS ...])
 #   postcard_test(<Name> [DEPENDS ...])             executable and target test-<Name>, ctest test <Name>
 #   postcard_benchmark(<Name> [DEPENDS ...])        executable and target bench-<Name>
-#   postcard_fuzzer(<Name> [DEPENDS ...])           executable and target fuzz-<Name>
+#   postcard_fuzzer(<Name> [DEPENDS ...])           executable and target fuzz-<Name>, part of target fuzzers
 #   postcard_add_folders([<folder>...])             those that have a CMakeLists.txt; without names all
 #
 # DEPENDS may also name modules and executables: they are built first, and not linked.
@@ -194,4 +194,8 @@ function(postcard_fuzzer name)
    postcard_plain_executable(fuzz-${name} "${sources}" ${arg_DEPENDS})
    postcard_add_places(fuzz-${name})
    target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
+   if(NOT TARGET fuzzers)
+      add_custom_target(fuzzers)
+   endif()
+   add_dependencies(fuzzers fuzz-${name})
 endfunction()

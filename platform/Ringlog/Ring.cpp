@@ -75,15 +75,19 @@ class Ring {
    RingHeader& header() { return *header_; }
    std::byte* descriptors() { return base_ + headerSize; }
    BlockHeader* block(std::size_t number) { return blockIn(base_, number); }
-   // A copy with no half record in it: of what is added meanwhile, `used` says nothing yet.
+   // A copy with no half record in it. Threads go on adding to their blocks meanwhile, so of each
+   // block only what `used` says is complete is read; everything else changes under the mutex only.
    std::vector<std::byte> copy() {
-      std::vector<U32> used;
+      std::vector<std::byte> bytes(ringSize(blocks_));
+      std::memcpy(bytes.data(), base_, ringSize(0));
       for (std::size_t number = 0; number < blocks_; ++number) {
-         used.push_back(block(number)->used.load(std::memory_order_acquire));
-      }
-      std::vector<std::byte> bytes{base_, base_ + ringSize(blocks_)};
-      for (std::size_t number = 0; number < blocks_; ++number) {
-         blockIn(bytes.data(), number)->used.store(used[number], std::memory_order_relaxed);
+         const BlockHeader& from = *block(number);
+         const U32 used = from.used.load(std::memory_order_acquire);
+         auto* to = new (blockIn(bytes.data(), number)) BlockHeader{};
+         to->claim.store(from.claim.load(std::memory_order_relaxed), std::memory_order_relaxed);
+         to->used.store(used, std::memory_order_relaxed);
+         to->thread = from.thread;
+         std::memcpy(to + 1, &from + 1, used);
       }
       return bytes;
    }

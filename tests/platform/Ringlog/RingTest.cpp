@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <barrier>
 #include <charconv>
 #include <ctime>
@@ -161,6 +162,37 @@ TEST_F(RingThreadsTest, threadsThatWriteAtOnceKeepTheirRecordsWhole) {
          expectCountingTo(numbers, last);
       }
    }
+}
+
+TEST_F(RingThreadsTest, textLevelsChangeWhileThreadsTrace) {
+   constexpr U64 last = 2'000;
+   std::atomic<U64> broken{0};
+   const std::string before = Pello::traceLevels();
+   Pello::traceSinkIs([&](const Pello::TraceRecord& record) {
+      broken += record.text.starts_with("switched ") ? 0U : 1U;
+   });
+   std::vector<std::thread> threads;
+   for (int thread = 0; thread < 3; ++thread) {
+      threads.emplace_back([] {
+         for (U64 i = 1; i <= last; ++i) {
+            RINGLOG_TRACE(9, "switched {} {}", i, Pello::String{"on and off"});
+         }
+      });
+   }
+   for (int i = 0; i < 20; ++i) {
+      Pello::traceLevelsIs(i % 2 == 0 ? "RingTest/9" : "");
+      const Reader reader = TestSupport::readRing();
+      for (const U64 number : numbersAfter(reader, "switched")) {
+         broken += number >= 1 && number <= last ? 0U : 1U;
+      }
+   }
+   for (std::thread& thread : threads) {
+      thread.join();
+   }
+   Pello::traceSinkIs({});
+   Pello::traceLevelsIs(before);
+   EXPECT_EQ(broken, 0U);
+   EXPECT_EQ(numbersAfter(TestSupport::readRing(), "switched").back(), last);
 }
 
 TEST_F(RingThreadsTest, aThreadThatRestsKeepsItsBlockWhileOthersTurnTheRing) {
