@@ -1,12 +1,11 @@
 // `postcard check`, the real program with the real module: the costs are those of the compiled
 // ACLs, class by class, and the budget is kept to the entry.
 #include "support/RunProgram.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
-#include <fstream>
 #include <map>
 
 namespace {
@@ -20,17 +19,7 @@ const std::string examples = std::string{POSTCARD_SOURCE_DIR} + "/examples/";
 
 class Check : public testing::Test {
  protected:
-   Check() {
-      char path[] = "/tmp/postcard-cli-XXXXXX";
-      folder_ = ::mkdtemp(path);
-   }
-   ~Check() override { std::filesystem::remove_all(folder_); }
-
-   std::string policy(const std::string& text) const {
-      const std::string path = folder_ + "/policy.yaml";
-      std::ofstream{path} << text;
-      return path;
-   }
+   std::string policy(const std::string& text) const { return folder_.write("policy.yaml", text); }
    static ProgramResult run(const char* subcommand, std::vector<std::string> arguments,
                             std::vector<std::string> environment = {}) {
       arguments.insert(arguments.begin(), {program, subcommand});
@@ -44,7 +33,7 @@ class Check : public testing::Test {
    }
 
  private:
-   std::string folder_;
+   TestSupport::TemporaryFolder folder_;
 };
 
 const std::string header = "policies:\n"

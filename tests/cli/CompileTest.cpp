@@ -1,11 +1,11 @@
 // `postcard compile`, the real program with the real module: what it prints, where, and how it
 // ends.
 #include "support/RunProgram.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -32,26 +32,15 @@ void expectGolden(const std::string& text, const std::string& name) {
 // A policy file that lives as long as the test.
 class Compile : public testing::Test {
  protected:
-   Compile() {
-      char path[] = "/tmp/postcard-cli-XXXXXX";
-      folder_ = ::mkdtemp(path);
-   }
-   ~Compile() override { std::filesystem::remove_all(folder_); }
-
-   std::string policy(const std::string& text) {
-      const std::string path = folder_ + "/policy.yaml";
-      std::ofstream{path} << text;
-      return path;
-   }
+   std::string policy(const std::string& text) const { return folder_.write("policy.yaml", text); }
    static ProgramResult compile(std::vector<std::string> arguments,
                                 std::vector<std::string> environment = {}) {
       arguments.insert(arguments.begin(), {program, "compile"});
       return runProgram(std::move(arguments), std::move(environment));
    }
-   const std::string& folder() const { return folder_; }
 
  private:
-   std::string folder_;
+   TestSupport::TemporaryFolder folder_;
 };
 
 constexpr const char* twoPolicies = R"(policies:
