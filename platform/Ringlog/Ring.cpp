@@ -153,8 +153,19 @@ class Ring {
       emptied.claim.store(claim + 1, std::memory_order_release);
    }
 
+   // The same file under a number behind those of the standard streams. In a process that has
+   // closed one of these, what it prints would go into the ring.
+   static int aboveStandard(int file) {
+      if (file < 0 || file > STDERR_FILENO) {
+         return file;
+      }
+      const int above = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+      ::close(file);
+      return above;
+   }
+
    bool mapFile(const char* path) {
-      file_ = ::open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+      file_ = aboveStandard(::open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
       if (file_ >= 0 && prepareFile() && map(MAP_SHARED)) {
          return true;
       }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <thread>
+#include <unistd.h>
 
 namespace Ringlog {
 namespace {
@@ -62,6 +63,18 @@ TEST(RingHeaderTest, clocksAreReadAgainWhenTheyAreOld) {
       traceOnce(true);
       const U64 third = latest();
       std::exit(second == first && third > second ? 0 : 1);
+   };
+   EXPECT_EXIT(child(), testing::ExitedWithCode(0), "^$");
+}
+
+TEST(RingHeaderTest, aProcessWithoutStandardErrorDoesNotPrintIntoItsRing) {
+   const RingFile file;
+   const auto child = [&] {
+      file.use();
+      ::close(STDERR_FILENO);
+      RINGLOG_TRACE(9, "whole");
+      const bool closed = ::write(STDERR_FILENO, "spoilt", 6) < 0;
+      std::_Exit(closed && file.texts() == std::vector<std::string>{"whole"} ? 0 : 1);
    };
    EXPECT_EXIT(child(), testing::ExitedWithCode(0), "^$");
 }
