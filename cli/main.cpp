@@ -3,6 +3,7 @@
 #include "cli/Check.h"
 #include "cli/Compile.h"
 #include "cli/Explain.h"
+#include "cli/Trace.h"
 #include "cli/Types.h"
 
 #include <CLI/CLI.hpp>
@@ -14,9 +15,9 @@
 namespace {
 
 const Cli::Command* const commands[] = {
-      &Cli::compileCommand, &Cli::checkCommand,       &Cli::explainCommand,
-      &Cli::agentCommand,   &Cli::showCommand,        &Cli::statusCommand,
-      &Cli::reloadCommand,  &Cli::traceLevelsCommand, &Cli::typesCommand};
+      &Cli::compileCommand, &Cli::checkCommand,  &Cli::explainCommand, &Cli::agentCommand,
+      &Cli::showCommand,    &Cli::statusCommand, &Cli::reloadCommand,  &Cli::traceLevelsCommand,
+      &Cli::traceCommand,   &Cli::typesCommand};
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};

@@ -22,7 +22,7 @@ if(POSTCARD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
    if(POSTCARD_CCACHE_PROGRAM)
       # Build folders share results: the folder's own name enters nothing but the debug information.
       set(CMAKE_CXX_COMPILER_LAUNCHER
-          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "${POSTCARD_CCACHE_PROGRAM}")
+          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "${POSTCARD_CCACHE_PROGRAM}")
    endif()
 endif()
 
