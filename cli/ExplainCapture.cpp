@@ -84,7 +84,8 @@ void CaptureTotals::countIn(ExplainedAcl& acl, AclTotals& totals, const Packet& 
    totals.packets += 1;
    for (std::size_t i = 0; i < explanation.matched; ++i) {
       // The sample bits are the last that is looked at.
-      totals.classes[i].candidates += explanation.misses[i]->field == Field::sample ? 1U : 0U;
+      const std::optional<Miss>& miss = explanation.misses[i];
+      totals.classes[i].candidates += miss && miss->field == Field::sample ? 1U : 0U;
    }
    if (explanation.entry != nullptr) {
       ClassTotals& matched = totals.classes[explanation.matched];
