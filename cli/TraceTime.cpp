@@ -66,7 +66,7 @@ Microseconds offsetOf(Scanner& scanner) {
    if (sign != '+' && sign != '-') {
       return 0;
    }
-   const int hours = scanner.digits(2, 0, 23);
+   const Microseconds hours = scanner.digits(2, 0, 23);
    scanner.oneOf(":");
    const Microseconds offset = (hours * 60 + scanner.digits(2, 0, 59)) * 60 * second;
    return sign == '-' ? -offset : offset;
@@ -133,11 +133,10 @@ Microseconds microsecondsOf(double seconds) {
 }
 
 std::string timeText(Microseconds time) {
-   using namespace std::chrono;
-   const sys_time<microseconds> point{microseconds{time}};
-   const auto day = floor<days>(point);
-   const year_month_day date{day};
-   const hh_mm_ss clock{point - day};
+   const std::chrono::sys_time<std::chrono::microseconds> point{std::chrono::microseconds{time}};
+   const auto day = std::chrono::floor<std::chrono::days>(point);
+   const std::chrono::year_month_day date{day};
+   const std::chrono::hh_mm_ss clock{point - day};
    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}Z", static_cast<int>(date.year()),
                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
                       clock.hours().count(), clock.minutes().count(), clock.seconds().count(),
