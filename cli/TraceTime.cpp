@@ -12,7 +12,7 @@ namespace Cli {
 namespace {
 
 constexpr Microseconds second = 1'000'000;
-constexpr Microseconds latest = 253'402'300'799 * second + 999'999; // the end of the year 9999
+constexpr double latest = 253'402'300'799; // the last second of the year 9999
 
 // Takes a text apart from left to right. After the first part that is not as wanted `good` is
 // false, and what is returned means nothing.
@@ -66,7 +66,7 @@ Microseconds offsetOf(Scanner& scanner) {
    if (sign != '+' && sign != '-') {
       return 0;
    }
-   const int hours = scanner.digits(2, 0, 23);
+   const Microseconds hours = scanner.digits(2, 0, 23);
    scanner.oneOf(":");
    const Microseconds offset = (hours * 60 + scanner.digits(2, 0, 59)) * 60 * second;
    return sign == '-' ? -offset : offset;
@@ -97,41 +97,46 @@ std::optional<Microseconds> pointOf(std::string_view text) {
    return (((days * 24 + hour) * 60 + minute) * 60 + seconds) * second + fraction - offset;
 }
 
+// 0 when the letter is none of a unit.
+Microseconds unitOf(char letter) {
+   switch (letter) {
+   case 's':
+      return second;
+   case 'm':
+      return 60 * second;
+   case 'h':
+      return 3600 * second;
+   case 'd':
+      return 86'400 * second;
+   default:
+      return 0;
+   }
+}
+
 std::optional<Microseconds> ageOf(std::string_view text) {
    Microseconds number = 0;
    const char* last = text.data() + text.size();
    const auto [end, error] = std::from_chars(text.data(), last, number);
+   if (error != std::errc{} || last - end != 1 || number < 0) {
+      return std::nullopt;
+   }
    // A century is more than any ring holds, and far from what a number can count.
-   constexpr Microseconds most = Microseconds{100} * 366 * 24 * 60 * 60;
-   if (error != std::errc{} || last - end != 1 || number < 0 || number > most) {
-      return std::nullopt;
-   }
-   switch (*end) {
-   case 's':
-      return number * second;
-   case 'm':
-      return number * 60 * second;
-   case 'h':
-      return number * 3600 * second;
-   case 'd':
-      return number * 86'400 * second;
-   default:
-      return std::nullopt;
-   }
+   constexpr Microseconds most = Microseconds{36'600} * 86'400 * second;
+   const Microseconds unit = unitOf(*end);
+   return unit == 0 || number > most / unit ? std::nullopt : std::optional{number * unit};
 }
 
 } // namespace
 
 Microseconds microsecondsOf(double seconds) {
-   return std::llround(std::clamp(seconds * 1e6, 0.0, static_cast<double>(latest)));
+   return std::llround(std::clamp(seconds, 0.0, latest) * 1e6);
 }
 
 std::string timeText(Microseconds time) {
-   using namespace std::chrono;
-   const sys_time<microseconds> point{microseconds{time}};
-   const auto day = floor<days>(point);
-   const year_month_day date{day};
-   const hh_mm_ss clock{point - day};
+   const std::chrono::sys_time<std::chrono::microseconds> point{std::chrono::microseconds{time}};
+   const auto day = std::chrono::floor<std::chrono::days>(point);
+   const std::chrono::year_month_day date{day};
+   const std::chrono::hh_mm_ss clock{point - day};
    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}Z", static_cast<int>(date.year()),
                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
                       clock.hours().count(), clock.minutes().count(), clock.seconds().count(),

@@ -67,7 +67,7 @@ FileReader::Look FileReader::look() {
             return std::move(*look);
          }
       } catch (const std::system_error& error) {
-         if (!facts_ || error.code() != std::errc::no_such_file_or_directory) {
+         if (!known_ || error.code() != std::errc::no_such_file_or_directory) {
             throw;
          }
          return {};
@@ -81,7 +81,7 @@ FileReader::Look FileReader::look() {
 std::optional<RingFacts> FileReader::factsOf(const File& file) const {
    std::array<std::byte, sizeof(RingHeader)> header{};
    const bool whole = file.read(0, header);
-   if (facts_ && (!whole || std::ranges::all_of(std::span{header}.first(sizeof(U64)),
+   if (known_ && (!whole || std::ranges::all_of(std::span{header}.first(sizeof(U64)),
                                                 [](std::byte b) { return b == std::byte{0}; }))) {
       return std::nullopt;
    }
@@ -90,7 +90,7 @@ std::optional<RingFacts> FileReader::factsOf(const File& file) const {
 
 bool FileReader::stillTheRing(const File& file) const {
    const std::optional<RingFacts> facts = factsOf(file);
-   return facts && facts->sameRing(*facts_);
+   return facts && facts->sameRing(facts_);
 }
 
 void FileReader::beginRing(const RingFacts& facts) {
@@ -110,11 +110,12 @@ std::optional<FileReader::Look> FileReader::lookAt(const File& file) {
       return Look{};
    }
    Look look;
-   if (!facts_ || !facts_->sameRing(*facts)) {
-      look.replaced = facts_.has_value();
+   if (!known_ || !facts_.sameRing(*facts)) {
+      look.replaced = known_;
       beginRing(*facts);
    }
-   facts_ = facts;
+   known_ = true;
+   facts_ = *facts;
    decoder_.clocksAre(*facts);
    readBlocks(file, look);
    if (!stillTheRing(file)) {
@@ -189,7 +190,7 @@ void FileReader::readDescriptors(const File& file) {
 // The header is read before the blocks, so it may not know yet of records that were found gone. It
 // catches up; what has been told stays told.
 U64 FileReader::newlyMissed() {
-   const auto gone = static_cast<std::int64_t>(facts_->overwritten - overwrittenBefore_);
+   const auto gone = static_cast<std::int64_t>(facts_.overwritten - overwrittenBefore_);
    const auto missed = gone - static_cast<std::int64_t>(readAndGone_ + missed_);
    if (missed <= 0) {
       return 0;

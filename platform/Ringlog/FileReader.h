@@ -32,7 +32,7 @@ class FileReader {
 
    const std::string& path() const noexcept { return path_; }
    // The ring's header at the latest look that found one. Requires such a look.
-   const RingFacts& facts() const { return *facts_; }
+   const RingFacts& facts() const noexcept { return facts_; }
    // How many blocks of the ring hold bytes that cannot be told apart.
    std::size_t damagedBlocks() const noexcept { return damagedBlocks_; }
    // How many records have been left out because the ring does not describe their call site.
@@ -60,7 +60,8 @@ class FileReader {
    U64 newlyMissed();
 
    std::string path_;
-   std::optional<RingFacts> facts_; // nothing: no ring has been read yet
+   bool known_ = false; // a ring has been read
+   RingFacts facts_{};
    Decoder decoder_;
    std::size_t descriptorBytes_ = 0; // read so far
    std::vector<Seen> seen_;          // by block
