@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <sstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -31,6 +32,16 @@ void check(int status, const std::string& what) {
 
 void say(const std::string& line) {
    std::fputs((line + "\n").c_str(), stderr);
+}
+
+// The lines of a text, without their ends.
+std::vector<std::string> linesOf(const std::string& text) {
+   std::vector<std::string> lines;
+   std::istringstream stream{text};
+   for (std::string line; std::getline(stream, line);) {
+      lines.push_back(std::move(line));
+   }
+   return lines;
 }
 
 // Whether somebody accepts connections at `path`.
@@ -266,11 +277,12 @@ class AgentServer::Implementation {
 
    ReloadResult reload() {
       const LoadResult loaded = loadPolicyFile(options_.policyFile);
-      ReloadResult result = loaded.policyFile ? agent_->reload(*loaded.policyFile)
-                                              : ReloadResult{false, formatFindings(loaded)};
-      say(result.accepted ? "agent: reloaded, " + result.text.substr(0, result.text.size() - 1)
-                          : "agent: reload refused, nothing changed\n" +
-                                  result.text.substr(0, result.text.size() - 1));
+      ReloadResult result = loaded.policyFile
+                                  ? agent_->reload(*loaded.policyFile)
+                                  : ReloadResult{false, 0, linesOf(formatFindings(loaded))};
+      const std::string text = result.text();
+      say((result.accepted ? "agent: reloaded, " : "agent: reload refused, nothing changed\n") +
+          text.substr(0, text.size() - 1));
       return result;
    }
 

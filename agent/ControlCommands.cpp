@@ -79,7 +79,7 @@ std::string showJson(const PolicyAgent& agent) {
 
 std::string answerReload(const Reload& reload) {
    const ReloadResult result = reload();
-   return answer(result.accepted ? exitDone : exitRefused, result.text);
+   return answer(result.accepted ? exitDone : exitRefused, result.text());
 }
 
 } // namespace
