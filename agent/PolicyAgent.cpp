@@ -15,6 +15,11 @@ constexpr U16 kickResponseId = 132;
 
 constexpr std::size_t behindTheFile = std::numeric_limits<std::size_t>::max();
 
+// Neither the file nor the helper nor, as far as is known, the rules client.
+bool nothingRefersTo(const PolicyEntry& entry) {
+   return entry.wanted == nullptr && entry.config == nullptr && entry.held.empty();
+}
+
 } // namespace
 
 PolicyAgent::PolicyAgent(const PluginHost& host, const PolicyFile& file, Options options,
@@ -66,22 +71,14 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
          if (entry.config == nullptr && entry.held.empty()) {
             settle(entry, PolicyState::waiting, {});
          }
-         entry.due =
-               entry.config != nullptr && (entry.overdue || entry.state == PolicyState::failed);
       }
    }
-}
-
-// What is neither wanted nor anywhere but in the report, and not awaited to be.
-std::vector<PolicyKey> PolicyAgent::goneAndDone() const {
-   std::vector<PolicyKey> gone;
-   for (const auto& [key, entry] : entries_) {
-      const bool awaited = inFlight_ && inFlight_->key == key;
-      if (entry.wanted == nullptr && entry.config == nullptr && !awaited) {
-         gone.push_back(key);
+   for (auto& [key, entry] : entries_) {
+      if (nothingRefersTo(entry)) {
+         settle(entry, PolicyState::removed, {}); // its turn had not come
       }
+      entry.due = entry.overdue || entry.state == PolicyState::failed;
    }
-   return gone;
 }
 
 // Puts every policy into the queue: what is gone first, by name, so that what it frees can be used,
@@ -120,14 +117,10 @@ ReloadResult PolicyAgent::reload(const PolicyFile& file) {
    if (auto refusals = refusalsOf(versions, file.hardware, host_); !refusals.empty()) {
       return {false, 0, std::move(refusals)};
    }
-   const std::vector<PolicyKey> told = goneAndDone();
+   // What was gone before this reload has been told.
+   std::erase_if(entries_, [](const auto& item) { return nothingRefersTo(item.second); });
    hwCapability_->tcpFlagsSupportedIs(file.hardware.tcpFlags);
    adopt(versions);
-   for (const PolicyKey& key : told) {
-      if (entries_.at(key).wanted == nullptr) {
-         entries_.erase(key);
-      }
-   }
    retryTime_ = options_.retryTime;
    const std::size_t steps = stepsLeft();
    enqueueAll();

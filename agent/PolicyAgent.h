@@ -105,7 +105,6 @@ class PolicyAgent {
    };
 
    void adopt(const std::vector<std::shared_ptr<const PolicyVersion>>& versions);
-   std::vector<PolicyKey> goneAndDone() const;
    void enqueueAll();
    std::size_t stepsLeft() const;
    void pump();

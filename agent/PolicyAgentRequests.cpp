@@ -50,12 +50,12 @@ void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
 }
 
 void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key) {
-   entry.due = false;
+   const bool again = std::exchange(entry.due, false);
    if (entry.config->ruleByNames() != 0) {
       const U32 before = requests_->kickRequest();
       helper_->commitPolicy(entry.made->data, matchOptionOf(key.second));
       await(key, entry, before, false);
-   } else if (entry.config->rulesClientUpdated()) {
+   } else if (entry.config->rulesClientUpdated() || (again && !entry.held.empty())) {
       // A helper posts nothing for a policy without rules, and hardware would keep the old ones.
       // When they are gone, it is built again.
       remove(entry, key);
@@ -65,8 +65,18 @@ void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key) {
 }
 
 void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
+   const auto matchOption = matchOptionOf(key.second);
+   if (entry.config == nullptr) {
+      helper_->createPolicy(entry.made->data, matchOption);
+      entry.config = configOf(key);
+   }
+   if (!entry.held.empty()) {
+      // The helper forgot with the configuration that the rules client was told of it. Reminded, it
+      // posts the deletion once more.
+      entry.config->rulesClientUpdatedIs(true);
+   }
    const U32 before = requests_->kickRequest();
-   helper_->deletePolicy(entry.made->data, matchOptionOf(key.second));
+   helper_->deletePolicy(entry.made->data, matchOption);
    entry.config = nullptr;
    await(key, entry, before, true);
    if (inFlight_) {
@@ -175,7 +185,7 @@ void PolicyAgent::requestTimeUp() {
    }
    PolicyEntry& entry = found->second;
    if (request.removal) {
-      return settleWithoutRules(entry); // and cannot be asked for again
+      return settleWithoutRules(entry);
    }
    entry.overdue = true;
    entry.tryAgain = true;

@@ -61,7 +61,7 @@ struct PolicyEntry {
 void settle(PolicyEntry& entry, PolicyState state, std::string text);
 
 // The same for a policy of which the rules client should hold nothing: what is held nevertheless is
-// a failure.
+// a failure, and its deletion to be tried again.
 void settleWithoutRules(PolicyEntry& entry);
 
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry);

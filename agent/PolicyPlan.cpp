@@ -35,7 +35,9 @@ std::vector<Step> interfaceSteps(const PolicyEntry& entry, Family family) {
 
 std::vector<Step> stepsOf(const PolicyEntry& entry, Family family) {
    if (entry.wanted == nullptr) {
-      return entry.config == nullptr ? std::vector<Step>{} : std::vector<Step>{{Verb::remove, {}}};
+      const bool heldStill = entry.due && !entry.held.empty();
+      return entry.config != nullptr || heldStill ? std::vector<Step>{{Verb::remove, {}}}
+                                                  : std::vector<Step>{};
    }
    if (entry.config == nullptr || entry.made != entry.wanted) {
       return {{Verb::build, {}}};

@@ -18,7 +18,7 @@ namespace Agent {
 enum class Verb : std::uint8_t {
    build,      // makes the ACL configuration, anew when there is one, and commits it
    commit,     // commits it as it is
-   remove,     // deletes it
+   remove,     // deletes it, once more when the rules client has not confirmed that
    addIntf,    // attaches an interface
    removeIntf, // detaches one
 };

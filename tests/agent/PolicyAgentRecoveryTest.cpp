@@ -106,7 +106,8 @@ TEST_F(PolicyAgentTest, lostRulesThatTheRulesClientDoesNotGiveUpAreAFailure) {
    EXPECT_EQ(only().text, "the rules client still holds it: busy");
    answerText_ = {};
    EXPECT_TRUE(reload(onePolicy("Ethernet1", ruleless)).accepted);
-   EXPECT_EQ(only().state, PolicyState::failed); // there is nothing left to delete it with
+   EXPECT_EQ(requests_, Lines{"policyDelete web-ipv4"});
+   EXPECT_EQ(only().state, PolicyState::empty);
    EXPECT_TRUE(reload(onePolicy("Ethernet1", oneClass)).accepted);
    EXPECT_EQ(only().state, PolicyState::programmed);
 }
@@ -219,14 +220,39 @@ TEST_F(PolicyAgentTest, theSecondOfTwoInterfacesRepairsTheRefusalOfTheFirst) {
 
 // ---- Removals that are not confirmed ----
 
-TEST_F(PolicyAgentTest, aRemovalThatFailsIsForgottenAtTheNextReload) {
+TEST_F(PolicyAgentTest, aRemovalThatFailsIsMadeAgainUntilItSucceeds) {
    start(onePolicy("Ethernet1", oneClass));
    answerText_ = "busy";
    EXPECT_TRUE(reload(noPolicies).accepted);
    EXPECT_EQ(only().state, PolicyState::failed);
    EXPECT_EQ(only().text, "the rules client still holds it: busy");
+   EXPECT_EQ(reload(noPolicies).text(), "1 operation\n");
+   EXPECT_EQ(requests_, Lines{"policyDelete web-ipv4"});
+   EXPECT_EQ(only().state, PolicyState::failed);
+   answerText_ = {};
+   ASSERT_TRUE(timer_);
+   agent_->timeUp(); // the time until the next attempt
+   drain();
+   EXPECT_EQ(requests_, (Lines{"policyDelete web-ipv4", "policyDelete web-ipv4"}));
+   EXPECT_EQ(only().state, PolicyState::removed);
+   EXPECT_EQ(timer_, std::nullopt);
    EXPECT_TRUE(reload(noPolicies).accepted);
    EXPECT_EQ(states(), Lines{});
+}
+
+TEST_F(PolicyAgentTest, whatTheRulesClientMayHoldIsNotForgotten) {
+   start(onePolicy("Ethernet1", oneClass));
+   silent_ = 100;
+   EXPECT_TRUE(reload(noPolicies).accepted);
+   agent_->timeUp();
+   drain();
+   EXPECT_TRUE(reload(noPolicies).accepted);
+   agent_->timeUp();
+   drain();
+   silent_ = 0;
+   EXPECT_TRUE(reload(onePolicy("Ethernet1", "")).accepted); // back, and without rules
+   EXPECT_EQ(requests_, Lines{"policyDelete web-ipv4"});
+   EXPECT_EQ(only().state, PolicyState::empty);
 }
 
 TEST_F(PolicyAgentTest, deleteAllDoesNotCallWhatIsStillHeldRemoved) {
