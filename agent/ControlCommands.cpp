@@ -82,10 +82,7 @@ std::string showJson(const PolicyAgent& agent) {
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
       acls.push_back(entityJson(config));
    });
-   // A rules client may answer in bytes that are no UTF-8.
-   return Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}}.dump(
-                2, ' ', false, Json::error_handler_t::replace) +
-          "\n";
+   return text(Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}});
 }
 
 std::string reloadJson(const ReloadResult& result) {
