@@ -199,7 +199,7 @@ void registerLoadedModule(const TypeModule& module) noexcept {
    try {
       registerTypeModule(module);
    } catch (const NameError& error) {
-      Pello::assertionFailed({__FILE__, __LINE__, "registerLoadedModule"}, module.name,
+      Pello::assertionFailed({"Kiv/TypeData.cpp", __LINE__, "registerLoadedModule"}, module.name,
                              error.what());
    }
 }

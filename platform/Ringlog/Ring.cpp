@@ -91,7 +91,7 @@ class Ring {
          to->claim.store(from.claim.load(std::memory_order_relaxed), std::memory_order_relaxed);
          to->used.store(used, std::memory_order_relaxed);
          to->thread = from.thread;
-         std::memcpy(to + 1, &from + 1, used);
+         std::memcpy(static_cast<void*>(to + 1), &from + 1, used);
       }
       return bytes;
    }
