@@ -51,7 +51,7 @@ TEST_F(LeakWatch, aTestThatLeavesAnObjectFails) {
    const auto result = TestSupport::runProgram(program, {"POSTCARD_TEST_LEAK=1"});
    EXPECT_EQ(result.exitCode, 1);
    EXPECT_NE(result.out.find("the test leaves objects behind:\n"
-                              "House::Bulb: 1 objects more than before\n"),
+                             "House::Bulb: 1 objects more than before\n"),
              std::string::npos)
          << result.out;
 }
