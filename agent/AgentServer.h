@@ -2,31 +2,28 @@
 // answer timer, the control socket, the service manager. One thread, no polling.
 //
 // SIGHUP reads the policy file again. SIGTERM and SIGINT end the process; with `deleteOnExit` after
-// the rules client has taken back every policy, else with hardware left as it is.
+// the rules client has taken back every policy, or the time for that is up, else with hardware left
+// as it is. A second one ends it at once.
 #pragma once
 
+#include "agent/ControlServer.h"
 #include "agent/PluginHost.h"
 #include "agent/PolicyAgent.h"
 
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace Agent {
-
-// The surroundings do not let the agent run: the socket, a signal, the event loop.
-class ServerError : public std::runtime_error {
- public:
-   using std::runtime_error::runtime_error;
-};
 
 struct ServerOptions {
    std::string policyFile; // path
    std::string socketPath;
    bool deleteOnExit = false;
+   std::chrono::milliseconds deleteTime{30'000}; // for `deleteOnExit`, all policies together
    PolicyAgent::Options agent;
+   ControlLimits control;
 };
 
 class AgentServer {
@@ -37,14 +34,17 @@ class AgentServer {
    // goes.
    using MakeRulesClient = std::function<std::shared_ptr<void>(PolicyAgent&, const Later&)>;
 
-   // `file` is what was read from `options.policyFile`. Throws ServerError, PluginError.
-   AgentServer(ServerOptions options, PolicyFile file, const MakeRulesClient& makeRulesClient);
+   // `file` is what was read from `options.policyFile`. Throws ServerError, PluginError,
+   // ControlError.
+   AgentServer(ServerOptions options, const PolicyFile& file,
+               const MakeRulesClient& makeRulesClient);
    AgentServer(const AgentServer&) = delete;
    AgentServer& operator=(const AgentServer&) = delete;
    ~AgentServer();
 
-   // Serves until a signal ends it.
-   void run();
+   // Serves until a signal ends it. Returns whether what was to be taken back has been; what has
+   // not is said.
+   bool run();
 
  private:
    class Implementation;

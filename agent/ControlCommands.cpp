@@ -1,6 +1,9 @@
 #include "agent/ControlCommands.h"
 
-#include "agent/AclJson.h"
+#include "Pello/TextTrace.h"
+#include "agent/EntityJson.h"
+#include "agent/FileDescriptor.h"
+#include "agent/MemoryReport.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -18,12 +21,18 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int statusJsonSchema = 1;
+constexpr int reloadJsonSchema = 1;
 constexpr int exitDone = 0;
 constexpr int exitRefused = 1;
 constexpr int exitUsage = 2;
 
 std::string answer(int exitCode, std::string_view text) {
    return Json{{"exit", exitCode}}.dump() + "\n" + std::string{text};
+}
+
+// A rules client, or a path, may hold bytes that are no text.
+std::string text(const Json& document) {
+   return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 // UTC, to the second, as RFC 3339 writes it.
@@ -52,34 +61,53 @@ std::string allStatusJson(const PolicyAgent& agent) {
    for (const PolicyReport& report : agent.report()) {
       policies.push_back(statusJson(report));
    }
-   return Json{{"schema", statusJsonSchema}, {"policies", std::move(policies)}}.dump(2) + "\n";
+   return text(Json{{"schema", statusJsonSchema}, {"policies", std::move(policies)}});
 }
 
 // The show text goes through a descriptor; memory with a descriptor takes it.
 std::string showText(const PolicyAgent& agent) {
-   const int fd = ::memfd_create("postcard-show", MFD_CLOEXEC);
-   if (fd < 0) {
+   const FileDescriptor memory{::memfd_create("postcard-show", MFD_CLOEXEC)};
+   if (memory.get() < 0) {
       throw std::system_error{errno, std::generic_category(), "no memory for the show text"};
    }
-   agent.show(static_cast<U32>(fd));
-   std::string text(static_cast<std::size_t>(::lseek(fd, 0, SEEK_END)), '\0');
-   const ssize_t size = ::pread(fd, text.data(), text.size(), 0);
+   agent.show(static_cast<U32>(memory.get()));
+   std::string text(static_cast<std::size_t>(::lseek(memory.get(), 0, SEEK_END)), '\0');
+   const ssize_t size = ::pread(memory.get(), text.data(), text.size(), 0);
    text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-   ::close(fd);
    return text;
 }
 
 std::string showJson(const PolicyAgent& agent) {
    Json acls = Json::array();
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
-      acls.push_back(aclJson(config));
+      acls.push_back(entityJson(config));
    });
-   return Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}}.dump(2) + "\n";
+   return text(Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}});
 }
 
-std::string answerReload(const Reload& reload) {
+std::string reloadJson(const ReloadResult& result) {
+   return text(Json{{"schema", reloadJsonSchema},
+                    {"accepted", result.accepted},
+                    {"operations", result.operations},
+                    {"findings", result.findings}});
+}
+
+std::string answerReload(const Reload& reload, bool json) {
    const ReloadResult result = reload();
-   return answer(result.accepted ? exitDone : exitRefused, result.text);
+   return answer(result.accepted ? exitDone : exitRefused,
+                 json ? reloadJson(result) : result.text());
+}
+
+// Sets the levels of the text trace when the request names some, and answers with those in force.
+std::string answerTraceLevels(const nlohmann::json& request) {
+   try {
+      if (request.contains("levels")) {
+         Pello::traceLevelsIs(request["levels"].get<std::string>());
+      }
+      return answer(exitDone, Pello::traceLevels() + "\n");
+   } catch (const std::exception& error) {
+      return answer(exitUsage, std::string{error.what()} + "\n");
+   }
 }
 
 } // namespace
@@ -108,8 +136,15 @@ std::string answerRequest(std::string_view line, const PolicyAgent& agent, const
    if (command == "status") {
       return answer(exitDone, json ? allStatusJson(agent) : statusText(agent.report()));
    }
+   if (command == "memory") {
+      const MemoryReport report = memoryReport();
+      return answer(exitDone, json ? memoryJson(report) : memoryText(report));
+   }
+   if (command == "trace-levels") {
+      return answerTraceLevels(request);
+   }
    if (command == "reload") {
-      return answerReload(reload);
+      return answerReload(reload, json);
    }
    return answer(exitUsage, "unknown command '" + command + "'\n");
 }

@@ -1,5 +1,7 @@
 #include "agent/ControlSocket.h"
 
+#include "agent/FileDescriptor.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
@@ -7,6 +9,7 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -20,41 +23,48 @@ using Clock = std::chrono::steady_clock;
    throw ControlError{path + ": " + reason};
 }
 
+constexpr const char* tooSlow = "the agent does not answer in time";
+
 class Connection {
  public:
    Connection(const std::string& path, Clock::time_point deadline)
-      : path_{path}, deadline_{deadline}, fd_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+      : path_{path},
+        deadline_{deadline},
+        socket_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
       std::memcpy(address.sun_path, path.data(), path.size());
-      if (fd_ < 0 ||
-          ::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-         const int error = errno;
-         ::close(fd_);
-         fail(path, std::string{"no agent answers here: "} + std::strerror(error));
+      limitSending(); // which connecting to an agent with a full queue counts as
+      if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+          0) {
+         fail(path, errno == EAGAIN
+                          ? tooSlow
+                          : std::string{"no agent answers here: "} + std::strerror(errno));
       }
    }
-   Connection(const Connection&) = delete;
-   Connection& operator=(const Connection&) = delete;
-   ~Connection() { ::close(fd_); }
 
    void send(std::string_view text) {
       while (!text.empty()) {
-         const ssize_t sent = ::send(fd_, text.data(), text.size(), MSG_NOSIGNAL);
+         limitSending();
+         const ssize_t sent = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
          if (sent < 0) {
-            fail(path_, std::string{"cannot send: "} + std::strerror(errno));
+            fail(path_,
+                 errno == EAGAIN ? tooSlow : std::string{"cannot send: "} + std::strerror(errno));
          }
          text.remove_prefix(static_cast<std::size_t>(sent));
       }
-      ::shutdown(fd_, SHUT_WR);
+      ::shutdown(socket_.get(), SHUT_WR);
    }
 
    std::string receiveAll() {
       std::string text;
       char buffer[65536];
       while (true) {
-         waitReadable();
-         const ssize_t size = ::read(fd_, buffer, sizeof buffer);
+         pollfd poll{socket_.get(), POLLIN, 0};
+         if (::poll(&poll, 1, static_cast<int>(left().count())) <= 0) {
+            fail(path_, tooSlow);
+         }
+         const ssize_t size = ::read(socket_.get(), buffer, sizeof buffer);
          if (size < 0) {
             fail(path_, std::string{"cannot receive: "} + std::strerror(errno));
          }
@@ -66,25 +76,33 @@ class Connection {
    }
 
  private:
-   void waitReadable() {
+   std::chrono::milliseconds left() const {
       const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
-      pollfd poll{fd_, POLLIN, 0};
-      if (left.count() <= 0 || ::poll(&poll, 1, static_cast<int>(left.count())) <= 0) {
-         fail(path_, "the agent does not answer in time");
+      if (left.count() <= 0) {
+         fail(path_, tooSlow);
       }
+      return left;
+   }
+
+   // Neither connecting nor sending takes longer than what is left of the time.
+   void limitSending() const {
+      const auto milliseconds = left().count();
+      const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+      ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
    }
 
    std::string path_;
    Clock::time_point deadline_;
-   int fd_;
+   FileDescriptor socket_;
 };
 
 } // namespace
 
 std::string defaultSocketPath() {
    const char* folder = std::getenv("XDG_RUNTIME_DIR");
-   return std::string{folder == nullptr || *folder == '\0' ? "/run" : folder} + "/postcard.sock";
+   const bool ofUser = folder != nullptr && *folder != '\0';
+   return std::string{ofUser ? folder : "/run/postcard"} + "/postcard.sock";
 }
 
 void checkSocketPath(const std::string& path) {

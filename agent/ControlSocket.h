@@ -26,8 +26,8 @@ struct ControlAnswer {
 // The longest request line that an agent reads, in bytes.
 inline constexpr std::size_t longestRequest = 4096;
 
-// Where an agent listens when it is not told otherwise: postcard.sock in XDG_RUNTIME_DIR, or in
-// /run.
+// Where an agent listens when it is not told otherwise: postcard.sock in XDG_RUNTIME_DIR, or, for a
+// service of the whole machine, in /run/postcard.
 std::string defaultSocketPath();
 
 // Whether `path` fits the address of a Unix socket; throws ControlError that says how long it may
@@ -35,7 +35,7 @@ std::string defaultSocketPath();
 void checkSocketPath(const std::string& path);
 
 // Sends `line` (without line end) to the agent that listens at `path` and returns its answer.
-// Throws ControlError, also when the answer takes longer than `patience`.
+// Throws ControlError, also when all of it takes longer than `patience`.
 ControlAnswer requestAgent(const std::string& path, const std::string& line,
                            std::chrono::milliseconds patience);
 

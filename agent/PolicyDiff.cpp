@@ -115,14 +115,4 @@ bool samePolicyClasses(const Policy& a, const Policy& b, Family family) {
    return document(a, family) == document(b, family);
 }
 
-std::vector<std::string> namesAdded(const std::vector<Name>& from, const std::vector<Name>& to) {
-   std::vector<std::string> added;
-   for (const Name& name : to) {
-      if (std::ranges::none_of(from, [&](const Name& old) { return old.text == name.text; })) {
-         added.push_back(name.text);
-      }
-   }
-   return added;
-}
-
 } // namespace Agent

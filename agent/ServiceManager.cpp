@@ -1,5 +1,7 @@
 #include "agent/ServiceManager.h"
 
+#include "agent/FileDescriptor.h"
+
 #include <charconv>
 #include <cstddef>
 #include <cstdlib>
@@ -45,15 +47,11 @@ void ServiceManager::notify(std::string_view assignment) const {
    if (address.sun_path[0] == '@') {
       address.sun_path[0] = '\0'; // an abstract name
    }
-   const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-   if (fd < 0) {
-      return;
-   }
+   const FileDescriptor socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
-   const ssize_t sent = ::sendto(fd, assignment.data(), assignment.size(), MSG_NOSIGNAL,
+   const ssize_t sent = ::sendto(socket.get(), assignment.data(), assignment.size(), MSG_NOSIGNAL,
                                  reinterpret_cast<const sockaddr*>(&address), length);
    static_cast<void>(sent); // see the contract
-   ::close(fd);
 }
 
 } // namespace Agent

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Cli {
@@ -32,7 +33,7 @@ std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent, const Agent::AgentServ
 }
 
 int runAgent(const AgentOptions& options) {
-   Agent::LoadResult loaded = Agent::loadPolicyFile(options.server.policyFile);
+   const Agent::LoadResult loaded = Agent::loadPolicyFile(options.server.policyFile);
    if (!loaded.policyFile) {
       std::cerr << formatFindings(loaded);
       return exitUsage;
@@ -40,12 +41,11 @@ int runAgent(const AgentOptions& options) {
    Agent::applyFeatureToggles(loaded.policyFile->featureToggles);
    try {
       Agent::AgentServer server{
-            options.server, std::move(*loaded.policyFile),
+            options.server, *loaded.policyFile,
             [&](Agent::PolicyAgent& agent, const Agent::AgentServer::Later& later) {
                return makeTcam(agent, later, options.capacity);
             }};
-      server.run();
-      return exitDone;
+      return server.run() ? exitDone : exitEnvironment;
    } catch (const std::runtime_error& error) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
@@ -76,7 +76,7 @@ std::function<int()> declareAgent(CLI::App& parser) {
          ->capture_default_str();
    parser.footer("SIGHUP reads the file again, all or nothing. SIGTERM and SIGINT end the agent.\n"
                  "Exit status: 0 ended by a signal, 2 bad usage or policy file, 3 the socket or\n"
-                 "the helper module cannot be used.");
+                 "the helper module cannot be used, or a policy was to be taken back and was not.");
    return [options] {
       options->server.agent.answerTime =
             std::chrono::milliseconds{static_cast<long>(options->answerSeconds * 1000)};
@@ -88,17 +88,24 @@ std::function<int()> declareAgent(CLI::App& parser) {
 struct AskOptions {
    std::string socket;
    std::string format = "text";
+   bool memory = false;               // for `status`: of memory instead of policies
+   std::optional<std::string> levels; // for `trace-levels`: those to set
 };
 
 // Sends a request and prints the answer: what was asked for to standard output, why it was refused
-// to standard error.
+// to standard error, except that a program finds its document in one place.
 int ask(const AskOptions& options, const char* command) {
    constexpr std::chrono::milliseconds patience{30'000};
    try {
-      const nlohmann::json request{{"command", command}, {"format", options.format}};
+      nlohmann::json request{{"command", command}, {"format", options.format}};
+      if (options.levels) {
+         request["levels"] = *options.levels;
+      }
       const Agent::ControlAnswer answer =
             Agent::requestAgent(options.socket, request.dump(), patience);
-      (answer.exitCode == exitDone ? std::cout : std::cerr) << answer.text << std::flush;
+      const bool document = options.format == "json" && answer.exitCode == exitRefused;
+      (answer.exitCode == exitDone || document ? std::cout : std::cerr)
+            << answer.text << std::flush;
       return answer.exitCode;
    } catch (const Agent::ControlError& error) {
       std::cerr << error.what() << '\n';
@@ -106,28 +113,43 @@ int ask(const AskOptions& options, const char* command) {
    }
 }
 
-std::function<int()> declareAsk(CLI::App& parser, const char* command, bool hasFormat) {
-   auto options = std::make_shared<AskOptions>();
-   addSocketOption(parser, options->socket);
-   if (hasFormat) {
-      parser.add_option("--format", options->format, "text for people, json for programs")
-            ->check(CLI::IsMember({"text", "json"}))
-            ->capture_default_str();
-   }
+void declareAsk(CLI::App& parser, AskOptions& options) {
+   addSocketOption(parser, options.socket);
+   parser.add_option("--format", options.format, "text for people, json for programs")
+         ->check(CLI::IsMember({"text", "json"}))
+         ->capture_default_str();
    parser.footer("Exit status: 0 done, 1 refused, 3 no agent answers.");
+}
+
+std::function<int()> declareAsk(CLI::App& parser, const char* command) {
+   auto options = std::make_shared<AskOptions>();
+   declareAsk(parser, *options);
    return [options, command] { return ask(*options, command); };
 }
 
 std::function<int()> declareShow(CLI::App& parser) {
-   return declareAsk(parser, "show", true);
+   return declareAsk(parser, "show");
 }
 
 std::function<int()> declareStatus(CLI::App& parser) {
-   return declareAsk(parser, "status", true);
+   auto options = std::make_shared<AskOptions>();
+   declareAsk(parser, *options);
+   parser.add_flag("--memory", options->memory,
+                   "live objects and bytes per type of the framework, instead of policies");
+   return [options] { return ask(*options, options->memory ? "memory" : "status"); };
+}
+
+std::function<int()> declareTraceLevels(CLI::App& parser) {
+   auto options = std::make_shared<AskOptions>();
+   addSocketOption(parser, options->socket);
+   parser.add_option("LEVELS", options->levels,
+                     "what to set, as in FMTRACE: 'OruPostcardTelemetry*/0-5,9'; '' for none");
+   parser.footer("Exit status: 0 done, 2 no such levels, 3 no agent answers.");
+   return [options] { return ask(*options, "trace-levels"); };
 }
 
 std::function<int()> declareReload(CLI::App& parser) {
-   return declareAsk(parser, "reload", false);
+   return declareAsk(parser, "reload");
 }
 
 } // namespace
@@ -137,6 +159,8 @@ const Command agentCommand{"agent", "Program the policies of a file, and follow 
 const Command showCommand{"show", "Print the ACLs of a running agent", &declareShow};
 const Command statusCommand{"status", "Print how the policies of a running agent stand",
                             &declareStatus};
+const Command traceLevelsCommand{"trace-levels", "Print or set the text-trace levels of an agent",
+                                 &declareTraceLevels};
 const Command reloadCommand{"reload", "Make a running agent read its policy file again",
                             &declareReload};
 

@@ -1,5 +1,5 @@
-// The subcommands around a running agent: `postcard agent` runs one; `show`, `status` and `reload`
-// ask it over its socket.
+// The subcommands around a running agent: `postcard agent` runs one; `show`, `status`, `reload`
+// and `trace-levels` ask it over its socket.
 #pragma once
 
 #include "cli/Command.h"
@@ -10,5 +10,6 @@ extern const Command agentCommand;
 extern const Command showCommand;
 extern const Command statusCommand;
 extern const Command reloadCommand;
+extern const Command traceLevelsCommand;
 
 } // namespace Cli

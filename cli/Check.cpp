@@ -1,5 +1,6 @@
 #include "cli/Check.h"
 
+#include "cli/PolicyChoice.h"
 #include "cli/PolicyCompiler.h"
 
 #include <CLI/CLI.hpp>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -41,15 +43,9 @@ struct AclCost {
    std::size_t entries = 0;        // their sum
 };
 
-struct Refusal {
-   std::string policy;
-   Family family;
-   std::string message;
-};
-
 struct Costs {
    std::vector<AclCost> acls;
-   std::vector<Refusal> refused;
+   Json refused = Json::array();
    std::size_t entries = 0; // of all ACLs
 };
 
@@ -72,7 +68,7 @@ Costs costsOf(const PolicyChoice& choice, const Agent::PolicyFile& policyFile) {
       const PolicyCompiler::Result result = compiler.compile(policy, family);
       if (result.acl == nullptr) {
          reportRefused(policy, family, result.message);
-         costs.refused.push_back({policy.name.text, family, result.message});
+         costs.refused.push_back(refusedJson(policy, family, result.message));
          return;
       }
       costs.acls.push_back(costOf(policy, family, *result.acl));
@@ -137,35 +133,19 @@ void printJson(const Costs& costs, const std::optional<std::size_t>& budget) {
                       {"entries", acl.entries},
                       {"classes", std::move(classes)}});
    }
-   Json refused = Json::array();
-   for (const Refusal& refusal : costs.refused) {
-      refused.push_back({{"policy", refusal.policy},
-                         {"family", familyName(refusal.family)},
-                         {"message", refusal.message}});
-   }
    const Json document{{"schema", checkJsonSchema},
                        {"acls", std::move(acls)},
-                       {"refused", std::move(refused)},
+                       {"refused", costs.refused},
                        {"totals", {{"entries", costs.entries}}},
                        {"budget", budgetJson(costs, budget)}};
    std::cout << document.dump(2) << '\n';
 }
 
-int run(const Options& options) {
-   const std::optional<Agent::PolicyFile> policyFile = options.choice.load();
-   if (!policyFile) {
-      return exitUsage;
-   }
-   try {
-      const Costs costs = costsOf(options.choice, *policyFile);
-      options.format == "json" ? printJson(costs, options.budget)
-                               : printText(costs, options.budget);
-      const bool over = options.budget && costs.entries > *options.budget;
-      return over || !costs.refused.empty() ? exitRefused : exitDone;
-   } catch (const Agent::PluginError& error) {
-      std::cerr << error.what() << '\n';
-      return exitEnvironment;
-   }
+int run(const Options& options, const Agent::PolicyFile& policyFile) {
+   const Costs costs = costsOf(options.choice, policyFile);
+   options.format == "json" ? printJson(costs, options.budget) : printText(costs, options.budget);
+   const bool over = options.budget && costs.entries > *options.budget;
+   return over || !costs.refused.empty() ? exitRefused : exitDone;
 }
 
 std::function<int()> declare(CLI::App& parser) {
@@ -174,13 +154,14 @@ std::function<int()> declare(CLI::App& parser) {
    parser.add_option("--budget", options->budget, "TCAM entries that there are")
          ->type_name("N")
          ->check(CLI::NonNegativeNumber);
-   parser.add_option("--format", options->format, "text for people, json for programs")
-         ->check(CLI::IsMember({"text", "json"}))
-         ->capture_default_str();
+   declareFormat(parser, options->format);
    parser.footer("Prints the TCAM entries of every policy, family and class.\n"
                  "Exit status: 0 done, 1 a policy was refused or the budget does not suffice,\n"
                  "2 bad usage or policy file, 3 the helper module cannot be used.");
-   return [options] { return run(*options); };
+   return [options] {
+      return options->choice.run(
+            [&](const Agent::PolicyFile& policyFile) { return run(*options, policyFile); });
+   };
 }
 
 } // namespace

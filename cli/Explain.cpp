@@ -3,6 +3,7 @@
 #include "Kiv/Exception.h"
 #include "cli/ExplainCapture.h"
 #include "cli/ExplainPacket.h"
+#include "cli/PolicyChoice.h"
 #include "cli/PolicyCompiler.h"
 #include "rules-client/CaptureFile.h"
 
@@ -63,9 +64,7 @@ Compiled compile(const PolicyChoice& choice, const Agent::PolicyFile& policyFile
          return;
       }
       reportRefused(policy, family, result.message);
-      compiled.refused.push_back({{"policy", policy.name.text},
-                                  {"family", familyName(family)},
-                                  {"message", result.message}});
+      compiled.refused.push_back(refusedJson(policy, family, result.message));
    });
    return compiled;
 }
@@ -119,18 +118,13 @@ int run(const Options& options) {
    if (!packets) {
       return exitUsage;
    }
-   const std::optional<Agent::PolicyFile> policyFile = options.choice.load();
-   if (!policyFile) {
-      return exitUsage;
-   }
    try {
-      return explain(options, *policyFile, *packets);
+      return options.choice.run([&](const Agent::PolicyFile& policyFile) {
+         return explain(options, policyFile, *packets);
+      });
    } catch (const RulesClient::CaptureError& error) {
       std::cerr << error.what() << '\n';
       return exitUsage;
-   } catch (const Agent::PluginError& error) {
-      std::cerr << error.what() << '\n';
-      return exitEnvironment;
    }
 }
 
@@ -146,9 +140,7 @@ std::function<int()> declare(CLI::App& parser) {
          ->take_all();
    what->add_option("--pcap", options->capture, "all packets of a capture file")->type_name("FILE");
    what->require_option(1);
-   parser.add_option("--format", options->format, "text for people, json for programs")
-         ->check(CLI::IsMember({"text", "json"}))
-         ->capture_default_str();
+   declareFormat(parser, options->format);
    parser.footer(
          "A packet is PROTOCOL SOURCE > DESTINATION and any of flags=, checksum=, id=, dscp=,\n"
          "interface= and fragment; ends are ADDRESS:PORT, [IPV6-ADDRESS]:PORT, or without port.\n"

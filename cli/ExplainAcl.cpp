@@ -1,5 +1,6 @@
 #include "cli/ExplainAcl.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace Cli {
@@ -19,22 +20,17 @@ bool ExplainedAcl::concerns(const RulesClient::Packet& packet) const {
 Explanation ExplainedAcl::explain(const RulesClient::Packet& packet) {
    Explanation explanation;
    explanation.entry = table_.hit(packet);
-   std::string_view expected;
-   if (explanation.entry != nullptr) {
-      expected = classOfRule(explanation.entry->rule.view(), family_);
-   }
    for (const Agent::Class* each : classes_) {
-      std::optional<Miss> miss = firstMiss(*each, *hardware_, packet);
-      if (!miss) {
-         explanation.matched = each;
-         break;
-      }
-      explanation.misses.emplace_back(each, std::move(*miss));
+      explanation.misses.push_back(firstMiss(*each, *hardware_, packet));
    }
-   const bool agreed =
-         explanation.matched == nullptr
-               ? explanation.entry == nullptr
-               : explanation.entry != nullptr && expected == explanation.matched->name.text;
+   const auto matched = std::ranges::find_if(explanation.misses,
+                                             [](const std::optional<Miss>& miss) { return !miss; });
+   explanation.matched = static_cast<std::size_t>(matched - explanation.misses.begin());
+   const bool agreed = explanation.entry == nullptr
+                             ? explanation.matched == classes_.size()
+                             : explanation.matched < classes_.size() &&
+                                     classOfRule(explanation.entry->rule.view(), family_) ==
+                                           classes_[explanation.matched]->name.text;
    if (!agreed) {
       throw std::logic_error{table_.key().str() +
                              " does something else than its classes say with " +

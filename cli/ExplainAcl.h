@@ -6,7 +6,7 @@
 #include "cli/PolicyCompiler.h"
 #include "rules-client/AclTable.h"
 
-#include <utility>
+#include <optional>
 #include <vector>
 
 namespace Cli {
@@ -14,9 +14,11 @@ namespace Cli {
 // What becomes of a packet, and why.
 struct Explanation {
    const RulesClient::AclTable::Entry* entry = nullptr; // the one that matches; null: none does
-   const Agent::Class* matched = nullptr;               // its class
-   // The classes before that one, or all, in order, each with the first field that fails.
-   std::vector<std::pair<const Agent::Class*, Miss>> misses;
+   std::size_t matched =
+         0; // index of its class in `ExplainedAcl::classes`; null entry: their number
+   // Of every class, as in `ExplainedAcl::classes`, the first field that fails; absent: none does,
+   // and the class has the packet, or would have it if the one before did not.
+   std::vector<std::optional<Miss>> misses;
 };
 
 class ExplainedAcl {

@@ -82,12 +82,13 @@ void CaptureTotals::countPacket(const Packet& packet) {
 void CaptureTotals::countIn(ExplainedAcl& acl, AclTotals& totals, const Packet& packet) {
    const Explanation explanation = acl.explain(packet);
    totals.packets += 1;
-   for (std::size_t i = 0; i < explanation.misses.size(); ++i) {
+   for (std::size_t i = 0; i < explanation.matched; ++i) {
       // The sample bits are the last that is looked at.
-      totals.classes[i].candidates += explanation.misses[i].second.field == Field::sample ? 1U : 0U;
+      const std::optional<Miss>& miss = explanation.misses[i];
+      totals.classes[i].candidates += miss && miss->field == Field::sample ? 1U : 0U;
    }
    if (explanation.entry != nullptr) {
-      ClassTotals& matched = totals.classes[explanation.misses.size()];
+      ClassTotals& matched = totals.classes[explanation.matched];
       const U64 sampled = explanation.entry->sampled ? 1 : 0;
       matched.candidates += 1;
       matched.matched += 1;

@@ -55,7 +55,7 @@ std::string rangesText(const std::vector<const PortEntry*>& entries,
          }
       }
    }
-   return texts.empty() ? "a port entry without ranges matches nothing" : joined(texts, ", ");
+   return texts.empty() ? "one of an empty list of ranges" : joined(texts, ", ");
 }
 
 // A side without ranges matches every port, also the missing one of a later fragment.

@@ -20,7 +20,8 @@ std::string markText(const Agent::Class& matched, U8 dscp) {
                 : fmt::format(" (the class sets {}, but its rules rewrite no bits)", set->dscp);
 }
 
-std::string resultText(const Explanation& explanation, const Packet& packet) {
+std::string resultText(const ExplainedAcl& acl, const Explanation& explanation,
+                       const Packet& packet) {
    if (explanation.entry == nullptr) {
       return "not sampled: no rule matches";
    }
@@ -28,20 +29,27 @@ std::string resultText(const Explanation& explanation, const Packet& packet) {
    return fmt::format("{}, DSCP {}{}", explanation.entry->sampled ? "sampled" : "not sampled",
                       dscp == packet.dscp ? fmt::format("stays {}", dscp)
                                           : fmt::format("{} becomes {}", packet.dscp, dscp),
-                      markText(*explanation.matched, dscp));
+                      markText(*acl.classes()[explanation.matched], dscp));
+}
+
+// What the packet and the class at the index `i` have to do with each other.
+std::string classText(const Explanation& explanation, std::size_t i) {
+   if (const std::optional<Miss>& miss = explanation.misses[i]) {
+      return fmt::format("no, {}: wanted {}, found {}", fieldName(miss->field), miss->wanted,
+                         miss->found);
+   }
+   return i == explanation.matched ? fmt::format("yes, rule {} {}", explanation.entry->index,
+                                                 explanation.entry->rule.view())
+                                   : "not reached: an earlier class has the packet";
 }
 
 std::string aclText(ExplainedAcl& acl, const Packet& packet) {
    const Explanation explanation = acl.explain(packet);
    std::string text =
-         fmt::format("   {}: {}\n", acl.table().key().view(), resultText(explanation, packet));
-   for (const auto& [each, miss] : explanation.misses) {
-      text += fmt::format("      class {}: no, {}: wanted {}, found {}\n", each->name.text,
-                          fieldName(miss.field), miss.wanted, miss.found);
-   }
-   if (explanation.entry != nullptr) {
-      text += fmt::format("      class {}: yes, rule {} {}\n", explanation.matched->name.text,
-                          explanation.entry->index, explanation.entry->rule.view());
+         fmt::format("   {}: {}\n", acl.table().key().view(), resultText(acl, explanation, packet));
+   for (std::size_t i = 0; i < acl.classes().size(); ++i) {
+      text += fmt::format("      class {}: {}\n", acl.classes()[i]->name.text,
+                          classText(explanation, i));
    }
    return text;
 }
@@ -50,11 +58,17 @@ Json aclJson(ExplainedAcl& acl, const Packet& packet) {
    const Explanation explanation = acl.explain(packet);
    const auto* entry = explanation.entry;
    Json misses = Json::array();
-   for (const auto& [each, miss] : explanation.misses) {
-      misses.push_back({{"class", each->name.text},
-                        {"field", fieldName(miss.field)},
-                        {"wanted", miss.wanted},
-                        {"found", miss.found}});
+   Json notReached = Json::array();
+   for (std::size_t i = 0; i < acl.classes().size(); ++i) {
+      const std::string& name = acl.classes()[i]->name.text;
+      if (const std::optional<Miss>& miss = explanation.misses[i]) {
+         misses.push_back({{"class", name},
+                           {"field", fieldName(miss->field)},
+                           {"wanted", miss->wanted},
+                           {"found", miss->found}});
+      } else if (i != explanation.matched) {
+         notReached.push_back(name);
+      }
    }
    Json json{{"acl", acl.table().key().view()},
              {"policy", acl.policy().name.text},
@@ -63,10 +77,11 @@ Json aclJson(ExplainedAcl& acl, const Packet& packet) {
              {"class", nullptr},
              {"sampled", entry != nullptr && entry->sampled},
              {"dscp", entry == nullptr ? packet.dscp : entry->dscpAfter(packet.dscp)},
-             {"notMatched", std::move(misses)}};
+             {"notMatched", std::move(misses)},
+             {"notReached", std::move(notReached)}};
    if (entry != nullptr) {
       json["rule"] = {{"index", entry->index}, {"name", entry->rule.view()}};
-      json["class"] = explanation.matched->name.text;
+      json["class"] = acl.classes()[explanation.matched]->name.text;
    }
    return json;
 }

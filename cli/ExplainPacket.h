@@ -15,7 +15,7 @@ std::string explainPacketsText(std::vector<ExplainedAcl>& acls,
                                const std::vector<RulesClient::Packet>& packets);
 
 // For programs: a list of {"packet", "acls"}; a packet that matches no rule has null for "rule" and
-// "class".
+// "class". "notReached" are the classes behind "class" that would have the packet without it.
 nlohmann::ordered_json explainPacketsJson(std::vector<ExplainedAcl>& acls,
                                           const std::vector<RulesClient::Packet>& packets);
 

@@ -3,6 +3,8 @@
 #include "cli/Check.h"
 #include "cli/Compile.h"
 #include "cli/Explain.h"
+#include "cli/Trace.h"
+#include "cli/Types.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,7 +16,8 @@ namespace {
 
 const Cli::Command* const commands[] = {
       &Cli::compileCommand, &Cli::checkCommand,  &Cli::explainCommand, &Cli::agentCommand,
-      &Cli::showCommand,    &Cli::statusCommand, &Cli::reloadCommand};
+      &Cli::showCommand,    &Cli::statusCommand, &Cli::reloadCommand,  &Cli::traceLevelsCommand,
+      &Cli::traceCommand,   &Cli::typesCommand};
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};

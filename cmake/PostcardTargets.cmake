@@ -137,17 +137,27 @@ function(postcard_executable name)
    postcard_plain_executable(${name} "${sources}" ${arg_DEPENDS})
 endfunction()
 
-# The places a test or benchmark needs: sources (golden files, examples), libraries and modules, programs.
-function(postcard_add_places name)
+# The places a test, benchmark or fuzz target needs: sources (golden files, examples), libraries and modules,
+# programs. Tests run in the build folder and know them from there, so that equal sources compile equally wherever
+# they lie, and ccache finds them; the others run anywhere.
+function(postcard_add_places name base)
+   set(source "${PROJECT_SOURCE_DIR}")
+   set(binary "${PROJECT_BINARY_DIR}")
+   if(base STREQUAL RELATIVE)
+      file(RELATIVE_PATH source "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+      string(REGEX REPLACE "/$" "" source "${source}")
+      set(binary ".")
+   endif()
    target_compile_definitions(${name} PRIVATE
-      POSTCARD_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-      POSTCARD_LIB_DIR="${PROJECT_BINARY_DIR}/lib"
-      POSTCARD_MODULE_DIR="${PROJECT_BINARY_DIR}/lib/postcard"
-      POSTCARD_BIN_DIR="${PROJECT_BINARY_DIR}/bin")
+      POSTCARD_SOURCE_DIR="${source}"
+      POSTCARD_LIB_DIR="${binary}/lib"
+      POSTCARD_MODULE_DIR="${binary}/lib/postcard"
+      POSTCARD_BIN_DIR="${binary}/bin")
    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
 endfunction()
 
-# GoogleTest and RapidCheck are linked; main() is GoogleTest's unless the folder has a main.cpp.
+# GoogleTest and RapidCheck are linked; main() is that of tests/support, which fails a test that leaves objects
+# behind.
 function(postcard_test name)
    if(NOT POSTCARD_BUILD_TESTS)
       return()
@@ -159,13 +169,12 @@ function(postcard_test name)
       return()
    endif()
    postcard_plain_executable(test-${name} "${sources}" ${arg_DEPENDS})
-   postcard_add_places(test-${name})
+   postcard_add_places(test-${name} RELATIVE)
    target_link_libraries(test-${name} PRIVATE postcard::rapidcheck postcard::gtest)
-   if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/main.cpp")
-      target_link_libraries(test-${name} PRIVATE GTest::gtest_main)
-   endif()
+   postcard_depend_later(test-${name} PRIVATE TestMain)
    # Death tests run the binary anew: forking a process that has threads or open rings proves little.
-   add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe)
+   add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe
+            WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
    set_tests_properties(${name} PROPERTIES TIMEOUT 300)
 endfunction()
 
@@ -176,7 +185,7 @@ function(postcard_benchmark name)
    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
    postcard_sources(sources)
    postcard_plain_executable(bench-${name} "${sources}" ${arg_DEPENDS})
-   postcard_add_places(bench-${name})
+   postcard_add_places(bench-${name} ABSOLUTE)
    target_link_libraries(bench-${name} PRIVATE postcard::benchmark)
    if(NOT EXISTS "${CMAKE_CURRENT_SOURCE_DIR}/main.cpp")
       target_link_libraries(bench-${name} PRIVATE benchmark::benchmark_main)
@@ -193,7 +202,7 @@ function(postcard_fuzzer name)
    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
    postcard_sources(sources)
    postcard_plain_executable(fuzz-${name} "${sources}" ${arg_DEPENDS})
-   postcard_add_places(fuzz-${name})
+   postcard_add_places(fuzz-${name} ABSOLUTE)
    target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
    if(NOT TARGET fuzzers)
       add_custom_target(fuzzers)

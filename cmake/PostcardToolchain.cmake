@@ -22,7 +22,7 @@ if(POSTCARD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
    if(POSTCARD_CCACHE_PROGRAM)
       # Build folders share results: the folder's own name enters nothing but the debug information.
       set(CMAKE_CXX_COMPILER_LAUNCHER
-          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "${POSTCARD_CCACHE_PROGRAM}")
+          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "${POSTCARD_CCACHE_PROGRAM}")
    endif()
 endif()
 
@@ -50,3 +50,18 @@ target_compile_options(postcard-warnings INTERFACE
    $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> # reports "text" + std::string in its own library (gcc 12)
    $<$<CXX_COMPILER_ID:Clang>:-Winconsistent-missing-override>
    $<$<BOOL:${POSTCARD_WERROR}>:-Werror>)
+
+# Makes a target call the C library's checked functions (a copy past its target, a format that writes from
+# writable memory). They need an optimiser, and sanitizers bring checks of their own.
+function(postcard_checked_functions name)
+   if(POSTCARD_SANITIZE)
+      return()
+   endif()
+   foreach(config IN ITEMS Debug Release RelWithDebInfo MinSizeRel)
+      string(TOUPPER "CMAKE_CXX_FLAGS_${config}" flags)
+      if("${CMAKE_CXX_FLAGS} ${${flags}} " MATCHES "-O[1-3sg] ")
+         target_compile_options(${name} PRIVATE
+            "$<$<CONFIG:${config}>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+      endif()
+   endforeach()
+endfunction()

@@ -89,14 +89,15 @@ Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorit
    U32 nextRuleIndex = 0;
    for (const auto& rule : rules.rule()) {
       const PolicyMap::AclRuleKey& key = rule.value();
-      RINGLOG_TRACE(5, "Class Map : {}", key.className());
+      RINGLOG_TRACE_OF("updateRulesInAclConfig", 5, "Class Map : {}", key.className());
       const TrafficClassData classData =
             Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
                   policyData->classData(key.className()));
       Kiv::String error = checkClass(key, classData, hwCapability());
       if (!error.empty()) {
-         RINGLOG_TRACE(0, "Policy : {}, Acl Type : {}, Class Map : {}, Error {}", policyData->key(),
-                       aclType, key.className(), error);
+         RINGLOG_TRACE_OF("updateRulesInAclConfig", 0,
+                          "Policy : {}, Acl Type : {}, Class Map : {}, Error {}", policyData->key(),
+                          aclType, key.className(), error);
          return error;
       }
       nextRuleIndex = addRules(key, policyData, classData, aclConfig, nextRuleIndex);

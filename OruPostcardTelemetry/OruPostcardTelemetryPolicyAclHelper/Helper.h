@@ -121,19 +121,25 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    static constexpr auto kivOperations();
 
  private:
+   // What these do is traced as the work of the operation that needs it. Where two operations share
+   // one, the template argument tells them apart.
    // PolicyLifecycle.
+   template <class Operation>
    void addAttachedInterfaces(const PolicyData& policyData, MatchOption matchOption,
-                              const AclConfig& aclConfig, std::string_view function);
+                              const AclConfig& aclConfig);
    void carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
                          PostcardTelemetryAclConfig& newConfig);
+   template <class Operation>
    Kiv::String finishRuleGeneration(const Kiv::String& status);
    void asyncOutcome(const Kiv::String& status);
    // InterfaceBinding.
-   struct IntfChange;
-   Kiv::String changeIntf(const IntfChange& change, const PolicyData& policyData,
-                          Orlix::IntfId intf, MatchOption matchOption);
-   Kiv::String uncommittedIntfChange(const IntfChange& change, const PolicyData& policyData,
-                                     MatchOption matchOption, const AclConfig& aclConfig);
+   template <class Change>
+   Kiv::String changeIntf(const PolicyData& policyData, Orlix::IntfId intf,
+                          Orlix::IntfId logicalIntf, const L3::VrfName& vrfName,
+                          MatchOption matchOption);
+   template <class Change>
+   Kiv::String uncommittedIntfChange(const PolicyData& policyData, MatchOption matchOption,
+                                     const AclConfig& aclConfig);
    // ClassMapWalk.
    Kiv::String walkClasses(const PolicyMap::RulePriorityData& rules, const PolicyData& policyData,
                            Acl::AclType aclType, const AclConfig& aclConfig);

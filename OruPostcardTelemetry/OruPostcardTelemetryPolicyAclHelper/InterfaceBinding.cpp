@@ -8,13 +8,31 @@
 
 namespace OruPostcardTelemetry {
 
-// What tells the two operations apart.
-struct OruPostcardPolicyAclHelper::IntfChange {
-   bool remove;
-   std::string_view function;    // text of the operation
-   std::string_view nonExistent; // messages, up to "Policy :"
-   std::string_view nonCommitted;
+namespace {
+
+// What tells the two operations apart: their names, and the messages up to "Policy :".
+struct Addition {
+   static constexpr bool remove = false;
+   static constexpr const char* name = "addIntfToPolicy";
+   static constexpr std::string_view text = FunctionText::addIntfToPolicy;
+   static constexpr std::string_view nonExistent =
+         "Add Interface to Policy received for a non-existent policy, Policy :";
+   static constexpr std::string_view nonCommitted =
+         "Add Interface to Policy received for a non committed policy, "
+         "aborting further processing,  Policy :";
 };
+struct Removal {
+   static constexpr bool remove = true;
+   static constexpr const char* name = "removeIntfFromPolicy";
+   static constexpr std::string_view text = FunctionText::removeIntfFromPolicy;
+   static constexpr std::string_view nonExistent =
+         "Remove Interface from Policy received for a non-existent policy, Policy :";
+   static constexpr std::string_view nonCommitted =
+         "Remove Interface from Policy received for a non committed policy, "
+         "aborting further processing,  Policy :";
+};
+
+} // namespace
 
 void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfig& aclConfig,
                                                        Orlix::IntfId intf, bool remove) {
@@ -35,18 +53,7 @@ Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyData& policy
                                                         Orlix::IntfId logicalIntf,
                                                         L3::VrfName vrfName,
                                                         MatchOption matchOption) {
-   RINGLOG_ENTRY();
-   RINGLOG_TRACE(9,
-                 "Policy : {}, Match Type : {}, Interface : {}, Logical Interface : {}, "
-                 "VRF Name : {}, Match Type : {}",
-                 policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
-                 logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
-   static constexpr IntfChange add{
-         false, FunctionText::addIntfToPolicy,
-         "Add Interface to Policy received for a non-existent policy, Policy :",
-         "Add Interface to Policy received for a non committed policy, "
-         "aborting further processing,  Policy :"};
-   return changeIntf(add, policyData, intf, matchOption);
+   return changeIntf<Addition>(policyData, intf, logicalIntf, vrfName, matchOption);
 }
 
 Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& policyData,
@@ -54,41 +61,38 @@ Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& p
                                                              Orlix::IntfId logicalIntf,
                                                              L3::VrfName vrfName,
                                                              MatchOption matchOption) {
-   RINGLOG_ENTRY();
-   RINGLOG_TRACE(9,
-                 "Policy : {}, Match Type : {}, Interface : {}, Logical Interface : {}, "
-                 "VRF Name : {}, Match Type : {}",
-                 policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
-                 logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
-   static constexpr IntfChange removal{
-         true, FunctionText::removeIntfFromPolicy,
-         "Remove Interface from Policy received for a non-existent policy, Policy :",
-         "Remove Interface from Policy received for a non committed policy, "
-         "aborting further processing,  Policy :"};
-   return changeIntf(removal, policyData, intf, matchOption);
+   return changeIntf<Removal>(policyData, intf, logicalIntf, vrfName, matchOption);
 }
 
-Kiv::String OruPostcardPolicyAclHelper::changeIntf(const IntfChange& change,
-                                                   const PolicyData& policyData, Orlix::IntfId intf,
+template <class Change>
+Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData, Orlix::IntfId intf,
+                                                   Orlix::IntfId logicalIntf,
+                                                   const L3::VrfName& vrfName,
                                                    MatchOption matchOption) {
+   RINGLOG_TRACE_OF(Change::name, 8, "");
+   RINGLOG_TRACE_OF(Change::name, 9,
+                    "Policy : {}, Match Type : {}, Interface : {}, Logical Interface : {}, "
+                    "VRF Name : {}, Match Type : {}",
+                    policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
+                    logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
    const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
-      const Kiv::String error = policyMessage(change.nonExistent, policyData->key(), matchOption);
-      RINGLOG_TRACE(0, "Error: {}", error);
-      contractBroken(change.function, "0");
+      const Kiv::String error = policyMessage(Change::nonExistent, policyData->key(), matchOption);
+      RINGLOG_TRACE_OF(Change::name, 0, "Error: {}", error);
+      contractBroken(Change::text, "0");
    }
    if (aclConfig->ruleByNames() == 0) {
       // Such a configuration keeps the interfaces with which it was built.
       const Kiv::String error =
             Kiv::String::join({"No rules configured in policy ", " ", aclConfig->aclConfigKey()});
-      RINGLOG_TRACE(5, "Error: {}", error);
+      RINGLOG_TRACE_OF(Change::name, 5, "Error: {}", error);
       asyncOutcome({});
       return {};
    }
-   updateIntfInAclConfig(aclConfig, intf, change.remove);
-   RINGLOG_TRACE(5, "Programmed Policy : {}", aclConfig->programmedPolicy());
+   updateIntfInAclConfig(aclConfig, intf, Change::remove);
+   RINGLOG_TRACE_OF(Change::name, 5, "Programmed Policy : {}", aclConfig->programmedPolicy());
    if (!aclConfig->programmedPolicy()) {
-      return uncommittedIntfChange(change, policyData, matchOption, aclConfig);
+      return uncommittedIntfChange<Change>(policyData, matchOption, aclConfig);
    }
    updateRulesClientConfig(policyIntfUpdate, aclConfig, intf);
    return {};
@@ -96,16 +100,16 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const IntfChange& change,
 
 // The change is kept but not passed on. Once the rules client has reported on the configuration,
 // its latest text tells the operator more than ours.
-Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const IntfChange& change,
-                                                              const PolicyData& policyData,
+template <class Change>
+Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const PolicyData& policyData,
                                                               MatchOption matchOption,
                                                               const AclConfig& aclConfig) {
-   Kiv::String result = policyMessage(change.nonCommitted, policyData->key(), matchOption);
-   RINGLOG_TRACE(0, "Error: {}", result);
+   Kiv::String result = policyMessage(Change::nonCommitted, policyData->key(), matchOption);
+   RINGLOG_TRACE_OF(Change::name, 0, "Error: {}", result);
    const auto& status = aclConfig->aclConfigStatus();
    if (const U32 currentIndex = status->currentIndex(); currentIndex != 0) {
-      if (change.remove) {
-         RINGLOG_TRACE(5, "currentIndex : {}", currentIndex);
+      if constexpr (Change::remove) {
+         RINGLOG_TRACE_OF(Change::name, 5, "currentIndex : {}", currentIndex);
       }
       result = status->statusInOrder(currentIndex - 1);
    }

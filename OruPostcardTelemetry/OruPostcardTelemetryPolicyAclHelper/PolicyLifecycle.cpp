@@ -31,22 +31,31 @@ void requireAttached(std::size_t interfaces, std::string_view expression, std::s
    }
 }
 
+// The two operations that build a configuration.
+struct Creation {
+   static constexpr const char* name = "createPolicy";
+   static constexpr std::string_view text = FunctionText::createPolicy;
+};
+struct Recreation {
+   static constexpr const char* name = "recreatePolicy";
+   static constexpr std::string_view text = FunctionText::recreatePolicy;
+};
+
 } // namespace
 
-// `function` is the text of the operation on whose behalf this is done.
+template <class Operation>
 void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyData& policyData,
                                                        MatchOption matchOption,
-                                                       const AclConfig& aclConfig,
-                                                       std::string_view function) {
+                                                       const AclConfig& aclConfig) {
    if (matchOption == PolicyMap::matchIpv6AccessGroup()) {
-      RINGLOG_TRACE(5, "Adding interface from intf6");
-      requireAttached(policyData->intf6s(), "policyData->intf6s()", function);
+      RINGLOG_TRACE_OF(Operation::name, 5, "Adding interface from intf6");
+      requireAttached(policyData->intf6s(), "policyData->intf6s()", Operation::text);
       for (const auto& intf : policyData->intf6()) {
          updateIntfInAclConfig(aclConfig, intf.key(), false);
       }
    } else {
-      RINGLOG_TRACE(5, "Adding interface from intf4");
-      requireAttached(policyData->intf4s(), "policyData->intf4s()", function);
+      RINGLOG_TRACE_OF(Operation::name, 5, "Adding interface from intf4");
+      requireAttached(policyData->intf4s(), "policyData->intf4s()", Operation::text);
       for (const auto& intf : policyData->intf4()) {
          updateIntfInAclConfig(aclConfig, intf.key(), false);
       }
@@ -54,13 +63,14 @@ void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyData& policyD
 }
 
 // A policy without rules is no error to the agent: the operator may be about to add some.
+template <class Operation>
 Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& status) {
    if (status.empty()) {
       return status;
    }
-   RINGLOG_TRACE(5, "Original Return Status: {}", status);
+   RINGLOG_TRACE_OF(Operation::name, 5, "Original Return Status: {}", status);
    Kiv::String result = status.contains("No rules configured in policy") ? Kiv::String{} : status;
-   RINGLOG_TRACE(5, "Modified Return Status: {}", result);
+   RINGLOG_TRACE_OF(Operation::name, 5, "Modified Return Status: {}", result);
    asyncOutcome(result);
    return result;
 }
@@ -74,10 +84,10 @@ Kiv::String OruPostcardPolicyAclHelper::createPolicy(const PolicyData& policyDat
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
-   requireSupportedMatchOption(matchOption, FunctionText::createPolicy);
+   requireSupportedMatchOption(matchOption, Creation::text);
    const AclConfig aclConfig = createAclConfig(policyData, matchOption);
-   addAttachedInterfaces(policyData, matchOption, aclConfig, FunctionText::createPolicy);
-   return finishRuleGeneration(updateRulesInAclConfig(policyData, matchOption));
+   addAttachedInterfaces<Creation>(policyData, matchOption, aclConfig);
+   return finishRuleGeneration<Creation>(updateRulesInAclConfig(policyData, matchOption));
 }
 
 Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyData& policyData,
@@ -85,14 +95,14 @@ Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyData& policyD
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
-   requireSupportedMatchOption(matchOption, FunctionText::recreatePolicy);
+   requireSupportedMatchOption(matchOption, Recreation::text);
    const AclConfig oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    deleteAclConfig(policyData, matchOption); // ends the process when there is no old one
    const AclConfig newConfig = createAclConfig(policyData, matchOption);
-   addAttachedInterfaces(policyData, matchOption, newConfig, FunctionText::recreatePolicy);
+   addAttachedInterfaces<Recreation>(policyData, matchOption, newConfig);
    const Kiv::String status = updateRulesInAclConfig(policyData, matchOption);
    carryHistoryOver(*oldConfig, *newConfig);
-   return finishRuleGeneration(status);
+   return finishRuleGeneration<Recreation>(status);
 }
 
 // After the rules are made, so that the old flags win over whatever making them did. The texts are
@@ -100,14 +110,17 @@ Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyData& policyD
 void OruPostcardPolicyAclHelper::carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
                                                   PostcardTelemetryAclConfig& newConfig) {
    newConfig.programmedPolicyIs(oldConfig.programmedPolicy());
-   RINGLOG_TRACE(5, "Programmed Policy : {}", newConfig.programmedPolicy());
+   RINGLOG_TRACE_OF(Recreation::name, 5, "Programmed Policy : {}", newConfig.programmedPolicy());
    newConfig.rulesClientUpdatedIs(oldConfig.rulesClientUpdated());
-   RINGLOG_TRACE(5, "Rules Client Updated : {}", newConfig.rulesClientUpdated());
+   RINGLOG_TRACE_OF(Recreation::name, 5, "Rules Client Updated : {}",
+                    newConfig.rulesClientUpdated());
    const auto& oldStatus = *oldConfig.aclConfigStatus();
-   RINGLOG_TRACE(5, "Number of Statuses Strings in Old Config : {}", oldStatus.statusInOrders());
+   RINGLOG_TRACE_OF(Recreation::name, 5, "Number of Statuses Strings in Old Config : {}",
+                    oldStatus.statusInOrders());
    U32 index = 0;
    for (const auto& status : oldStatus.statusInOrder()) {
-      RINGLOG_TRACE(5, "Status : {} Current Index : {}", status.value(), index);
+      RINGLOG_TRACE_OF(Recreation::name, 5, "Status : {} Current Index : {}", status.value(),
+                       index);
       newConfig.aclConfigStatus()->statusInOrderIs(index, status.value());
       ++index;
       newConfig.aclConfigStatus()->currentIndexIs(index);

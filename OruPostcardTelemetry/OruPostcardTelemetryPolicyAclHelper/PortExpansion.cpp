@@ -20,7 +20,8 @@ namespace {
 
 using Blocks = std::vector<Orlix::RangeMaskGen<U16>::Entry>;
 
-// The blocks of all ranges one after another. Ranges that overlap give blocks that do.
+// The blocks of all ranges one after another. Ranges that overlap give blocks that do. No bound may
+// be above 65535; whoever makes a filter sees to it.
 Blocks blocksOf(const Kiv::RbTreeSet<Classification::NumericalRange>& ranges) {
    Blocks blocks;
    for (const auto& range : ranges) {
@@ -101,11 +102,13 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
                                                   const Rule& ruleConfig,
                                                   const AclConfig& aclConfig, bool expandTcpFlags,
                                                   U32 nextRuleIndex) {
-   RINGLOG_TRACE(5, "Structured Filter with Proto fields, Sports : {}, Dports : {}", entry.sports(),
-                 entry.dports());
+   RINGLOG_TRACE_OF("addRulesPortField", 5,
+                    "Structured Filter with Proto fields, Sports : {}, Dports : {}", entry.sports(),
+                    entry.dports());
    const Blocks srcVect = blocksOf(entry.sport());
    const Blocks dstVect = blocksOf(entry.dport());
-   RINGLOG_TRACE(5, "srcVect.size() : {} dstVect.size() : {}", srcVect.size(), dstVect.size());
+   RINGLOG_TRACE_OF("addRulesPortField", 5, "srcVect.size() : {} dstVect.size() : {}",
+                    srcVect.size(), dstVect.size());
    const std::size_t pairs =
          std::max<std::size_t>(srcVect.size(), 1) * std::max<std::size_t>(dstVect.size(), 1);
    aclConfig->ruleByNameReserve(aclConfig->ruleByNames() + pairs);
@@ -116,17 +119,20 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
    };
    if (srcVect.empty()) {
       for (const auto& dst : dstVect) {
-         RINGLOG_TRACE(5, "Only Dport Data : 0x{:x}, Mask : 0x{:x}", dst.data, dst.mask);
+         RINGLOG_TRACE_OF("addRulesPortField", 5, "Only Dport Data : 0x{:x}, Mask : 0x{:x}",
+                          dst.data, dst.mask);
          addRule(false, {}, true, portMatch(dst));
       }
    }
    for (const auto& src : srcVect) {
-      RINGLOG_TRACE(5, "Sport Data : 0x{:x}, Mask : 0x{:x}", src.data, src.mask);
+      RINGLOG_TRACE_OF("addRulesPortField", 5, "Sport Data : 0x{:x}, Mask : 0x{:x}", src.data,
+                       src.mask);
       if (dstVect.empty()) {
          addRule(true, portMatch(src), false, {});
       }
       for (const auto& dst : dstVect) {
-         RINGLOG_TRACE(5, "Dport Data : 0x{:x}, Mask : 0x{:x}", dst.data, dst.mask);
+         RINGLOG_TRACE_OF("addRulesPortField", 5, "Dport Data : 0x{:x}, Mask : 0x{:x}", dst.data,
+                          dst.mask);
          addRule(true, portMatch(src), true, portMatch(dst));
       }
    }

@@ -45,9 +45,9 @@ void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
    }
    ruleAction.dscpDataAndMaskIs(DscpDataAndMask{dscpAction->dscp(), 0x3F});
    ruleAction.actionIs(RuleAction::setDscpAction);
-   RINGLOG_TRACE(5, "Setting action Dscp, Value : 0x{:x}, Mask : 0x{:x}",
-                 ruleAction.dscpDataAndMask().dscpData().value(),
-                 ruleAction.dscpDataAndMask().dscpMask());
+   RINGLOG_TRACE_OF("updateRuleAction", 5, "Setting action Dscp, Value : 0x{:x}, Mask : 0x{:x}",
+                    ruleAction.dscpDataAndMask().dscpData().value(),
+                    ruleAction.dscpDataAndMask().dscpMask());
 }
 
 // Without a plain sample action nothing asks for a share of the packets, and the rule takes all.
@@ -103,10 +103,10 @@ void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
    if (match != nullptr && sampleMask == 0) {
       contractBroken(FunctionText::addRules, R"(sampleMask && "Sample Mask should be non zero")");
    }
-   RINGLOG_TRACE(5, "Sample data : 0x{:x} Sample Mask : 0x{:x} Sample Version : {} ", sampleData,
-                 sampleMask, sampleVersion);
+   RINGLOG_TRACE_OF("addRules", 5, "Sample data : 0x{:x} Sample Mask : 0x{:x} Sample Version : {} ",
+                    sampleData, sampleMask, sampleVersion);
    if (ignoreSampleData(classData)) {
-      RINGLOG_TRACE(5, "Setting Sample mask to zero");
+      RINGLOG_TRACE_OF("addRules", 5, "Setting Sample mask to zero");
       sampleMask = 0;
    }
    if (sampleMask == 0) {
@@ -124,16 +124,16 @@ U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfig& aclConfig, 
    const bool tcp = sf->protoFieldHas(singleProtocol(protocolTcp));
    const bool udp = sf->protoFieldHas(singleProtocol(protocolUdp));
    if (!tcp && !udp) {
-      RINGLOG_TRACE(5, "Creating rules for TCP and UDP protocols");
+      RINGLOG_TRACE_OF("addRules", 5, "Creating rules for TCP and UDP protocols");
       nextRuleIndex = addRulesProtoField(aclConfig, rule, sf, protocolTcp, nextRuleIndex);
       return addRulesProtoField(aclConfig, rule, sf, protocolUdp, nextRuleIndex);
    }
    if (tcp) {
-      RINGLOG_TRACE(5, "Creating rules for TCP protocol");
+      RINGLOG_TRACE_OF("addRules", 5, "Creating rules for TCP protocol");
       nextRuleIndex = addRulesProtoField(aclConfig, rule, sf, protocolTcp, nextRuleIndex);
    }
    if (udp) {
-      RINGLOG_TRACE(5, "Creating rules for UDP protocol");
+      RINGLOG_TRACE_OF("addRules", 5, "Creating rules for UDP protocol");
       nextRuleIndex = addRulesProtoField(aclConfig, rule, sf, protocolUdp, nextRuleIndex);
    }
    return nextRuleIndex;

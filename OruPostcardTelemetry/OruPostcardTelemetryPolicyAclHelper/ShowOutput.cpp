@@ -14,7 +14,9 @@ namespace {
 // Writes the blocks of one show command.
 class Show {
  public:
-   Show(int fd, bool tcpFlagsSupported) : fd_{fd}, tcpFlagsSupported_{tcpFlagsSupported} {}
+   // The capability is needed where there is a filter to show.
+   Show(int fd, const PostcardTelemetry::HwCapability* hwCapability)
+      : fd_{fd}, hwCapability_{hwCapability} {}
 
    void aclConfig(const PostcardTelemetryAclConfig& config) const {
       separator();
@@ -81,7 +83,7 @@ class Show {
       } else {
          field("Destination Port:", "Not Configured");
       }
-      if (tcpFlagsSupported_) {
+      if (hwCapability_->tcpFlagsSupported()) {
          tcpFlags(filter.tcpFlagAndMask());
       }
       field("Protocol:", filter.proto().value());
@@ -145,7 +147,7 @@ class Show {
    }
 
    int fd_;
-   bool tcpFlagsSupported_;
+   const PostcardTelemetry::HwCapability* hwCapability_;
 };
 
 } // namespace
@@ -156,8 +158,8 @@ void OruPostcardPolicyAclHelper::showPostcardAcl(U32 socket) const {
    if (::fcntl(static_cast<int>(socket), F_GETFD) == -1) {
       return;
    }
+   const Show show{static_cast<int>(socket), hwCapability().get()};
    for (const auto& config : aclConfigColl()) {
-      const Show show{static_cast<int>(socket), hwCapability()->tcpFlagsSupported()};
       show.aclConfig(*config.value());
    }
 }

@@ -19,6 +19,7 @@ class RuleAction : public Kiv::Entity {
    KIV_ENTITY(RuleAction, Kiv::Entity, "OruPostcardTelemetry::RuleAction");
    KIV_ATTRIBUTE(130, DscpDataAndMask,
                  dscpDataAndMask); // means something with `setDscpAction` only
+   // A set of enumerators is one word: it holds numbers up to 63, and RangeError refuses others.
    KIV_COLLECTION(131, action, Kiv::HashSet2018<Action, 1484032339>);
 
  public:

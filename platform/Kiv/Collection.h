@@ -1,10 +1,15 @@
 // What all collections share: how a change of a collection is reported to whoever publishes it.
 //
 // Every collection offers
-//   Key, isSet                                     the key's type; whether there is nothing but
-//   keys size(), empty(), has(key), begin(), end()      reading; iterators have key(), and value()
-//   or -> get(key)                                       the element: null, empty or false when
-//   absent is(…, report), del(key, report), clear(report) changing
+//   Key, isSet                        the key's type; whether there is nothing but keys
+//   isOrdered                         whether it is walked in ascending key order
+//   ownsElements                      whether its elements are its own, not objects of others
+//   kivCollectionName                 its name in type texts
+//   size(), empty(), has(key),        reading; iterators have key(), and value() or ->
+//   begin(), end()
+//   get(key)                          the element: null, empty or false when absent
+//   is(report, …), del(report, key),  changing
+//   clear(report)
 // and calls `report(key, old)` after each effective change, with the old element (null when there
 // was none), while the old element is still held. A reporter may change the collection itself; to
 // end it, together with its owner, is allowed except while it is being cleared.

@@ -40,6 +40,10 @@ class Entity : public Pello::Counted {
    static constexpr U16 kivFirstRow = 2;
    static constexpr bool kivPublished = false;
 
+   // An object is what its constants say, and others know it by them: it is copied attribute by
+   // attribute, by its type's `copy`.
+   Entity(const Entity&) = delete;
+   Entity& operator=(const Entity&) = delete;
    ~Entity() override;
    // Where changes of this object are published; null for a type that publishes nothing. The
    // object owns it.
@@ -162,11 +166,21 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 // An attribute with the setter `nameIs`; what follows the name is its default.
 #define KIV_ATTRIBUTE(id, Type, name, ...)                                                         \
  public:                                                                                           \
+   void name##Is(Type value) {                                                                     \
+      Kiv::setAttribute<id>(*this, name##_, std::move(value));                                     \
+   }                                                                                               \
+   KIV_RULED_ATTRIBUTE(id, Type, name, __VA_ARGS__)
+
+// The same with a setter that has a rule of its own: `void nameIs(Type value)` is written by hand
+// beside it and ends in `Kiv::setAttribute<id>(*this, name_, …)`. Whoever sets the attribute, also
+// by reflection or in a copy, calls it.
+#define KIV_RULED_ATTRIBUTE(id, Type, name, ...)                                                   \
+ public:                                                                                           \
    const Type& name() const {                                                                      \
       return name##_;                                                                              \
    }                                                                                               \
-   void name##Is(Type value) {                                                                     \
-      Kiv::setAttribute<id>(*this, name##_, std::move(value));                                     \
+   static void kivSet(Kiv::RowId<id>, KivSelf& owner, Type value) {                                \
+      owner.name##Is(std::move(value));                                                            \
    }                                                                                               \
    KIV_ROW(id, name, value, Type)                                                                  \
                                                                                                    \

@@ -1,6 +1,7 @@
 #include "Kiv/Enumeration.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace Kiv {
 
@@ -41,6 +42,15 @@ U8 enumByName(const EnumTable& table, std::string_view name) {
                        0};
    }
    return found->value;
+}
+
+U8 enumByPrintedName(const EnumTable& table, std::string_view name) {
+   U8 number = 0;
+   const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+   if (error == std::errc{} && enumName(table, number) == name) {
+      return number;
+   }
+   return enumByName(table, name);
 }
 
 } // namespace Kiv

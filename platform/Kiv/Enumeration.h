@@ -47,6 +47,8 @@ std::string enumName(const EnumTable& table, U8 value);
 // The number of an enumerator; throws RangeError or ParseError when there is none.
 U8 enumByNumber(const EnumTable& table, U32 number);
 U8 enumByName(const EnumTable& table, std::string_view name);
+// The same for text that was printed: a number without a name was printed as its digits.
+U8 enumByPrintedName(const EnumTable& table, std::string_view name);
 
 } // namespace Kiv
 

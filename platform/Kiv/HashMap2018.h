@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -77,6 +78,11 @@ class HashMap2018 {
    using Key = KeyType;
    using Value = Element;
    static constexpr bool isSet = false;
+   static constexpr bool isOrdered = false;
+   static constexpr bool ownsElements = true;
+   static constexpr std::string_view kivCollectionName = "Kiv::HashMap2018";
+   static constexpr auto keyAccessor = keyOf; // the key of an element
+   static constexpr U64 hashConstant = seed;
 
    // Walks the elements; valid until the collection changes.
    class Iterator {
@@ -279,6 +285,11 @@ class HashSet2018 {
  public:
    using Key = T;
    static constexpr bool isSet = true;
+   static constexpr bool isOrdered = false;
+   static constexpr bool ownsElements = true;
+   static constexpr std::string_view kivCollectionName = "Kiv::HashSet2018";
+   static constexpr U64 hashConstant = seed;
+   static constexpr bool hashesPerProcess = perProcess;
 
    // Walks the members; valid until the set changes.
    class Iterator {

@@ -3,11 +3,10 @@
 // {"parameter", …})`; `describeOperations` turns the rows into what the type descriptor holds.
 #pragma once
 
+#include "Kiv/Arguments.h"
 #include "Kiv/Entity.h"
-#include "Kiv/Enumeration.h"
 #include "Kiv/TypeData.h"
-#include "Pello/Ptr.h"
-#include "Pello/String.h"
+#include "Kiv/TypeNames.h"
 
 #include <any>
 #include <array>
@@ -43,48 +42,13 @@ constexpr auto operation(std::string_view name, Result (Owner::*member)(Paramete
 
 namespace Detail {
 
-template <class T>
-struct ParameterType {
-   static std::string name() {
-      if constexpr (Enumeration<T>) {
-         return std::string{enumTable<T>().typeName};
-      } else if constexpr (requires { T::kivTypeName; }) {
-         return std::string{T::kivTypeName};
-      } else if constexpr (std::is_same_v<T, bool>) {
-         return "bool";
-      } else if constexpr (std::is_same_v<T, Pello::String>) {
-         return "Pello::String";
-      } else {
-         static_assert(std::is_unsigned_v<T>, "not a type that a call by name can carry");
-         return "U" + std::to_string(sizeof(T) * 8);
-      }
+template <class Result>
+std::string resultName() {
+   if constexpr (std::is_void_v<Result>) {
+      return "void";
+   } else {
+      return typeNameOf<std::remove_cvref_t<Result>>();
    }
-   static const T* from(const std::any& value) { return std::any_cast<T>(&value); }
-};
-
-template <class T>
-struct ParameterType<Pello::Ptr<T>> {
-   static std::string name() {
-      return "Pello::Ptr<" + ParameterType<std::remove_const_t<T>>::name() +
-             (std::is_const_v<T> ? " const>" : ">");
-   }
-};
-
-// The argument as a `T`; a reference to a changeable object serves where a read-only one is wanted.
-template <class T>
-T argumentAs(const std::any& value, const OperationData::Parameter& parameter,
-             std::string_view operation) {
-   if (const auto* exact = std::any_cast<T>(&value)) {
-      return *exact;
-   }
-   if constexpr (requires { typename T::Element; }) {
-      using Generous = Pello::Ptr<std::remove_const_t<typename T::Element>>;
-      if (const auto* generous = std::any_cast<Generous>(&value)) {
-         return *generous;
-      }
-   }
-   throw NameError{"argument '" + std::string{parameter.name} + "' of " + std::string{operation} +
-                   ": expected " + parameter.type};
 }
 
 template <class T, std::size_t row>
@@ -92,10 +56,11 @@ struct OperationCall {
    template <class Owner, class Member, class Result, class... Parameters>
    static OperationData
    describe(const OperationRow<Owner, Member, Result, Parameters...>& operation) {
-      OperationData data{operation.name, {}, &call<Owner, Member, Result, Parameters...>};
+      OperationData data{
+            operation.name, {}, resultName<Result>(), &call<Owner, Member, Result, Parameters...>};
       std::size_t index = 0;
-      (data.parameters.push_back({operation.parameters[index++],
-                                  ParameterType<std::remove_cvref_t<Parameters>>::name()}),
+      (data.parameters.push_back(
+             {operation.parameters[index++], typeNameOf<std::remove_cvref_t<Parameters>>()}),
        ...);
       return data;
    }
@@ -107,8 +72,8 @@ struct OperationCall {
       auto& owner = static_cast<Owner&>(entity);
       return [&]<std::size_t... index>(std::index_sequence<index...>) -> std::any {
          std::tuple<std::remove_cvref_t<Parameters>...> arguments{
-               argumentAs<std::remove_cvref_t<Parameters>>(values[index], data.parameters[index],
-                                                           data.name)...};
+               argumentAs<std::remove_cvref_t<Parameters>>(
+                     values[index], "argument", data.parameters[index].name, data.name)...};
          if constexpr (std::is_void_v<Result>) {
             (owner.*operation.member)(std::get<index>(arguments)...);
             return {};

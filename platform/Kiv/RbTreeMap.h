@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -53,6 +54,7 @@ class Tree {
    using Key = KeyType;
    using Value = ValueType;
    static constexpr bool isSet = false;
+   static constexpr bool isOrdered = true;
    // One entry, its key first.
    using Node = typename Map::value_type;
 
@@ -139,6 +141,9 @@ class RbTreeMap : public Detail::Tree<KeyType, ValueType> {
    using Tree = Detail::Tree<KeyType, ValueType>;
 
  public:
+   static constexpr bool ownsElements = !Detail::isReference<ValueType>;
+   static constexpr std::string_view kivCollectionName = "Kiv::RbTreeMap";
+
    // Stores `value` under `key`. An equal value changes nothing (for references: the very object),
    // and a null reference removes the entry.
    template <class Report>
@@ -165,6 +170,9 @@ class RbTreeMap : public Detail::Tree<KeyType, ValueType> {
 template <class KeyType, class Element>
 class RbTreeEntityMap : public Detail::Tree<KeyType, Pello::Ptr<Element>> {
  public:
+   static constexpr bool ownsElements = true;
+   static constexpr std::string_view kivCollectionName = "Kiv::RbTreeEntityMap";
+
    // The element under `key`; made from the key and `arguments` when there is none. Never replaces.
    template <class Report, class... Arguments>
       requires std::constructible_from<Element, const KeyType&, Arguments...>
@@ -185,6 +193,8 @@ template <class KeyType>
 class RbTreeSet : public Detail::Tree<KeyType, bool> {
  public:
    static constexpr bool isSet = true;
+   static constexpr bool ownsElements = true;
+   static constexpr std::string_view kivCollectionName = "Kiv::RbTreeSet";
 
    // Adds `key`; adding a member changes nothing.
    template <class Report>

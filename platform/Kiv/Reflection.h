@@ -3,75 +3,95 @@
 // this file.
 #pragma once
 
+#include "Kiv/Arguments.h"
 #include "Kiv/Entity.h"
 #include "Kiv/Operation.h"
+#include "Kiv/ReflectionCopy.h"
+#include "Kiv/ReflectionMake.h"
+#include "Kiv/ReflectionText.h"
+#include "Kiv/ReflectionVisit.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeNames.h"
 #include "Kiv/Value.h"
 #include "Kiv/ValueOps.h"
-#include "Pello/Ptr.h"
 
 #include <any>
 #include <concepts>
+#include <cstddef>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace Kiv {
 
 namespace Detail {
 
-template <class T>
-concept Printable = requires(std::string& out, const T& value) { ValueOps<T>::print(out, value); };
-
-template <class T>
-void printStorage(std::string& out, const T& storage);
-
-template <class T>
-void printStorage(std::string& out, const Pello::Ptr<T>& reference) {
-   out += reference == nullptr ? "null" : reference->typeData().entityText(*reference);
-}
-
-// `{key: value, …}`, or `{key, …}` for sets.
-template <class Collection>
-void printCollection(std::string& out, const Collection& collection) {
-   const char* separator = "{";
-   for (const auto& at : collection) {
-      out += separator;
-      separator = ", ";
-      printStorage(out, at.key());
-      if constexpr (!Collection::isSet) {
-         out += ": ";
-         printStorage(out, at.value());
-      }
-   }
-   out += collection.empty() ? "{}" : "}";
-}
-
-template <class T>
-void printStorage(std::string& out, const T& storage) {
-   if constexpr (Printable<T>) {
-      ValueOps<T>::print(out, storage);
-   } else {
-      printCollection(out, storage);
-   }
-}
-
+// The functions of an attribute.
 // `Described` is the type that is described, `Owner` the one of its bases that has the attribute.
+
+template <class Described, class Owner, class GetRow>
+const auto& storageOf(const void* described) {
+   const Owner& owner = *static_cast<const Described*>(described);
+   return owner.*GetRow{}().member;
+}
+
+template <class GetRow>
+constexpr Holds holdsOf() {
+   return GetRow{}().kind == AttributeKind::child ? Holds::own : Holds::other;
+}
+
 template <class Described, class Owner, class GetRow>
 std::string attributeText(const void* described) {
-   const Owner& owner = *static_cast<const Described*>(described);
    std::string out;
-   printStorage(out, owner.*GetRow{}().member);
+   printStorage<holdsOf<GetRow>()>(out, storageOf<Described, Owner, GetRow>(described));
    return out;
+}
+
+template <class Described, class Owner, class GetRow>
+std::any attributeValue(const void* described) {
+   return std::any{storageOf<Described, Owner, GetRow>(described)};
+}
+
+template <class Described, class Owner, class GetRow>
+void visitAttribute(const void* described, ValueVisitor& visitor) {
+   visitStorage<holdsOf<GetRow>()>(visitor, storageOf<Described, Owner, GetRow>(described));
+}
+
+template <class Owner, class GetRow>
+void setAttributeValue(Entity& owner, const std::any& value) {
+   constexpr auto row = GetRow{}();
+   using Storage = typename decltype(row)::StorageType;
+   Owner::kivSet(RowId<row.id>{}, static_cast<Owner&>(owner),
+                 argumentAs<Storage>(value, "attribute", row.name, Owner::kivTypeName));
 }
 
 template <class Owner, class GetRow>
 void setAttributeText(Entity& owner, std::string_view text) {
    constexpr auto row = GetRow{}();
    using Storage = typename decltype(row)::StorageType;
-   auto& object = static_cast<Owner&>(owner);
-   setAttribute<row.id>(object, object.*row.member, parseValue<Storage>(text));
+   Owner::kivSet(RowId<row.id>{}, static_cast<Owner&>(owner), parseValue<Storage>(text));
+}
+
+template <class Described, class Owner, class GetRow>
+std::size_t countElements(const void* described) {
+   return storageOf<Described, Owner, GetRow>(described).size();
+}
+
+template <class Described, class Owner, class GetRow>
+void forEachElement(const void* described,
+                    const std::function<void(const std::any&, const std::any&)>& visit) {
+   const auto& collection = storageOf<Described, Owner, GetRow>(described);
+   for (const auto& at : collection) {
+      if constexpr (std::remove_cvref_t<decltype(collection)>::isSet) {
+         visit(std::any{at.key()}, std::any{});
+      } else {
+         visit(std::any{at.key()}, std::any{at.value()});
+      }
+   }
 }
 
 template <class T>
@@ -92,14 +112,28 @@ AttributeData describeAttribute() {
       constexpr auto operator()() const { return rowAt<Owner, index>(); }
    };
    constexpr auto row = rowAt<Owner, index>();
-   AttributeData attribute{row.id,  row.name, row.kind, &attributeText<Described, Owner, GetRow>,
-                           nullptr, nullptr};
-   if constexpr (EntityCollection<typename decltype(row)::StorageType>) {
-      attribute.forEachEntity = &forEachEntity<Owner, GetRow>;
+   using Storage = typename decltype(row)::StorageType;
+   AttributeData attribute{};
+   attribute.id = row.id;
+   attribute.name = row.name;
+   attribute.kind = row.kind;
+   attribute.type = typeNameOf<Storage>();
+   attribute.text = &attributeText<Described, Owner, GetRow>;
+   attribute.visit = &visitAttribute<Described, Owner, GetRow>;
+   if constexpr (row.kind == AttributeKind::collection) {
+      attribute.count = &countElements<Described, Owner, GetRow>;
+      attribute.forEach = &forEachElement<Described, Owner, GetRow>;
+      if constexpr (EntityCollection<Storage>) {
+         attribute.forEachEntity = &forEachEntity<Owner, GetRow>;
+      }
+   } else {
+      attribute.get = &attributeValue<Described, Owner, GetRow>;
    }
-   if constexpr (std::is_base_of_v<Entity, Owner> && row.kind == AttributeKind::value &&
-                 Printable<typename decltype(row)::StorageType>) {
-      attribute.setText = &setAttributeText<Owner, GetRow>;
+   if constexpr (std::is_base_of_v<Entity, Owner> && row.kind == AttributeKind::value) {
+      attribute.set = &setAttributeValue<Owner, GetRow>;
+      if constexpr (Printable<Storage>) {
+         attribute.setText = &setAttributeText<Owner, GetRow>;
+      }
    }
    return attribute;
 }
@@ -114,74 +148,27 @@ void describeAttributes(std::vector<AttributeData>& attributes) {
    }(std::make_index_sequence<rowCount<Owner>()>{});
 }
 
-template <class Report, class Collection>
-void copyCollection(Report report, Collection& to, const Collection& from) {
-   for (const auto& at : from) {
-      if constexpr (requires { to.is(report, at.key(), at.value()); }) {
-         to.is(report, at.key(), at.value());
-      } else if constexpr (requires { to.is(report, at.key())->typeData(); }) {
-         const auto made = to.is(report, at.key());
-         made->typeData().copy(*made, *at.value());
-      } else {
-         to.is(report, at.key());
-      }
-   }
-}
-
-template <U16 id, class Owner, class T>
-void copyChild(Owner& to, Pello::Ptr<T>& target, const T& source) {
-   Pello::Ptr<T> made;
-   if constexpr (std::is_default_constructible_v<T>) {
-      made = instantiateChild<id>(to, target);
-   } else {
-      made = instantiateNamedChild<id>(to, target, source.name());
-   }
-   made->typeData().copy(*made, source);
-}
-
-template <class T, std::size_t index>
-void copyAttribute(T& to, const T& from) {
-   constexpr auto row = rowAt<T, index>();
-   auto& target = to.*row.member;
-   const auto& source = from.*row.member;
-   if constexpr (row.kind == AttributeKind::value) {
-      setAttribute<row.id>(to, target, source);
-   } else if constexpr (row.kind == AttributeKind::collection) {
-      copyCollection(collectionReport<row.id>(to), target, source);
-   } else if constexpr (row.kind == AttributeKind::child) {
-      if (source != nullptr) {
-         copyChild<row.id>(to, target, *source);
-      }
-   }
-}
-
-// Whether the `copy` of `T` is the one that it inherits.
-template <class T>
-concept InheritsCopy =
-      requires { requires std::same_as<decltype(&T::copy), decltype(&T::KivBase::copy)>; };
-
-template <class T>
-concept HasOwnCopy =
-      requires(T& target, const T& source) { target.copy(source); } && !InheritsCopy<T>;
-
-// A type's own `copy` knows better which attributes belong together, inherited ones included.
-template <class T>
-void copyAttributes(T& target, const T& source) {
-   if constexpr (HasOwnCopy<T>) {
-      target.copy(source);
-   } else {
-      if constexpr (requires { typename T::KivBase; }) {
-         copyAttributes<typename T::KivBase>(target, source);
-      }
-      [&]<std::size_t... index>(std::index_sequence<index...>) {
-         (copyAttribute<T, index>(target, source), ...);
-      }(std::make_index_sequence<rowCount<T>()>{});
-   }
-}
-
 template <class T>
 void copyEntity(Entity& to, const Entity& from) {
+   for (const Entity* entity : {static_cast<const Entity*>(&to), &from}) {
+      if (&entity->typeData() != &T::kivTypeData()) {
+         throw NameError{"copying " + std::string{entity->typeData().name} + ": expected " +
+                         std::string{T::kivTypeName}};
+      }
+   }
    copyAttributes<T>(static_cast<T&>(to), static_cast<const T&>(from));
+}
+
+template <class T, class Make>
+Pello::Ptr<Entity> cloneEntity(const Entity& from) {
+   const Pello::Ptr<Entity> made{Make::makeLike(static_cast<const T&>(from))};
+   copyEntity<T>(*made, from);
+   return made;
+}
+
+template <class T>
+void describeCloning(TypeData& type) {
+   withMakingOf<T>([&]<class Make>(Make) { type.clone = &cloneEntity<T, Make>; });
 }
 
 // `Name::Space::Type(first=…, second=…)`, inherited attributes first.
@@ -216,9 +203,15 @@ TypeData describeEntity() {
    type.size = sizeof(T);
    Detail::describeAttributes<T>(type.attributes);
    describeOperations<T>(type.operations);
+   Detail::describeMaking<T>(type);
    type.tracker = &T::memAllocationTracker_;
+   type.asEntity = [](const std::any& made) -> Pello::Ptr<Entity> {
+      const auto* entity = std::any_cast<Pello::Ptr<T>>(&made);
+      return entity == nullptr ? Pello::Ptr<Entity>{} : Pello::Ptr<Entity>{*entity};
+   };
    type.entityText = &Detail::entityText<T>;
    type.copy = &Detail::copyEntity<T>;
+   Detail::describeCloning<T>(type);
    return type;
 }
 
@@ -232,6 +225,10 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
    if constexpr (RowValue<T>) {
       Detail::describeAttributes<T>(type.attributes);
    }
+   Detail::describeMakingValue<T>(type);
+   type.visitValue = [](const void* value, ValueVisitor& visitor) {
+      Detail::visitValue(visitor, *static_cast<const T*>(value));
+   };
    type.valueText = [](const void* value) { return valueText(*static_cast<const T*>(value)); };
    type.displayText = &Detail::displayText<T>;
    type.parse = [](std::string_view text) { return std::any{parseValue<T>(text)}; };
@@ -240,6 +237,9 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
    };
    type.defaultObject = std::any{T{}};
    type.anyBytes = anyBytes<T>();
+   if constexpr (Enumeration<T>) {
+      type.enumeration = &enumTable<T>();
+   }
    return type;
 }
 

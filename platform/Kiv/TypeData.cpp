@@ -1,6 +1,8 @@
 #include "Kiv/TypeData.h"
 
 #include "Kiv/Entity.h"
+#include "Kiv/ValueVisitor.h"
+#include "Pello/Assert.h"
 
 #include <algorithm>
 #include <map>
@@ -48,10 +50,35 @@ Registry& registry() {
 
 } // namespace
 
+namespace {
+
+std::string text(std::string_view name) {
+   return std::string{name};
+}
+std::string text(U16 id) {
+   return std::to_string(id);
+}
+
+// "…: expected one of a, b", to tell a caller what there is.
+template <class Rows, class Name>
+std::string expectedOneOf(const Rows& rows, Name name) {
+   if (rows.empty()) {
+      return ": it has none";
+   }
+   std::string expected;
+   for (const auto& row : rows) {
+      expected += (expected.empty() ? ": expected one of " : ", ") + text(row.*name);
+   }
+   return expected;
+}
+
+} // namespace
+
 const AttributeData& TypeData::attribute(U16 id) const {
    const auto found = std::ranges::find(attributes, id, &AttributeData::id);
    if (found == attributes.end()) {
-      throw NameError{std::string{name} + " has no attribute " + std::to_string(id)};
+      throw NameError{std::string{name} + " has no attribute " + std::to_string(id) +
+                      expectedOneOf(attributes, &AttributeData::id)};
    }
    return *found;
 }
@@ -59,7 +86,8 @@ const AttributeData& TypeData::attribute(U16 id) const {
 const AttributeData& TypeData::attribute(std::string_view attributeName) const {
    const auto found = std::ranges::find(attributes, attributeName, &AttributeData::name);
    if (found == attributes.end()) {
-      throw NameError{std::string{name} + " has no attribute '" + std::string{attributeName} + "'"};
+      throw NameError{std::string{name} + " has no attribute '" + std::string{attributeName} + "'" +
+                      expectedOneOf(attributes, &AttributeData::name)};
    }
    return *found;
 }
@@ -67,49 +95,91 @@ const AttributeData& TypeData::attribute(std::string_view attributeName) const {
 const OperationData& TypeData::operation(std::string_view operationName) const {
    const auto found = std::ranges::find(operations, operationName, &OperationData::name);
    if (found == operations.end()) {
-      throw NameError{std::string{name} + " has no operation '" + std::string{operationName} + "'"};
+      throw NameError{std::string{name} + " has no operation '" + std::string{operationName} + "'" +
+                      expectedOneOf(operations, &OperationData::name)};
    }
    return *found;
 }
 
 namespace {
 
-// `name(first: Type, second: Type)`, to tell a caller what was expected.
-std::string signatureOf(const OperationData& operation) {
-   std::string signature{operation.name};
+// The values in the order of the parameters.
+std::vector<std::any> inOrder(std::string_view name, std::span<const Parameter> parameters,
+                              std::span<const NamedArgument> arguments) {
+   if (arguments.size() != parameters.size()) {
+      throw NameError{std::to_string(arguments.size()) + " arguments: expected " +
+                      signatureText(name, parameters)};
+   }
+   std::vector<std::any> values;
+   values.reserve(parameters.size());
+   for (const Parameter& parameter : parameters) {
+      const auto found = std::ranges::find(arguments, parameter.name, &NamedArgument::name);
+      if (found == arguments.end()) {
+         throw NameError{"argument '" + std::string{parameter.name} + "' is missing: expected " +
+                         signatureText(name, parameters)};
+      }
+      values.push_back(found->value);
+   }
+   return values;
+}
+
+} // namespace
+
+std::string signatureText(std::string_view name, std::span<const Parameter> parameters) {
+   std::string signature{name};
    const char* separator = "(";
-   for (const OperationData::Parameter& parameter : operation.parameters) {
+   for (const Parameter& parameter : parameters) {
       signature.append(separator).append(parameter.name).append(": ").append(parameter.type);
       separator = ", ";
    }
    return signature + (*separator == '(' ? "()" : ")");
 }
 
-const std::any& argumentOf(const OperationData& operation, std::string_view parameter,
-                           std::span<const NamedArgument> arguments) {
-   const auto found = std::ranges::find(arguments, parameter, &NamedArgument::name);
-   if (found == arguments.end()) {
-      throw NameError{"argument '" + std::string{parameter} + "' is missing: expected " +
-                      signatureOf(operation)};
-   }
-   return found->value;
-}
-
-} // namespace
-
 std::any callOperation(Entity& entity, std::string_view operationName,
                        std::span<const NamedArgument> arguments) {
    const OperationData& operation = entity.typeData().operation(operationName);
-   if (arguments.size() != operation.parameters.size()) {
-      throw NameError{std::to_string(arguments.size()) + " arguments: expected " +
-                      signatureOf(operation)};
+   return operation.call(entity, operation,
+                         inOrder(operation.name, operation.parameters, arguments));
+}
+
+std::any makeObject(const TypeData& type, std::span<const NamedArgument> arguments) {
+   if (type.make == nullptr) {
+      throw NameError{std::string{type.name} + " cannot be made by name"};
    }
-   std::vector<std::any> values;
-   values.reserve(arguments.size());
-   for (const OperationData::Parameter& parameter : operation.parameters) {
-      values.push_back(argumentOf(operation, parameter.name, arguments));
+   return type.make(inOrder(type.name, type.parameters, arguments));
+}
+
+bool canBecome(const Entity& entity, const Entity& other) {
+   const TypeData& type = entity.typeData();
+   return &type == &other.typeData() &&
+          std::ranges::all_of(type.attributes, [&](const AttributeData& attribute) {
+             return attribute.kind != AttributeKind::constant ||
+                    attribute.text(ownerAddress(entity)) == attribute.text(ownerAddress(other));
+          });
+}
+
+const void* ownerAddress(const Entity& entity) {
+   return dynamic_cast<const void*>(&entity);
+}
+
+void visitEntity(const Entity& entity, ValueVisitor& visitor) {
+   visitor.beginObject();
+   for (const AttributeData& attribute : entity.typeData().attributes) {
+      visitor.member(attribute.name);
+      attribute.visit(ownerAddress(entity), visitor);
    }
-   return operation.call(entity, operation, values);
+   visitor.endObject();
+}
+
+void visitEntityKey(const Entity& entity, ValueVisitor& visitor) {
+   const TypeData& type = entity.typeData();
+   const auto key =
+         std::ranges::find(type.attributes, AttributeKind::constant, &AttributeData::kind);
+   if (key == type.attributes.end()) {
+      visitor.text(type.name);
+   } else {
+      key->visit(ownerAddress(entity), visitor);
+   }
 }
 
 void registerTypeModule(const TypeModule& module) {
@@ -123,6 +193,15 @@ void registerTypeModule(const TypeModule& module) {
    }
    all.types = typesOf(modules);
    all.modules = std::move(modules);
+}
+
+void registerLoadedModule(const TypeModule& module) noexcept {
+   try {
+      registerTypeModule(module);
+   } catch (const NameError& error) {
+      Pello::assertionFailed({"Kiv/TypeData.cpp", __LINE__, "registerLoadedModule"}, module.name,
+                             error.what());
+   }
 }
 
 void unregisterTypeModule(std::string_view name) {

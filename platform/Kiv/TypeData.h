@@ -6,6 +6,7 @@
 #include "Kiv/Exception.h"
 #include "Kiv/Rows.h"
 #include "Pello/AllocationTracker.h"
+#include "Pello/Ptr.h"
 
 #include <any>
 #include <functional>
@@ -17,21 +18,37 @@
 namespace Kiv {
 
 class Entity;
+struct EnumTable;
 
 enum class TypeKind : U8 { number, boolean, string, enumeration, value, entity };
 
-// One attribute as reflection sees it. Functions that do not apply are null.
+class ValueVisitor;
+
+// One attribute as reflection sees it: `owner` is an object of the described type. Functions that
+// do not apply are null.
 struct AttributeData {
    U16 id;
    std::string_view name;
    AttributeKind kind;
-   // The generic text of the attribute of `owner`, which is an object of the described type.
+   std::string type; // as messages show it
+   // The generic text of the attribute.
    std::string (*text)(const void* owner);
-   // Sets a plain attribute of an entity from its generic text and publishes the change, as the
-   // setter that the framework makes does; a setter written by hand is not called. Throws
-   // ParseError or RangeError, and changes nothing then. Null for constants, children and
-   // collections, and for attributes whose type has no generic text.
+   // The attribute as `std::any` of its type; a child is a counted reference. Null for collections.
+   std::any (*get)(const void* owner);
+   // Shows the attribute to `visitor`. What `owner` owns is shown whole; what it refers to is shown
+   // as the other's key, so that every object is shown once.
+   void (*visit)(const void* owner, ValueVisitor& visitor);
+   // Sets a plain attribute of an entity by its setter: from a value of exactly its type (NameError
+   // otherwise), and from its generic text (ParseError or RangeError; nothing changes then). Null
+   // for constants, children and collections; `setText` also for references.
+   void (*set)(Entity& owner, const std::any& value);
    void (*setText)(Entity& owner, std::string_view text);
+   // How many elements a collection has. Null for everything else.
+   std::size_t (*count)(const void* owner);
+   // Shows the elements of a collection in its order, each as `std::any` of the key and of the
+   // element (empty for a set). Null for everything else.
+   void (*forEach)(const void* owner,
+                   const std::function<void(const std::any& key, const std::any& element)>& visit);
    // Shows every entity that a collection of `owner` holds, in the collection's order. Null for
    // everything else.
    void (*forEachEntity)(const Entity& owner, const std::function<void(Entity&)>& visit);
@@ -43,14 +60,17 @@ struct NamedArgument {
    std::any value;
 };
 
+// What such a call expects.
+struct Parameter {
+   std::string_view name;
+   std::string type; // as messages show it
+};
+
 // One operation that can be called by its name.
 struct OperationData {
-   struct Parameter {
-      std::string_view name;
-      std::string type; // as messages show it
-   };
    std::string_view name;
    std::vector<Parameter> parameters; // in order
+   std::string result;                // type, "void" for none
    // Calls it with one argument per parameter, in order. Throws NameError for a wrong type.
    std::any (*call)(Entity& owner, const OperationData& operation,
                     std::span<const std::any> values);
@@ -62,11 +82,23 @@ struct TypeData {
    std::size_t size;                      // bytes of one object
    std::vector<AttributeData> attributes; // in declaration order, inherited ones first
    std::vector<OperationData> operations; // in declaration order
+   // What an object is made from: all attributes of a value, the constant ones of an entity, the
+   // text of a value that has one of its own, the name of an enumerator.
+   std::vector<Parameter> parameters;
+   // Makes an object from one argument per parameter, in order: `std::any` of the value, or of a
+   // counted reference to the new entity. Throws NameError for a wrong type, and what the type
+   // throws. Null for a type that only its own library can make.
+   std::any (*make)(std::span<const std::any> values);
    // The type's allocation tracker; null for values, which own nothing.
    const Pello::AllocationTracker* tracker;
 
+   // The enumerators; null for all but enumerations.
+   const EnumTable* enumeration;
+
    // For values: null for entities. `value` is an object of the type.
    std::string (*valueText)(const void* value);
+   // Shows a value to `visitor`. For entities see `visitEntity`.
+   void (*visitValue)(const void* value, ValueVisitor& visitor);
    // What the type writes to a stream: for enumerations the bare name.
    std::string (*displayText)(const void* value);
    // The value of a generic text, as `std::any` of the type.
@@ -77,16 +109,24 @@ struct TypeData {
    // Any `size` bytes are a value that can be printed.
    bool anyBytes;
 
+   // The entity in what `make` returned; null when it holds something else. Null for values.
+   Pello::Ptr<Entity> (*asEntity)(const std::any& made);
+
    // For entities: null for values. The generic text of the whole object; and copying everything
    // that can be set from an object of the same type, children and elements included. What the
    // target has beyond that stays. A type with a `copy(const Type&)` of its own is copied by it.
+   // Throws NameError when one of the two is of another type.
    std::string (*entityText)(const Entity& entity);
    void (*copy)(Entity& to, const Entity& from);
+   // A new object of the same type with the same constants and a copy of everything else. Null for
+   // a type that cannot be made from its constants.
+   Pello::Ptr<Entity> (*clone)(const Entity& from);
 
-   // The attribute of that identifier or name. Throws NameError that names the type.
+   // The attribute of that identifier or name. Throws NameError that names the type and says what
+   // was expected.
    const AttributeData& attribute(U16 id) const;
    const AttributeData& attribute(std::string_view attributeName) const;
-   // The operation of that name. Throws NameError that names the type.
+   // The operation of that name. Throws NameError likewise.
    const OperationData& operation(std::string_view operationName) const;
 };
 
@@ -97,6 +137,25 @@ struct TypeData {
 // expected, and whatever the operation throws.
 std::any callOperation(Entity& entity, std::string_view operationName,
                        std::span<const NamedArgument> arguments);
+
+// `name(first: Type, second: Type)`, to tell people what is expected.
+std::string signatureText(std::string_view name, std::span<const Parameter> parameters);
+
+// Makes an object of `type` from named arguments, which are matched as those of an operation.
+std::any makeObject(const TypeData& type, std::span<const NamedArgument> arguments);
+
+// Shows all attributes of `entity`, as an object.
+void visitEntity(const Entity& entity, ValueVisitor& visitor);
+// Shows by what `entity` is told from others of its type: its first constant attribute, or the
+// name of its type when it has none.
+void visitEntityKey(const Entity& entity, ValueVisitor& visitor);
+
+// Whether both are of the same type and their constant attributes are equal, so that copying makes
+// one like the other.
+bool canBecome(const Entity& entity, const Entity& other);
+
+// The address that an `owner` above means.
+const void* ownerAddress(const Entity& entity);
 
 // A library's types, registered together under one name.
 struct TypeModule {
@@ -109,6 +168,10 @@ struct TypeModule {
 // two copies of one library are loaded, and they would not understand each other's objects. Several
 // modules may name one type, which is known until the last of them is forgotten.
 void registerTypeModule(const TypeModule& module);
+
+// The same while a library is being loaded, when there is nobody to catch an exception: two copies
+// of one library in a process are a mistake that ends it, with an assertion that names the type.
+void registerLoadedModule(const TypeModule& module) noexcept;
 
 // Forgets a module when its library is unloaded.
 void unregisterTypeModule(std::string_view name);
@@ -126,10 +189,12 @@ std::vector<const TypeData*> registeredTypes();
 // linker that takes the types takes it too.
 #define KIV_REGISTER_WHEN_LOADED(module)                                                           \
    namespace {                                                                                     \
+   std::string_view kivModuleName; /* the module itself may be gone when it is forgotten */        \
    [[gnu::constructor]] void kivRegister() {                                                       \
-      Kiv::registerTypeModule(module);                                                             \
+      kivModuleName = (module).name;                                                               \
+      Kiv::registerLoadedModule(module);                                                           \
    }                                                                                               \
    [[gnu::destructor]] void kivUnregister() {                                                      \
-      Kiv::unregisterTypeModule((module).name);                                                    \
+      Kiv::unregisterTypeModule(kivModuleName);                                                    \
    }                                                                                               \
    }

@@ -143,7 +143,7 @@ struct ValueOps<E> {
       const std::size_t begin = parser.position();
       const std::string_view name = parser.quotedName();
       return Detail::parseInner<E>(
-            begin + 1, [&] { return static_cast<E>(enumByName(enumTable<E>(), name)); });
+            begin + 1, [&] { return static_cast<E>(enumByPrintedName(enumTable<E>(), name)); });
    }
    static constexpr U64 hash(E value, U64 seed) noexcept {
       return hashNumber(static_cast<U8>(value), seed);

@@ -38,11 +38,12 @@ void assertionHookIs(AssertionHook hook) noexcept {
 void assertionFailed(const AssertionSite& site, std::string_view expression,
                      std::string_view message) {
    const std::string line = lineOf(site, expression, message);
-   writeToStandardError(line);
-   // Taken out first: a hook that breaks a contract itself must not be called for that again.
+   // Before the line, so that whoever sees the line finds it in the record. Taken out first: a hook
+   // that breaks a contract itself must not be called for that again.
    if (const AssertionHook hook = assertionHook.exchange(nullptr, std::memory_order_acq_rel)) {
       hook(site, line);
    }
+   writeToStandardError(line);
    std::abort();
 }
 

@@ -19,7 +19,7 @@ struct AssertionSite {
    std::string_view function;
 };
 
-// Writes the line to standard error, hands it to the hook, and aborts.
+// Hands the line to the hook, writes it to standard error, and aborts.
 [[noreturn]] void assertionFailed(const AssertionSite& site, std::string_view expression,
                                   std::string_view message = {});
 

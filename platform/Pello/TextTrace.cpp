@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -169,6 +168,14 @@ TraceSource::~TraceSource() {
    Registry& all = registry();
    const std::lock_guard lock{all.mutex};
    std::erase(all.sources, this);
+}
+
+std::optional<U32> traceLevelBits(std::string_view text) {
+   return levelsOf(text);
+}
+
+bool traceSourceFits(std::string_view pattern, std::string_view name) {
+   return matches(pattern, name);
 }
 
 void traceLevelsIs(std::string_view setting) {

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -66,6 +67,12 @@ void traceLevelsIs(std::string_view setting);
 
 // The setting in force.
 std::string traceLevels();
+
+// The levels of a text such as "0-5,9", bit n for level n; nothing when it cannot be read.
+std::optional<U32> traceLevelBits(std::string_view text);
+
+// Whether `pattern`, in which `*` stands for any characters, fits the name of a source.
+bool traceSourceFits(std::string_view pattern, std::string_view name);
 
 // Where enabled traces go. The default (also chosen by an empty function) writes one line to
 // standard error: `source level class::function: text`. A sink may trace and may set another sink;

@@ -24,6 +24,7 @@ inline constexpr std::size_t headerSize = 4096;
 inline constexpr std::size_t descriptorAreaSize = std::size_t{512} * 1024;
 inline constexpr std::size_t blockSize = std::size_t{64} * 1024;
 inline constexpr std::size_t defaultBlocks = 16;
+inline constexpr std::size_t mostBlocks = 65536; // 4 GiB of records
 
 // Longer text is cut to this many bytes, so that a record fits a block.
 inline constexpr std::size_t longestText = 4096;
@@ -46,8 +47,9 @@ struct RingHeader {
    std::atomic<U32> descriptorBytes; // used bytes of the descriptor area
    std::atomic<U32> lostDescriptors; // call sites that found the area full
    ClockPair opened;                 // when the ring was made
-   ClockPair latest;                 // when a call site or block was last claimed
+   ClockPair latest;                 // when a writer last read both clocks
    std::atomic<U32> lostBlocks;      // claims that found every block in another thread's hands
+   std::atomic<U64> overwritten;     // records that were in blocks when these were claimed again
 };
 static_assert(sizeof(RingHeader) <= headerSize);
 

@@ -28,6 +28,10 @@ U64 nanosecondsNow() {
    return static_cast<U64>(now.tv_sec) * 1'000'000'000U + static_cast<U64>(now.tv_nsec);
 }
 
+// How long a pair of clock readings is good for: a second or a few. The rates of the two clocks are
+// known from pairs; what follows the last one is only as good as that.
+constexpr U64 ticksBetweenClocks = U64{1} << 32;
+
 void readClocks(ClockPair& pair) {
    pair.ticks.store(ticksNow(), std::memory_order_relaxed);
    pair.nanoseconds.store(nanosecondsNow(), std::memory_order_relaxed);
@@ -43,7 +47,7 @@ std::size_t blocksWanted() {
    const char* last = setting + std::strlen(setting);
    const auto [end, error] = std::from_chars(setting, last, kibibytes);
    constexpr std::size_t least = 2 * blockSize / 1024;
-   constexpr std::size_t most = std::size_t{4} * 1024 * 1024;
+   constexpr std::size_t most = mostBlocks * blockSize / 1024;
    if (error != std::errc{} || end != last || kibibytes < least || kibibytes > most) {
       std::fprintf(stderr, "RINGLOG_SIZE=%s ignored: expected a number of KiB from %zu to %zu\n",
                    setting, least, most);
@@ -87,7 +91,7 @@ class Ring {
          to->claim.store(from.claim.load(std::memory_order_relaxed), std::memory_order_relaxed);
          to->used.store(used, std::memory_order_relaxed);
          to->thread = from.thread;
-         std::memcpy(to + 1, &from + 1, used);
+         std::memcpy(static_cast<void*>(to + 1), &from + 1, used);
       }
       return bytes;
    }
@@ -100,17 +104,18 @@ class Ring {
          const std::size_t number = claim % blocks_;
          if (!held_[number]) {
             held_[number] = true;
-            empty(*block(number), claim);
+            empty(number, claim);
             return block(number);
          }
       }
       header_->lostBlocks.fetch_add(1, std::memory_order_relaxed);
       return nullptr;
    }
-   // Null is allowed.
-   void release(const BlockHeader* block) {
+   // Takes a block back that has `count` records in it. Null is allowed.
+   void release(const BlockHeader* block, U32 count) {
       if (block != nullptr) {
          held_[numberOf(*block)] = false;
+         counts_[numberOf(*block)] = count;
       }
    }
 
@@ -141,16 +146,30 @@ class Ring {
       return (static_cast<std::size_t>(at - base_) - ringSize(0)) / blockSize;
    }
    // A reader of the file may look at any moment: the claim is 0 while the rest changes.
-   static void empty(BlockHeader& block, U64 claim) {
-      block.claim.store(0, std::memory_order_relaxed);
+   void empty(std::size_t number, U64 claim) {
+      BlockHeader& emptied = *block(number);
+      emptied.claim.store(0, std::memory_order_relaxed);
       std::atomic_thread_fence(std::memory_order_seq_cst);
-      block.used.store(0, std::memory_order_relaxed);
-      block.thread = static_cast<U32>(::syscall(SYS_gettid));
-      block.claim.store(claim + 1, std::memory_order_release);
+      header_->overwritten.fetch_add(counts_[number], std::memory_order_relaxed);
+      counts_[number] = 0;
+      emptied.used.store(0, std::memory_order_relaxed);
+      emptied.thread = static_cast<U32>(::syscall(SYS_gettid));
+      emptied.claim.store(claim + 1, std::memory_order_release);
+   }
+
+   // The same file under a number behind those of the standard streams. In a process that has
+   // closed one of these, what it prints would go into the ring.
+   static int aboveStandard(int file) {
+      if (file < 0 || file > STDERR_FILENO) {
+         return file;
+      }
+      const int above = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+      ::close(file);
+      return above;
    }
 
    bool mapFile(const char* path) {
-      file_ = ::open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+      file_ = aboveStandard(::open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
       if (file_ >= 0 && prepareFile() && map(MAP_SHARED)) {
          return true;
       }
@@ -190,6 +209,7 @@ class Ring {
 
    std::size_t blocks_;
    std::vector<bool> held_ = std::vector<bool>(blocks_, false); // blocks that a thread writes
+   std::vector<U32> counts_ = std::vector<U32>(blocks_, 0); // records in blocks that none writes
    int file_ = -1; // -1: the ring is in memory, or a child's
    std::byte* base_ = nullptr;
    RingHeader* header_ = nullptr;
@@ -228,7 +248,7 @@ void afterForkInChild() {
 void endThread(void* ended) {
    const std::unique_ptr<Thread> thread{static_cast<Thread*>(ended)};
    const std::lock_guard lock{ringMutex};
-   openRing->release(thread->block);
+   openRing->release(thread->block, Detail::writer.count);
    Detail::writer = {};
 }
 
@@ -329,12 +349,17 @@ void Detail::claimBlock() {
    const std::lock_guard lock{ringMutex};
    Ring& ring = ringLocked();
    Thread& thread = threadLocked();
-   ring.release(thread.block);
+   ring.release(thread.block, writer.count);
    thread.block = ring.claim();
    BlockHeader* block = thread.block != nullptr ? thread.block : nowhere(thread);
-   readClocks(ring.header().latest);
    auto* begin = reinterpret_cast<std::byte*>(block + 1);
    writer = Writer{begin, begin + blockCapacity, block, writer.moment};
+}
+
+void Detail::refreshClocks(U64 ticks) {
+   const std::lock_guard lock{ringMutex};
+   readClocks(ringLocked().header().latest);
+   writer.dueTicks = ticks + ticksBetweenClocks;
 }
 
 std::vector<std::byte> snapshot() {

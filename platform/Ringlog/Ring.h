@@ -47,7 +47,9 @@ struct Writer {
    std::byte* next = nullptr;
    std::byte* end = nullptr;
    BlockHeader* block = nullptr;
-   U64 moment = 0; // ticks that records share at the moment; 0: each reads the clock
+   U64 moment = 0;   // ticks that records share at the moment; 0: each reads the clock
+   U64 dueTicks = 0; // from these ticks on, the ring's clock pair is too old
+   U32 count = 0;    // records in the block
 };
 
 namespace Detail {
@@ -57,6 +59,9 @@ namespace Detail {
 // Claims a block for this thread, opening the ring if it has to. The block is the thread's own
 // until it claims the next one or ends.
 void claimBlock();
+// Reads both clocks into the ring's header, so that a reader can tell the time of a record of these
+// ticks however long the process has been quiet before.
+void refreshClocks(U64 ticks);
 // Gives the call site its number and writes its descriptor.
 U32 registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds);
 } // namespace Detail
@@ -76,13 +81,17 @@ void record(CallSite& site, const Arguments&... arguments) {
    if (static_cast<std::size_t>(writer.end - writer.next) < size) [[unlikely]] {
       Detail::claimBlock();
    }
+   const U64 ticks = writer.moment != 0 ? writer.moment : ticksNow();
+   if (ticks >= writer.dueTicks) [[unlikely]] {
+      Detail::refreshClocks(ticks);
+   }
    std::byte* to = writer.next;
-   const RecordHeader header{static_cast<U32>(size), descriptor,
-                             writer.moment != 0 ? writer.moment : ticksNow()};
+   const RecordHeader header{static_cast<U32>(size), descriptor, ticks};
    std::memcpy(to, &header, sizeof header);
    to += sizeof header;
    ((to = writeArgument(to, arguments)), ...);
    writer.next = to;
+   ++writer.count;
    const auto* begin = reinterpret_cast<std::byte*>(writer.block + 1);
    writer.block->used.store(static_cast<U32>(to - begin), std::memory_order_release);
 }

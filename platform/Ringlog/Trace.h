@@ -3,8 +3,9 @@
 //
 // In scope there must be a `Pello::TraceSource` named `traceSource`. The class is the one whose
 // member traces (`kivClassName`, which every entity has), none for a free function. The function is
-// the enclosing one. Arguments are evaluated once; they must be cheap to have, because nothing is
-// formatted for the ring.
+// the enclosing one; `RINGLOG_TRACE_OF(function, level, format, arguments…)` names another, for a
+// function that does part of an operation's work. Arguments are evaluated once; they must be cheap
+// to have, because nothing is formatted for the ring.
 #pragma once
 
 #include "Pello/Format.h"
@@ -36,9 +37,14 @@ void trace(CallSite& site, fmt::format_string<const Arguments&...> format,
 } // namespace Ringlog
 
 #define RINGLOG_TRACE(level, format, ...)                                                          \
+   RINGLOG_TRACE_OF(__func__, level, format __VA_OPT__(, ) __VA_ARGS__)
+
+// `function` is a constant: a literal, or, where several operations share the work, a member of a
+// template argument, so that each operation has trace points of its own.
+#define RINGLOG_TRACE_OF(function, level, format, ...)                                             \
    do {                                                                                            \
       static constinit Ringlog::CallSite ringlogCallSite{                                          \
-            {&traceSource, __LINE__, kivClassName, __func__, format, level}};                      \
+            {&traceSource, __LINE__, kivClassName, function, format, level}};                      \
       Ringlog::trace(ringlogCallSite, format __VA_OPT__(, ) __VA_ARGS__);                          \
    } while (false)
 

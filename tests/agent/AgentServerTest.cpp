@@ -1,129 +1,22 @@
-// The agent as a process around its event loop, with a rules client that goes wrong: in a child of
-// its own, asked over its socket.
-#include "agent/AgentServer.h"
+// The agent as a process whose rules client answers late, never, twice, wrongly, or with a refusal.
+#include "agent/AgentServerFixture.h"
 
-#include "agent/ControlSocket.h"
-#include "rules-client/SoftwareTcam.h"
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
+#include <ctime>
 
 namespace Agent {
 namespace {
 
-using namespace std::chrono_literals;
-using RulesClient::InjectedFailure;
-using RulesClient::SoftwareTcam;
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool sanitized = true; // memory is not given back for use, and everything is slower
-#else
-constexpr bool sanitized = false;
-#endif
-
-const std::string oneClass = "{ name: all, actions: [sample-all], ipv4: {} }";
-const std::string twoClasses =
-      "{ name: dns, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }, " + oneClass;
-
-std::string policyText(const std::string& classes) {
-   return "policies: [{ name: web, interfaces: { ipv4: [Ethernet1] }, classes: [" + classes +
-          "] }]\n";
+// UTC, to the second, as the status has it.
+std::string timeText(std::chrono::system_clock::time_point when) {
+   const std::time_t time = std::chrono::system_clock::to_time_t(when);
+   char text[32];
+   std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&time));
+   return text;
 }
 
-class AgentServerTest : public testing::Test {
- protected:
-   using Inject = std::function<void(SoftwareTcam&, const AgentServer::Later&)>;
-
-   AgentServerTest() {
-      char path[] = "/tmp/postcard-server-XXXXXX";
-      folder_ = ::mkdtemp(path);
-      ::setenv("POSTCARD_MODULE", POSTCARD_MODULE_DIR "/OruPostcardTelemetryPolicyAclHelper.so", 1);
-   }
-   ~AgentServerTest() override {
-      if (child_ > 0) {
-         ::kill(child_, SIGTERM);
-         int status = 0;
-         ::waitpid(child_, &status, 0);
-         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-      }
-      std::filesystem::remove_all(folder_);
-   }
-
-   std::string file() const { return folder_ + "/policy.yaml"; }
-   std::string socket() const { return folder_ + "/agent.sock"; }
-   void write(const std::string& text) const { std::ofstream{file()} << text; }
-
-   // Runs an agent in a child; `inject` prepares its rules client.
-   void start(std::chrono::milliseconds answerTime, const Inject& inject) {
-      child_ = ::fork();
-      if (child_ == 0) {
-         std::freopen("/dev/null", "w", stderr);
-         serve(answerTime, inject);
-         ::_exit(0);
-      }
-      ASSERT_TRUE(eventually([this] {
-         try {
-            ask("status");
-            return true;
-         } catch (const ControlError&) {
-            return false;
-         }
-      }));
-   }
-   void serve(std::chrono::milliseconds answerTime, const Inject& inject) const {
-      ServerOptions options;
-      options.policyFile = file();
-      options.socketPath = socket();
-      options.agent.answerTime = answerTime;
-      AgentServer server{options, *loadPolicyFile(file()).policyFile,
-                         [&](PolicyAgent& agent, const AgentServer::Later& later) {
-                            auto tcam = std::make_shared<SoftwareTcam>(
-                                  agent.requests(), agent.answers(),
-                                  SoftwareTcam::Options{1000, later});
-                            inject(*tcam, later);
-                            return tcam;
-                         }};
-      server.run();
-   }
-
-   ControlAnswer ask(const std::string& command, const std::string& format = "text") const {
-      const nlohmann::json request{{"command", command}, {"format", format}};
-      return requestAgent(socket(), request.dump(), 10s);
-   }
-   nlohmann::json status() const {
-      return nlohmann::json::parse(ask("status", "json").text)["policies"].at(0);
-   }
-   static bool eventually(const std::function<bool()>& holds) {
-      const auto deadline = std::chrono::steady_clock::now() + 20s;
-      while (!holds()) {
-         if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-         }
-         std::this_thread::sleep_for(5ms);
-      }
-      return true;
-   }
-   pid_t child() const { return child_; }
-
- private:
-   std::string folder_;
-   pid_t child_ = 0;
-};
-
 TEST_F(AgentServerTest, anAnswerThatNeverComesIsToldAndTheNextOneRepairsIt) {
-   write(policyText(oneClass));
-   start(50ms, [](SoftwareTcam& tcam, const auto&) { tcam.inject({InjectedFailure::never, {}}); });
+   write(policyText(sampleAll));
+   start(50ms, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::never, {}}); });
    ASSERT_TRUE(eventually([this] { return status()["overdue"] == true; }));
    const auto waiting = status();
    EXPECT_EQ(waiting["state"], "waiting");
@@ -131,7 +24,7 @@ TEST_F(AgentServerTest, anAnswerThatNeverComesIsToldAndTheNextOneRepairsIt) {
    EXPECT_EQ(waiting["since"].get<std::string>().size(), 20U);
    EXPECT_NE(ask("status").text.find("overdue"), std::string::npos);
    EXPECT_EQ(ask("show").exitCode, 0);
-   write(policyText(twoClasses));
+   write(policyText(dnsThenAll));
    EXPECT_EQ(ask("reload").exitCode, 0);
    EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
    EXPECT_EQ(status()["overdue"], false);
@@ -148,8 +41,8 @@ void releaseAt(std::chrono::steady_clock::time_point deadline, SoftwareTcam& tca
 }
 
 TEST_F(AgentServerTest, aLateAnswerIsTaken) {
-   write(policyText(oneClass));
-   start(50ms, [](SoftwareTcam& tcam, const AgentServer::Later& later) {
+   write(policyText(sampleAll));
+   start(50ms, [](SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
       tcam.inject({InjectedFailure::late, {}});
       releaseAt(std::chrono::steady_clock::now() + 1s, tcam, later);
    });
@@ -161,67 +54,187 @@ TEST_F(AgentServerTest, aLateAnswerIsTaken) {
 }
 
 TEST_F(AgentServerTest, anAnswerThatComesTwiceIsTakenOnce) {
-   write(policyText(oneClass));
-   start(5s, [](SoftwareTcam& tcam, const auto&) { tcam.inject({InjectedFailure::twice, {}}); });
+   write(policyText(sampleAll));
+   start(5s, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::twice, {}}); });
    ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
    EXPECT_EQ(status()["history"].size(), 1U);
 }
 
-TEST_F(AgentServerTest, anAnswerToAnotherRequestIsNotTaken) {
-   write(policyText(oneClass));
-   start(5s, [](SoftwareTcam& tcam, const auto&) {
-      tcam.inject({InjectedFailure::gone, "stale"});
+void writeStale(PolicyAgent& agent) {
+   agent.answers()->statusIs("stale");
+   agent.answers()->statusTypeIs(OruPostcardTelemetry::statusFailure);
+   agent.answers()->kickResponseIs(agent.answers()->kickResponse() + 100);
+}
+
+// The stale answer comes right before the right one, or right after it, in the same round of the
+// event loop: then the record holds one answer while the agent is told of the other.
+TEST_F(AgentServerTest, aStaleAnswerBeforeTheRightOneIsNotTaken) {
+   write(policyText(sampleAll));
+   start(5s, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::gone, "stale"}); });
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+   EXPECT_EQ(status()["history"], nlohmann::json::parse(R"([""])"));
+}
+
+TEST_F(AgentServerTest, aStaleAnswerAfterTheRightOneIsNotTaken) {
+   write(policyText(sampleAll));
+   start(5s, [](SoftwareTcam&, const AgentServer::Later& later, PolicyAgent& agent) {
+      static const auto subscription =
+            agent.answers()->publisher()->subscribe([&agent, later](const Pello::Change& change) {
+               if (change.attribute == 132 && agent.answers()->kickResponse() == 1) {
+                  later([&agent] { writeStale(agent); }); // behind the agent's own work
+                  writeStale(agent);                      // and before it
+               }
+            });
    });
-   ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    EXPECT_EQ(status()["history"], nlohmann::json::parse(R"([""])"));
 }
 
 TEST_F(AgentServerTest, aRefusalIsShown) {
-   write(policyText(oneClass));
-   start(5s, [](SoftwareTcam& tcam, const auto&) {
-      tcam.inject({InjectedFailure::refuse, "no power"});
-   });
+   write(policyText(sampleAll));
+   start(
+         5s,
+         [](SoftwareTcam& tcam, auto&&...) {
+            tcam.inject({InjectedFailure::refuse, "no power"});
+         },
+         [](ServerOptions& options) { options.agent.retryTime = 1h; });
    ASSERT_TRUE(eventually([this] { return status()["state"] == "failed"; }));
    EXPECT_EQ(status()["text"], "no power");
+   EXPECT_EQ(ask("reload").text, "1 operation\n"); // of the same file
+   EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
 }
 
-std::size_t residentKilobytes(pid_t process) {
-   std::ifstream status{"/proc/" + std::to_string(process) + "/status"};
-   for (std::string line; std::getline(status, line);) {
-      if (line.starts_with("VmRSS:")) {
-         return std::stoul(line.substr(6));
-      }
+// ---- Several policies ----
+
+const std::string threePolicies =
+      fileText(namedPolicy("web", sampleAll) + ", " + namedPolicy("dns", dnsThenAll) + ", " +
+               namedPolicy("ntp", sampleAll));
+
+TEST_F(AgentServerTest, whoWaitsSinceWhenIsToldUntilItIsRepairedWithoutAReload) {
+   write(threePolicies);
+   const auto begin = std::chrono::system_clock::now();
+   start(
+         100ms,
+         [](SoftwareTcam& tcam, auto&&...) {
+            tcam.inject({InjectedFailure::never, {}}, 9);
+         },
+         [](ServerOptions& options) { options.agent.retryTime = 300ms; });
+   ASSERT_TRUE(eventually([this] { return status(2)["overdue"] == true; }));
+   const auto first = statuses();
+   ASSERT_TRUE(eventually([this] { return status(0)["generation"] > 3; })); // asked again
+   const auto second = statuses();
+   for (std::size_t i = 0; i < 3; ++i) {
+      EXPECT_EQ(second[i]["state"], "waiting");
+      EXPECT_EQ(second[i]["overdue"], true);
+      EXPECT_EQ(second[i]["since"], first[i]["since"]);
+      EXPECT_GE(second[i]["since"].get<std::string>(), timeText(begin));
+      EXPECT_LE(second[i]["since"].get<std::string>(), timeText(begin + 10s));
    }
-   return 0;
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+   EXPECT_EQ(status(1)["overdue"], false);
 }
 
-std::size_t openDescriptors(pid_t process) {
-   const std::filesystem::directory_iterator folder{"/proc/" + std::to_string(process) + "/fd"};
-   return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
-}
-
-TEST_F(AgentServerTest, tenThousandReloadsUnderLoadLeaveNothingBehind) {
-   write(policyText(oneClass));
-   start(5s, [](SoftwareTcam&, const auto&) {});
-   const auto reloadOften = [this](int times) {
-      for (int i = 0; i < times; ++i) {
-         write(policyText(i % 2 == 0 ? twoClasses : oneClass));
-         ASSERT_EQ(ask("reload").exitCode, 0);
-         if (i % 10 == 0) {
-            ASSERT_EQ(ask("show", i % 20 == 0 ? "json" : "text").exitCode, 0);
-         }
-      }
-   };
-   constexpr int half = sanitized ? 250 : 5000;
-   reloadOften(half); // the history and the allocators' pools fill up
-   const std::size_t memory = residentKilobytes(child());
-   const std::size_t descriptors = openDescriptors(child());
-   reloadOften(half);
-   if (!sanitized) {
-      EXPECT_LE(residentKilobytes(child()), memory + 512);
+TEST_F(AgentServerTest, oneLostOneLateOneRepeatedAnswer) {
+   write(threePolicies);
+   start(200ms, [](SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
+      tcam.inject({InjectedFailure::never, {}});
+      tcam.inject({InjectedFailure::late, {}});
+      tcam.inject({InjectedFailure::twice, {}});
+      releaseAt(std::chrono::steady_clock::now() + 600ms, tcam, later);
+   });
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+   for (const auto& policy : statuses()) {
+      EXPECT_EQ(policy["history"], nlohmann::json::parse(R"([""])")) << policy;
    }
-   EXPECT_EQ(openDescriptors(child()), descriptors);
-   RecordProperty("residentKilobytes", static_cast<int>(residentKilobytes(child())));
+}
+
+TEST_F(AgentServerTest, killedWithARequestInFlightItComesUpClean) {
+   write(threePolicies);
+   start(10s, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::never, {}}); });
+   EXPECT_EQ(status()["state"], "waiting");
+   EXPECT_EQ(end(SIGKILL), -SIGKILL);
+   start(10s, allGoesWell);
+   EXPECT_TRUE(eventually([this] { return allAre("programmed"); }));
+}
+
+// ---- The end ----
+
+void never(SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent&) {
+   tcam.inject({InjectedFailure::never, {}}, 1000);
+}
+
+TEST_F(AgentServerTest, itEndsAtOnceWhileAPolicyWaits) {
+   for (const int number : {SIGTERM, SIGINT}) {
+      write(threePolicies);
+      start(1min, never);
+      EXPECT_EQ(status()["state"], "waiting");
+      EXPECT_EQ(end(number), 0);
+   }
+}
+
+TEST_F(AgentServerTest, takingBackFromADeadRulesClientHasOneDeadline) {
+   write(threePolicies);
+   start(1min, never, [](ServerOptions& options) {
+      options.deleteOnExit = true;
+      options.deleteTime = 300ms;
+   });
+   const auto begin = std::chrono::steady_clock::now();
+   EXPECT_EQ(end(SIGTERM), 3);
+   EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
+   EXPECT_NE(said().find("agent: not taken back: web ipv4: waiting\n"), std::string::npos)
+         << said();
+}
+
+TEST_F(AgentServerTest, aRemovalThatIsRefusedIsToldAtTheEnd) {
+   write(threePolicies);
+   start(
+         5s,
+         [](SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
+            static const auto subscription =
+                  agent.requests()->publisher()->subscribe([&tcam](const Pello::Change& change) {
+                     if (change.attribute == 133 && tcam.requests() == 3) {
+                        tcam.inject({InjectedFailure::refuse, "busy"}); // the first removal
+                     }
+                  });
+         },
+         [](ServerOptions& options) { options.deleteOnExit = true; });
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+   EXPECT_EQ(end(SIGTERM), 3);
+   EXPECT_NE(said().find("dns ipv4: failed, the rules client still holds it: busy"),
+             std::string::npos)
+         << said();
+   EXPECT_NE(said().find("web ipv4: removed"), std::string::npos) << said();
+}
+
+TEST_F(AgentServerTest, whileItEndsNothingIsReloadedAndASecondSignalEndsIt) {
+   write(threePolicies);
+   start(1min, never, [](ServerOptions& options) { options.deleteOnExit = true; });
+   signal(SIGTERM);
+   ASSERT_TRUE(eventually([this] { return said().find("taking back") != std::string::npos; }));
+   const ControlAnswer reload = ask("reload");
+   EXPECT_EQ(reload.exitCode, 1);
+   EXPECT_EQ(reload.text, "the agent is ending\n");
+   signal(SIGHUP);
+   EXPECT_TRUE(eventually([this] {
+      const std::string refused = "agent: reload refused, nothing changed\nthe agent is ending\n";
+      const std::string text = said();
+      return text.find(refused) != text.rfind(refused); // the command's, and the signal's
+   })) << said();
+   EXPECT_EQ(end(SIGTERM), 3);
+}
+
+TEST_F(AgentServerTest, aHangUpWithARefusedFileChangesNothing) {
+   write(threePolicies);
+   start(5s, allGoesWell);
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+   const auto before = statuses();
+   write("policies: 3\n");
+   signal(SIGHUP);
+   ASSERT_TRUE(eventually([this] {
+      return said().find("agent: reload refused, nothing changed\n" + file() + ":1:11: ") !=
+             std::string::npos;
+   })) << said();
+   EXPECT_EQ(statuses(), before);
 }
 
 } // namespace

@@ -1,106 +1,10 @@
-// `postcard agent` and what asks it, end to end: the real program, module, socket and signals.
-#include "support/RunProgram.h"
+// `postcard agent` and what asks it, end to end: programming, edits of the file, the socket.
+#include "cli/AgentProgram.h"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
+#include <map>
 
-#include <chrono>
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <thread>
-
+namespace CliTest {
 namespace {
-
-using TestSupport::CapturedStream;
-using TestSupport::ProgramResult;
-using TestSupport::runProgram;
-
-const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
-
-// One policy; `interfaces` and `classes` are flow lists without brackets.
-std::string policyText(const std::string& interfaces, const std::string& classes) {
-   return "policies: [{ name: web, interfaces: { ipv4: [" + interfaces + "] }, classes: [" +
-          classes + "] }]\n";
-}
-
-const std::string oneClass = "{ name: all, actions: [sample-all], ipv4: {} }";
-const std::string twoClasses =
-      "{ name: dns, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }, " + oneClass;
-
-// An agent process that ends with the test.
-class AgentProgram : public testing::Test {
- protected:
-   AgentProgram() {
-      char path[] = "/tmp/postcard-agent-XXXXXX";
-      folder_ = ::mkdtemp(path);
-   }
-   ~AgentProgram() override {
-      if (child_ > 0) {
-         kill(SIGKILL);
-      }
-      std::filesystem::remove_all(folder_);
-   }
-
-   std::string file() const { return folder_ + "/policy.yaml"; }
-   std::string socket() const { return folder_ + "/agent.sock"; }
-   void write(const std::string& text) const { std::ofstream{file()} << text; }
-
-   // Starts an agent and waits until it answers.
-   void start(std::vector<std::string> options = {}) {
-      std::vector<std::string> arguments{program, "agent", "--socket", socket(), file()};
-      arguments.insert(arguments.end(), options.begin(), options.end());
-      std::vector<char*> argv;
-      for (std::string& argument : arguments) {
-         argv.push_back(argument.data());
-      }
-      argv.push_back(nullptr);
-      posix_spawn_file_actions_t actions;
-      ::posix_spawn_file_actions_init(&actions);
-      ::posix_spawn_file_actions_adddup2(&actions, err_.fd(), STDERR_FILENO);
-      ASSERT_EQ(::posix_spawn(&child_, program.c_str(), &actions, nullptr, argv.data(), environ),
-                0);
-      ::posix_spawn_file_actions_destroy(&actions);
-      ASSERT_TRUE(eventually([this] { return ask("status").exitCode == 0; })) << err_.text();
-   }
-   ProgramResult ask(const std::string& command, std::vector<std::string> options = {}) const {
-      options.insert(options.begin(), {program, command, "--socket", socket()});
-      return runProgram(std::move(options));
-   }
-   // The status of the only policy, or of the one at `index`.
-   nlohmann::json status(std::size_t index = 0) const {
-      const auto document = nlohmann::json::parse(ask("status", {"--format", "json"}).out);
-      return document["policies"].at(index);
-   }
-   static bool eventually(const std::function<bool()>& holds) {
-      const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{20};
-      while (!holds()) {
-         if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-         }
-         std::this_thread::sleep_for(std::chrono::milliseconds{10});
-      }
-      return true;
-   }
-   // Sends the signal and waits for the end; returns the exit code, or minus the signal.
-   int kill(int signal) {
-      ::kill(child_, signal);
-      int status = 0;
-      ::waitpid(child_, &status, 0);
-      child_ = 0;
-      return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-   }
-   std::string err() const { return err_.text(); }
-   pid_t child() const { return child_; }
-
- private:
-   std::string folder_;
-   CapturedStream err_;
-   pid_t child_ = 0;
-};
 
 TEST_F(AgentProgram, programsShowsAndEnds) {
    write(policyText("Ethernet1", oneClass));
@@ -114,45 +18,200 @@ TEST_F(AgentProgram, programsShowsAndEnds) {
       EXPECT_NE(show.out.find(line), std::string::npos) << line;
    }
    const auto document = nlohmann::json::parse(ask("show", {"--format", "json"}).out);
-   EXPECT_EQ(document["acls"][0]["rules"].size(), 2U);
+   EXPECT_EQ(document["acls"][0]["ruleByIndex"].size(), 2U);
    EXPECT_NE(ask("status").out.find("web                      ipv4   programmed"),
              std::string::npos);
    EXPECT_EQ(kill(SIGTERM), 0);
    EXPECT_FALSE(std::filesystem::exists(socket()));
 }
 
-TEST_F(AgentProgram, followsEveryEditOfTheFile) {
-   write(policyText("Ethernet1, Ethernet2", oneClass));
-   start();
-   ASSERT_TRUE(eventually([this] { return status()["generation"] == 1; }));
+// The file with `web` as given and a second policy, in both families, that no edit touches.
+std::string besidesDns(const std::string& web) {
+   return "policies:\n" + web +
+          "  - name: dns\n"
+          "    interfaces: { ipv4: [Ethernet1], ipv6: [Ethernet7] }\n"
+          "    classes: [{ name: dns, actions: [sample-all], ipv4: {}, ipv6: {} }]\n";
+}
 
-   write(policyText("Ethernet1, Ethernet2", twoClasses)); // a class added
-   EXPECT_EQ(ask("reload").exitCode, 0);
-   ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
-   EXPECT_NE(ask("show").out.find("dns-ipv4-udp"), std::string::npos);
+std::string web(const std::string& interfaces, const std::string& classes) {
+   return "  - { name: web, interfaces: { ipv4: [" + interfaces + "] }, classes: [" + classes +
+          "] }\n";
+}
 
-   write(policyText("Ethernet2", twoClasses)); // an interface removed
+class EditedFile : public AgentProgram {
+ protected:
+   EditedFile() {
+      write(besidesDns(web("Ethernet1, Ethernet2", oneClass)));
+      start();
+      EXPECT_TRUE(eventually([this] { return allProgrammed(); }));
+      others_ = others();
+      EXPECT_EQ(others_["status"].size(), 2U);
+      EXPECT_EQ(others_["acls"].size(), 2U);
+   }
+   // Whatever was done to `web`, the rest has not been touched.
+   ~EditedFile() override { EXPECT_EQ(others(), others_); }
+
+   // Waits until the rules client has answered about `web`.
+   bool webIs(const std::string& state) const {
+      return eventually([&] {
+         const auto all = statuses();
+         return std::ranges::any_of(all, [&](const auto& one) {
+            return one["policy"] == "web" && one["state"] == state;
+         });
+      });
+   }
+
+ private:
+   // All that is told of other policies than `web`.
+   nlohmann::json others() const {
+      nlohmann::json others;
+      for (const auto& one : statuses()) {
+         if (one["policy"] != "web") {
+            others["status"].push_back(one);
+         }
+      }
+      const std::string text = ask("show").out;
+      const std::string head = "Policy Name:";
+      for (std::size_t at = text.find(head); at != std::string::npos;) {
+         const std::size_t next = text.find(head, at + 1);
+         const std::string acl = text.substr(at, next - at);
+         if (acl.find("dns-ipv") < acl.find('\n')) {
+            others["acls"].push_back(acl);
+         }
+         at = next;
+      }
+      std::sort(others["acls"].begin(), others["acls"].end());
+      return others;
+   }
+
+   nlohmann::json others_;
+};
+
+TEST_F(EditedFile, aClassAdded) {
+   write(besidesDns(web("Ethernet1, Ethernet2", twoClasses)));
    EXPECT_EQ(ask("reload").out, "1 operation\n");
-   EXPECT_EQ(ask("show").out.find("Ethernet1\n"), std::string::npos);
+   ASSERT_TRUE(webIs("programmed"));
+   EXPECT_NE(ask("show").out.find("dns-ipv4-udp"), std::string::npos);
+}
 
+TEST_F(EditedFile, anInterfaceRemoved) {
+   write(besidesDns(web("Ethernet1", oneClass)));
+   EXPECT_EQ(ask("reload").out, "1 operation\n");
+   ASSERT_TRUE(webIs("programmed"));
+   EXPECT_EQ(ask("show").out.find("Ethernet2"), std::string::npos);
+}
+
+TEST_F(EditedFile, thePolicyRemoved) {
+   write(besidesDns(""));
+   EXPECT_EQ(ask("reload").out, "1 operation\n");
+   ASSERT_TRUE(webIs("removed"));
+   EXPECT_EQ(ask("show").out.find("web"), std::string::npos);
+}
+
+TEST_F(EditedFile, aSyntaxErrorChangesNothing) {
    const std::string before = ask("show").out;
-   write("policies: [{ name: web"); // a syntax error
+   const auto statusBefore = statuses();
+   write("policies: [{ name: web");
    const ProgramResult syntax = ask("reload");
    EXPECT_EQ(syntax.exitCode, 1);
    EXPECT_EQ(syntax.err.substr(0, file().size() + 1), file() + ":");
    EXPECT_EQ(ask("show").out, before);
+   EXPECT_EQ(statuses(), statusBefore);
+}
 
-   write(policyText("Ethernet2", // an unsupported match
-                    "{ name: all, actions: [sample-all], ipv4: { fragments: true } }"));
+TEST_F(EditedFile, anUnsupportedMatchChangesNothing) {
+   const std::string before = ask("show").out;
+   const auto statusBefore = statuses();
+   write(besidesDns(
+         web("Ethernet2", "{ name: all, actions: [sample-all], ipv4: { fragments: true } }")));
    const ProgramResult unsupported = ask("reload");
    EXPECT_EQ(unsupported.exitCode, 1);
    EXPECT_EQ(unsupported.err, "web ipv4: Unsupported match(es): 'Fragments', in configuration\n");
    EXPECT_EQ(ask("show").out, before);
+   EXPECT_EQ(statuses(), statusBefore);
+}
 
-   write("policies: []\n"); // the policy removed
+TEST_F(EditedFile, oneAfterTheOther) {
+   write(besidesDns(web("Ethernet1, Ethernet2", twoClasses)));
    EXPECT_EQ(ask("reload").exitCode, 0);
-   ASSERT_TRUE(eventually([this] { return status()["state"] == "removed"; }));
-   EXPECT_EQ(ask("show").out, "");
+   write(besidesDns(web("Ethernet2", twoClasses)));
+   EXPECT_EQ(ask("reload").exitCode, 0);
+   write("policies: 1\n");
+   EXPECT_EQ(ask("reload").exitCode, 1);
+   write(besidesDns(""));
+   EXPECT_EQ(ask("reload").exitCode, 0);
+   ASSERT_TRUE(webIs("removed"));
+   write(besidesDns(web("Ethernet2", oneClass)));
+   EXPECT_EQ(ask("reload").exitCode, 0);
+   ASSERT_TRUE(webIs("programmed"));
+}
+
+TEST_F(AgentProgram, programsTheExamples) {
+   const std::map<std::string, std::vector<std::string>> others = {
+         {"all-features.yaml",
+          {"programmed", "programmed", "empty", "unsupported", "unsupported"}}};
+   std::size_t examples = 0;
+   for (const auto& example :
+        std::filesystem::directory_iterator{POSTCARD_SOURCE_DIR "/examples"}) {
+      if (example.path().extension() != ".yaml") {
+         continue;
+      }
+      ++examples;
+      startFile(example.path(), {"--capacity", "100000", "--answer-time", "100"});
+      const auto found = others.find(example.path().filename());
+      EXPECT_TRUE(eventually([&] {
+         return found == others.end() ? allProgrammed() : states() == found->second;
+      })) << example
+          << err();
+      EXPECT_EQ(kill(SIGTERM), 0);
+   }
+   EXPECT_GE(examples, 4U);
+}
+
+// Without what differs from run to run.
+nlohmann::json withoutTimes(nlohmann::json document) {
+   for (auto& policy : document["policies"]) {
+      EXPECT_EQ(policy["since"].get<std::string>().size(), 20U);
+      policy.erase("since");
+   }
+   return document;
+}
+
+TEST_F(AgentProgram, theStatusForPrograms) {
+   write(policyText("Ethernet1", oneClass));
+   start({"--capacity", "1"});
+   ASSERT_TRUE(eventually([this] { return status()["state"] == "failed"; }));
+   const auto document = nlohmann::json::parse(ask("status", {"--format", "json"}).out);
+   EXPECT_EQ(withoutTimes(document), nlohmann::json::parse(R"({
+      "schema": 1,
+      "policies": [{
+         "policy": "web", "family": "ipv4", "state": "failed",
+         "text": "full: web-ipv4 needs 2 entries, 1 of 1 are free",
+         "generation": 1, "overdue": false,
+         "history": ["full: web-ipv4 needs 2 entries, 1 of 1 are free"]
+      }]
+   })"));
+}
+
+TEST_F(AgentProgram, theOutcomeOfAReloadForPrograms) {
+   write(policyText("Ethernet1", oneClass));
+   start();
+   write(policyText("Ethernet2", oneClass));
+   const ProgramResult accepted = ask("reload", {"--format", "json"});
+   EXPECT_EQ(accepted.exitCode, 0);
+   EXPECT_EQ(nlohmann::json::parse(accepted.out), nlohmann::json::parse(R"({
+      "schema": 1, "accepted": true, "operations": 2, "findings": []
+   })"));
+   write("policies: 1\nhardwear: 2\n");
+   const ProgramResult refused = ask("reload", {"--format", "json"});
+   EXPECT_EQ(refused.exitCode, 1);
+   EXPECT_EQ(refused.err, "");
+   const auto document = nlohmann::json::parse(refused.out);
+   EXPECT_EQ(document["accepted"], false);
+   EXPECT_EQ(document["operations"], 0);
+   ASSERT_EQ(document["findings"].size(), 2U);
+   EXPECT_EQ(document["findings"][0].get<std::string>().substr(0, file().size() + 5),
+             file() + ":1:11");
 }
 
 TEST_F(AgentProgram, hangUpReadsTheFileAgain) {
@@ -201,14 +260,6 @@ TEST_F(AgentProgram, aSecondAgentAtTheSameSocketGivesWay) {
    EXPECT_EQ(ask("status").exitCode, 0);
 }
 
-TEST_F(AgentProgram, aFileThatIsNotASocketStays) {
-   write(policyText("Ethernet1", oneClass));
-   const auto result = runProgram({program, "agent", "--socket", file(), file()});
-   EXPECT_EQ(result.exitCode, 3);
-   EXPECT_EQ(result.err, file() + ": there is a file that is not a socket\n");
-   EXPECT_TRUE(std::filesystem::exists(file()));
-}
-
 TEST_F(AgentProgram, wrongRequestsGetAnAnswer) {
    write(policyText("Ethernet1", oneClass));
    start();
@@ -234,25 +285,5 @@ TEST_F(AgentProgram, nobodyAnswers) {
    EXPECT_EQ(result.err, socket() + ": no agent answers here: No such file or directory\n");
 }
 
-TEST_F(AgentProgram, tellsTheServiceManagerWhenItIsReady) {
-   const std::string path = socket() + ".notify";
-   const int fd = ::socket(AF_UNIX, SOCK_DGRAM, 0);
-   sockaddr_un address{};
-   address.sun_family = AF_UNIX;
-   std::strcpy(address.sun_path, path.c_str());
-   ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-   ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
-   ::setenv("WATCHDOG_USEC", "20000", 1);
-   write(policyText("Ethernet1", oneClass));
-   start();
-   ::unsetenv("NOTIFY_SOCKET");
-   ::unsetenv("WATCHDOG_USEC");
-   char message[64] = {};
-   EXPECT_EQ(::recv(fd, message, sizeof message, 0), 7);
-   EXPECT_EQ(std::string{message}, "READY=1");
-   EXPECT_EQ(::recv(fd, message, sizeof message, 0), 10);
-   EXPECT_EQ((std::string{message, 10}), "WATCHDOG=1");
-   ::close(fd);
-}
-
 } // namespace
+} // namespace CliTest

@@ -1,12 +1,11 @@
 // `postcard check`, the real program with the real module: the costs are those of the compiled
 // ACLs, class by class, and the budget is kept to the entry.
 #include "support/RunProgram.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
-#include <fstream>
 #include <map>
 
 namespace {
@@ -20,17 +19,7 @@ const std::string examples = std::string{POSTCARD_SOURCE_DIR} + "/examples/";
 
 class Check : public testing::Test {
  protected:
-   Check() {
-      char path[] = "/tmp/postcard-cli-XXXXXX";
-      folder_ = ::mkdtemp(path);
-   }
-   ~Check() override { std::filesystem::remove_all(folder_); }
-
-   std::string policy(const std::string& text) const {
-      const std::string path = folder_ + "/policy.yaml";
-      std::ofstream{path} << text;
-      return path;
-   }
+   std::string policy(const std::string& text) const { return folder_.write("policy.yaml", text); }
    static ProgramResult run(const char* subcommand, std::vector<std::string> arguments,
                             std::vector<std::string> environment = {}) {
       arguments.insert(arguments.begin(), {program, subcommand});
@@ -44,7 +33,7 @@ class Check : public testing::Test {
    }
 
  private:
-   std::string folder_;
+   TestSupport::TemporaryFolder folder_;
 };
 
 const std::string header = "policies:\n"
@@ -94,8 +83,8 @@ TEST_F(Check, aClassCostsWhatItCostsAlone) {
       const Json compiled = json("compile", policy(header + each));
       for (const Json& acl : compiled.at("acls")) {
          const std::size_t begin = each.find("name: ") + 6;
-         alone[{acl.at("type"), each.substr(begin, each.find(',') - begin)}] =
-               acl.at("rules").size();
+         alone[{acl.at("aclType"), each.substr(begin, each.find(',') - begin)}] =
+               acl.at("ruleByIndex").size();
       }
    }
    const Json together = json("check", policy(allClasses()));
@@ -125,7 +114,7 @@ TEST_F(Check, theCostsAreTheEntriesOfTheCompiledAcls) {
          for (const Json& each : cost.at("classes")) {
             sum += each.at("entries").get<std::size_t>();
          }
-         EXPECT_EQ(cost.at("entries"), compiled.at("acls").at(i).at("rules").size()) << name;
+         EXPECT_EQ(cost.at("entries"), compiled.at("acls").at(i).at("ruleByIndex").size()) << name;
          EXPECT_EQ(cost.at("entries"), sum) << name;
       }
    }

@@ -1,11 +1,11 @@
 // `postcard compile`, the real program with the real module: what it prints, where, and how it
 // ends.
 #include "support/RunProgram.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -25,29 +25,22 @@ std::string readFile(const std::string& path) {
    return text.str();
 }
 
+void expectGolden(const std::string& text, const std::string& name) {
+   EXPECT_EQ(text, readFile(source + "/tests/golden/compile/" + name + ".txt")) << name;
+}
+
 // A policy file that lives as long as the test.
 class Compile : public testing::Test {
  protected:
-   Compile() {
-      char path[] = "/tmp/postcard-cli-XXXXXX";
-      folder_ = ::mkdtemp(path);
-   }
-   ~Compile() override { std::filesystem::remove_all(folder_); }
-
-   std::string policy(const std::string& text) {
-      const std::string path = folder_ + "/policy.yaml";
-      std::ofstream{path} << text;
-      return path;
-   }
+   std::string policy(const std::string& text) const { return folder_.write("policy.yaml", text); }
    static ProgramResult compile(std::vector<std::string> arguments,
                                 std::vector<std::string> environment = {}) {
       arguments.insert(arguments.begin(), {program, "compile"});
       return runProgram(std::move(arguments), std::move(environment));
    }
-   const std::string& folder() const { return folder_; }
 
  private:
-   std::string folder_;
+   TestSupport::TemporaryFolder folder_;
 };
 
 constexpr const char* twoPolicies = R"(policies:
@@ -70,8 +63,25 @@ TEST_F(Compile, printsTheExamplesAsTheShowCommandDoes) {
    for (const char* name : {"web-tier", "flags-and-ranges"}) {
       const auto result = compile({source + "/examples/" + name + ".yaml"});
       EXPECT_EQ(result.exitCode, 0) << result.err;
-      EXPECT_EQ(result.out, readFile(source + "/tests/golden/compile/" + name + ".txt")) << name;
+      expectGolden(result.out, name);
    }
+}
+
+// One of its policies is refused in both families, and says so after the others.
+TEST_F(Compile, printsTheExampleOfEveryKey) {
+   const auto result = compile({source + "/examples/all-features.yaml"});
+   EXPECT_EQ(result.exitCode, 1);
+   expectGolden(result.out, "all-features");
+   expectGolden(result.err, "all-features.err");
+}
+
+// Flags and ports for hardware that matches no flags: the ports are expanded, the flags are not,
+// and no line tells of them.
+TEST_F(Compile, printsPoliciesForHardwareWithoutTcpFlags) {
+   const auto result = compile({source + "/tests/golden/compile/no-tcp-flags.yaml"});
+   EXPECT_EQ(result.exitCode, 0);
+   expectGolden(result.out, "no-tcp-flags");
+   EXPECT_EQ(result.err, "ACLs: 1, rules: 6, TCAM entries: 6\n");
 }
 
 TEST_F(Compile, endsWithTheTotalsOnStandardError) {
@@ -161,22 +171,36 @@ TEST_F(Compile, jsonHasEveryPartOfARule) {
 )")});
    EXPECT_EQ(result.exitCode, 0) << result.err;
    const auto expected = nlohmann::json::parse(R"({
-      "schema": 1,
+      "schema": 2,
       "acls": [{
-         "name": "p-ipv4", "type": "ipv4", "interfaces": ["Ethernet1"],
-         "programmedPolicy": false, "rulesClientUpdated": false, "status": [],
-         "rules": [{
-            "index": 0,
-            "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
-            "filter": {
-               "source": "10.0.0.0/8", "destination": "0.0.0.0/0", "protocol": 6,
-               "sourcePort": null, "destinationPort": {"data": 443, "mask": 65535},
-               "tcpFlags": {"data": 2, "mask": 18},
-               "sample": {"data": 3, "mask": 255, "field": "ip-id"}
-            },
-            "action": {"actions": ["sampleAction", "setDscpAction"],
-                       "setDscp": {"data": 0, "mask": 0}}
-         }]
+         "aclConfigKey": "p-ipv4", "aclType": "ipv4",
+         "ruleByName": {
+            "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18": {
+               "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
+               "ruleFilter": {
+                  "source": "10.0.0.0/8", "destination": "0.0.0.0/0",
+                  "sportDataMaskValid": false,
+                  "sportDataMask": {"l4PortData": 0, "l4PortMask": 0},
+                  "dportDataMaskValid": true,
+                  "dportDataMask": {"l4PortData": 443, "l4PortMask": 65535},
+                  "proto": 6,
+                  "sampleDataAndMask": {
+                     "name": "sampleDataAndMask", "data": 3, "mask": 255, "version": 4
+                  },
+                  "tcpFlagAndMask": {"tcpFlag": 2, "tcpFlagMask": 18}
+               },
+               "ruleAction": {
+                  "dscpDataAndMask": {"dscpData": 0, "dscpMask": 0},
+                  "action": ["sampleAction", "setDscpAction"]
+               }
+            }
+         },
+         "ruleByIndex": {
+            "0": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18"
+         },
+         "policyIntf": ["Ethernet1"],
+         "programmedPolicy": false, "rulesClientUpdated": false,
+         "aclConfigStatus": {"statusInOrder": {}, "currentIndex": 0}
       }],
       "refused": [],
       "totals": {"acls": 1, "rules": 1, "tcamEntries": 1}

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 
 namespace {
 
@@ -222,7 +221,8 @@ TEST(AclTable, whatItDoesNotTake) {
    }
 }
 
-TEST(AclTable, hundredsOfThousandsOfPacketsAgainstThousandsOfEntries) {
+// The rule of a port is known without a look at the others.
+TEST(AclTable, everyPortOfThousandsOfEntries) {
    AclRecords acl{"a"};
    for (U32 i = 0; i < 4000; ++i) {
       auto& filter = *acl.rule()->ruleFilter();
@@ -231,19 +231,14 @@ TEST(AclTable, hundredsOfThousandsOfPacketsAgainstThousandsOfEntries) {
    }
    AclTable table{*acl};
    Packet packet = parsePacket("tcp 1.2.3.4:1 > 5.6.7.8:2");
-   const auto start = std::chrono::steady_clock::now();
-   for (U32 i = 0; i < 100'000; ++i) {
-      packet.destinationPort = static_cast<U16>(i);
-      table.hit(packet);
+   for (U16 port = 1900; port < 6100; ++port) {
+      packet.destinationPort = port;
+      const bool has = port >= 2000 && port < 6000;
+      ASSERT_EQ(indexOf(table.hit(packet)), has ? std::optional<U32>{port - 2000U} : std::nullopt);
    }
-   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-   U64 hits = 0;
    for (const AclTable::Entry& entry : table.entries()) {
-      hits += entry.hits;
+      ASSERT_EQ(entry.hits, 1U) << entry.index;
    }
-   EXPECT_EQ(hits, 8000U); // 100,000 ports wrap: 2000..5999 come twice, less those beyond 34,463
-   EXPECT_LT(seconds.count(), 30.0); // far above what it takes, also with sanitizers
-   RecordProperty("seconds", std::to_string(seconds.count()));
 }
 
 } // namespace

@@ -32,13 +32,25 @@ inline Lines together(std::initializer_list<Lines> parts) {
    return all;
 }
 
-// Traces as lines "level text"; the trace of entry into an operation names the operation: "8 name".
+// A trace as a line "level operation: text"; the trace of entry into an operation is "8 operation".
+inline std::string toldLine(const std::string& level, const std::string& operation,
+                            const std::string& text) {
+   return level + " " + operation + (level == "8" && text.empty() ? "" : ": " + text);
+}
+
 inline Lines told(const TraceCapture& capture) {
    Lines lines;
    for (const CapturedTrace& trace : capture.traces()) {
-      const bool entry = trace.level == 8 && trace.text.empty();
-      lines.push_back(std::to_string(trace.level) + " " +
-                      (entry ? trace.functionName : trace.text));
+      lines.push_back(toldLine(std::to_string(trace.level), trace.functionName, trace.text));
+   }
+   return lines;
+}
+
+// The same for expected traces of one operation, each "level text", its entry "8".
+inline Lines by(const std::string& operation, Lines lines) {
+   for (std::string& line : lines) {
+      line = toldLine(line.substr(0, 1), operation,
+                      line.substr(std::min<std::size_t>(2, line.size())));
    }
    return lines;
 }
@@ -201,25 +213,28 @@ class Lifecycle : public testing::Test {
    static Lines keyTraces(MatchOption option = ipv4) {
       const bool six = option == ipv6;
       const std::string type = six ? "ipv6" : "ipv4";
-      return {"8 getAclConfigKey",
-              std::string{"9 Policy : p/s, Match Option : "} +
-                    (six ? "matchIpv6AccessGroup" : "matchIpAccessGroup"),
-              "5 Policy : p, Acl Type : " + type, "5 Acl Config Key : p-" + type};
+      return by("getAclConfigKey",
+                {"8",
+                 std::string{"9 Policy : p/s, Match Option : "} +
+                       (six ? "matchIpv6AccessGroup" : "matchIpAccessGroup"),
+                 "5 Policy : p, Acl Type : " + type, "5 Acl Config Key : p-" + type});
    }
    // What posting a request that leaves the interface alone traces.
    static Lines requestTraces(int event) {
-      return {"8 updateRulesClientConfig",
-              "5 Acl Config Key : p-ipv4, Event : " + std::to_string(event) +
-                    ", Current Interface : ",
-              "5 Rules Client Updated : true"};
+      return by("updateRulesClientConfig", {"8",
+                                            "5 Acl Config Key : p-ipv4, Event : " +
+                                                  std::to_string(event) + ", Current Interface : ",
+                                            "5 Rules Client Updated : true"});
    }
    // What entering (or removing) an interface traces.
-   static Lines intfTraces(const std::string& name, bool removal = false) {
+   static Lines intfTraces(const std::string& name, bool removal = false,
+                           const std::string& key = "p-ipv4") {
       const std::string what = removal ? "5 Removing " : "5 Adding ";
-      return {"8 updateIntfInAclConfig",
-              "9 Acl Config Key : p-ipv4, Interface : " + name +
-                    ", Remove Interface : " + (removal ? "true" : "false"),
-              what + name + (removal ? " from" : " to") + " aclConfig->policyIntf()"};
+      return by("updateIntfInAclConfig",
+                {"8",
+                 "9 Acl Config Key : " + key + ", Interface : " + name +
+                       ", Remove Interface : " + (removal ? "true" : "false"),
+                 what + name + (removal ? " from" : " to") + " aclConfig->policyIntf()"});
    }
 
    HelperRecords records;

@@ -8,6 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
 namespace OruPostcardTelemetry {
 namespace {
 
@@ -242,6 +246,32 @@ constexpr std::string_view checkFunction =
 TEST_F(FilterCheckToggleDeathTest, isOnByDefault) {
    EXPECT_EXIT(leave(toggleFeaturePostcardTelemetryTcpControlEnabled()), testing::ExitedWithCode(0),
                "good");
+}
+
+// Whether the toggle is on when `file`, with this text, is all that is in the toggle directory. No
+// file for null.
+bool onWith(const char* file, const char* text) {
+   char path[] = "/tmp/postcard-toggle-XXXXXX";
+   const std::filesystem::path directory{::mkdtemp(path)};
+   if (file != nullptr) {
+      std::ofstream{directory / file} << text;
+   }
+   FeatureToggle::toggleDirectoryIs(directory);
+   const bool on = toggleFeaturePostcardTelemetryTcpControlEnabled();
+   std::filesystem::remove_all(directory);
+   return on;
+}
+
+TEST_F(FilterCheckToggleDeathTest, isDeclaredInItsFileAndElseOn) {
+   const char* const common = "PostcardTelemetryCommon.json";
+   const char* const off =
+         R"({"toggles": {"FeaturePostcardTelemetryTcpControl": {"default": false}}})";
+   const char* const otherOff = R"({"toggles": {"FeaturePostcardTelemetry": {"default": false}}})";
+   const testing::ExitedWithCode well{0};
+   EXPECT_EXIT(leave(!onWith(common, off)), well, "^good\n$");
+   EXPECT_EXIT(leave(onWith(nullptr, nullptr)), well, "^good\n$");
+   EXPECT_EXIT(leave(onWith(common, otherOff)), well, "^good\n$");
+   EXPECT_EXIT(leave(onWith("PostcardTelemetry.json", off)), well, "^good\n$");
 }
 
 TEST_F(FilterCheckToggleDeathTest, keepsItsFirstAnswer) {

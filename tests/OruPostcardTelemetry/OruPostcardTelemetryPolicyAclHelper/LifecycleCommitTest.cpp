@@ -4,6 +4,7 @@
 namespace OruPostcardTelemetry {
 namespace {
 
+using TestSupport::by;
 using TestSupport::Lines;
 using TestSupport::together;
 using TestSupport::told;
@@ -94,7 +95,7 @@ TEST_F(LifecycleCommit, tracesTheFirst) {
    commit();
    EXPECT_EQ(told(capture), together({{"8 commitPolicy"},
                                       keyTraces(),
-                                      {"5 Rules Client Updated : false"},
+                                      by("commitPolicy", {"5 Rules Client Updated : false"}),
                                       requestTraces(0)}));
 }
 
@@ -105,7 +106,7 @@ TEST_F(LifecycleCommit, tracesALaterOne) {
    commit();
    EXPECT_EQ(told(capture), together({{"8 commitPolicy"},
                                       keyTraces(),
-                                      {"5 Rules Client Updated : true"},
+                                      by("commitPolicy", {"5 Rules Client Updated : true"}),
                                       requestTraces(1)}));
 }
 
@@ -115,9 +116,10 @@ TEST_F(LifecycleCommit, tracesThatThereAreNoRules) {
    create(ipv6);
    const TraceCapture capture;
    commit();
-   EXPECT_EQ(told(capture), together({{"8 commitPolicy"},
-                                      keyTraces(),
-                                      {"5 Error: No rules configured in policy p-ipv4"}}));
+   EXPECT_EQ(told(capture),
+             together({{"8 commitPolicy"},
+                       keyTraces(),
+                       by("commitPolicy", {"5 Error: No rules configured in policy p-ipv4"})}));
    commit(ipv6);
    EXPECT_EQ(capture.count("5 Error: No rules configured in policy p-ipv6"), 1U);
 }

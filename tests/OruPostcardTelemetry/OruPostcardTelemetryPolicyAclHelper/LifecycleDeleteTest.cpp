@@ -4,6 +4,7 @@
 namespace OruPostcardTelemetry {
 namespace {
 
+using TestSupport::by;
 using TestSupport::Lines;
 using TestSupport::together;
 using TestSupport::told;
@@ -130,7 +131,8 @@ TEST_F(LifecycleDelete, tracesWithoutARequest) {
    remove();
    EXPECT_EQ(told(capture), together({{"8 deletePolicy"},
                                       keyTraces(),
-                                      {"5 Rules Client Updated : false", "8 deleteAclConfig"},
+                                      by("deletePolicy", {"5 Rules Client Updated : false"}),
+                                      {"8 deleteAclConfig"},
                                       keyTraces()}));
 }
 
@@ -140,7 +142,7 @@ TEST_F(LifecycleDelete, tracesWithARequest) {
    remove();
    EXPECT_EQ(told(capture), together({{"8 deletePolicy"},
                                       keyTraces(),
-                                      {"5 Rules Client Updated : true"},
+                                      by("deletePolicy", {"5 Rules Client Updated : true"}),
                                       requestTraces(2),
                                       {"8 deleteAclConfig"},
                                       keyTraces()}));
@@ -152,8 +154,8 @@ TEST_F(LifecycleDelete, tracesAnUnknownPolicy) {
    EXPECT_EQ(told(capture),
              together({{"8 deletePolicy"},
                        keyTraces(),
-                       {"0 Error: Delete Policy received for a non-existent policy, Policy : p/s "
-                        "Match Option : 0"}}));
+                       by("deletePolicy", {"0 Error: Delete Policy received for a non-existent "
+                                           "policy, Policy : p/s Match Option : 0"})}));
 }
 
 } // namespace

@@ -36,10 +36,10 @@ std::string fatalAfter(const std::string& before, const std::string& function,
    return before + "\n" + fatalLine(function, expression, message).substr(5);
 }
 
-// The pattern of an error at level 0. Which function of the class traces it is its own affair.
-std::string errorTrace(std::string_view text) {
-   return literally("OruPostcardTelemetryPolicyAclHelper 0 OruPostcardPolicyAclHelper::") +
-          "[A-Za-z]+" + literally(": " + std::string{text});
+// The pattern of an operation's error at level 0.
+std::string errorTrace(const std::string& operation, const std::string& text) {
+   return literally("OruPostcardTelemetryPolicyAclHelper 0 OruPostcardPolicyAclHelper::" +
+                    operation + ": " + text);
 }
 
 class LifecycleDeathTest : public TestSupport::Lifecycle {
@@ -56,9 +56,10 @@ TEST_F(LifecycleDeathTest, commitOfAnUnknownPolicy) {
    for (const auto option : {ipv4, ipv6}) {
       const std::string number = option == ipv4 ? "0" : "1";
       EXPECT_DEATH((showAll(), commit(option)),
-                   fatalAfter("^" + errorTrace("Error: Commit Policy received for a non-existent "
+                   fatalAfter("^" + errorTrace("commitPolicy",
+                                               "Error: Commit Policy received for a non-existent "
                                                "policy, Policy : p/s Match Option : " +
-                                               number),
+                                                     number),
                               functionText("commitPolicy"), "0"));
    }
 }
@@ -67,7 +68,8 @@ TEST_F(LifecycleDeathTest, commitOfADeletedPolicy) {
    program();
    remove();
    EXPECT_DEATH((showAll(), commit()),
-                fatalAfter("^" + errorTrace("Error: Commit Policy received for a non-existent "
+                fatalAfter("^" + errorTrace("commitPolicy",
+                                            "Error: Commit Policy received for a non-existent "
                                             "policy, Policy : p/s Match Option : 0"),
                            functionText("commitPolicy"), "0"));
 }
@@ -78,17 +80,19 @@ TEST_F(LifecycleDeathTest, interfacesOfAnUnknownPolicy) {
                                "Match Option : " +
                                std::string{option == ipv4 ? "0" : "1"};
       EXPECT_DEATH((showAll(), addIntf("Ethernet1", option)),
-                   fatalAfter("^" + errorTrace("Error: Add Interface to" + rest),
+                   fatalAfter("^" + errorTrace("addIntfToPolicy", "Error: Add Interface to" + rest),
                               functionText("addIntfToPolicy", true), "0"));
       EXPECT_DEATH((showAll(), removeIntf("Ethernet1", option)),
-                   fatalAfter("^" + errorTrace("Error: Remove Interface from" + rest),
+                   fatalAfter("^" + errorTrace("removeIntfFromPolicy",
+                                               "Error: Remove Interface from" + rest),
                               functionText("removeIntfFromPolicy", true), "0"));
    }
 }
 
 TEST_F(LifecycleDeathTest, recreationOfAnUnknownPolicy) {
    EXPECT_DEATH((showAll(), recreate(ipv6)),
-                fatalAfter("^" + errorTrace("Error : Acl Config does not exists for Policy : p/s "
+                fatalAfter("^" + errorTrace("deleteAclConfig",
+                                            "Error : Acl Config does not exists for Policy : p/s "
                                             "Match Option : 1"),
                            deleteAclConfigText, "0"));
 }
@@ -96,12 +100,14 @@ TEST_F(LifecycleDeathTest, recreationOfAnUnknownPolicy) {
 TEST_F(LifecycleDeathTest, aSecondCreation) {
    create();
    EXPECT_DEATH((showAll(), create()),
-                fatalAfter("^" + errorTrace("Error: Acl Config already exists for Policy : p/s "
+                fatalAfter("^" + errorTrace("createAclConfig",
+                                            "Error: Acl Config already exists for Policy : p/s "
                                             "Match Option : 0"),
                            createAclConfigText, "0"));
    const auto other = TestSupport::PolicyRecords{"p", "t"}.intf4("Ethernet1");
    EXPECT_DEATH((showAll(), helper->createPolicy(other.data(), ipv4)),
-                fatalAfter("^" + errorTrace("Error: Acl Config already exists for Policy : p/t "
+                fatalAfter("^" + errorTrace("createAclConfig",
+                                            "Error: Acl Config already exists for Policy : p/t "
                                             "Match Option : 0"),
                            createAclConfigText, "0"));
 }
@@ -161,8 +167,10 @@ TEST_F(LifecycleDeathTest, anAnswerForAConfigurationThatIsGone) {
    const std::string text =
          "virtual Kiv::String OruPostcardTelemetry::OruPostcardPolicyAclHelper::updatePolicyStatus("
          "OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType, const Pello::String&)";
-   const std::string line = fatalAfter(
-         "^" + errorTrace("Acl Config not found for policy, Policy Key : p-ipv4"), text, "0");
+   const std::string line =
+         fatalAfter("^" + errorTrace("updatePolicyStatus",
+                                     "Acl Config not found for policy, Policy Key : p-ipv4"),
+                    text, "0");
    EXPECT_DEATH((showAll(), succeed()), line);
    EXPECT_DEATH((showAll(), fail("late")), line);
 }

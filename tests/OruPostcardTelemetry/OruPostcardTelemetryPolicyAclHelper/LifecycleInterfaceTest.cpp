@@ -5,6 +5,7 @@
 namespace OruPostcardTelemetry {
 namespace {
 
+using TestSupport::by;
 using TestSupport::Lines;
 using TestSupport::together;
 using TestSupport::told;
@@ -31,10 +32,14 @@ class LifecycleInterface : public TestSupport::Lifecycle {
              "Policy : p/s Match Option : " +
              std::to_string(option);
    }
+   // Traces of the operation that `change` calls.
+   static Lines its(bool removal, const Lines& lines) {
+      return by(removal ? "removeIntfFromPolicy" : "addIntfToPolicy", lines);
+   }
    static Lines entryTraces(bool removal) {
-      return {removal ? "8 removeIntfFromPolicy" : "8 addIntfToPolicy",
-              "9 Policy : p/s, Match Type : 0, Interface : Ethernet2, "
-              "Logical Interface : Port-Channel9, VRF Name : red, Match Type : 0"};
+      return its(removal,
+                 {"8", "9 Policy : p/s, Match Type : 0, Interface : Ethernet2, "
+                       "Logical Interface : Port-Channel9, VRF Name : red, Match Type : 0"});
    }
 };
 
@@ -210,13 +215,13 @@ TEST_F(LifecycleInterface, tracesWhatIsPassedOn) {
       const TraceCapture capture;
       change(removal);
       EXPECT_EQ(told(capture),
-                together({entryTraces(removal),
-                          keyTraces(),
-                          intfTraces("Ethernet2", removal),
-                          {"5 Programmed Policy : true", "8 updateRulesClientConfig",
-                           "5 Acl Config Key : p-ipv4, Event : 3, Current Interface : Ethernet2",
-                           "5 Updating clientConfig()->currIntf() with Ethernet2",
-                           "5 Rules Client Updated : true"}}));
+                together({entryTraces(removal), keyTraces(), intfTraces("Ethernet2", removal),
+                          its(removal, {"5 Programmed Policy : true"}),
+                          by("updateRulesClientConfig",
+                             {"8",
+                              "5 Acl Config Key : p-ipv4, Event : 3, Current Interface : Ethernet2",
+                              "5 Updating clientConfig()->currIntf() with Ethernet2",
+                              "5 Rules Client Updated : true"})}));
       remove();
    }
 }
@@ -228,10 +233,9 @@ TEST_F(LifecycleInterface, tracesWhatIsNot) {
       const TraceCapture capture;
       change(removal);
       EXPECT_EQ(told(capture),
-                together({entryTraces(removal),
-                          keyTraces(),
-                          intfTraces("Ethernet2", removal),
-                          {"5 Programmed Policy : false", "0 Error: " + notCommitted(removal)}}));
+                together({entryTraces(removal), keyTraces(), intfTraces("Ethernet2", removal),
+                          its(removal, {"5 Programmed Policy : false",
+                                        "0 Error: " + notCommitted(removal)})}));
       remove();
    }
 }
@@ -247,11 +251,10 @@ TEST_F(LifecycleInterface, onlyRemovalTracesTheIndex) {
       const TraceCapture capture;
       EXPECT_EQ(change(removal), "b");
       EXPECT_EQ(told(capture),
-                together({entryTraces(removal),
-                          keyTraces(),
-                          intfTraces("Ethernet2", removal),
-                          {"5 Programmed Policy : false", "0 Error: " + notCommitted(removal)},
-                          removal ? Lines{"5 currentIndex : 2"} : Lines{}}));
+                together({entryTraces(removal), keyTraces(), intfTraces("Ethernet2", removal),
+                          its(removal,
+                              {"5 Programmed Policy : false", "0 Error: " + notCommitted(removal)}),
+                          its(removal, removal ? Lines{"5 currentIndex : 2"} : Lines{})}));
       remove();
    }
 }
@@ -262,9 +265,9 @@ TEST_F(LifecycleInterface, tracesThatThereAreNoRules) {
    for (const bool removal : {false, true}) {
       const TraceCapture capture;
       change(removal);
-      EXPECT_EQ(told(capture), together({entryTraces(removal),
-                                         keyTraces(),
-                                         {"5 Error: No rules configured in policy  p-ipv4"}}));
+      EXPECT_EQ(told(capture),
+                together({entryTraces(removal), keyTraces(),
+                          its(removal, {"5 Error: No rules configured in policy  p-ipv4"})}));
    }
 }
 
@@ -272,7 +275,7 @@ TEST_F(LifecycleInterface, tracesTheOtherFamilyTwice) {
    create(ipv6);
    const TraceCapture capture;
    addIntf("", ipv6);
-   EXPECT_EQ(told(capture)[1], "9 Policy : p/s, Match Type : 1, Interface : , "
+   EXPECT_EQ(told(capture)[1], "9 addIntfToPolicy: Policy : p/s, Match Type : 1, Interface : , "
                                "Logical Interface : Port-Channel9, VRF Name : red, Match Type : 1");
 }
 

@@ -5,6 +5,7 @@
 namespace OruPostcardTelemetry {
 namespace {
 
+using TestSupport::by;
 using TestSupport::Lines;
 using TestSupport::together;
 using TestSupport::told;
@@ -23,16 +24,18 @@ class LifecycleRecreate : public TestSupport::Lifecycle {
    }
    // Without the history's lines, which differ.
    static Lines tracesUpToHistory(bool programmed, bool updated) {
-      return together({{"8 recreatePolicy", "9 Policy : p/s, Match Type : 0"},
-                       keyTraces(),
-                       {"8 deleteAclConfig"},
-                       keyTraces(),
-                       {"8 createAclConfig"},
-                       keyTraces(),
-                       {"5 Adding interface from intf4"},
-                       intfTraces("Ethernet1"),
-                       {std::string{"5 Programmed Policy : "} + (programmed ? "true" : "false"),
-                        std::string{"5 Rules Client Updated : "} + (updated ? "true" : "false")}});
+      return together(
+            {by("recreatePolicy", {"8", "9 Policy : p/s, Match Type : 0"}),
+             keyTraces(),
+             {"8 deleteAclConfig"},
+             keyTraces(),
+             {"8 createAclConfig"},
+             keyTraces(),
+             by("recreatePolicy", {"5 Adding interface from intf4"}),
+             intfTraces("Ethernet1"),
+             by("recreatePolicy",
+                {std::string{"5 Programmed Policy : "} + (programmed ? "true" : "false"),
+                 std::string{"5 Rules Client Updated : "} + (updated ? "true" : "false")})});
    }
 };
 
@@ -192,8 +195,9 @@ TEST_F(LifecycleRecreate, tracesWithoutAHistory) {
    create();
    const TraceCapture capture;
    recreate();
-   EXPECT_EQ(told(capture), together({tracesUpToHistory(false, false),
-                                      {"5 Number of Statuses Strings in Old Config : 0"}}));
+   EXPECT_EQ(told(capture),
+             together({tracesUpToHistory(false, false),
+                       by("recreatePolicy", {"5 Number of Statuses Strings in Old Config : 0"})}));
 }
 
 TEST_F(LifecycleRecreate, tracesTheHistoryAndWhatBecomesOfAMessage) {
@@ -204,20 +208,21 @@ TEST_F(LifecycleRecreate, tracesTheHistoryAndWhatBecomesOfAMessage) {
    recreate();
    EXPECT_EQ(told(capture),
              together({tracesUpToHistory(true, true),
-                       {"5 Number of Statuses Strings in Old Config : 2",
-                        "5 Status : a Current Index : 0", "5 Status :  Current Index : 1",
-                        "5 Original Return Status: No rules configured in policy  p/s",
-                        "5 Modified Return Status: "}}));
+                       by("recreatePolicy",
+                          {"5 Number of Statuses Strings in Old Config : 2",
+                           "5 Status : a Current Index : 0", "5 Status :  Current Index : 1",
+                           "5 Original Return Status: No rules configured in policy  p/s",
+                           "5 Modified Return Status: "})}));
    helper->rulesResult = "wrong";
    recreate();
-   EXPECT_EQ(told(capture).back(), "5 Modified Return Status: wrong");
+   EXPECT_EQ(told(capture).back(), "5 recreatePolicy: Modified Return Status: wrong");
 }
 
 TEST_F(LifecycleRecreate, tracesTheOtherFamily) {
    create(ipv6);
    const TraceCapture capture;
    recreate(ipv6);
-   EXPECT_EQ(told(capture)[1], "9 Policy : p/s, Match Type : 1");
+   EXPECT_EQ(told(capture)[1], "9 recreatePolicy: Policy : p/s, Match Type : 1");
    EXPECT_EQ(capture.count("5 Adding interface from intf6"), 1U);
    EXPECT_EQ(capture.count("5 Adding interface from intf4"), 0U);
 }

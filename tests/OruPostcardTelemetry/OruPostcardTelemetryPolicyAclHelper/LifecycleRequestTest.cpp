@@ -4,6 +4,7 @@
 namespace OruPostcardTelemetry {
 namespace {
 
+using TestSupport::by;
 using TestSupport::Lines;
 using TestSupport::told;
 using TestSupport::TraceCapture;
@@ -161,10 +162,10 @@ TEST_F(LifecycleRequest, tracesWithAndWithoutAnInterface) {
    const TraceCapture capture;
    post(policyUpdate, "p-ipv6", "Ethernet2");
    EXPECT_EQ(told(capture),
-             (Lines{"8 updateRulesClientConfig",
-                    "5 Acl Config Key : p-ipv6, Event : 1, Current Interface : Ethernet2",
-                    "5 Updating clientConfig()->currIntf() with Ethernet2",
-                    "5 Rules Client Updated : true"}));
+             by("updateRulesClientConfig",
+                {"8", "5 Acl Config Key : p-ipv6, Event : 1, Current Interface : Ethernet2",
+                 "5 Updating clientConfig()->currIntf() with Ethernet2",
+                 "5 Rules Client Updated : true"}));
 }
 
 // A rules client that answers while the counter is published.

@@ -4,6 +4,7 @@
 namespace OruPostcardTelemetry {
 namespace {
 
+using TestSupport::by;
 using TestSupport::Lines;
 using TestSupport::told;
 using TestSupport::TraceCapture;
@@ -101,11 +102,12 @@ TEST_F(LifecycleStatus, aNewPolicyOfTheOldNameGetsTheAnswer) {
 TEST_F(LifecycleStatus, tracesASuccess) {
    const TraceCapture capture;
    succeed("fine");
-   EXPECT_EQ(told(capture), (Lines{"8 updatePolicyStatus",
-                                   "9 Status Type : statusSuccess Event Type : policyCreate, "
-                                   "Status String : fine",
-                                   "5 Acl Config Key : p-ipv4", "5 Current Index : 0",
-                                   "5 Programmed Policy : true"}));
+   EXPECT_EQ(told(capture),
+             by("updatePolicyStatus", {"8",
+                                       "9 Status Type : statusSuccess Event Type : policyCreate, "
+                                       "Status String : fine",
+                                       "5 Acl Config Key : p-ipv4", "5 Current Index : 0",
+                                       "5 Programmed Policy : true"}));
 }
 
 TEST_F(LifecycleStatus, tracesAFailureOfALaterRequest) {
@@ -113,11 +115,12 @@ TEST_F(LifecycleStatus, tracesAFailureOfALaterRequest) {
    addIntf("Ethernet2");
    const TraceCapture capture;
    fail("");
-   EXPECT_EQ(told(capture), (Lines{"8 updatePolicyStatus",
-                                   "9 Status Type : statusFailure Event Type : policyIntfUpdate, "
-                                   "Status String : ",
-                                   "5 Acl Config Key : p-ipv4", "5 Current Index : 1",
-                                   "5 Programmed Policy : false"}));
+   EXPECT_EQ(told(capture), by("updatePolicyStatus",
+                               {"8",
+                                "9 Status Type : statusFailure Event Type : policyIntfUpdate, "
+                                "Status String : ",
+                                "5 Acl Config Key : p-ipv4", "5 Current Index : 1",
+                                "5 Programmed Policy : false"}));
 }
 
 } // namespace

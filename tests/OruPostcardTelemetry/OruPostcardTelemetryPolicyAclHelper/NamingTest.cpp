@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 namespace OruPostcardTelemetry {
 namespace {
 
@@ -77,6 +79,27 @@ TEST_F(AclConfigOfPolicyDeathTest, keyOfAnUnsupportedOptionEndsTheProcess) {
                 fatalLine(mappingFunction, unsupportedOption));
    EXPECT_DEATH(records.helper->deleteAclConfig(policy.data(), matchMacAccessGroup()),
                 fatalLine(mappingFunction, unsupportedOption));
+}
+
+// Gives every policy the same key, whatever the option.
+class OneKey : public OruPostcardPolicyAclHelper {
+ public:
+   using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
+   Pello::String getAclConfigKey(const PolicyData&, MatchOption) override { return "key"; }
+};
+
+// The configuration is there, and published, when the option turns out to have no type.
+TEST_F(AclConfigOfPolicyDeathTest, typeOfAnUnsupportedOptionEndsTheProcess) {
+   const auto helper = HelperRecords::make<OneKey>(records.clientConfig, records.hwCapability);
+   const auto subscription = helper->publisher()->subscribe([&](const Pello::Change& change) {
+      std::fprintf(stderr, "%u %s %d\n", unsigned{change.attribute},
+                   change.key.as<Pello::String>()->c_str(),
+                   helper->aclConfigColl("key") != nullptr ? 1 : 0);
+   });
+   for (const int number : {2, 255}) {
+      EXPECT_DEATH(helper->createAclConfig(policy.data(), static_cast<ClassMapMatchOption>(number)),
+                   "^260 key 1\n" + fatalLine(mappingFunction, unsupportedOption).substr(5));
+   }
 }
 
 TEST_F(AclConfigOfPolicy, createdOneHasKeyTypeAndStatusAndNothingElse) {

@@ -92,6 +92,29 @@ TEST_F(RulesOfClass, withoutAPlainSampleActionTheSampleMatchIsDropped) {
    EXPECT_EQ(capture.count("5 Sample data : 0x1 Sample Mask : 0xff Sample Version : 0 "), 1U);
 }
 
+TEST_F(RulesOfClass, theSampleMatchIsDroppedBeforeTheActionsAreSet) {
+   classMap.sampleAll();
+   filter.sampleMatch(1, 0xff).tcp();
+   const TraceCapture capture;
+   addRules();
+   Lines lines;
+   for (const CapturedTrace& trace : capture.traces()) {
+      if (trace.source == "OruPostcardTelemetryPolicyAclHelper") {
+         lines.push_back(std::to_string(trace.level) + " " + trace.functionName + ": " +
+                         trace.text);
+      }
+   }
+   lines.erase(lines.begin(), std::ranges::find(lines, "5 addRules: Class : web, Acl Type : ipv4"));
+   lines.resize(8);
+   EXPECT_EQ(lines, (Lines{"5 addRules: Class : web, Acl Type : ipv4",
+                           "5 addRules: Sample data : 0x1 Sample Mask : 0xff Sample Version : 0 ",
+                           "9 ignoreSampleData: Class Name : web",
+                           "9 ignoreSampleData: Sample Action Present : false",
+                           "5 addRules: Setting Sample mask to zero", "8 updateRuleAction: ",
+                           "9 updateRuleAction: Update action for Class : web",
+                           "5 updateRuleAction: Setting action Sample All "}));
+}
+
 TEST_F(RulesOfClass, withASampleActionButNoMatchNothingIsWritten) {
    classMap.sample();
    const TraceCapture capture;
@@ -112,15 +135,16 @@ TEST_F(RulesOfClass, protocolsFollowTheFieldsThatNameThem) {
    const std::string tcp = "5 Creating rules for TCP protocol";
    const std::string udp = "5 Creating rules for UDP protocol";
    const std::string both = "5 Creating rules for TCP and UDP protocols";
+   const std::string expanded = "8 "; // the entry into a protocol's expansion
    const Lines two{"3 web-ipv4-tcp", "4 web-ipv4-udp"};
    const Protocols rows[] = {
-         {{{6, 6}, {17, 17}}, {tcp, udp}, two},
-         {{{6, 6}}, {tcp}, {"3 web-ipv4-tcp"}},
-         {{{17, 17}}, {udp}, {"3 web-ipv4-udp"}},
-         {{}, {both}, two},
-         {{{6, 17}}, {both}, two},
-         {{{1, 255}, {1, 1}}, {both}, two},
-         {{{6, 17}, {17, 17}}, {udp}, {"3 web-ipv4-udp"}},
+         {{{6, 6}, {17, 17}}, {tcp, expanded, udp, expanded}, two},
+         {{{6, 6}}, {tcp, expanded}, {"3 web-ipv4-tcp"}},
+         {{{17, 17}}, {udp, expanded}, {"3 web-ipv4-udp"}},
+         {{}, {both, expanded, expanded}, two},
+         {{{6, 17}}, {both, expanded, expanded}, two},
+         {{{1, 255}, {1, 1}}, {both, expanded, expanded}, two},
+         {{{6, 17}, {17, 17}}, {udp, expanded}, {"3 web-ipv4-udp"}},
    };
    for (const Protocols& row : rows) {
       filter.data()->protoFieldDelAll();
@@ -131,10 +155,13 @@ TEST_F(RulesOfClass, protocolsFollowTheFieldsThatNameThem) {
       const TraceCapture capture;
       EXPECT_EQ(addRules(3), 3 + row.names.size());
       EXPECT_EQ(namesByIndex(*config), row.names);
-      Lines traces = capture.lines();
-      std::erase_if(traces, [](const std::string& line) {
-         return !line.starts_with("5 Creating rules for");
-      });
+      Lines traces;
+      for (const CapturedTrace& trace : capture.traces()) {
+         if (trace.text.starts_with("Creating rules for") ||
+             (trace.level == 8 && trace.functionName == "addRulesProtoField")) {
+            traces.push_back(std::to_string(trace.level) + " " + trace.text);
+         }
+      }
       EXPECT_EQ(traces, row.traces);
    }
 }
@@ -189,6 +216,11 @@ TEST_F(RulesOfClassDeathTest, aZeroSampleMaskEndsTheProcess) {
    EXPECT_DEATH(addRules(), line);
    classMap.sample();
    EXPECT_DEATH(addRules(), line);
+   // Before the match is traced, and before the class is asked whether it is dropped.
+   EXPECT_DEATH((Pello::traceLevelsIs("OruPostcardTelemetryPolicyAclHelper/0-9"), addRules()),
+                literally("OruPostcardTelemetryPolicyAclHelper 5 OruPostcardPolicyAclHelper::"
+                          "addRules: Class : web, Acl Type : ipv4\n") +
+                      line.substr(5));
 }
 
 TEST_F(RulesOfClassDeathTest, anUnsupportedOptionInTheKeyEndsTheProcess) {

@@ -64,6 +64,18 @@ TEST(ShowOfNothing, needsNoCapabilityRecord) {
    EXPECT_EQ(shown(*oruPostcardPolicyAclHelperFactory({}, {})), "");
 }
 
+// Only a rule's filter asks what hardware can.
+TEST(ShowOfNothing, configurationsWithoutRulesNeedNoCapabilityRecord) {
+   const auto helper = oruPostcardPolicyAclHelperFactory({}, {});
+   const auto config = helper->aclConfigCollIs("edge-ipv4");
+   expectGolden(shown(*helper), "empty");
+   config->ruleByIndexIs(0, config->ruleByNameIs("bare"));
+   const std::string text = shown(*helper);
+   EXPECT_NE(text.find("Rule Name:             bare\nRule Filter:\nRule Action:\n    Actions:\n"),
+             std::string::npos)
+         << text;
+}
+
 TEST_F(Show, emptyConfiguration) {
    config->aclConfigStatusIs();
    expectGolden(text(), "empty");
@@ -172,6 +184,23 @@ TEST_F(Show, anActionThatHasNoNameHasNoLine) {
    const std::string all = text();
    EXPECT_NE(all.find("Rule Action:\n    Actions:\n\nPolicy Interfaces:"), std::string::npos)
          << all;
+}
+
+// It has the DSCP block all the same.
+TEST_F(Show, anActionThatHasNoNameBesideTheDscp) {
+   RuleAction& action = *rule("a")->ruleAction();
+   action.actionIs(static_cast<RuleAction::Action>(3));
+   action.actionIs(RuleAction::setDscpAction);
+   std::string expected = "Rule Action:\n    Actions:\n";
+   for (const auto& member : action.action()) {
+      expected += member.key() == RuleAction::setDscpAction ? "       setDscpAction\n" : "";
+      expected += "    DSCP:\n"
+                  "       Data:           Min: 0      Max: 63\n"
+                  "       Mask:           Min: 0      Max: 63\n";
+   }
+   ASSERT_EQ(action.actions(), 2U);
+   const std::string all = text();
+   EXPECT_NE(all.find(expected + "\nPolicy Interfaces:"), std::string::npos) << all;
 }
 
 TEST_F(Show, rulesStandInTheOrderOfTheirIndexes) {

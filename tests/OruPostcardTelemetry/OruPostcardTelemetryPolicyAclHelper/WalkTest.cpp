@@ -3,6 +3,7 @@
 #include "support/HelperRecords.h"
 #include "support/PolicyRecords.h"
 #include "support/RuleText.h"
+#include "support/TraceCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -56,9 +57,13 @@ TEST_F(Walk, theSecondOfThreeClassesStopsIt) {
    policy.classMap("first").sample().filter4();
    policy.classMap("second").sample().filter4().data()->fragmentsIs();
    policy.classMap("third").sample().filter4();
+   const TraceCapture capture;
    EXPECT_EQ(walk(), "Unsupported match(es): 'Fragments', in configuration");
    EXPECT_EQ(sortedNames(*config), (Lines{"first-ipv4-tcp", "first-ipv4-udp"}));
    EXPECT_EQ(namesByIndex(*config), (Lines{"0 first-ipv4-tcp", "1 first-ipv4-udp"}));
+   EXPECT_EQ(capture.count("5 Class Map : first"), 1U);
+   EXPECT_EQ(capture.count("5 Class Map : second"), 1U);
+   EXPECT_EQ(capture.count("5 Class Map : third"), 0U);
 }
 
 TEST_F(Walk, anUnsupportedActionStopsIt) {
@@ -146,6 +151,24 @@ TEST_F(WalkDeathTest, anUnsupportedOptionEndsTheProcess) {
          fatalLine("Acl::AclType OruPostcardTelemetry::matchOptionToAclType("
                    "PolicyMap::ClassMapMatchOption)",
                    R"(false && "unsupported match option")"));
+}
+
+// Gives every policy the same key, whatever the option.
+class OneKey : public OruPostcardPolicyAclHelper {
+ public:
+   using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
+   Pello::String getAclConfigKey(const PolicyData&, MatchOption) override { return "key"; }
+};
+
+TEST_F(WalkDeathTest, anUnsupportedOptionEndsTheProcessWhateverTheKey) {
+   const auto helper = HelperRecords::make<OneKey>(records.clientConfig, records.hwCapability);
+   policy.classMap("a").filter4();
+   helper->createAclConfig(policy.data(), matchIpAccessGroup());
+   EXPECT_EQ(helper->updateRulesInAclConfig(policy.data(), matchIpAccessGroup()), "");
+   EXPECT_DEATH(helper->updateRulesInAclConfig(policy.data(), PolicyMap::matchMacAccessGroup()),
+                "^" + fatalLine("Acl::AclType OruPostcardTelemetry::matchOptionToAclType("
+                                "PolicyMap::ClassMapMatchOption)",
+                                R"(false && "unsupported match option")"));
 }
 
 constexpr std::string_view createFunction =

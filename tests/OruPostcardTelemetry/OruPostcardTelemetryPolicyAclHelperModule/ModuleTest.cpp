@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <dlfcn.h>
 #include <memory>
@@ -63,19 +64,45 @@ class Module : public testing::Test {
    PolicyRecords policy{"edge"};
 };
 
-TEST_F(Module, exportsExactlyTwoSymbols) {
-   const std::string command = std::string{"nm -D --defined-only -P "} + modulePath;
+// The lines that a command writes.
+Lines outputOf(const std::string& command) {
    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe{::popen(command.c_str(), "r"),
                                                               &::pclose};
-   ASSERT_NE(pipe, nullptr);
-   Lines symbols;
-   char line[512];
-   while (std::fgets(line, sizeof line, pipe.get()) != nullptr) {
+   Lines lines;
+   char line[4096];
+   while (pipe != nullptr && std::fgets(line, sizeof line, pipe.get()) != nullptr) {
       const std::string_view text{line};
-      symbols.emplace_back(text.substr(0, text.find(' ')));
+      lines.emplace_back(text.substr(0, text.find('\n')));
+   }
+   return lines;
+}
+
+// The module's symbols that `nm` shows with this option, without versions, sorted.
+Lines dynamicSymbols(const char* option) {
+   Lines symbols;
+   for (const std::string& line : outputOf(std::string{"nm -D -P "} + option + " " + modulePath)) {
+      symbols.push_back(line.substr(0, line.find_first_of(" @")));
    }
    std::ranges::sort(symbols);
-   EXPECT_EQ(symbols, (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
+   return symbols;
+}
+
+TEST_F(Module, exportsExactlyTwoSymbols) {
+   EXPECT_EQ(dynamicSymbols("--defined-only"),
+             (Lines{"oruPostcardPlatformVersion", "oruPostcardPolicyAclHelperFactory"}));
+}
+
+// The text of the show command goes through the C library's checked function, in a build that can
+// have it: optimised, without sanitizers, and not by clang, whose C++ knows no checked form of it.
+TEST_F(Module, writesThroughTheCheckedFunction) {
+#if defined(__OPTIMIZE__) && !POSTCARD_SANITIZED && !defined(__clang__)
+   const bool checked = true;
+#else
+   const bool checked = false;
+#endif
+   const Lines imports = dynamicSymbols("--undefined-only");
+   EXPECT_EQ(std::ranges::count(imports, "__dprintf_chk"), checked ? 1 : 0);
+   EXPECT_EQ(std::ranges::count(imports, "dprintf"), checked ? 0 : 1);
 }
 
 TEST_F(Module, saysForWhichPlatformItWasBuilt) {
@@ -123,6 +150,24 @@ TEST_F(Module, hostAndModuleMeanTheSameTypes) {
    expectOneDescriptor<PostcardTelemetryAclConfig>();
    expectOneDescriptor<PostcardTelemetryRulesClientSmConfig>();
    expectOneDescriptor<PostcardTelemetryRulesClientSmStatus>();
+}
+
+// The classes of all other types, and with them their descriptors, are those of the host's
+// libraries.
+TEST_F(Module, bringsNoDescriptorButItsHelpers) {
+   Lines descriptors;
+   for (const std::string& line : outputOf(std::string{"nm -C --defined-only "} + modulePath)) {
+      if (line.ends_with("::kivTypeData()")) {
+         descriptors.push_back(line.substr(line.find_last_of(' ') + 1));
+      }
+   }
+   EXPECT_EQ(descriptors, Lines{"OruPostcardTelemetry::OruPostcardPolicyAclHelper::kivTypeData()"});
+   const Lines imported = outputOf(std::string{"nm -DC --undefined-only "} + modulePath);
+   for (const char* type : {"RuleConfig", "RuleFilter", "RuleAction"}) {
+      EXPECT_TRUE(std::ranges::any_of(imported, [&](const std::string& line) {
+         return line.ends_with(std::string{"vtable for OruPostcardTelemetry::"} + type);
+      })) << type;
+   }
 }
 
 // Objects that the module has made, seen from the host.

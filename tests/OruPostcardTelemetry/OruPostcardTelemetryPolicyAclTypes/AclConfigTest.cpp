@@ -1,25 +1,17 @@
 // ACL configurations: two tables of rules, interfaces, status texts.
-#include "LiveObjects.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
+
+#include <gtest/gtest.h>
 
 #include <vector>
 
 namespace OruPostcardTelemetry {
 namespace {
 
-class AclConfigTest : public TestSupport::LiveObjects {
+class AclConfigTest : public testing::Test {
  protected:
    Pello::Ptr<PostcardTelemetryAclConfig> config_ = postcardTelemetryAclConfigFactory("key");
 
-   void SetUp() override {
-      config_ = nullptr;
-      LiveObjects::SetUp();
-      config_ = postcardTelemetryAclConfigFactory("key");
-   }
-   void TearDown() override {
-      config_ = nullptr;
-      LiveObjects::TearDown();
-   }
    std::vector<U32> indexes() const {
       std::vector<U32> indexes;
       for (const auto& at : config_->ruleByIndex()) {
@@ -29,7 +21,7 @@ class AclConfigTest : public TestSupport::LiveObjects {
    }
 };
 
-using AclConfigStatusTest = TestSupport::LiveObjects;
+using AclConfigStatusTest = testing::Test;
 
 TEST_F(AclConfigTest, aNewOneIsEmpty) {
    EXPECT_EQ(config_->typeData().entityText(*config_),

@@ -1,15 +1,16 @@
 // Rules, their filters and their actions.
-#include "LiveObjects.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RuleConfig.h"
 #include "support/TraceCapture.h"
+
+#include <gtest/gtest.h>
 
 namespace OruPostcardTelemetry {
 namespace {
 
 using Classification::TcpFlagAndMask;
-using RuleFilterTest = TestSupport::LiveObjects;
-using RuleActionTest = TestSupport::LiveObjects;
-using RuleConfigTest = TestSupport::LiveObjects;
+using RuleFilterTest = testing::Test;
+using RuleActionTest = testing::Test;
+using RuleConfigTest = testing::Test;
 
 std::string textOf(const Kiv::Entity& entity) {
    return entity.typeData().entityText(entity);

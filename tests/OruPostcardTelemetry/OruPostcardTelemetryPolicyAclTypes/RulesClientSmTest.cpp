@@ -1,7 +1,7 @@
 // The records between helper and rules client, and what they publish.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
 
-#include "LiveObjects.h"
+#include <gtest/gtest.h>
 
 #include <vector>
 
@@ -10,7 +10,7 @@ namespace {
 
 using Request = PostcardTelemetryRulesClientSmConfig;
 using Answer = PostcardTelemetryRulesClientSmStatus;
-using RulesClientSmTest = TestSupport::LiveObjects;
+using RulesClientSmTest = testing::Test;
 
 // The identifiers of a record's changes, with the old values as far as they are a `T`.
 template <class T>

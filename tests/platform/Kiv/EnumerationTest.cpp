@@ -71,6 +71,8 @@ TEST(Enumeration, aValueWithoutANamePrintsItsNumber) {
    EXPECT_EQ(stringValue(unknown), "7");
    EXPECT_EQ(fmt::format("{}", unknown), "7");
    EXPECT_EQ(Kiv::valueText(unknown), "'7'");
+   EXPECT_EQ(Kiv::parseValue<Mode>("'7'"), unknown) << "and reads back";
+   EXPECT_THROW(House::ModeInstance("7"), Kiv::ParseError) << "a number is no name";
 }
 
 TEST(Enumeration, theTableNamesTheType) {

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -63,6 +64,7 @@ class Level : public Kiv::Value<Level> {
 class Word {
  public:
    static constexpr bool kivTextual = true;
+   static constexpr std::string_view kivTypeName = "House::Word";
    Word() = default;
    explicit Word(std::string_view text) : text_{text} {
       const std::size_t bad = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz");
@@ -194,6 +196,44 @@ class Lantern : public Lamp {
 
  public:
    using Lamp::Lamp;
+};
+
+// Has a constant of its own beside the inherited ones.
+class Sealed : public Lamp {
+   KIV_ENTITY(Sealed, Lamp, "House::Sealed");
+   KIV_CONSTANT(258, U8, seal);
+
+ public:
+   Sealed(Pello::String name, U8 seal) : Lamp{std::move(name)}, seal_{seal} {}
+};
+
+// Its setter has a rule of its own: never beyond 10.
+class Valve : public Kiv::Entity {
+   KIV_ENTITY(Valve, Kiv::Entity, "House::Valve");
+   KIV_RULED_ATTRIBUTE(130, U8, open);
+
+ public:
+   void openIs(U8 value) {
+      ++calls_;
+      Kiv::setAttribute<130>(*this, open_, std::min<U8>(value, 10));
+   }
+   U32 calls() const { return calls_; }
+
+ private:
+   U32 calls_ = 0;
+};
+
+// Holds lamps of any kind, made elsewhere.
+class Hall : public Kiv::Entity {
+   KIV_ENTITY(Hall, Kiv::Entity, "House::Hall");
+
+   using LampMap = Kiv::HashMap2018<Pello::String, Lamp, &Lamp::name, 11>;
+   LampMap lamp_;
+
+ public:
+   KIV_ROW(130, lamp, collection, LampMap)
+   Lamp::Ptr lamp(const Pello::String& name) const { return lamp_.get(name); }
+   void lampIs(const Lamp::Ptr& lamp) { lamp_.put(Kiv::NoReport{}, lamp); }
 };
 
 // The collections of a lamp with nobody watching.

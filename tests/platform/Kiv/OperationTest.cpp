@@ -134,7 +134,8 @@ TEST_F(Operation, goesThroughTheVirtualTable) {
 
 TEST_F(Operation, refusalsSayWhatWasExpected) {
    const std::string many = "pressMany(times: U16, mode: House::Mode)";
-   EXPECT_EQ(refusal("push", {}), "House::Switch has no operation 'push'");
+   EXPECT_EQ(refusal("push", {}), "House::Switch has no operation 'push': expected one of "
+                                  "press, pressMany, describe, age, fail");
    EXPECT_EQ(refusal("press", {{"x", 1}}), "1 arguments: expected press()");
    EXPECT_EQ(refusal("pressMany", {}), "0 arguments: expected " + many);
    EXPECT_EQ(refusal("pressMany", {{"times", U16{1}}, {"times", U16{1}}}),

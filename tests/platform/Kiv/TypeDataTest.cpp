@@ -103,6 +103,16 @@ TEST_F(TypeRegistry, aSecondTypeOfOneNameIsRefused) {
    EXPECT_THROW(Kiv::registerTypeModule({"Second", {&otherA, &a}}), Kiv::NameError);
 }
 
+using TypeRegistryDeathTest = TypeRegistry;
+
+TEST_F(TypeRegistryDeathTest, aLibraryThatIsLoadedTwiceEndsTheProcess) {
+   Kiv::registerLoadedModule({"First", {&a}});
+   EXPECT_EQ(names(), "A ");
+   EXPECT_DEATH(Kiv::registerLoadedModule({"Second", {&otherA}}),
+                "TypeData\\.cpp:[0-9]+: registerLoadedModule: Assertion 'Second' failed: "
+                "type A is registered twice\n");
+}
+
 TEST_F(TypeRegistry, aTypeIsKnownUntilItsLastModuleGoes) {
    Kiv::registerTypeModule({"First", {&a}});
    Kiv::registerTypeModule({"Second", {&a, &b}});
@@ -169,13 +179,27 @@ TEST(TypeData, anUnknownAttributeIsANameError) {
       type.attribute(U16{129});
       ADD_FAILURE();
    } catch (const Kiv::NameError& error) {
-      EXPECT_STREQ(error.what(), "House::Lamp has no attribute 129");
+      EXPECT_STREQ(error.what(),
+                   "House::Lamp has no attribute 129: expected one of 130, 131, 132, 133, "
+                   "134, 135, 136, 137, 138, 139, 140, 141, 142");
    }
    try {
       type.attribute("Kicks");
       ADD_FAILURE();
    } catch (const Kiv::NameError& error) {
-      EXPECT_STREQ(error.what(), "House::Lamp has no attribute 'Kicks'");
+      EXPECT_STREQ(error.what(),
+                   "House::Lamp has no attribute 'Kicks': expected one of name, color, "
+                   "kicks, spare, socket, main, bulb, byIndex, note, mode, tag, "
+                   "slot, mark");
+   }
+}
+
+TEST(TypeData, whereThereIsNothingNothingIsExpected) {
+   try {
+      House::Bare::kivTypeData().attribute("a");
+      ADD_FAILURE();
+   } catch (const Kiv::NameError& error) {
+      EXPECT_STREQ(error.what(), "House::Bare has no attribute 'a': it has none");
    }
 }
 

@@ -98,7 +98,10 @@ TEST(ValueText, refusalsSayWhatAndWhere) {
    expectRefused<Mode>("on", "expected \"'\" at position 0");
    expectRefused<Mode>("'on", "expected a closing single quote at position 1");
    expectRefused<Mode>("'no'", "House::Mode has no enumerator 'no' " + names + " at position 1");
-   expectRefused<Mode>("'7'", "House::Mode has no enumerator '7' " + names + " at position 1");
+   for (const std::string text : {"256", "1", "07", "7 ", "-7", ""}) {
+      expectRefused<Mode>("'" + text + "'", "House::Mode has no enumerator '" + text + "' " +
+                                                  names + " at position 1");
+   }
    expectRefused<Word>(R"("laMp")", "expected a lower-case letter at position 3");
    expectRefused<Word>("lamp", "expected \"\"\" at position 0");
    expectRefused<Color>("", "expected \"House::Color(red=\" at position 0");

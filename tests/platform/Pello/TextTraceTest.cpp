@@ -273,4 +273,18 @@ TEST(TextTraceEnvironment, anUnreadableOneIsReportedAndIgnored) {
              "to 9, such as 'Name*/0-5,9'\n<><>\nexit 0");
 }
 
+TEST(TextTraceLevels, asBits) {
+   EXPECT_EQ(Pello::traceLevelBits("0"), 1U);
+   EXPECT_EQ(Pello::traceLevelBits("1-3,9"), 0x20eU);
+   for (const char* text : {"", "10", "3-1", "1,", "*/1"}) {
+      EXPECT_EQ(Pello::traceLevelBits(text), std::nullopt) << text;
+   }
+}
+
+TEST(TextTraceLevels, sourcePatterns) {
+   EXPECT_TRUE(Pello::traceSourceFits("L*p", "Lamp"));
+   EXPECT_TRUE(Pello::traceSourceFits("Lamp", "Lamp"));
+   EXPECT_FALSE(Pello::traceSourceFits("La", "Lamp"));
+}
+
 } // namespace

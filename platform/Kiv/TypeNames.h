@@ -1,0 +1,67 @@
+// `typeNameOf<T>()`: what a type is called in messages and listings: `U32`, `Acl::AclType`,
+// `Pello::Ptr<… const>`, `Kiv::RbTreeMap<U32, …>`. Relies on what the types say of themselves.
+#pragma once
+
+#include "Kiv/Enumeration.h"
+#include "Pello/Ptr.h"
+#include "Pello/String.h"
+
+#include <concepts>
+#include <string>
+#include <type_traits>
+
+namespace Kiv {
+
+template <class T>
+std::string typeNameOf();
+
+namespace Detail {
+
+template <class T>
+struct TypeName {
+   static std::string text() {
+      if constexpr (Enumeration<T>) {
+         return std::string{enumTable<T>().typeName};
+      } else if constexpr (requires { T::kivTypeName; }) {
+         return std::string{T::kivTypeName};
+      } else if constexpr (std::same_as<T, bool>) {
+         return "bool";
+      } else if constexpr (std::same_as<T, double>) {
+         return "double";
+      } else if constexpr (std::same_as<T, Pello::String>) {
+         return "Pello::String";
+      } else {
+         static_assert(std::is_unsigned_v<T>, "not a type of the framework");
+         return "U" + std::to_string(sizeof(T) * 8);
+      }
+   }
+};
+
+template <class T>
+struct TypeName<Pello::Ptr<T>> {
+   static std::string text() {
+      return "Pello::Ptr<" + typeNameOf<std::remove_const_t<T>>() +
+             (std::is_const_v<T> ? " const>" : ">");
+   }
+};
+
+template <class T>
+   requires requires { T::kivCollectionName; }
+struct TypeName<T> {
+   static std::string text() {
+      std::string name = std::string{T::kivCollectionName} + "<" + typeNameOf<typename T::Key>();
+      if constexpr (!T::isSet) {
+         name += ", " + typeNameOf<typename T::Value>();
+      }
+      return name + ">";
+   }
+};
+
+} // namespace Detail
+
+template <class T>
+std::string typeNameOf() {
+   return Detail::TypeName<T>::text();
+}
+
+} // namespace Kiv

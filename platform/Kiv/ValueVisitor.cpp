@@ -1,0 +1,7 @@
+#include "Kiv/ValueVisitor.h"
+
+namespace Kiv {
+
+ValueVisitor::~ValueVisitor() = default;
+
+} // namespace Kiv

@@ -1,0 +1,145 @@
+#include "Ringlog/Decoder.h"
+
+#include <cstring>
+#include <tuple>
+#include <utility>
+
+namespace Ringlog {
+
+namespace {
+
+// The number at `offset`, which need not be aligned. Requires that it lies inside.
+template <class T>
+T numberAt(std::span<const std::byte> bytes, std::size_t offset) {
+   T number{};
+   std::memcpy(&number, bytes.data() + offset, sizeof number);
+   return number;
+}
+
+// The difference of two readings of a clock, which may have been set back.
+double difference(U64 later, U64 earlier) {
+   return static_cast<double>(static_cast<std::int64_t>(later - earlier));
+}
+
+void requireRing(std::span<const std::byte> header, std::size_t ringBytes) {
+   if (ringBytes < ringSize(0)) {
+      throw DamagedRing{"not a trace ring: only " + std::to_string(ringBytes) + " bytes"};
+   }
+   if (numberAt<U64>(header, offsetof(RingHeader, magic)) != ringMagic) {
+      throw DamagedRing{"not a trace ring: the first bytes are not those of one"};
+   }
+   const std::size_t blocks = numberAt<U32>(header, offsetof(RingHeader, blockCount));
+   if (blocks == 0 || blocks > mostBlocks || ringSize(blocks) != ringBytes) {
+      throw DamagedRing{"damaged trace ring: " + std::to_string(blocks) + " blocks in " +
+                        std::to_string(ringBytes) + " bytes"};
+   }
+   if (numberAt<U32>(header, offsetof(RingHeader, descriptorBytes)) > descriptorAreaSize) {
+      throw DamagedRing{"damaged trace ring: its descriptors are longer than their area"};
+   }
+}
+
+} // namespace
+
+bool RingFacts::sameRing(const RingFacts& other) const noexcept {
+   return std::tie(blocks, processId, openedTicks, openedTime) ==
+          std::tie(other.blocks, other.processId, other.openedTicks, other.openedTime);
+}
+
+RingFacts readFacts(std::span<const std::byte> header, std::size_t ringBytes) {
+   requireRing(header, ringBytes);
+   constexpr std::size_t opened = offsetof(RingHeader, opened);
+   constexpr std::size_t latest = offsetof(RingHeader, latest);
+   constexpr std::size_t clock = offsetof(ClockPair, nanoseconds);
+   return {
+         .blocks = numberAt<U32>(header, offsetof(RingHeader, blockCount)),
+         .descriptorBytes = numberAt<U32>(header, offsetof(RingHeader, descriptorBytes)),
+         .processId = numberAt<U32>(header, offsetof(RingHeader, processId)),
+         .lostDescriptors = numberAt<U32>(header, offsetof(RingHeader, lostDescriptors)),
+         .lostBlocks = numberAt<U32>(header, offsetof(RingHeader, lostBlocks)),
+         .overwritten = numberAt<U64>(header, offsetof(RingHeader, overwritten)),
+         .openedTicks = numberAt<U64>(header, opened),
+         .openedTime = numberAt<U64>(header, opened + clock),
+         .latestTicks = numberAt<U64>(header, latest),
+         .latestTime = numberAt<U64>(header, latest + clock),
+   };
+}
+
+BlockFacts readBlockFacts(std::span<const std::byte> header) {
+   return {.claim = numberAt<U64>(header, offsetof(BlockHeader, claim)),
+           .used = numberAt<U32>(header, offsetof(BlockHeader, used)),
+           .thread = numberAt<U32>(header, offsetof(BlockHeader, thread))};
+}
+
+void Decoder::clocksAre(const RingFacts& facts) {
+   openedTicks_ = facts.openedTicks;
+   openedTime_ = static_cast<double>(facts.openedTime) / 1e9;
+   const double ticks = difference(facts.latestTicks, facts.openedTicks);
+   const double elapsed = difference(facts.latestTime, facts.openedTime);
+   // Without a span to measure by, a tick is taken for a nanosecond.
+   secondsPerTick_ = ticks > 0 && elapsed > 0 ? elapsed / ticks / 1e9 : 1e-9;
+}
+
+void Decoder::addDescriptors(Bytes area) {
+   while (!area.empty()) {
+      const auto size = Cursor{area, "damaged trace ring: a descriptor"}.plain<U32>();
+      if (size < sizeof(U32) || size > area.size()) {
+         throw DamagedRing{"damaged trace ring: a descriptor of " + std::to_string(size) +
+                           " bytes"};
+      }
+      addDescriptor(area.first(size));
+      area = area.subspan(size);
+   }
+}
+
+void Decoder::addDescriptor(Bytes bytes) {
+   Cursor cursor{bytes, "damaged trace ring: a descriptor"};
+   cursor.plain<U32>(); // its size
+   const auto number = cursor.plain<U32>();
+   Descriptor site;
+   site.line = cursor.plain<U32>();
+   site.level = cursor.plain<U32>();
+   site.source = cursor.text();
+   site.className = cursor.text();
+   site.functionName = cursor.text();
+   site.format = cursor.text();
+   const auto count = cursor.plain<U32>();
+   if (count > mostKinds) {
+      throw DamagedRing{"damaged trace ring: a descriptor of " + std::to_string(count) +
+                        " arguments"};
+   }
+   for (U32 i = 0; i < count; ++i) {
+      const auto code = static_cast<char>(cursor.plain<U32>());
+      std::string type = cursor.text();
+      site.kinds.push_back({code, std::move(type), cursor.text()});
+   }
+   descriptors_.insert_or_assign(number, std::move(site));
+}
+
+Decoder::Extent Decoder::addRecords(Bytes bytes, U32 thread, RecordText& texts,
+                                    std::vector<Record>& to) {
+   Extent extent{0, true};
+   while (!bytes.empty()) {
+      const auto record =
+            bytes.size() < sizeof(RecordHeader) ? RecordHeader{} : numberAt<RecordHeader>(bytes, 0);
+      if (record.size < sizeof record || record.size > bytes.size()) {
+         return {extent.records, false};
+      }
+      ++extent.records;
+      const auto site = descriptors_.find(record.descriptor);
+      if (site != descriptors_.end()) {
+         const Bytes arguments = bytes.subspan(sizeof record, record.size - sizeof record);
+         to.push_back({&site->second, record.ticks, timeOf(record.ticks), thread,
+                       texts.format(site->second, arguments)});
+      } else {
+         ++undescribed_;
+      }
+      bytes = bytes.subspan(record.size);
+   }
+   return extent;
+}
+
+double Decoder::timeOf(U64 ticks) const {
+   return openedTime_ + difference(ticks, openedTicks_) * secondsPerTick_;
+}
+
+} // namespace Ringlog
