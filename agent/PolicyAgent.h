@@ -117,7 +117,7 @@ class PolicyAgent {
    void answered(const Answer& answer);
    void takeAnswer(const Request& request, const Answer& answer);
    void takeRemovalAnswer(PolicyEntry& entry, const Answer& answer);
-   void requestTimeUp();
+   void tellOverdue(const Request& request);
    void retry(bool onlyOverdue);
    void armRetry();
    void trimHistory(PolicyEntry& entry) const;

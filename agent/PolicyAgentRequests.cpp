@@ -119,11 +119,13 @@ void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, bo
 
 void PolicyAgent::answered(const Answer& answer) {
    if (inFlight_ && inFlight_->number == answer.request) {
-      const Request request = *std::exchange(inFlight_, std::nullopt);
+      const Request request = *inFlight_;
+      inFlight_.reset();
       hooks_.timer(std::nullopt);
       takeAnswer(request, answer);
    } else if (expired_ && expired_->number == answer.request) {
-      const Request request = *std::exchange(expired_, std::nullopt);
+      const Request request = *expired_;
+      expired_.reset();
       takeAnswer(request, answer);
    } else if (inFlight_) {
       return; // to an earlier request; the one in flight has its time
@@ -167,7 +169,9 @@ void PolicyAgent::takeRemovalAnswer(PolicyEntry& entry, const Answer& answer) {
 
 void PolicyAgent::timeUp() {
    if (inFlight_) {
-      requestTimeUp();
+      expired_ = inFlight_;
+      inFlight_.reset();
+      tellOverdue(*expired_);
    } else {
       retryArmed_ = false;
       retryTime_ = std::min(retryTime_ * 2, options_.longestRetryTime);
@@ -176,9 +180,7 @@ void PolicyAgent::timeUp() {
    pump();
 }
 
-void PolicyAgent::requestTimeUp() {
-   const Request request = *std::exchange(inFlight_, std::nullopt);
-   expired_ = request;
+void PolicyAgent::tellOverdue(const Request& request) {
    const auto found = entries_.find(request.key);
    if (found == entries_.end()) {
       return;
