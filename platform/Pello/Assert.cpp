@@ -11,6 +11,9 @@ namespace {
 
 constinit std::atomic<AssertionHook> assertionHook{nullptr};
 
+// The line that the hook has been given and that is not written yet; null for none.
+constinit std::atomic<const std::string*> lineInHook{nullptr};
+
 std::string lineOf(const AssertionSite& site, std::string_view expression,
                    std::string_view message) {
    std::string line{site.file};
@@ -39,9 +42,14 @@ void assertionFailed(const AssertionSite& site, std::string_view expression,
                      std::string_view message) {
    const std::string line = lineOf(site, expression, message);
    // Before the line, so that whoever sees the line finds it in the record. Taken out first: a hook
-   // that breaks a contract itself must not be called for that again.
+   // that breaks a contract itself is not called for that again, and both lines are written.
    if (const AssertionHook hook = assertionHook.exchange(nullptr, std::memory_order_acq_rel)) {
+      lineInHook.store(&line, std::memory_order_release);
       hook(site, line);
+      lineInHook.store(nullptr, std::memory_order_release);
+   }
+   if (const std::string* outer = lineInHook.exchange(nullptr, std::memory_order_acq_rel)) {
+      writeToStandardError(*outer);
    }
    writeToStandardError(line);
    std::abort();

@@ -40,6 +40,8 @@ const Kiv::TypeModule& typeModule() {
                &RulePriorityData::kivTypeData(),
                &PolicyMapSmCommonData::kivTypeData(),
                &PolicyMapAclHelper::kivTypeData(),
+               // Its operations take one; without this nothing might load the library it is in.
+               &L3::VrfName::kivTypeData(),
          }};
    return module;
 }

@@ -60,8 +60,10 @@ TEST(EntityJson, anObjectOfSomebodyElsesIsItsKey) {
 }
 
 TEST(EntityJson, aKeyOfSeveralAttributesIsItsGenericText) {
-   const Pello::Ptr<PolicyMap::RulePriorityData> order{new PolicyMap::RulePriorityData{Acl::ipv6}};
-   const PolicyMap::AclRuleKey key{{"p", ""}, "c", "a", 3, PolicyMap::matchIpv6AccessGroup()};
+   const Pello::Ptr<PolicyMap::RulePriorityData> order{
+         new PolicyMap::RulePriorityData{Acl::AclType::ipv6}};
+   const PolicyMap::AclRuleKey key{PolicyMap::PolicyMapSmKey{"p", ""}, "c", "a", 3,
+                                   PolicyMap::matchIpv6AccessGroup()};
    order->entryIs(PolicyMap::RulePriority{7}, key);
    const Json json = entityJson(*order);
    EXPECT_EQ(json["rule"]["7"]["className"], "c");

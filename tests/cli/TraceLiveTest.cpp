@@ -138,7 +138,9 @@ TEST_F(TraceLive, aProcessKilledInTheMiddleOfAnOperation) {
    const Lines begin = withoutTimes(trace({"--grep", "::createPolicy$", ring}).out);
    EXPECT_EQ(begin, (Lines{helper + "8 OruPostcardPolicyAclHelper::createPolicy:",
                            helper + "9 OruPostcardPolicyAclHelper::createPolicy: "
-                                    "Policy : huge, Match Type : 0"}));
+                                    "Policy : huge, Match Type : 0",
+                           helper + "5 OruPostcardPolicyAclHelper::createPolicy: "
+                                    "Adding interface from intf4"}));
    // Every rule up to that point, one by one; and the operation has not come to its end.
    const auto rules = numbersOf(trace({"--grep", "Sport Valid.*NextRuleIndex", ring}).out);
    ASSERT_GT(rules.size(), 100U);

@@ -239,7 +239,9 @@ TEST_F(RegisteredTypesWalk, aSetterPublishesExactlyOnceAndNotForAnEqualValue) {
          published += changes.size();
       }
    });
-   EXPECT_EQ(published, 13U) << "the request, the answer and the helper's six";
+   EXPECT_EQ(published, 19U)
+         << "four of the request, three of the answer, six of the helper and of "
+            "its base each";
 }
 
 TEST_F(RegisteredTypesWalk, everyAttributeIsReadBackAsItWasSet) {

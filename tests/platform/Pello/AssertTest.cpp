@@ -47,12 +47,12 @@ TEST_F(AssertDeathTest, withoutMessageThereIsNoColon) {
                exactly("room/File.cpp:42: void Class::work( int ): Assertion 'false' failed\n"));
 }
 
-TEST_F(AssertDeathTest, theHookGetsTheFinishedLineAfterItIsWritten) {
+TEST_F(AssertDeathTest, theHookGetsTheFinishedLineBeforeItIsWritten) {
    Pello::assertionHookIs(&sayHook);
    const std::string line =
          "room/File.cpp:42: void Class::work( int ): Assertion 'x' failed: message";
    EXPECT_EXIT(Pello::assertionFailed(site, "x", "message"), testing::KilledBySignal(SIGABRT),
-               exactly(line + "\nhook 42<" + line + ">\n"));
+               exactly("hook 42<" + line + ">\n" + line + "\n"));
 }
 
 TEST_F(AssertDeathTest, nullTakesTheHookAway) {

@@ -211,7 +211,7 @@ TEST(AsyncOperationResultTest, readsItsText) {
 
 TEST(PolicyMapModuleTest, allTypesAreRegistered) {
    EXPECT_EQ(typeModule().name, "PolicyMap");
-   EXPECT_EQ(typeModule().types.size(), 12U);
+   EXPECT_EQ(typeModule().types.size(), 13U);
    for (const Kiv::TypeData* type : typeModule().types) {
       EXPECT_EQ(Kiv::findType(type->name), type) << type->name;
    }
