@@ -172,6 +172,10 @@ void FoldedRing::record(Input& input) {
    block.closeAt(at);
 }
 
+std::size_t FoldedRing::size() {
+   return wholeSize;
+}
+
 std::span<const std::byte> FoldedRing::bytes() {
    headerIs(offsetof(Ringlog::RingHeader, descriptorBytes), static_cast<U32>(descriptors_.used));
    Input patches{patches_};

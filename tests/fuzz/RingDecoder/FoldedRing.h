@@ -17,6 +17,7 @@ class Input {
    explicit Input(std::span<const U8> bytes) : left_{bytes} {}
 
    bool empty() const { return left_.empty(); }
+   std::size_t size() const { return left_.size(); }
    template <class T>
    T number() {
       T value{};
@@ -58,6 +59,8 @@ class FoldedRing {
    // the input is some content.
    void unfoldTraces(Input& input);
 
+   // Bytes of any of them.
+   static std::size_t size();
    // The whole ring. It begins at an odd address and ends with the memory.
    std::span<const std::byte> bytes();
 
