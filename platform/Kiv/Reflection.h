@@ -161,7 +161,7 @@ void copyEntity(Entity& to, const Entity& from) {
 
 template <class T, class Make>
 Pello::Ptr<Entity> cloneEntity(const Entity& from) {
-   const Pello::Ptr<Entity> made{Make::makeLike(static_cast<const T&>(from))};
+   Pello::Ptr<Entity> made{Make::makeLike(static_cast<const T&>(from))};
    copyEntity<T>(*made, from);
    return made;
 }
