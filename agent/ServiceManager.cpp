@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -49,7 +50,12 @@ void ServiceManager::notify(std::string_view assignment) const {
    }
    const FileDescriptor socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
-   const ssize_t sent = ::sendto(socket.get(), assignment.data(), assignment.size(), MSG_NOSIGNAL,
+   // A manager that does not read must not stop the agent: signs of life are not waited for, news
+   // for a second.
+   const timeval patience{1, 0};
+   ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+   const int flags = MSG_NOSIGNAL | (assignment == "WATCHDOG=1" ? MSG_DONTWAIT : 0);
+   const ssize_t sent = ::sendto(socket.get(), assignment.data(), assignment.size(), flags,
                                  reinterpret_cast<const sockaddr*>(&address), length);
    static_cast<void>(sent); // see the contract
 }

@@ -66,6 +66,17 @@ TEST_F(AgentProgram, tellsTheServiceManagerHowItIsDoing) {
    EXPECT_EQ(kill(0), 0) << "no further signal is needed";
 }
 
+TEST_F(AgentProgram, aManagerThatDoesNotReadDoesNotStopIt) {
+   const Manager manager{socket() + ".notify"};
+   ::setenv("WATCHDOG_USEC", "4000", 1);
+   write(policyText("Ethernet1", oneClass));
+   start();
+   std::this_thread::sleep_for(std::chrono::milliseconds{300}); // more signs than a socket keeps
+   EXPECT_EQ(ask("status").exitCode, 0);
+   EXPECT_EQ(manager.next(), "READY=1");
+   EXPECT_EQ(kill(SIGTERM), 0);
+}
+
 TEST_F(AgentProgram, tellsAManagerWithAnAbstractName) {
    const Manager manager{"@postcard-test-" + std::to_string(::getpid())};
    write(policyText("Ethernet1", oneClass));
