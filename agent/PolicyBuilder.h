@@ -18,8 +18,8 @@ Pello::Ptr<PolicyMap::PolicyMapSmCommonData> buildPolicy(const Policy& policy);
 // The record of the hardware's abilities.
 Pello::Ptr<PostcardTelemetry::HwCapability> buildHwCapability(const Hardware& hardware);
 
-// Overrides the feature toggles that the file sets. Toggles are read once per process, so this
-// comes before the first helper works.
+// Makes the feature toggles be those of a file. Helpers read toggles once per process, so this
+// comes before the first one works.
 void applyFeatureToggles(const ToggleMap& toggles);
 
 } // namespace Agent

@@ -192,7 +192,7 @@ using ToggleMap = std::map<std::string, bool, std::less<>>;
 // A whole policy file that has passed every check.
 struct PolicyFile {
    Hardware hardware;
-   ToggleMap featureToggles; // only those that the file sets
+   ToggleMap featureToggles; // all there are: as the file sets them, else as declared
    std::vector<Policy> policies;
 };
 
@@ -218,11 +218,15 @@ std::string format(std::string_view fileName, const Finding& finding);
 // for a good result.
 std::string formatFindings(const LoadResult& result);
 
+// The toggles that exist, each as it is declared beside the platform's libraries, whatever this
+// process has set since. Every call reads the declaration anew.
+ToggleMap declaredToggles();
+
 // What the loader needs to know of its surroundings, and the limits it keeps. The defaults are
 // those of the product.
 struct LoadOptions {
    // The toggles that exist, each with the value that holds when the file does not set it.
-   ToggleMap toggles = {{"FeaturePostcardTelemetryTcpControl", true}};
+   ToggleMap toggles = declaredToggles();
 
    // Bytes of the file.
    std::size_t maxBytes = std::size_t(16) << 20;

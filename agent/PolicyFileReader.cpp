@@ -2,6 +2,7 @@
 
 #include "agent/PolicyFileReader.h"
 
+#include "FeatureToggle/FeatureToggle.h"
 #include "agent/PolicyFileFilter.h"
 #include "agent/PolicyFileRules.h"
 #include "agent/PolicyFileValues.h"
@@ -22,7 +23,9 @@ constexpr std::uint64_t maxDscp = 63;
 class Reader {
  public:
    Reader(const LoadOptions& options, Findings& findings)
-      : options_(options), values_(findings), policyNames_("policy name", findings) {}
+      : options_(options), values_(findings), policyNames_("policy name", findings) {
+      file_.featureToggles = options.toggles;
+   }
 
    // Hardware and toggles first, wherever they stand: they decide about the filters.
    PolicyFile read(const Node& root) {
@@ -63,7 +66,7 @@ class Reader {
          if (options_.toggles.find(key.text) == options_.toggles.end()) {
             findings().add(key.location, unknownWord("toggle", key.text, toggleNames()));
          } else if (const auto on = values_.boolean(value, key.text)) {
-            file_.featureToggles.emplace(key.text, *on);
+            file_.featureToggles.insert_or_assign(std::string(key.text), *on);
          }
       });
    }
@@ -77,12 +80,8 @@ class Reader {
    }
 
    bool isOn(std::string_view toggle) const {
-      const auto given = file_.featureToggles.find(toggle);
-      if (given != file_.featureToggles.end()) {
-         return given->second;
-      }
-      const auto known = options_.toggles.find(toggle);
-      return known == options_.toggles.end() || known->second;
+      const auto known = file_.featureToggles.find(toggle);
+      return known == file_.featureToggles.end() || known->second;
    }
 
    void readPolicy(const Node& node) {
@@ -325,6 +324,13 @@ class Reader {
 };
 
 } // namespace
+
+ToggleMap declaredToggles() {
+   constexpr bool undeclared = true;
+   const U32 state = FeatureToggle::declaredToggleState(tcpControlToggle,
+                                                        "PostcardTelemetryCommon.json", undeclared);
+   return {{std::string(tcpControlToggle), state != 0}};
+}
 
 PolicyFile readPolicyFile(const Node& root, const LoadOptions& options, Findings& findings) {
    return Reader(options, findings).read(root);

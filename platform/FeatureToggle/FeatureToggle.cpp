@@ -91,6 +91,13 @@ std::optional<bool> stateInFile(const std::filesystem::path& path, std::string_v
    }
 }
 
+// Under the settings' lock.
+U32 declared(const Settings& all, std::string_view name, std::string_view toggleFile,
+             bool defaultState) {
+   const auto directory = all.directory.empty() ? libraryDirectory() : all.directory;
+   return stateInFile(directory / toggleFile, name).value_or(defaultState) ? 1 : 0;
+}
+
 } // namespace
 
 U32 getToggleState(std::string_view name, std::string_view toggleFile, bool defaultState) {
@@ -99,8 +106,13 @@ U32 getToggleState(std::string_view name, std::string_view toggleFile, bool defa
    if (const auto found = all.overrides.find(name); found != all.overrides.end()) {
       return found->second ? 1 : 0;
    }
-   const auto directory = all.directory.empty() ? libraryDirectory() : all.directory;
-   return stateInFile(directory / toggleFile, name).value_or(defaultState) ? 1 : 0;
+   return declared(all, name, toggleFile, defaultState);
+}
+
+U32 declaredToggleState(std::string_view name, std::string_view toggleFile, bool defaultState) {
+   Settings& all = settings();
+   const std::lock_guard lock{all.mutex};
+   return declared(all, name, toggleFile, defaultState);
 }
 
 void toggleDirectoryIs(const std::filesystem::path& directory) {

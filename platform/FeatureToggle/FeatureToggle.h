@@ -18,6 +18,9 @@ namespace FeatureToggle {
 // passed over, after one line on standard error that names it and says why.
 U32 getToggleState(std::string_view name, std::string_view toggleFile, bool defaultState);
 
+// The same as declared, whatever the overrides say.
+U32 declaredToggleState(std::string_view name, std::string_view toggleFile, bool defaultState);
+
 // Where toggle files are looked up; an empty path means the folder of this library, where they are
 // at first.
 void toggleDirectoryIs(const std::filesystem::path& directory);

@@ -164,9 +164,8 @@ std::string brokenBy(const Policy& policy, bool tcpControl) {
 
 } // namespace
 
-std::string brokenPromise(const PolicyFile& file, bool tcpControl) {
-   const auto given = file.featureToggles.find("FeaturePostcardTelemetryTcpControl");
-   const bool on = given == file.featureToggles.end() ? tcpControl : given->second;
+std::string brokenPromise(const PolicyFile& file) {
+   const bool on = file.featureToggles.at("FeaturePostcardTelemetryTcpControl");
    for (const Policy& policy : file.policies) {
       if (std::string broken = brokenBy(policy, on); !broken.empty()) {
          return policy.name.text + ": " + broken;

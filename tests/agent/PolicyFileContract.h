@@ -9,7 +9,6 @@
 namespace Agent {
 
 // The first promise of the structs that `file` breaks, in words; empty when it keeps all of them.
-// `tcpControl` is the toggle's value when the file does not set it.
-std::string brokenPromise(const PolicyFile& file, bool tcpControl);
+std::string brokenPromise(const PolicyFile& file);
 
 } // namespace Agent

@@ -118,7 +118,7 @@ std::string lines(const Policy& policy) {
 std::string dump(const PolicyFile& file) {
    std::string out = fmt::format("tcp-flags={}", file.hardware.tcpFlags);
    for (const auto& [name, on] : file.featureToggles) {
-      out += fmt::format(" {}={}", name, on);
+      out += on ? "" : fmt::format(" {}=false", name);
    }
    out += "\n";
    for (const Policy& policy : file.policies) {

@@ -51,7 +51,7 @@ TEST(PolicyFileExamples, allAreAcceptedAndKnown) {
       ASSERT_TRUE(result.policyFile) << formatFindings(result);
       EXPECT_EQ(sizeOf(*result.policyFile).policies, expected.at(name).policies) << name;
       EXPECT_EQ(sizeOf(*result.policyFile).classes, expected.at(name).classes) << name;
-      EXPECT_EQ(brokenPromise(*result.policyFile, true), "") << name;
+      EXPECT_EQ(brokenPromise(*result.policyFile), "") << name;
       ++files;
    }
    EXPECT_EQ(files, expected.size());
@@ -158,7 +158,7 @@ RC_GTEST_PROP(PolicyFileExamples, mutantsAreRefusedWithAPlaceOrKeepEveryPromise,
    RC_ASSERT(result.policyFile.has_value() == result.findings.empty());
    RC_CLASSIFY(result.policyFile.has_value(), "accepted");
    if (result.policyFile) {
-      RC_ASSERT(brokenPromise(*result.policyFile, true) == "");
+      RC_ASSERT(brokenPromise(*result.policyFile) == "");
    }
    for (const Finding& finding : result.findings) {
       RC_ASSERT(isWithin(finding.location, text));
@@ -174,7 +174,7 @@ TEST(PolicyFileExamples, everySingleByteMayGoMissing) {
       const std::string mutant = std::string(text).erase(position, 1);
       const LoadResult result = parsePolicyText(mutant, "F");
       ASSERT_EQ(result.policyFile.has_value(), result.findings.empty()) << position;
-      ASSERT_EQ(result.policyFile ? brokenPromise(*result.policyFile, true) : "", "") << position;
+      ASSERT_EQ(result.policyFile ? brokenPromise(*result.policyFile) : "", "") << position;
       for (const Finding& finding : result.findings) {
          ASSERT_TRUE(isWithin(finding.location, mutant)) << position << " " << finding.message;
       }

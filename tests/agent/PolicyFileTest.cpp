@@ -2,9 +2,11 @@
 
 #include "agent/PolicyFile.h"
 
+#include "FeatureToggle/FeatureToggle.h"
 #include "agent/PolicyFileContract.h"
 #include "agent/PolicyFileDump.h"
 #include "agent/PolicyFileFrames.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -31,7 +33,7 @@ TEST(PolicyFile, whatIsWrittenIsRead) {
       const LoadResult result = parsePolicyText(framed(row.frame, row.text.view), "F");
       ASSERT_TRUE(result.policyFile) << row.name << "\n" << formatFindings(result);
       EXPECT_EQ(dump(*result.policyFile), row.dump.view) << row.name;
-      EXPECT_EQ(brokenPromise(*result.policyFile, true), "") << row.name;
+      EXPECT_EQ(brokenPromise(*result.policyFile), "") << row.name;
    }
 }
 
@@ -56,9 +58,26 @@ TEST(PolicyFile, togglesAreThoseOfTheOptions) {
                           "false}\n";
    const LoadResult result = parsePolicyText(on + entries, "F", options);
    ASSERT_TRUE(result.policyFile);
-   EXPECT_EQ(result.policyFile->featureToggles.size(), 2U);
+   EXPECT_EQ(result.policyFile->featureToggles,
+             (ToggleMap{{"FeaturePostcardTelemetryTcpControl", true}, {"Other", false}}));
+   // What the file does not set is as the options have it.
+   EXPECT_EQ(parsePolicyText(framed(Frame::policy, ""), "F", options).policyFile->featureToggles,
+             options.toggles);
    options.toggles = {};
    EXPECT_TRUE(parsePolicyText(entries, "F", options).policyFile);
+}
+
+TEST(PolicyFile, togglesAreDeclaredBesideThePlatform) {
+   const char* const name = "FeaturePostcardTelemetryTcpControl";
+   EXPECT_EQ(declaredToggles(), (ToggleMap{{name, true}}));
+   const TestSupport::TemporaryFolder folder;
+   folder.write("PostcardTelemetryCommon.json",
+                R"({"toggles": {"FeaturePostcardTelemetryTcpControl": {"default": false}}})");
+   FeatureToggle::toggleDirectoryIs(folder.path(""));
+   FeatureToggle::toggleOverrideIs(name, true); // as an earlier file of this process set it
+   EXPECT_EQ(LoadOptions().toggles, (ToggleMap{{name, false}}));
+   FeatureToggle::toggleOverridesDelAll();
+   FeatureToggle::toggleDirectoryIs({});
 }
 
 TEST(PolicyFile, filterAndInterfacesByFamily) {

@@ -30,6 +30,7 @@ const Agent::PluginHost& host() {
 std::optional<Agent::PolicyFile> parse(std::string_view text) {
    Agent::LoadOptions limits;
    limits.maxRules = 200;
+   limits.toggles = {{toggle, true}};
    return Agent::parsePolicyText(text, "file", limits).policyFile;
 }
 
@@ -145,7 +146,7 @@ extern "C" int LLVMFuzzerTestOneInput(const U8* data, std::size_t size) {
    std::string_view texts{reinterpret_cast<const char*>(data) + fates, size - fates};
    const auto first = parse(takeText(texts));
    // Another state of the toggle needs another process.
-   if (!first || first->featureToggles.contains(toggle) || enoughNames()) {
+   if (!first || !first->featureToggles.at(toggle) || enoughNames()) {
       return 0;
    }
    Run run{*first};

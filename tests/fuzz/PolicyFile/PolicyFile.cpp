@@ -103,8 +103,7 @@ void compile(const Agent::PolicyFile& file) {
 
 // The process's toggles stand; a file that wants others has them after a restart.
 bool wantsOtherToggles(const Agent::PolicyFile& file) {
-   const auto wanted = file.featureToggles.find(toggle);
-   return wanted != file.featureToggles.end() && wanted->second != tcpControl;
+   return file.featureToggles.at(toggle) != tcpControl;
 }
 
 // Names of interfaces are kept for ever; an hour of new ones would be taken for a leak.

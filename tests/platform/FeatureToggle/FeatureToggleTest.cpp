@@ -128,6 +128,19 @@ TEST_F(FeatureToggleTest, wrongKindsOfFileAreUnusable) {
    EXPECT_NE(said.find("Not a directory"), std::string::npos) << said;
 }
 
+TEST_F(FeatureToggleTest, whatIsDeclaredIsToldWhateverTheOverridesSay) {
+   write(R"({"toggles": {"On": {"default": true}, "Off": {"default": false}}})");
+   for (const bool override : {false, true}) {
+      toggleOverrideIs("On", override);
+      toggleOverrideIs("Off", override);
+      toggleOverrideIs("Unknown", override);
+      EXPECT_EQ(declaredToggleState("On", file, false), 1U);
+      EXPECT_EQ(declaredToggleState("Off", file, true), 0U);
+      EXPECT_EQ(declaredToggleState("Unknown", file, true), 1U);
+      EXPECT_EQ(declaredToggleState("Unknown", file, false), 0U);
+   }
+}
+
 TEST_F(FeatureToggleTest, declaredTogglesStandBesideTheLibrary) {
    toggleDirectoryIs({});
    testing::internal::CaptureStderr();
