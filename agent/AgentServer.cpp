@@ -104,7 +104,7 @@ class AgentServer::Implementation {
       }
       const LoadResult loaded = loadPolicyFile(options_.policyFile);
       return loaded.policyFile ? agent_->reload(*loaded.policyFile)
-                               : ReloadResult{false, 0, linesOf(formatFindings(loaded))};
+                               : ReloadResult{false, 0, linesOf(formatFindings(loaded)), true};
    }
 
    void end() {
@@ -143,7 +143,7 @@ class AgentServer::Implementation {
          }
          said_[{report.name, report.family}] = stamped;
       }
-      if (ending_ && agent_->idle()) {
+      if (ending_ && agent_->settled()) {
          loop_.stop();
       }
    }

@@ -94,8 +94,8 @@ std::string reloadJson(const ReloadResult& result) {
 
 std::string answerReload(const Reload& reload, bool json) {
    const ReloadResult result = reload();
-   return answer(result.accepted ? exitDone : exitRefused,
-                 json ? reloadJson(result) : result.text());
+   const int refused = result.unusableFile ? exitUsage : exitRefused;
+   return answer(result.accepted ? exitDone : refused, json ? reloadJson(result) : result.text());
 }
 
 // Sets the levels of the text trace when the request names some, and answers with those in force.

@@ -65,7 +65,7 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
          entry.since = isNew ? Kiv::System::currentTime() : entry.since;
          entry.wanted = version;
          entry.order = order++;
-         if (entry.made != nullptr && sameRules(*entry.made, *version, family)) {
+         if (entry.config != nullptr && sameRules(*entry.made, *version, family)) {
             entry.made = version;
          }
          if (entry.config == nullptr && entry.held.empty()) {
@@ -130,6 +130,7 @@ ReloadResult PolicyAgent::reload(const PolicyFile& file) {
 
 void PolicyAgent::deleteAll() {
    adopt({});
+   retryTime_ = options_.retryTime;
    enqueueAll();
    pump();
 }

@@ -16,6 +16,7 @@
 #include "agent/PolicyReport.h"
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
@@ -68,11 +69,13 @@ class PolicyAgent {
    // file before asked for and has not begun is dropped.
    ReloadResult reload(const PolicyFile& file);
 
-   // Deletes every policy. `idle` tells when the rules client has answered all of it.
+   // Deletes every policy; `settled` tells when that has come to its end.
    void deleteAll();
 
    // Whether nothing is left to do now and no answer is awaited.
    bool idle() const { return queue_.empty() && !inFlight_; }
+   // Whether, besides, nothing is left to be tried again.
+   bool settled() const { return idle() && !retryArmed_; }
 
    // The time of the request in flight, or until the next attempt, is up.
    void timeUp();
@@ -97,11 +100,14 @@ class PolicyAgent {
       Pello::String text;
    };
 
+   // Whether a request is made for the first time, or because the one before was lost or refused.
+   enum class Attempt : std::uint8_t { first, again };
+
    // A request that awaits its answer.
    struct Request {
       PolicyKey key;
       U32 number;
-      bool removal;
+      bool removal; // of a configuration that the helper has no more
    };
 
    void adopt(const std::vector<std::shared_ptr<const PolicyVersion>>& versions);
@@ -110,10 +116,10 @@ class PolicyAgent {
    void pump();
    void perform(const Step& step, PolicyEntry& entry, const PolicyKey& key);
    void build(PolicyEntry& entry, const PolicyKey& key);
-   void commit(PolicyEntry& entry, const PolicyKey& key);
+   void commit(PolicyEntry& entry, const PolicyKey& key, Attempt attempt);
    void remove(PolicyEntry& entry, const PolicyKey& key);
    void changeIntf(const Step& step, PolicyEntry& entry, const PolicyKey& key);
-   void await(const PolicyKey& key, PolicyEntry& entry, U32 before, bool removal);
+   void await(const PolicyKey& key, PolicyEntry& entry, U32 before, Attempt attempt);
    void answered(const Answer& answer);
    void takeAnswer(const Request& request, const Answer& answer);
    void takeRemovalAnswer(PolicyEntry& entry, const Answer& answer);

@@ -25,7 +25,7 @@ void PolicyAgent::perform(const Step& step, PolicyEntry& entry, const PolicyKey&
    case Verb::build:
       return build(entry, key);
    case Verb::commit:
-      return commit(entry, key);
+      return commit(entry, key, Attempt::again);
    case Verb::remove:
       return remove(entry, key);
    case Verb::addIntf:
@@ -46,16 +46,20 @@ void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
       settle(entry, unsupported ? PolicyState::unsupported : PolicyState::invalid, message.str());
       return;
    }
-   commit(entry, key);
+   if (entry.config == nullptr) {
+      settle(entry, PolicyState::invalid, "the helper made no ACL configuration");
+      return;
+   }
+   commit(entry, key, Attempt::first);
 }
 
-void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key) {
-   const bool again = std::exchange(entry.due, false);
+void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key, Attempt attempt) {
+   const bool due = std::exchange(entry.due, false);
    if (entry.config->ruleByNames() != 0) {
       const U32 before = requests_->kickRequest();
       helper_->commitPolicy(entry.made->data, matchOptionOf(key.second));
-      await(key, entry, before, false);
-   } else if (entry.config->rulesClientUpdated() || (again && !entry.held.empty())) {
+      await(key, entry, before, attempt);
+   } else if (entry.config->rulesClientUpdated() || (due && !entry.held.empty())) {
       // A helper posts nothing for a policy without rules, and hardware would keep the old ones.
       // When they are gone, it is built again.
       remove(entry, key);
@@ -66,9 +70,14 @@ void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key) {
 
 void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
    const auto matchOption = matchOptionOf(key.second);
+   const Attempt attempt = entry.held.empty() ? Attempt::first : Attempt::again;
    if (entry.config == nullptr) {
       helper_->createPolicy(entry.made->data, matchOption);
       entry.config = configOf(key);
+      if (entry.config == nullptr) { // the helper refuses what it made before
+         entry.due = false;
+         return settleWithoutRules(entry);
+      }
    }
    if (!entry.held.empty()) {
       // The helper forgot with the configuration that the rules client was told of it. Reminded, it
@@ -78,7 +87,7 @@ void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
    const U32 before = requests_->kickRequest();
    helper_->deletePolicy(entry.made->data, matchOption);
    entry.config = nullptr;
-   await(key, entry, before, true);
+   await(key, entry, before, attempt);
    if (inFlight_) {
       entry.held = "the rules client has not confirmed the removal";
    } else {
@@ -95,21 +104,25 @@ void PolicyAgent::changeIntf(const Step& step, PolicyEntry& entry, const PolicyK
    } else {
       helper_->removeIntfFromPolicy(entry.made->data, step.intf, step.intf, vrf, matchOption);
    }
-   await(key, entry, before, false);
+   await(key, entry, before, Attempt::first);
 }
 
-// Waits for the answer, if a request was posted since the counter read `before`.
-void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, bool removal) {
+// Waits for the answer, if a request was posted since the counter read `before`. What is overdue
+// stays so until there is an answer, and so does a failure that is tried again: it tells since
+// when.
+void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, Attempt attempt) {
    const U32 request = requests_->kickRequest();
    if (request == before) {
       return;
    }
    entry.generation = request;
-   if (removal || !entry.overdue) { // what is overdue stays so until there is an answer
+   const bool failedBefore = attempt == Attempt::again && entry.state == PolicyState::failed;
+   if (!entry.overdue && !failedBefore) {
       settle(entry, PolicyState::waiting, {});
    }
    entry.tryAgain = false;
-   inFlight_ = Request{key, request, removal};
+   entry.due = false;
+   inFlight_ = Request{key, request, entry.config == nullptr};
    expired_.reset();
    retryArmed_ = false;
    hooks_.timer(options_.answerTime);
@@ -158,6 +171,7 @@ void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
 // The helper has forgotten the configuration; there is nothing to record the answer in. What was
 // never programmed cannot be removed, and is as good as removed.
 void PolicyAgent::takeRemovalAnswer(PolicyEntry& entry, const Answer& answer) {
+   entry.overdue = false;
    if (answer.type == OruPostcardTelemetry::statusSuccess || neverSucceeds(answer.text)) {
       retryTime_ = options_.retryTime;
       entry.held.clear();
@@ -186,9 +200,6 @@ void PolicyAgent::tellOverdue(const Request& request) {
       return;
    }
    PolicyEntry& entry = found->second;
-   if (request.removal) {
-      return settleWithoutRules(entry);
-   }
    entry.overdue = true;
    entry.tryAgain = true;
    entry.text =

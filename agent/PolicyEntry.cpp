@@ -33,7 +33,9 @@ void settle(PolicyEntry& entry, PolicyState state, std::string text) {
 
 void settleWithoutRules(PolicyEntry& entry) {
    if (!entry.held.empty()) {
-      settle(entry, PolicyState::failed, entry.held);
+      if (!entry.overdue) {
+         settle(entry, PolicyState::failed, entry.held);
+      }
       entry.tryAgain = true;
    } else if (entry.config != nullptr) {
       settle(entry, PolicyState::empty, "No rules configured in policy");

@@ -60,8 +60,8 @@ struct PolicyEntry {
 // be tried again any more.
 void settle(PolicyEntry& entry, PolicyState state, std::string text);
 
-// The same for a policy of which the rules client should hold nothing: what is held nevertheless is
-// a failure, and its deletion to be tried again.
+// The same for a policy of which the rules client should hold nothing. What is held nevertheless is
+// a failure, or still awaits its answer when that is overdue; its deletion is to be tried again.
 void settleWithoutRules(PolicyEntry& entry);
 
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry);

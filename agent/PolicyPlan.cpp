@@ -39,8 +39,13 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Family family) {
       return entry.config != nullptr || heldStill ? std::vector<Step>{{Verb::remove, {}}}
                                                   : std::vector<Step>{};
    }
-   if (entry.config == nullptr || entry.made != entry.wanted) {
+   if (entry.made != entry.wanted) {
       return {{Verb::build, {}}};
+   }
+   if (entry.config == nullptr) {
+      const bool refused =
+            entry.state == PolicyState::invalid || entry.state == PolicyState::unsupported;
+      return refused ? std::vector<Step>{} : std::vector<Step>{{Verb::build, {}}};
    }
    std::vector<Step> steps = interfaceSteps(entry, family);
    const bool known = entry.state == PolicyState::programmed ||

@@ -185,25 +185,70 @@ TEST_F(AgentServerTest, takingBackFromADeadRulesClientHasOneDeadline) {
          << said();
 }
 
-TEST_F(AgentServerTest, aRemovalThatIsRefusedIsToldAtTheEnd) {
+// Does `what` to the rules client right before it is asked for the first removal of three policies.
+auto atTheFirstRemoval(InjectedFailure what, std::size_t times) {
+   return [=](SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
+      static const auto subscription =
+            agent.requests()->publisher()->subscribe([=, &tcam](const Pello::Change& change) {
+               if (change.attribute == 133 && tcam.requests() == 3) {
+                  tcam.inject(what, times);
+               }
+            });
+   };
+}
+
+TEST_F(AgentServerTest, aRemovalThatIsAlwaysRefusedIsToldAtTheEnd) {
    write(threePolicies);
-   start(
-         5s,
-         [](SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
-            static const auto subscription =
-                  agent.requests()->publisher()->subscribe([&tcam](const Pello::Change& change) {
-                     if (change.attribute == 133 && tcam.requests() == 3) {
-                        tcam.inject({InjectedFailure::refuse, "busy"}); // the first removal
-                     }
-                  });
-         },
-         [](ServerOptions& options) { options.deleteOnExit = true; });
+   start(5s, atTheFirstRemoval({InjectedFailure::refuse, "busy"}, 1000),
+         [](ServerOptions& options) {
+            options.deleteOnExit = true;
+            options.deleteTime = 500ms;
+         });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    EXPECT_EQ(end(SIGTERM), 3);
-   EXPECT_NE(said().find("dns ipv4: failed, the rules client still holds it: busy"),
+   EXPECT_NE(said().find("agent: not taken back: dns ipv4: failed, "
+                         "the rules client still holds it: busy\n"),
              std::string::npos)
          << said();
-   EXPECT_NE(said().find("web ipv4: removed"), std::string::npos) << said();
+}
+
+TEST_F(AgentServerTest, aRemovalThatIsRefusedOrLostOnceIsMadeAgainBeforeTheEnd) {
+   for (const auto kind : {InjectedFailure::refuse, InjectedFailure::never}) {
+      write(threePolicies);
+      start(200ms, atTheFirstRemoval({kind, "busy"}, 1), [](ServerOptions& options) {
+         options.deleteOnExit = true;
+         options.agent.retryTime = 50ms;
+      });
+      ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+      EXPECT_EQ(end(SIGTERM), 0) << said();
+      for (const char* policy : {"web", "dns", "ntp"}) {
+         EXPECT_NE(said().find(std::string{policy} + " ipv4: removed\n"), std::string::npos)
+               << said();
+      }
+   }
+}
+
+TEST_F(AgentServerTest, aRemovalThatWaitsSaysSinceWhenHoweverOftenItIsMadeAgain) {
+   write(threePolicies);
+   start(50ms, atTheFirstRemoval({InjectedFailure::never, {}}, 1000),
+         [](ServerOptions& options) { options.agent.retryTime = 50ms; });
+   ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
+   write(fileText(namedPolicy("web", sampleAll)));
+   EXPECT_EQ(ask("reload").exitCode, 0);
+   ASSERT_TRUE(eventually([this] { return status(1)["overdue"] == true; }));
+   const auto first = status(1);
+   EXPECT_EQ(first["policy"], "dns");
+   EXPECT_EQ(first["state"], "waiting");
+   std::this_thread::sleep_for(1100ms); // the time is told to the second
+   const auto second = status(1);
+   EXPECT_GT(second["generation"], first["generation"]);
+   EXPECT_EQ(second["state"], "waiting");
+   EXPECT_EQ(second["overdue"], true);
+   EXPECT_EQ(second["since"], first["since"]);
+   EXPECT_EQ(second["text"], first["text"]);
+   EXPECT_EQ(first["text"], "Operation pending for policy dns, matchIpAccessGroup has not been "
+                            "answered in time");
+   EXPECT_EQ(end(SIGTERM), 0);
 }
 
 TEST_F(AgentServerTest, whileItEndsNothingIsReloadedAndASecondSignalEndsIt) {

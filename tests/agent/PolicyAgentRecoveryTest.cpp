@@ -88,8 +88,8 @@ TEST_F(PolicyAgentTest, aLateAnswerToTheRemovalOfLostRulesIsTaken) {
    EXPECT_TRUE(reload(onePolicy("Ethernet1", "")).accepted);
    agent_->timeUp();
    drain();
-   EXPECT_EQ(only().state, PolicyState::failed);
-   EXPECT_EQ(only().text, "the rules client has not confirmed the removal");
+   EXPECT_EQ(only().state, PolicyState::waiting);
+   EXPECT_TRUE(only().overdue);
    answer(2);
    drain();
    EXPECT_EQ(only().state, PolicyState::empty);
@@ -187,6 +187,42 @@ TEST_F(PolicyAgentTest, whatFailedForNowIsTriedAgain) {
    EXPECT_EQ(timer_, std::nullopt);
 }
 
+TEST_F(PolicyAgentTest, aFailureSaysSinceWhenWhileItIsTriedAgain) {
+   answerText_ = "busy";
+   start(onePolicy("Ethernet1", oneClass));
+   const double since = only().since;
+   silent_ = 1;
+   agent_->timeUp(); // the next attempt
+   drain();
+   EXPECT_EQ(requests_.size(), 2U);
+   EXPECT_EQ(only().state, PolicyState::failed);
+   EXPECT_EQ(only().text, "busy");
+   answer(2);
+   drain();
+   EXPECT_EQ(only().state, PolicyState::failed);
+   EXPECT_EQ(only().since, since);
+   silent_ = 1;
+   EXPECT_TRUE(reload(onePolicy("Ethernet1", twoClasses)).accepted); // something else
+   EXPECT_EQ(only().state, PolicyState::waiting);
+   EXPECT_EQ(only().text, "");
+}
+
+TEST_F(PolicyAgentTest, aRemovalThatIsLostAndThenRefusedIsAFailure) {
+   start(onePolicy("Ethernet1", oneClass));
+   silent_ = 1;
+   EXPECT_TRUE(reload(noPolicies).accepted);
+   agent_->timeUp();
+   drain();
+   EXPECT_TRUE(only().overdue);
+   answerText_ = "busy";
+   agent_->timeUp(); // the next attempt
+   drain();
+   EXPECT_EQ(requests_, (Lines{"policyDelete web-ipv4", "policyDelete web-ipv4"}));
+   EXPECT_EQ(only().state, PolicyState::failed);
+   EXPECT_FALSE(only().overdue);
+   EXPECT_EQ(only().text, "the rules client still holds it: busy");
+}
+
 TEST_F(PolicyAgentTest, whatIsInvalidIsNotTriedAgainBeforeAReload) {
    answerText_ = "invalid: no";
    start(onePolicy("Ethernet1", oneClass));
@@ -266,14 +302,14 @@ TEST_F(PolicyAgentTest, deleteAllDoesNotCallWhatIsStillHeldRemoved) {
    EXPECT_TRUE(agent_->idle());
 }
 
-TEST_F(PolicyAgentTest, aRemovalThatIsNotConfirmedIsAFailureUntilItIs) {
+TEST_F(PolicyAgentTest, aRemovalThatIsNotConfirmedIsOverdueUntilItIs) {
    start(pAndQ);
    silent_ = 1;
    EXPECT_TRUE(reload(onlyP).accepted);
    agent_->timeUp();
    drain();
-   EXPECT_EQ(agent_->report()[1].state, PolicyState::failed);
-   EXPECT_EQ(agent_->report()[1].text, "the rules client has not confirmed the removal");
+   EXPECT_EQ(agent_->report()[1].state, PolicyState::waiting);
+   EXPECT_TRUE(agent_->report()[1].overdue);
    answer(3);
    drain();
    EXPECT_EQ(states(), (Lines{"P ipv4 programmed", "Q ipv4 removed"}));

@@ -134,6 +134,11 @@ TEST_F(PolicyAgentTest, featureTogglesNeedAnotherProcess) {
                           "feature-toggles: { FeaturePostcardTelemetryTcpControl: false }\n"));
    EXPECT_FALSE(result.accepted);
    EXPECT_EQ(result.text(), "feature toggles are read once: restart the agent to change them\n");
+   // Only what changes counts.
+   EXPECT_EQ(reload(onePolicy("Ethernet1", oneClass,
+                              "feature-toggles: { FeaturePostcardTelemetryTcpControl: true }\n"))
+                   .text(),
+             "0 operations\n");
 }
 
 TEST_F(PolicyAgentTest, withoutAnAnswerThePolicyWaitsAndTheQueueGoesOn) {
@@ -214,8 +219,12 @@ TEST_F(PolicyAgentTest, aRemovalThatIsNeverConfirmedSaysSo) {
    EXPECT_EQ(agent_->report()[2].state, PolicyState::waiting);
    agent_->timeUp();
    drain();
-   EXPECT_EQ(agent_->report()[2].state, PolicyState::failed);
-   EXPECT_EQ(agent_->report()[2].text, "the rules client has not confirmed the removal");
+   EXPECT_EQ(agent_->report()[2].state, PolicyState::waiting);
+   EXPECT_TRUE(agent_->report()[2].overdue);
+   EXPECT_EQ(agent_->report()[2].text, "Operation pending for policy dns, matchIpAccessGroup has "
+                                       "not been answered in time");
+   EXPECT_TRUE(agent_->idle());
+   EXPECT_FALSE(agent_->settled());
    EXPECT_TRUE(reload(twoPolicies).accepted);
    EXPECT_EQ(requests_, Lines{"policyCreate dns-ipv4"});
 }
