@@ -52,6 +52,14 @@ int runAgent(const AgentOptions& options) {
    }
 }
 
+// What is wrong with a time; empty when nothing is. No comparison holds for "nan".
+std::string checkSeconds(const std::string& text) {
+   double seconds = 0;
+   const bool good =
+         CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= 86400;
+   return good ? "" : "Value " + text + " not in range 0.001 to 86400";
+}
+
 void addSocketOption(CLI::App& parser, std::string& path) {
    path = Agent::defaultSocketPath();
    parser.add_option("--socket", path, "the agent's Unix socket")
@@ -68,11 +76,12 @@ std::function<int()> declareAgent(CLI::App& parser) {
                    "take every policy back from the rules client before ending");
    parser.add_option("--capacity", options->capacity, "entries of the embedded software TCAM")
          ->type_name("N")
+         ->check(CLI::NonNegativeNumber)
          ->capture_default_str();
    parser.add_option("--answer-time", options->answerSeconds,
                      "seconds that the rules client has for an answer")
          ->type_name("SECONDS")
-         ->check(CLI::Range(0.001, 86400.0))
+         ->check(checkSeconds)
          ->capture_default_str();
    parser.footer("SIGHUP reads the file again, all or nothing. SIGTERM and SIGINT end the agent.\n"
                  "Exit status: 0 ended by a signal, 2 bad usage or policy file, 3 the socket or\n"
@@ -92,6 +101,8 @@ struct AskOptions {
    std::optional<std::string> levels; // for `trace-levels`: those to set
 };
 
+constexpr const char* askedStatus = "Exit status: 0 done, 2 bad usage, 3 no agent answers.";
+
 // Sends a request and prints the answer: what was asked for to standard output, why it was refused
 // to standard error, except that a program finds its document in one place.
 int ask(const AskOptions& options, const char* command) {
@@ -103,10 +114,13 @@ int ask(const AskOptions& options, const char* command) {
       }
       const Agent::ControlAnswer answer =
             Agent::requestAgent(options.socket, request.dump(), patience);
-      const bool document = options.format == "json" && answer.exitCode == exitRefused;
+      const bool document = options.format == "json" && answer.exitCode != exitEnvironment;
       (answer.exitCode == exitDone || document ? std::cout : std::cerr)
             << answer.text << std::flush;
       return answer.exitCode;
+   } catch (const nlohmann::json::exception&) {
+      std::cerr << "what is asked for is no UTF-8 text\n";
+      return exitUsage;
    } catch (const Agent::ControlError& error) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
@@ -118,7 +132,6 @@ void declareAsk(CLI::App& parser, AskOptions& options) {
    parser.add_option("--format", options.format, "text for people, json for programs")
          ->check(CLI::IsMember({"text", "json"}))
          ->capture_default_str();
-   parser.footer("Exit status: 0 done, 1 refused, 3 no agent answers.");
 }
 
 std::function<int()> declareAsk(CLI::App& parser, const char* command) {
@@ -128,12 +141,14 @@ std::function<int()> declareAsk(CLI::App& parser, const char* command) {
 }
 
 std::function<int()> declareShow(CLI::App& parser) {
+   parser.footer(askedStatus);
    return declareAsk(parser, "show");
 }
 
 std::function<int()> declareStatus(CLI::App& parser) {
    auto options = std::make_shared<AskOptions>();
    declareAsk(parser, *options);
+   parser.footer(askedStatus);
    parser.add_flag("--memory", options->memory,
                    "live objects and bytes per type of the framework, instead of policies");
    return [options] { return ask(*options, options->memory ? "memory" : "status"); };
@@ -144,11 +159,14 @@ std::function<int()> declareTraceLevels(CLI::App& parser) {
    addSocketOption(parser, options->socket);
    parser.add_option("LEVELS", options->levels,
                      "what to set, as in FMTRACE: 'OruPostcardTelemetry*/0-5,9'; '' for none");
-   parser.footer("Exit status: 0 done, 2 no such levels, 3 no agent answers.");
+   parser.footer("Exit status: 0 done, 2 bad usage or no such levels, 3 no agent answers.");
    return [options] { return ask(*options, "trace-levels"); };
 }
 
 std::function<int()> declareReload(CLI::App& parser) {
+   parser.footer("A file that is not taken changes nothing.\n"
+                 "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
+                 "3 no agent answers.");
    return declareAsk(parser, "reload");
 }
 

@@ -4,13 +4,13 @@
 #include "agent/EntityJson.h"
 #include "cli/PolicyChoice.h"
 #include "cli/PolicyCompiler.h"
+#include "cli/ShowOutput.h"
 
 #include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 namespace Cli {
 
@@ -45,7 +45,9 @@ class Output {
 // For people: the show text on standard output, everything else on standard error.
 class TextOutput : public Output {
  public:
-   void acl(const Agent::HelperHandle& helper) override { helper.showPostcardAcl(STDOUT_FILENO); }
+   void acl(const Agent::HelperHandle& helper) override {
+      showOnStandardOutput([&](U32 fd) { helper.showPostcardAcl(fd); });
+   }
    void refused(const Agent::Policy& policy, Family family, const std::string& message) override {
       reportRefused(policy, family, message);
    }
@@ -117,9 +119,10 @@ std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
    options->choice.declare(parser);
    declareFormat(parser, options->format);
-   parser.footer("The ACLs go to standard output, messages and totals to standard error.\n"
+   parser.footer("The ACLs go to standard output, messages and totals to standard error; as JSON,\n"
+                 "all is one document on standard output, and messages are told there as well.\n"
                  "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
-                 "3 the helper module cannot be used.");
+                 "3 the helper module or standard output cannot be used.");
    return [options] {
       return options->choice.run(
             [&](const Agent::PolicyFile& policyFile) { return run(*options, policyFile); });

@@ -73,7 +73,8 @@ void printJson(const char* key, Json content, Json refused) {
    Json document{{"schema", explainJsonSchema}};
    document[key] = std::move(content);
    document["refused"] = std::move(refused);
-   std::cout << document.dump(2) << '\n';
+   // The name of a capture need not be UTF-8.
+   std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 // Returns what is wrong with the capture file, behind what could be read of it.

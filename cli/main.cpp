@@ -36,11 +36,20 @@ int runCommand(int argc, char** argv) {
    return chosen();
 }
 
+// Results that nobody gets are no results.
+int withOutputWritten(int exitCode) {
+   if (std::cout.flush()) {
+      return exitCode;
+   }
+   std::cerr << "postcard: standard output: it cannot be written\n";
+   return Cli::exitEnvironment;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
    try {
-      return runCommand(argc, argv);
+      return withOutputWritten(runCommand(argc, argv));
    } catch (const std::exception& error) {
       std::cerr << "postcard: " << error.what() << '\n';
       return Cli::exitEnvironment;

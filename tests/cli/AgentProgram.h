@@ -37,6 +37,20 @@ inline const std::string oneClass = "{ name: all, actions: [sample-all], ipv4: {
 inline const std::string twoClasses =
       "{ name: dns, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }, " + oneClass;
 
+// A variable of the environment while the object lives.
+class Environment {
+ public:
+   Environment(const char* name, const std::string& value) : name_{name} {
+      ::setenv(name, value.c_str(), 1);
+   }
+   Environment(const Environment&) = delete;
+   Environment& operator=(const Environment&) = delete;
+   ~Environment() { ::unsetenv(name_); }
+
+ private:
+   const char* name_;
+};
+
 // An agent process that ends with the test.
 class AgentProgram : public testing::Test {
  protected:

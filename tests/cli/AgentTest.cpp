@@ -2,6 +2,7 @@
 #include "cli/AgentProgram.h"
 
 #include <map>
+#include <sstream>
 
 namespace CliTest {
 namespace {
@@ -21,8 +22,10 @@ TEST_F(AgentProgram, programsShowsAndEnds) {
    EXPECT_EQ(document["acls"][0]["ruleByIndex"].size(), 2U);
    EXPECT_NE(ask("status").out.find("web                      ipv4   programmed"),
              std::string::npos);
+   const std::string said = err();
    EXPECT_EQ(kill(SIGTERM), 0);
    EXPECT_FALSE(std::filesystem::exists(socket()));
+   EXPECT_EQ(err(), said) << "hardware is left as it is";
 }
 
 // The file with `web` as given and a second policy, in both families, that no edit touches.
@@ -113,7 +116,7 @@ TEST_F(EditedFile, aSyntaxErrorChangesNothing) {
    const auto statusBefore = statuses();
    write("policies: [{ name: web");
    const ProgramResult syntax = ask("reload");
-   EXPECT_EQ(syntax.exitCode, 1);
+   EXPECT_EQ(syntax.exitCode, 2);
    EXPECT_EQ(syntax.err.substr(0, file().size() + 1), file() + ":");
    EXPECT_EQ(ask("show").out, before);
    EXPECT_EQ(statuses(), statusBefore);
@@ -137,13 +140,26 @@ TEST_F(EditedFile, oneAfterTheOther) {
    write(besidesDns(web("Ethernet2", twoClasses)));
    EXPECT_EQ(ask("reload").exitCode, 0);
    write("policies: 1\n");
-   EXPECT_EQ(ask("reload").exitCode, 1);
+   EXPECT_EQ(ask("reload").exitCode, 2);
    write(besidesDns(""));
    EXPECT_EQ(ask("reload").exitCode, 0);
    ASSERT_TRUE(webIs("removed"));
    write(besidesDns(web("Ethernet2", oneClass)));
    EXPECT_EQ(ask("reload").exitCode, 0);
    ASSERT_TRUE(webIs("programmed"));
+}
+
+// The rules of a show text, in no particular order of the ACLs.
+std::vector<std::string> rulesIn(const std::string& show) {
+   std::vector<std::string> rules;
+   std::istringstream lines{show};
+   for (std::string line; std::getline(lines, line);) {
+      if (line.starts_with("Rule Name:")) {
+         rules.push_back(line);
+      }
+   }
+   std::ranges::sort(rules);
+   return rules;
 }
 
 TEST_F(AgentProgram, programsTheExamples) {
@@ -163,6 +179,11 @@ TEST_F(AgentProgram, programsTheExamples) {
          return found == others.end() ? allProgrammed() : states() == found->second;
       })) << example
           << err();
+      if (found == others.end()) {
+         const ProgramResult compiled = runProgram({program, "compile", example.path()});
+         EXPECT_FALSE(rulesIn(compiled.out).empty());
+         EXPECT_EQ(rulesIn(ask("show").out), rulesIn(compiled.out)) << example;
+      }
       EXPECT_EQ(kill(SIGTERM), 0);
    }
    EXPECT_GE(examples, 4U);
@@ -204,7 +225,7 @@ TEST_F(AgentProgram, theOutcomeOfAReloadForPrograms) {
    })"));
    write("policies: 1\nhardwear: 2\n");
    const ProgramResult refused = ask("reload", {"--format", "json"});
-   EXPECT_EQ(refused.exitCode, 1);
+   EXPECT_EQ(refused.exitCode, 2);
    EXPECT_EQ(refused.err, "");
    const auto document = nlohmann::json::parse(refused.out);
    EXPECT_EQ(document["accepted"], false);
@@ -232,6 +253,47 @@ TEST_F(AgentProgram, aPolicyThatDoesNotFitFails) {
          "{ name: all, actions: [sample-all], ipv4: { protocols: [{ protocol: udp }] } }"));
    EXPECT_EQ(ask("reload").exitCode, 0);
    EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
+}
+
+// What a helper refuses for other reasons than an unsupported match.
+TEST_F(AgentProgram, aPolicyThatTheHelperRefusesIsInvalid) {
+   const Environment module{"POSTCARD_MODULE", POSTCARD_MODULE_DIR "/Choosy.so"};
+   const auto policy = [](const std::string& name) {
+      return "  - { name: " + name + ", interfaces: { ipv4: [Ethernet1] }, classes: [" + oneClass +
+             "] }\n";
+   };
+   write("policies:\n" + policy("early") + policy("good") + policy("late") + policy("nothing"));
+   start();
+   ASSERT_TRUE(eventually([this] {
+      return states() == std::vector<std::string>{"invalid", "programmed", "invalid", "invalid"};
+   })) << err();
+   EXPECT_EQ(status(0)["text"], "No label is left");
+   EXPECT_EQ(status(2)["text"], "No meter is left");
+   EXPECT_EQ(status(3)["text"], "the helper made no ACL configuration");
+   EXPECT_EQ(ask("reload").exitCode, 1); // of the same file, with the same refusals
+   EXPECT_EQ(ask("reload").err, "early ipv4: No label is left\nlate ipv4: No meter is left\n");
+   write("policies:\n" + policy("good"));
+   EXPECT_EQ(ask("reload").exitCode, 0);
+   EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
+}
+
+TEST_F(AgentProgram, optionsThatMakeNoSense) {
+   write(policyText("Ethernet1", oneClass));
+   for (const std::vector<std::string>& options : {std::vector<std::string>{"--capacity", "-1"},
+                                                   {"--capacity", "many"},
+                                                   {"--answer-time", "nan"},
+                                                   {"--answer-time", "0"},
+                                                   {"--answer-time", "86401"}}) {
+      std::vector<std::string> arguments{program, "agent", "--socket", socket(), file()};
+      arguments.insert(arguments.end(), options.begin(), options.end());
+      const ProgramResult result = runProgram(arguments);
+      EXPECT_EQ(result.exitCode, 2) << options[0] << options[1];
+      EXPECT_NE(result.err.find(options[0] + ": "), std::string::npos) << result.err;
+   }
+   start();
+   const ProgramResult levels = runProgram({program, "trace-levels", "--socket", socket(), "\xff"});
+   EXPECT_EQ(levels.exitCode, 2);
+   EXPECT_EQ(levels.err, "what is asked for is no UTF-8 text\n");
 }
 
 TEST_F(AgentProgram, deleteOnExitTakesThePoliciesBack) {

@@ -1,11 +1,14 @@
 // `postcard compile`, the real program with the real module: what it prints, where, and how it
 // ends.
+#include "Kiv/PlatformVersion.h"
 #include "support/RunProgram.h"
 #include "support/TemporaryFolder.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -65,6 +68,12 @@ TEST_F(Compile, printsTheExamplesAsTheShowCommandDoes) {
       EXPECT_EQ(result.exitCode, 0) << result.err;
       expectGolden(result.out, name);
    }
+}
+
+// The line that ends the first thing a newcomer sees.
+TEST_F(Compile, endsTheFirstExampleWithItsTotals) {
+   EXPECT_EQ(compile({source + "/examples/web-tier.yaml"}).err,
+             "ACLs: 2, rules: 28, TCAM entries: 28\n");
 }
 
 // One of its policies is refused in both families, and says so after the others.
@@ -261,6 +270,55 @@ TEST_F(Compile, aModuleThatCannotBeUsed) {
    EXPECT_EQ(wrong.exitCode, 3);
    EXPECT_EQ(wrong.err,
              other + ": not a helper module: it has no symbol oruPostcardPlatformVersion\n");
+   const std::string foreign = std::string{POSTCARD_MODULE_DIR} + "/AnotherPlatform.so";
+   const auto version = compile({path}, {"POSTCARD_MODULE=" + foreign});
+   EXPECT_EQ(version.exitCode, 3);
+   EXPECT_EQ(version.err, fmt::format("{}: built for platform version {}, but this is platform "
+                                      "version {}\n",
+                                      foreign, Kiv::platformVersion + 1, Kiv::platformVersion));
+   EXPECT_EQ(version.out, "");
+}
+
+// What a toggle file declares holds for the check of the policy file as well: or else the helper
+// would meet a policy for which it is not made.
+TEST_F(Compile, aToggleThatIsDeclaredOff) {
+   const TestSupport::TemporaryFolder libraries;
+   std::filesystem::copy(std::string{POSTCARD_LIB_DIR} + "/libFeatureToggle.so",
+                         libraries.path("libFeatureToggle.so"));
+   libraries.write("PostcardTelemetryCommon.json",
+                   R"({"toggles": {"FeaturePostcardTelemetryTcpControl": {"default": false}}})");
+   const std::string environment = "LD_LIBRARY_PATH=" + libraries.path("");
+   const std::string policies = R"(policies:
+  - name: p
+    interfaces: { ipv4: [Ethernet1] }
+    classes:
+      - name: c
+        ipv4:
+          protocols: [{ protocol: tcp, ports: [{ source: [1] }, { source: [2] }] }]
+)";
+   const std::string path = policy(policies);
+   for (const char* command : {"compile", "check", "agent"}) {
+      const auto refused = runProgram({program, command, path}, {environment});
+      EXPECT_EQ(refused.exitCode, 2) << command << refused.err;
+      EXPECT_EQ(refused.err,
+                path + ":7:47: 2 port entries while the toggle "
+                       "FeaturePostcardTelemetryTcpControl is off (expected at most 1)\n");
+   }
+   const std::string setting = "feature-toggles: { FeaturePostcardTelemetryTcpControl: true }\n";
+   const auto overridden = compile({policy(setting + policies)}, {environment});
+   EXPECT_EQ(overridden.exitCode, 0);
+   EXPECT_EQ(overridden.err, "ACLs: 1, rules: 2, TCAM entries: 2\n");
+}
+
+TEST_F(Compile, outputThatCannotBeWrittenIsAnError) {
+   const std::string path = policy(twoPolicies);
+   for (const std::string& command :
+        {"compile --policy web " + path, "compile --policy web --format json " + path,
+         "check --policy web " + path, std::string{"types"}}) {
+      const auto full = runProgram({"/bin/sh", "-c", program + " " + command + " >/dev/full"});
+      EXPECT_EQ(full.exitCode, 3) << command;
+      EXPECT_NE(full.err.find("postcard: standard output: "), std::string::npos) << full.err;
+   }
 }
 
 } // namespace
