@@ -12,6 +12,10 @@ using namespace TestSupport;
 
 constexpr U16 collectionId = 260;
 
+using Configurations = std::remove_cvref_t<
+      decltype(std::declval<const OruPostcardPolicyAclHelper&>().aclConfigColl())>;
+static_assert(Configurations::hashConstant == 0xf5fef739);
+
 // Everything that a helper publishes, as "identifier key removed|inserted", and what was removed.
 class Watch {
  public:

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <type_traits>
 
 namespace OruPostcardTelemetry {
 namespace {
@@ -29,68 +30,120 @@ int slotOf(Member member) {
    return (words[0] & 1) != 0 ? static_cast<int>((words[0] - 1) / 8) : -1;
 }
 
+// Whether the member was declared by the helper itself: a pointer to an inherited one is a pointer
+// to the base's member.
+template <class Type, class Class>
+constexpr bool isOwn(Type Class::*) {
+   return std::is_same_v<Class, Helper>;
+}
+
 TEST(VirtualTable, slotsStandInTheirPlaces) {
+   constexpr bool own = true;
+   constexpr bool inherited = false;
    const struct {
       const char* name;
       int slot;
+      bool isOwn;
       int expected;
+      bool expectedOwn;
    } rows[] = {
          // 0 and 1 are the two destructors, which have no pointer.
-         {"lastUserGone", slotOf(&Helper::lastUserGone), 2},
-         {"publisher", slotOf(&Helper::publisher), 3},
-         {"typeData", slotOf(&Helper::typeData), 4},
-         {"handleVlanTcamIdConfig", slotOf(&Helper::handleVlanTcamIdConfig), 5},
-         {"hwInit", slotOf(&Helper::hwInit), 6},
-         {"cacheFieldSets", slotOf(&Helper::cacheFieldSets), 7},
-         {"cacheUdfs", slotOf(&Helper::cacheUdfs), 8},
-         {"setAsyncAddRuleInProgress", slotOf(&Helper::setAsyncAddRuleInProgress), 9},
-         {"maybeAddOldRules", slotOf(&Helper::maybeAddOldRules), 10},
-         {"createPolicy", slotOf(&Helper::createPolicy), 11},
-         {"recreatePolicy", slotOf(&Helper::recreatePolicy), 12},
-         {"initInPlaceUpdate", slotOf(&Helper::initInPlaceUpdate), 13},
-         {"deletePolicy", slotOf(&Helper::deletePolicy), 14},
-         {"commitPolicy", slotOf(&Helper::commitPolicy), 15},
-         {"batchCommitPolicy", slotOf(&Helper::batchCommitPolicy), 16},
-         {"addIntfToPolicy", slotOf(&Helper::addIntfToPolicy), 17},
-         {"removeIntfFromPolicy", slotOf(&Helper::removeIntfFromPolicy), 18},
-         {"addRule", slotOf(&Helper::addRule), 19},
-         {"tryAddRules", slotOf(&Helper::tryAddRules), 20},
-         {"tryMoveRules", slotOf(&Helper::tryMoveRules), 21},
-         {"beginUpdateActions", slotOf(&Helper::beginUpdateActions), 22},
-         {"updateAction", slotOf(&Helper::updateAction), 23},
-         {"updateNexthopGroupMatch", slotOf(&Helper::updateNexthopGroupMatch), 24},
-         {"endUpdateActions", slotOf(&Helper::endUpdateActions), 25},
-         {"getCountForRule", slotOf(&Helper::getCountForRule), 26},
-         {"getCountForRulePerInterface", slotOf(&Helper::getCountForRulePerInterface), 27},
-         {"showAclRule", slotOf(&Helper::showAclRule), 28},
-         {"showAclSummary", slotOf(&Helper::showAclSummary), 29},
-         {"handlePendingOperationTimeout", slotOf(&Helper::handlePendingOperationTimeout), 30},
-         {"intfExists", slotOf(&Helper::intfExists), 31},
-         {"getLastInstalledPriority", slotOf(&Helper::getLastInstalledPriority), 32},
-         {"dropActionSupported", slotOf(&Helper::dropActionSupported), 33},
-         {"linecardName", slotOf(&Helper::linecardName), 34},
-         {"validPoliceAction", slotOf(&Helper::validPoliceAction), 35},
-         {"validEgressRedirectAction", slotOf(&Helper::validEgressRedirectAction), 36},
-         {"validateUseVrfSecondaryAction", slotOf(&Helper::validateUseVrfSecondaryAction), 37},
-         {"validateDefaultActions", slotOf(&Helper::validateDefaultActions), 38},
-         {"updateRuleAction", slotOf(&Helper::updateRuleAction), 39},
-         {"ignoreSampleData", slotOf(&Helper::ignoreSampleData), 40},
-         {"addRulesL4PortDataMask", slotOf(&Helper::addRulesL4PortDataMask), 41},
-         {"addRulesProtoField", slotOf(&Helper::addRulesProtoField), 42},
-         {"addRules", slotOf(&Helper::addRules), 43},
-         {"createAclConfig", slotOf(&Helper::createAclConfig), 44},
-         {"deleteAclConfig", slotOf(&Helper::deleteAclConfig), 45},
-         {"getAclConfigKey", slotOf(&Helper::getAclConfigKey), 46},
-         {"updateRulesInAclConfig", slotOf(&Helper::updateRulesInAclConfig), 47},
-         {"updateIntfInAclConfig", slotOf(&Helper::updateIntfInAclConfig), 48},
-         {"updatePolicyStatus", slotOf(&Helper::updatePolicyStatus), 49},
-         {"showPostcardAcl", slotOf(&Helper::showPostcardAcl), 50},
-         {"updateRulesClientConfig", slotOf(&Helper::updateRulesClientConfig), -1},
-         {"addRulesPortField", slotOf(&Helper::addRulesPortField), -1},
-         {"addRulesTcpFlagField", slotOf(&Helper::addRulesTcpFlagField), -1},
+         {"lastUserGone", slotOf(&Helper::lastUserGone), isOwn(&Helper::lastUserGone), 2,
+          inherited},
+         {"publisher", slotOf(&Helper::publisher), isOwn(&Helper::publisher), 3, inherited},
+         {"typeData", slotOf(&Helper::typeData), isOwn(&Helper::typeData), 4, own},
+         {"handleVlanTcamIdConfig", slotOf(&Helper::handleVlanTcamIdConfig),
+          isOwn(&Helper::handleVlanTcamIdConfig), 5, inherited},
+         {"hwInit", slotOf(&Helper::hwInit), isOwn(&Helper::hwInit), 6, own},
+         {"cacheFieldSets", slotOf(&Helper::cacheFieldSets), isOwn(&Helper::cacheFieldSets), 7,
+          inherited},
+         {"cacheUdfs", slotOf(&Helper::cacheUdfs), isOwn(&Helper::cacheUdfs), 8, inherited},
+         {"setAsyncAddRuleInProgress", slotOf(&Helper::setAsyncAddRuleInProgress),
+          isOwn(&Helper::setAsyncAddRuleInProgress), 9, inherited},
+         {"maybeAddOldRules", slotOf(&Helper::maybeAddOldRules), isOwn(&Helper::maybeAddOldRules),
+          10, inherited},
+         {"createPolicy", slotOf(&Helper::createPolicy), isOwn(&Helper::createPolicy), 11, own},
+         {"recreatePolicy", slotOf(&Helper::recreatePolicy), isOwn(&Helper::recreatePolicy), 12,
+          own},
+         {"initInPlaceUpdate", slotOf(&Helper::initInPlaceUpdate),
+          isOwn(&Helper::initInPlaceUpdate), 13, inherited},
+         {"deletePolicy", slotOf(&Helper::deletePolicy), isOwn(&Helper::deletePolicy), 14, own},
+         {"commitPolicy", slotOf(&Helper::commitPolicy), isOwn(&Helper::commitPolicy), 15, own},
+         {"batchCommitPolicy", slotOf(&Helper::batchCommitPolicy),
+          isOwn(&Helper::batchCommitPolicy), 16, inherited},
+         {"addIntfToPolicy", slotOf(&Helper::addIntfToPolicy), isOwn(&Helper::addIntfToPolicy), 17,
+          own},
+         {"removeIntfFromPolicy", slotOf(&Helper::removeIntfFromPolicy),
+          isOwn(&Helper::removeIntfFromPolicy), 18, own},
+         {"addRule", slotOf(&Helper::addRule), isOwn(&Helper::addRule), 19, inherited},
+         {"tryAddRules", slotOf(&Helper::tryAddRules), isOwn(&Helper::tryAddRules), 20, inherited},
+         {"tryMoveRules", slotOf(&Helper::tryMoveRules), isOwn(&Helper::tryMoveRules), 21,
+          inherited},
+         {"beginUpdateActions", slotOf(&Helper::beginUpdateActions),
+          isOwn(&Helper::beginUpdateActions), 22, inherited},
+         {"updateAction", slotOf(&Helper::updateAction), isOwn(&Helper::updateAction), 23,
+          inherited},
+         {"updateNexthopGroupMatch", slotOf(&Helper::updateNexthopGroupMatch),
+          isOwn(&Helper::updateNexthopGroupMatch), 24, inherited},
+         {"endUpdateActions", slotOf(&Helper::endUpdateActions), isOwn(&Helper::endUpdateActions),
+          25, inherited},
+         {"getCountForRule", slotOf(&Helper::getCountForRule), isOwn(&Helper::getCountForRule), 26,
+          inherited},
+         {"getCountForRulePerInterface", slotOf(&Helper::getCountForRulePerInterface),
+          isOwn(&Helper::getCountForRulePerInterface), 27, inherited},
+         {"showAclRule", slotOf(&Helper::showAclRule), isOwn(&Helper::showAclRule), 28, inherited},
+         {"showAclSummary", slotOf(&Helper::showAclSummary), isOwn(&Helper::showAclSummary), 29,
+          inherited},
+         {"handlePendingOperationTimeout", slotOf(&Helper::handlePendingOperationTimeout),
+          isOwn(&Helper::handlePendingOperationTimeout), 30, inherited},
+         {"intfExists", slotOf(&Helper::intfExists), isOwn(&Helper::intfExists), 31, inherited},
+         {"getLastInstalledPriority", slotOf(&Helper::getLastInstalledPriority),
+          isOwn(&Helper::getLastInstalledPriority), 32, inherited},
+         {"dropActionSupported", slotOf(&Helper::dropActionSupported),
+          isOwn(&Helper::dropActionSupported), 33, inherited},
+         {"linecardName", slotOf(&Helper::linecardName), isOwn(&Helper::linecardName), 34,
+          inherited},
+         {"validPoliceAction", slotOf(&Helper::validPoliceAction),
+          isOwn(&Helper::validPoliceAction), 35, inherited},
+         {"validEgressRedirectAction", slotOf(&Helper::validEgressRedirectAction),
+          isOwn(&Helper::validEgressRedirectAction), 36, inherited},
+         {"validateUseVrfSecondaryAction", slotOf(&Helper::validateUseVrfSecondaryAction),
+          isOwn(&Helper::validateUseVrfSecondaryAction), 37, inherited},
+         {"validateDefaultActions", slotOf(&Helper::validateDefaultActions),
+          isOwn(&Helper::validateDefaultActions), 38, inherited},
+         {"updateRuleAction", slotOf(&Helper::updateRuleAction), isOwn(&Helper::updateRuleAction),
+          39, own},
+         {"ignoreSampleData", slotOf(&Helper::ignoreSampleData), isOwn(&Helper::ignoreSampleData),
+          40, own},
+         {"addRulesL4PortDataMask", slotOf(&Helper::addRulesL4PortDataMask),
+          isOwn(&Helper::addRulesL4PortDataMask), 41, own},
+         {"addRulesProtoField", slotOf(&Helper::addRulesProtoField),
+          isOwn(&Helper::addRulesProtoField), 42, own},
+         {"addRules", slotOf(&Helper::addRules), isOwn(&Helper::addRules), 43, own},
+         {"createAclConfig", slotOf(&Helper::createAclConfig), isOwn(&Helper::createAclConfig), 44,
+          own},
+         {"deleteAclConfig", slotOf(&Helper::deleteAclConfig), isOwn(&Helper::deleteAclConfig), 45,
+          own},
+         {"getAclConfigKey", slotOf(&Helper::getAclConfigKey), isOwn(&Helper::getAclConfigKey), 46,
+          own},
+         {"updateRulesInAclConfig", slotOf(&Helper::updateRulesInAclConfig),
+          isOwn(&Helper::updateRulesInAclConfig), 47, own},
+         {"updateIntfInAclConfig", slotOf(&Helper::updateIntfInAclConfig),
+          isOwn(&Helper::updateIntfInAclConfig), 48, own},
+         {"updatePolicyStatus", slotOf(&Helper::updatePolicyStatus),
+          isOwn(&Helper::updatePolicyStatus), 49, own},
+         {"showPostcardAcl", slotOf(&Helper::showPostcardAcl), isOwn(&Helper::showPostcardAcl), 50,
+          own},
+         {"updateRulesClientConfig", slotOf(&Helper::updateRulesClientConfig),
+          isOwn(&Helper::updateRulesClientConfig), -1, own},
+         {"addRulesPortField", slotOf(&Helper::addRulesPortField),
+          isOwn(&Helper::addRulesPortField), -1, own},
+         {"addRulesTcpFlagField", slotOf(&Helper::addRulesTcpFlagField),
+          isOwn(&Helper::addRulesTcpFlagField), -1, own},
    };
    for (const auto& row : rows) {
       EXPECT_EQ(row.slot, row.expected) << row.name;
+      EXPECT_EQ(row.isOwn, row.expectedOwn) << row.name;
    }
 }
 #endif

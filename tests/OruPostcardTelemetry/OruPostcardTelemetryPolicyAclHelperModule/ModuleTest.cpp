@@ -157,8 +157,11 @@ TEST_F(Module, hostAndModuleMeanTheSameTypes) {
 TEST_F(Module, bringsNoDescriptorButItsHelpers) {
    Lines descriptors;
    for (const std::string& line : outputOf(std::string{"nm -C --defined-only "} + modulePath)) {
-      if (line.ends_with("::kivTypeData()")) {
-         descriptors.push_back(line.substr(line.find_last_of(' ') + 1));
+      // Of classes, and of enumerations, whose function takes the type as an argument.
+      const std::size_t function = line.find("kivTypeData(");
+      if (function != std::string::npos && line.ends_with(')') &&
+          line.find("guard variable") == std::string::npos) {
+         descriptors.push_back(line.substr(line.rfind(' ', function) + 1));
       }
    }
    EXPECT_EQ(descriptors, Lines{"OruPostcardTelemetry::OruPostcardPolicyAclHelper::kivTypeData()"});
@@ -268,6 +271,78 @@ TEST_F(Module, isShownByName) {
    ::close(ends[1]);
    EXPECT_NE((std::string_view{text, size}.find("Policy Name:           edge-ipv4\n")),
              std::string_view::npos);
+}
+
+TEST_F(Module, anAclIsMadeAndDeletedByName) {
+   const std::any data = policy.changeable();
+   const std::any option = matchIpAccessGroup();
+   const auto made = std::any_cast<Pello::Ptr<PostcardTelemetryAclConfig>>(
+         call("createAclConfig", {{"policyData", data}, {"matchOption", option}}));
+   EXPECT_EQ(made->aclConfigKey(), "edge-ipv4");
+   EXPECT_EQ(made->references(), 2U);
+   call("updateIntfInAclConfig",
+        {{"aclConfig", made}, {"intf", Orlix::IntfId{"Ethernet1"}}, {"remove", false}});
+   EXPECT_TRUE(made->policyIntf(Orlix::IntfId{"Ethernet1"}));
+   call("updateIntfInAclConfig",
+        {{"aclConfig", made}, {"intf", Orlix::IntfId{"Ethernet1"}}, {"remove", true}});
+   EXPECT_EQ(made->policyIntfs(), 0U);
+   call("deleteAclConfig", {{"policyData", data}, {"matchOption", option}});
+   EXPECT_EQ(made->references(), 1U);
+}
+
+TEST_F(Module, rulesAreMadeByName) {
+   ClassRecords web = policy.classMap("web").sample().setDscp(46);
+   web.filter4().sampleMatch(1, 3);
+   const std::any data = policy.changeable();
+   const std::any option = matchIpAccessGroup();
+   const auto config = std::any_cast<Pello::Ptr<PostcardTelemetryAclConfig>>(
+         call("createAclConfig", {{"policyData", data}, {"matchOption", option}}));
+   const std::any status =
+         call("updateRulesInAclConfig", {{"policyData", data}, {"matchOption", option}});
+   EXPECT_EQ(std::any_cast<Kiv::String>(status), "");
+   const auto rules = static_cast<U32>(config->ruleByIndexs());
+   EXPECT_EQ(rules, 2U) << "TCP and UDP";
+   // The same class once more, behind the others.
+   const std::any next = call("addRules", {{"key", web.key(matchIpAccessGroup())},
+                                           {"policyData", data},
+                                           {"classMapData", web.data()},
+                                           {"aclConfig", config},
+                                           {"nextRuleIndex", rules}});
+   EXPECT_EQ(std::any_cast<U32>(next), 2 * rules);
+   EXPECT_EQ(config->ruleByIndexs(), 2 * rules);
+   EXPECT_EQ(config->ruleByNames(), rules);
+}
+
+TEST_F(Module, aRuleGetsItsActionsAndPortsByName) {
+   const Pello::Ptr<PolicyMap::ClassMapSmCommonData> sampled =
+         policy.classMap("web").sample().setDscp(46).data();
+   const Pello::Ptr<PolicyMap::ClassMapSmCommonData> other =
+         policy.classMap("dns").sampleAll().data();
+   EXPECT_FALSE(std::any_cast<bool>(call("ignoreSampleData", {{"classData", sampled}})));
+   EXPECT_TRUE(std::any_cast<bool>(call("ignoreSampleData", {{"classData", other}})));
+   const Pello::Ptr<RuleConfig> rule{new RuleConfig{"web"}};
+   rule->ruleFilterIs();
+   rule->ruleActionIs();
+   call("updateRuleAction", {{"classData", sampled}, {"ruleConfig", rule}});
+   EXPECT_TRUE(rule->ruleAction()->action(RuleAction::setDscpAction));
+   const Pello::Ptr<PostcardTelemetryAclConfig> config{new PostcardTelemetryAclConfig{"edge-ipv4"}};
+   const Pello::Ptr<const Classification::ProtoField> tcp{new Classification::ProtoField{{6, 6}}};
+   const L4PortDataMask ports{80, 65535};
+   const std::any next = call("addRulesL4PortDataMask", {{"protoField", tcp},
+                                                         {"ruleConfig", rule},
+                                                         {"aclConfig", config},
+                                                         {"sportDataMaskValid", true},
+                                                         {"sportDataMask", ports},
+                                                         {"dportDataMaskValid", false},
+                                                         {"dportDataMask", ports},
+                                                         {"tcpFlagAvailable", false},
+                                                         {"nextRuleIndex", U32{5}}});
+   EXPECT_EQ(std::any_cast<U32>(next), 6U);
+   const auto made = config->ruleByIndex(5);
+   ASSERT_NE(made, nullptr);
+   EXPECT_TRUE(made->ruleFilter()->sportDataMaskValid());
+   EXPECT_EQ(made->ruleFilter()->sportDataMask(), ports);
+   EXPECT_FALSE(made->ruleFilter()->dportDataMaskValid());
 }
 
 TEST_F(Module, wrongCallsAreRefusedAndSayWhatWasExpected) {

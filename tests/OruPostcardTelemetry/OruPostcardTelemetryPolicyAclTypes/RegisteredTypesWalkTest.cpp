@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <any>
+#include <cctype>
 #include <dlfcn.h>
 #include <map>
 #include <set>
@@ -297,6 +298,52 @@ TEST_F(RegisteredTypesWalk, aCopyLooksLikeItsSource) {
       }
    });
    EXPECT_GT(compared, 10U);
+}
+
+// The names of entity types that an attribute's type mentions.
+std::set<std::string_view> mentioned(const std::string& attributeType) {
+   std::set<std::string_view> names;
+   const auto isName = [](char c) {
+      return std::isalnum(static_cast<unsigned char>(c)) || c == ':';
+   };
+   for (const TypeData* type : Kiv::registeredTypes()) {
+      const std::size_t at = attributeType.find(type->name);
+      if (type->kind == TypeKind::entity && at != std::string::npos) {
+         const std::size_t end = at + type->name.size();
+         if ((at == 0 || !isName(attributeType[at - 1])) &&
+             (end == attributeType.size() || !isName(attributeType[end]))) {
+            names.insert(type->name);
+         }
+      }
+   }
+   return names;
+}
+
+// References of objects lead from type to type and never back, so objects cannot keep each other
+// alive.
+TEST_F(RegisteredTypesWalk, noTypeRefersToItselfHoweverIndirectly) {
+   std::map<std::string_view, std::set<std::string_view>> below; // each type, and all it leads to
+   forEachType(true, [&](const TypeData& type) {
+      for (const AttributeData& attribute : type.attributes) {
+         below[type.name].merge(mentioned(attribute.type));
+      }
+   });
+   std::size_t edges = 0;
+   for (const auto& [name, types] : below) {
+      edges += types.size();
+   }
+   EXPECT_GT(edges, 12U);
+   for (std::size_t round = 0; round < below.size(); ++round) {
+      for (auto& [name, types] : below) {
+         const auto direct = types;
+         for (const std::string_view next : direct) {
+            types.insert(below[next].begin(), below[next].end());
+         }
+      }
+   }
+   for (const auto& [name, types] : below) {
+      EXPECT_FALSE(types.contains(name)) << name;
+   }
 }
 
 TEST_F(RegisteredTypesWalk, operationsHaveNamesOfTheirOwn) {
