@@ -5,6 +5,7 @@
 #include "agent/AgentServer.h"
 #include "agent/ControlSocket.h"
 #include "rules-client/SoftwareTcam.h"
+#include "support/Sanitized.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -30,11 +31,7 @@ using namespace std::chrono_literals;
 using RulesClient::InjectedFailure;
 using RulesClient::SoftwareTcam;
 
-#if defined(__SANITIZE_ADDRESS__)
-inline constexpr bool sanitized = true; // memory is not given back for use, and all is slower
-#else
-inline constexpr bool sanitized = false;
-#endif
+using TestSupport::sanitized;
 
 inline const std::string sampleAll = "{ name: all, actions: [sample-all], ipv4: {} }";
 inline const std::string dnsThenAll =

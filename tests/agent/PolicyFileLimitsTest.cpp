@@ -3,6 +3,7 @@
 
 #include "agent/PolicyFile.h"
 #include "agent/PolicyFileFrames.h"
+#include "support/Sanitized.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -16,25 +17,8 @@
 namespace Agent {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define POSTCARD_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer)
-#define POSTCARD_SANITIZED
-#endif
-#endif
-
-#ifdef POSTCARD_SANITIZED
-constexpr bool memoryIsMeasured = false; // the sanitizer's own shadow would be counted
-#else
-constexpr bool memoryIsMeasured = true;
-#endif
-
-#if defined(__OPTIMIZE__) && !defined(POSTCARD_SANITIZED)
-constexpr double patience = 1;
-#else
-constexpr double patience = 10;
-#endif
+using TestSupport::patience;
+using TestSupport::sanitized;
 
 constexpr std::size_t mebibyte = 1U << 20U;
 
@@ -114,7 +98,7 @@ void expectCheap(const Hostile& row) {
    const Usage usage = read(row.text, row.finding);
    EXPECT_TRUE(usage.ended) << row.name;
    EXPECT_LT(usage.seconds, 1.0 * patience) << row.name;
-   if (memoryIsMeasured) {
+   if (!sanitized) {
       EXPECT_LT(usage.kibibytes, 256 * 1024) << row.name;
    }
    if (::getenv("POSTCARD_SHOW_USAGE") != nullptr) {

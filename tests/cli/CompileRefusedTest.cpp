@@ -1,7 +1,8 @@
 // `postcard compile` with wrong policy files: each finding is one line on standard error with the
-// file's path before it, nothing is printed, and the exit status is 2.
+// file's path before it, nothing is printed, and the exit status is 2; within a second and 256 MiB.
 #include "agent/PolicyFileFrames.h"
 #include "support/RunProgram.h"
+#include "support/Sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -52,6 +53,10 @@ TEST(CompileRefused, everyFindingIsReportedAndNothingIsPrinted) {
       EXPECT_EQ(result.exitCode, 2) << row.name;
       EXPECT_EQ(result.out, "") << row.name;
       EXPECT_EQ(result.err, reported(path, row.findings.view)) << row.name;
+      EXPECT_LT(result.seconds, TestSupport::patience) << row.name;
+      if (!TestSupport::sanitized) {
+         EXPECT_LT(result.peakKibibytes, 256 * 1024) << row.name;
+      }
    }
    std::filesystem::remove_all(folder);
 }

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <functional>
 #include <thread>
+#include <utility>
 
 namespace TestSupport {
 
@@ -27,32 +28,8 @@ class BackgroundProgram {
  public:
    // As with `runProgram`.
    explicit BackgroundProgram(std::vector<std::string> arguments,
-                              std::vector<std::string> environment = {}) {
-      std::vector<char*> argv;
-      for (std::string& argument : arguments) {
-         argv.push_back(argument.data());
-      }
-      argv.push_back(nullptr);
-      std::vector<char*> variables;
-      for (std::string& variable : environment) {
-         variables.push_back(variable.data());
-      }
-      for (char** variable = environ; *variable != nullptr; ++variable) {
-         variables.push_back(*variable);
-      }
-      variables.push_back(nullptr);
-      posix_spawn_file_actions_t actions;
-      ::posix_spawn_file_actions_init(&actions);
-      ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-      ::posix_spawn_file_actions_adddup2(&actions, out_.fd(), STDOUT_FILENO);
-      ::posix_spawn_file_actions_adddup2(&actions, err_.fd(), STDERR_FILENO);
-      const int error =
-            ::posix_spawn(&child_, argv[0], &actions, nullptr, argv.data(), variables.data());
-      ::posix_spawn_file_actions_destroy(&actions);
-      if (error != 0) {
-         throw std::runtime_error{"cannot run " + arguments.front()};
-      }
-   }
+                              std::vector<std::string> environment = {})
+      : child_{spawnProgram(std::move(arguments), std::move(environment), out_, err_)} {}
    BackgroundProgram(const BackgroundProgram&) = delete;
    BackgroundProgram& operator=(const BackgroundProgram&) = delete;
    ~BackgroundProgram() {
@@ -68,18 +45,12 @@ class BackgroundProgram {
    void signal(int number) const { ::kill(child_, number); }
 
    // Waits for its end.
-   ProgramResult wait() {
-      int status = 0;
-      ::waitpid(child_, &status, 0);
-      child_ = 0;
-      return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-              WIFSIGNALED(status) ? WTERMSIG(status) : 0, out(), err()};
-   }
+   ProgramResult wait() { return awaitProgram(std::exchange(child_, 0), out_, err_); }
 
  private:
    CapturedStream out_;
    CapturedStream err_;
-   pid_t child_ = 0;
+   pid_t child_;
 };
 
 } // namespace TestSupport

@@ -7,8 +7,10 @@
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 extern char** environ;
@@ -20,6 +22,8 @@ struct ProgramResult {
    int signal;   // 0 unless a signal ended it
    std::string out;
    std::string err;
+   double seconds;     // of processor time
+   long peakKibibytes; // of memory
 };
 
 // A nameless file that a program writes into.
@@ -54,16 +58,10 @@ class CapturedStream {
    int fd_;
 };
 
-// `arguments` begins with the program's path; `environment` is added to this process's own.
-inline ProgramResult runProgram(std::vector<std::string> arguments,
-                                std::vector<std::string> environment = {}) {
-   const CapturedStream out;
-   const CapturedStream err;
-   posix_spawn_file_actions_t actions;
-   ::posix_spawn_file_actions_init(&actions);
-   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-   ::posix_spawn_file_actions_adddup2(&actions, out.fd(), STDOUT_FILENO);
-   ::posix_spawn_file_actions_adddup2(&actions, err.fd(), STDERR_FILENO);
+// Starts a program whose output goes to the streams. `arguments` begins with its path;
+// `environment` is added to this process's own.
+inline pid_t spawnProgram(std::vector<std::string> arguments, std::vector<std::string> environment,
+                          const CapturedStream& out, const CapturedStream& err) {
    std::vector<char*> argv;
    for (std::string& argument : arguments) {
       argv.push_back(argument.data());
@@ -77,6 +75,11 @@ inline ProgramResult runProgram(std::vector<std::string> arguments,
       variables.push_back(*variable);
    }
    variables.push_back(nullptr);
+   posix_spawn_file_actions_t actions;
+   ::posix_spawn_file_actions_init(&actions);
+   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+   ::posix_spawn_file_actions_adddup2(&actions, out.fd(), STDOUT_FILENO);
+   ::posix_spawn_file_actions_adddup2(&actions, err.fd(), STDERR_FILENO);
    pid_t child = 0;
    const int error =
          ::posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), variables.data());
@@ -84,10 +87,33 @@ inline ProgramResult runProgram(std::vector<std::string> arguments,
    if (error != 0) {
       throw std::runtime_error{"cannot run " + arguments.front()};
    }
+   return child;
+}
+
+// Waits for the program's end.
+inline ProgramResult awaitProgram(pid_t child, const CapturedStream& out,
+                                  const CapturedStream& err) {
    int status = 0;
-   ::waitpid(child, &status, 0);
-   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0,
-           out.text(), err.text()};
+   rusage usage{};
+   ::wait4(child, &status, 0, &usage);
+   const auto seconds = [](const timeval& time) {
+      return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+   };
+   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+           WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+           out.text(),
+           err.text(),
+           seconds(usage.ru_utime) + seconds(usage.ru_stime),
+           usage.ru_maxrss};
+}
+
+// Runs a program from its start, as above, to its end.
+inline ProgramResult runProgram(std::vector<std::string> arguments,
+                                std::vector<std::string> environment = {}) {
+   const CapturedStream out;
+   const CapturedStream err;
+   return awaitProgram(spawnProgram(std::move(arguments), std::move(environment), out, err), out,
+                       err);
 }
 
 } // namespace TestSupport

@@ -1,0 +1,27 @@
+// `sanitized`: whether this build is under a sanitizer, where memory is not given back for use, the
+// sanitizer's own is counted, and all is slower. Relies on the compiler.
+#pragma once
+
+namespace TestSupport {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool sanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) ||                         \
+      __has_feature(memory_sanitizer)
+inline constexpr bool sanitized = true;
+#else
+inline constexpr bool sanitized = false;
+#endif
+#else
+inline constexpr bool sanitized = false;
+#endif
+
+// Seconds of processor time that an answer may take which users wait for.
+#if defined(__OPTIMIZE__)
+inline constexpr double patience = sanitized ? 10 : 1;
+#else
+inline constexpr double patience = 10;
+#endif
+
+} // namespace TestSupport
