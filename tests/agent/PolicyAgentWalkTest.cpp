@@ -92,14 +92,14 @@ Rules rulesOf(const RulesClient::AclTable& table) {
 
 class Walker {
  public:
-   explicit Walker(const PolicyFile& file) {
+   explicit Walker(const PolicyFile& file, std::size_t capacity = 1000) {
       static const PluginHost host{POSTCARD_MODULE_DIR "/OruPostcardTelemetryPolicyAclHelper.so"};
       const auto later = [this](std::function<void()> work) { laters_.push_back(std::move(work)); };
       agent_ = std::make_unique<PolicyAgent>(
             host, file, PolicyAgent::Options{},
             PolicyAgent::Hooks{later, [this](auto time) { timed_ = time.has_value(); }, [] {}});
       tcam_ = std::make_unique<SoftwareTcam>(agent_->requests(), agent_->answers(),
-                                             SoftwareTcam::Options{1000, later});
+                                             SoftwareTcam::Options{capacity, later});
    }
 
    PolicyAgent& agent() { return *agent_; }
@@ -196,6 +196,13 @@ void take(const Move& move, Walker& walker) {
    }
 }
 
+// Moves, and where a walk of them begins: two policies.
+rc::Gen<std::vector<Move>> someMoves() {
+   return rc::gen::scale(2.0, rc::gen::container<std::vector<Move>>(rc::gen::pair(
+                                    rc::gen::inRange(0U, 7U), rc::gen::inRange(0U, fileChoices))));
+}
+constexpr unsigned firstChoice = fileChoices / 2 - 1;
+
 // What a new agent would have put into an empty TCAM.
 std::map<std::string, Rules> freshlyHeld(const PolicyFile& file) {
    Walker fresh{file};
@@ -205,10 +212,8 @@ std::map<std::string, Rules> freshlyHeld(const PolicyFile& file) {
 }
 
 RC_GTEST_PROP(PolicyAgentWalk, endsWhereTheLatestFileWantsToBe, ()) {
-   const auto moves =
-         *rc::gen::scale(2.0, rc::gen::container<std::vector<Move>>(rc::gen::pair(
-                                    rc::gen::inRange(0U, 7U), rc::gen::inRange(0U, fileChoices))));
-   unsigned latest = fileChoices / 2 - 1; // two policies
+   const auto moves = *someMoves();
+   unsigned latest = firstChoice;
    Walker walker{fileOf(latest)};
    walker.agent().start();
    for (const Move& move : moves) {
@@ -222,6 +227,29 @@ RC_GTEST_PROP(PolicyAgentWalk, endsWhereTheLatestFileWantsToBe, ()) {
    for (const PolicyReport& report : walker.agent().report()) {
       RC_ASSERT(report.state == PolicyState::programmed || report.state == PolicyState::empty ||
                 report.state == PolicyState::removed);
+   }
+}
+
+// Which of the policies fit depends on the order of what happened; that what fits is programmed and
+// the rest is told, does not.
+RC_GTEST_PROP(PolicyAgentWalk, saysWhatIsTrueOfATcamThatIsTooSmall, ()) {
+   const auto moves = *someMoves();
+   Walker walker{fileOf(firstChoice), *rc::gen::inRange<std::size_t>(0, 6)};
+   walker.agent().start();
+   for (const Move& move : moves) {
+      take(move, walker);
+      walker.checkReports();
+   }
+   for (int i = 0; i < 30; ++i) { // what was lost is asked for again
+      walker.tcam().releaseAnswers();
+      walker.runLaters(100);
+      walker.timeUp();
+   }
+   walker.runLaters(100);
+   walker.checkReports();
+   for (const PolicyReport& report : walker.agent().report()) {
+      RC_ASSERT(!report.overdue);
+      RC_ASSERT(report.state != PolicyState::failed || report.text.starts_with("full: "));
    }
 }
 
