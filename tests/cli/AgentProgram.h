@@ -60,7 +60,7 @@ class AgentProgram : public testing::Test {
    }
    ~AgentProgram() override {
       if (child_ > 0) {
-         kill(SIGKILL);
+         EXPECT_EQ(kill(SIGTERM), 0) << err();
       }
       std::filesystem::remove_all(folder_);
    }
