@@ -28,9 +28,13 @@ const Agent::PluginHost& host() {
 
 // The file, if it is one and makes few rules: others take too long.
 std::optional<Agent::PolicyFile> parse(std::string_view text) {
-   Agent::LoadOptions limits;
-   limits.maxRules = 200;
-   limits.toggles = {{toggle, true}};
+   // Made once: it asks a file what is declared.
+   static const Agent::LoadOptions limits = [] {
+      Agent::LoadOptions made;
+      made.maxRules = 200;
+      made.toggles = {{toggle, true}};
+      return made;
+   }();
    return Agent::parsePolicyText(text, "file", limits).policyFile;
 }
 

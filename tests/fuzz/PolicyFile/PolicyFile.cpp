@@ -27,9 +27,13 @@ constexpr const char* toggle = "FeaturePostcardTelemetryTcpControl";
 // What is made of a file with more rules takes too long to try many files.
 constexpr std::uint64_t fewRules = 200;
 
-Agent::LoadOptions options() {
-   Agent::LoadOptions options;
-   options.toggles = {{toggle, tcpControl}};
+// Made once: it asks a file what is declared.
+const Agent::LoadOptions& options() {
+   static const Agent::LoadOptions options = [] {
+      Agent::LoadOptions made;
+      made.toggles = {{toggle, tcpControl}};
+      return made;
+   }();
    return options;
 }
 
