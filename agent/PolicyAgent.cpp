@@ -65,7 +65,8 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
          entry.since = isNew ? Kiv::System::currentTime() : entry.since;
          entry.wanted = version;
          entry.order = order++;
-         if (entry.config != nullptr && sameRules(*entry.made, *version, family)) {
+         if (entry.config != nullptr && !refused(entry) &&
+             sameRules(*entry.made, *version, family)) {
             entry.made = version;
          }
          if (entry.config == nullptr && entry.held.empty()) {
@@ -77,7 +78,8 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
       if (nothingRefersTo(entry)) {
          settle(entry, PolicyState::removed, {}); // its turn had not come
       }
-      entry.due = entry.overdue || entry.state == PolicyState::failed;
+      entry.due = entry.overdue || entry.state == PolicyState::failed ||
+                  (refused(entry) && !entry.held.empty());
    }
 }
 
@@ -111,7 +113,7 @@ void PolicyAgent::start() {
 
 ReloadResult PolicyAgent::reload(const PolicyFile& file) {
    if (file.featureToggles != featureToggles_) {
-      return {false, 0, {"feature toggles are read once: restart the agent to change them"}};
+      return {false, 0, {"feature toggles are read once: restart the agent to change them"}, true};
    }
    const auto versions = versionsOf(file);
    if (auto refusals = refusalsOf(versions, file.hardware, host_); !refusals.empty()) {

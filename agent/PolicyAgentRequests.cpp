@@ -36,11 +36,15 @@ void PolicyAgent::perform(const Step& step, PolicyEntry& entry, const PolicyKey&
 
 void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
    const auto matchOption = matchOptionOf(key.second);
+   const bool posted = entry.config != nullptr && entry.config->rulesClientUpdated();
    const Kiv::String message = entry.config != nullptr
                                      ? helper_->recreatePolicy(entry.wanted->data, matchOption)
                                      : helper_->createPolicy(entry.wanted->data, matchOption);
    entry.made = entry.wanted;
    entry.config = configOf(key);
+   if (entry.config == nullptr && posted) {
+      entry.held = "the rules client holds an earlier version";
+   }
    if (!message.empty()) {
       const bool unsupported = message.view().starts_with("Unsupported");
       settle(entry, unsupported ? PolicyState::unsupported : PolicyState::invalid, message.str());
@@ -156,6 +160,9 @@ void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
    if (request.removal) {
       return takeRemovalAnswer(entry, answer);
    }
+   if (entry.config == nullptr) {
+      return; // the helper has forgotten it since
+   }
    helper_.updatePolicyStatus(answer.type, answer.text);
    trimHistory(entry);
    if (answer.type == OruPostcardTelemetry::statusSuccess) {
@@ -200,6 +207,7 @@ void PolicyAgent::tellOverdue(const Request& request) {
       return;
    }
    PolicyEntry& entry = found->second;
+   entry.state = PolicyState::waiting; // and since it failed, if it did
    entry.overdue = true;
    entry.tryAgain = true;
    entry.text =

@@ -64,6 +64,11 @@ void settle(PolicyEntry& entry, PolicyState state, std::string text);
 // a failure, or still awaits its answer when that is overdue; its deletion is to be tried again.
 void settleWithoutRules(PolicyEntry& entry);
 
+// The helper refused what was wanted of it, and would again.
+inline bool refused(const PolicyEntry& entry) {
+   return entry.state == PolicyState::invalid || entry.state == PolicyState::unsupported;
+}
+
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry);
 
 } // namespace Agent

@@ -42,10 +42,11 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Family family) {
    if (entry.made != entry.wanted) {
       return {{Verb::build, {}}};
    }
+   if (refused(entry)) {
+      return {};
+   }
    if (entry.config == nullptr) {
-      const bool refused =
-            entry.state == PolicyState::invalid || entry.state == PolicyState::unsupported;
-      return refused ? std::vector<Step>{} : std::vector<Step>{{Verb::build, {}}};
+      return {{Verb::build, {}}};
    }
    std::vector<Step> steps = interfaceSteps(entry, family);
    const bool known = entry.state == PolicyState::programmed ||

@@ -42,7 +42,7 @@ struct ReloadResult {
    bool accepted = false;
    std::size_t operations = 0;        // that the change asks for; 0 when it is refused
    std::vector<std::string> findings; // why it is refused, a line each without its end
-   bool unusableFile = false;         // refused before the plug-in was asked
+   bool unusableFile = false;         // for what the file says, before the plug-in was asked
 
    // For people: the findings, or how much there is to do. Ends in a line end.
    std::string text() const;

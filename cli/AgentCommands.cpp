@@ -101,7 +101,8 @@ struct AskOptions {
    std::optional<std::string> levels; // for `trace-levels`: those to set
 };
 
-constexpr const char* askedStatus = "Exit status: 0 done, 2 bad usage, 3 no agent answers.";
+constexpr const char* askedStatus =
+      "Exit status: 0 done, 2 bad usage, 3 no agent answers, or standard output cannot be written.";
 
 // Sends a request and prints the answer: what was asked for to standard output, why it was refused
 // to standard error, except that a program finds its document in one place.
@@ -159,14 +160,17 @@ std::function<int()> declareTraceLevels(CLI::App& parser) {
    addSocketOption(parser, options->socket);
    parser.add_option("LEVELS", options->levels,
                      "what to set, as in FMTRACE: 'OruPostcardTelemetry*/0-5,9'; '' for none");
-   parser.footer("Exit status: 0 done, 2 bad usage or no such levels, 3 no agent answers.");
+   parser.footer(
+         "Exit status: 0 done, 2 bad usage or no such levels, 3 no agent answers, or standard\n"
+         "output cannot be written.");
    return [options] { return ask(*options, "trace-levels"); };
 }
 
 std::function<int()> declareReload(CLI::App& parser) {
-   parser.footer("A file that is not taken changes nothing.\n"
-                 "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
-                 "3 no agent answers.");
+   parser.footer(
+         "A file that is not taken changes nothing.\n"
+         "Exit status: 0 done, 1 a policy was refused or the agent is ending, 2 bad usage or\n"
+         "policy file, 3 no agent answers, or standard output cannot be written.");
    return declareAsk(parser, "reload");
 }
 

@@ -157,7 +157,8 @@ std::function<int()> declare(CLI::App& parser) {
    declareFormat(parser, options->format);
    parser.footer("Prints the TCAM entries of every policy, family and class.\n"
                  "Exit status: 0 done, 1 a policy was refused or the budget does not suffice,\n"
-                 "2 bad usage or policy file, 3 the helper module cannot be used.");
+                 "2 bad usage or policy file, 3 the helper module or standard output cannot\n"
+                 "be used.");
    return [options] {
       return options->choice.run(
             [&](const Agent::PolicyFile& policyFile) { return run(*options, policyFile); });

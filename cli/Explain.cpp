@@ -149,7 +149,7 @@ std::function<int()> declare(CLI::App& parser) {
          "bits;\n"
          "the share of these that is sampled is observed beside the share that the mask promises.\n"
          "Exit status: 0 done, 1 a policy was refused, 2 bad usage, policy file or capture,\n"
-         "3 the helper module cannot be used.");
+         "3 the helper module or standard output cannot be used.");
    return [options] { return run(*options); };
 }
 

@@ -43,6 +43,10 @@ int passOn(int from) {
 } // namespace
 
 void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
+   // Or else an end of the pipe would be taken for it.
+   if (::fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+      throw std::system_error{errno, std::generic_category(), "standard output"};
+   }
    int ends[2];
    if (::pipe2(ends, O_CLOEXEC) != 0) {
       throw std::system_error{errno, std::generic_category(), "no pipe"};

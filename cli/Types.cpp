@@ -169,8 +169,8 @@ std::function<int()> declare(CLI::App& parser) {
    parser.add_option("--format", options->format, "text for people, json for programs")
          ->check(CLI::IsMember({"text", "json"}))
          ->capture_default_str();
-   parser.footer("Exit status: 0 done, 2 bad usage or no such type, 3 the helper module cannot be\n"
-                 "used.");
+   parser.footer("Exit status: 0 done, 2 bad usage or no such type, 3 the helper module or\n"
+                 "standard output cannot be used.");
    return [options] { return run(*options); };
 }
 

@@ -207,6 +207,24 @@ TEST_F(PolicyAgentTest, aFailureSaysSinceWhenWhileItIsTriedAgain) {
    EXPECT_EQ(only().text, "");
 }
 
+TEST_F(PolicyAgentTest, aFailureWhoseNextAttemptIsLostWaits) {
+   answerText_ = "busy";
+   start(onePolicy("Ethernet1", oneClass));
+   const double since = only().since;
+   silent_ = 1;
+   agent_->timeUp(); // the next attempt
+   drain();
+   agent_->timeUp(); // its time is up
+   drain();
+   EXPECT_EQ(only().state, PolicyState::waiting);
+   EXPECT_TRUE(only().overdue);
+   EXPECT_EQ(only().since, since) << "it has not been programmed since then";
+   answerText_ = {};
+   agent_->timeUp();
+   drain();
+   EXPECT_EQ(only().state, PolicyState::programmed);
+}
+
 TEST_F(PolicyAgentTest, aRemovalThatIsLostAndThenRefusedIsAFailure) {
    start(onePolicy("Ethernet1", oneClass));
    silent_ = 1;

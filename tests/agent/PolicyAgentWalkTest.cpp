@@ -240,7 +240,7 @@ RC_GTEST_PROP(PolicyAgentWalk, saysWhatIsTrueOfATcamThatIsTooSmall, ()) {
       take(move, walker);
       walker.checkReports();
    }
-   for (int i = 0; i < 30; ++i) { // what was lost is asked for again
+   for (int i = 0; i < 400; ++i) { // what was lost is asked for again
       walker.tcam().releaseAnswers();
       walker.runLaters(100);
       walker.timeUp();

@@ -255,26 +255,47 @@ TEST_F(AgentProgram, aPolicyThatDoesNotFitFails) {
    EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
 }
 
+std::string named(const std::string& name, const std::string& classes = oneClass) {
+   return "  - { name: " + name + ", interfaces: { ipv4: [Ethernet1] }, classes: [" + classes +
+          "] }\n";
+}
+
 // What a helper refuses for other reasons than an unsupported match.
 TEST_F(AgentProgram, aPolicyThatTheHelperRefusesIsInvalid) {
    const Environment module{"POSTCARD_MODULE", POSTCARD_MODULE_DIR "/Choosy.so"};
-   const auto policy = [](const std::string& name) {
-      return "  - { name: " + name + ", interfaces: { ipv4: [Ethernet1] }, classes: [" + oneClass +
-             "] }\n";
-   };
-   write("policies:\n" + policy("early") + policy("good") + policy("late") + policy("nothing"));
+   write("policies:\n" + named("early") + named("good") + named("half") + named("late") +
+         named("nothing"));
    start();
+   using States = std::vector<std::string>;
    ASSERT_TRUE(eventually([this] {
-      return states() == std::vector<std::string>{"invalid", "programmed", "invalid", "invalid"};
+      return states() == States{"invalid", "programmed", "invalid", "invalid", "invalid"};
    })) << err();
    EXPECT_EQ(status(0)["text"], "No label is left");
-   EXPECT_EQ(status(2)["text"], "No meter is left");
-   EXPECT_EQ(status(3)["text"], "the helper made no ACL configuration");
-   EXPECT_EQ(ask("reload").exitCode, 1); // of the same file, with the same refusals
-   EXPECT_EQ(ask("reload").err, "early ipv4: No label is left\nlate ipv4: No meter is left\n");
-   write("policies:\n" + policy("good"));
+   EXPECT_EQ(status(2)["text"], "No port is left");
+   EXPECT_EQ(status(3)["text"], "No meter is left");
+   EXPECT_EQ(status(4)["text"], "the helper made no ACL configuration");
+   const ProgramResult refused = ask("reload"); // of the same file
+   EXPECT_EQ(refused.exitCode, 1);
+   EXPECT_EQ(refused.err, "early ipv4: No label is left\nhalf ipv4: No port is left\n"
+                          "late ipv4: No meter is left\n");
+   write("policies:\n" + named("good"));
    EXPECT_EQ(ask("reload").exitCode, 0);
    EXPECT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
+}
+
+// Hardware still holds the earlier version, and that is not forgotten.
+TEST_F(AgentProgram, aPolicyThatTheHelperForgetsIsTakenBackAllTheSame) {
+   const Environment module{"POSTCARD_MODULE", POSTCARD_MODULE_DIR "/Choosy.so"};
+   write("policies:\n" + named("fickle"));
+   start({"--delete-on-exit"});
+   ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
+   write("policies:\n" + named("fickle", twoClasses));
+   EXPECT_EQ(ask("reload").exitCode, 0); // a scratch helper makes it well
+   ASSERT_TRUE(eventually([this] { return status()["state"] == "invalid"; }));
+   EXPECT_EQ(status()["generation"], 1);
+   EXPECT_EQ(kill(SIGTERM), 0);
+   EXPECT_NE(err().find("fickle ipv4: waiting\nfickle ipv4: removed\n"), std::string::npos)
+         << err();
 }
 
 TEST_F(AgentProgram, optionsThatMakeNoSense) {

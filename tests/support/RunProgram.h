@@ -23,7 +23,7 @@ struct ProgramResult {
    std::string out;
    std::string err;
    double seconds;     // of processor time
-   long peakKibibytes; // of memory
+   long peakKibibytes; // of memory; no less than this process had when it started the program
 };
 
 // A nameless file that a program writes into.

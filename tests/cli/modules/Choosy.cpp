@@ -1,6 +1,7 @@
 // A module whose helper refuses policies for reasons of its own: one named "early" before anything
-// is made of it, one named "late" after that. Of one named "nothing" it makes nothing and says that
-// it did.
+// is made of it, one named "half" when it has no interface yet, one named "late" after all of it.
+// Of one named "nothing" it makes nothing and says that it did. One named "fickle" it forgets when
+// it is to be made anew.
 #include "Kiv/PlatformVersion.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 
@@ -15,11 +16,22 @@ class Choosy : public OruPostcardTelemetry::OruPostcardPolicyAclHelper {
       if (name == "early") {
          return "No label is left";
       }
+      if (name == "half") {
+         createAclConfig(policyData, matchOption);
+         return "No port is left";
+      }
       if (name == "nothing") {
          return {};
       }
       const Kiv::String result = OruPostcardPolicyAclHelper::createPolicy(policyData, matchOption);
       return name == "late" ? Kiv::String{"No meter is left"} : result;
+   }
+   Kiv::String recreatePolicy(const PolicyData& policyData, MatchOption matchOption) override {
+      if (policyData->key().strDesc() == "fickle") {
+         aclConfigCollDel(getAclConfigKey(policyData, matchOption));
+         return "No meter is left";
+      }
+      return OruPostcardPolicyAclHelper::recreatePolicy(policyData, matchOption);
    }
 };
 
