@@ -175,7 +175,7 @@ function(postcard_test name)
    # Death tests run the binary anew: forking a process that has threads or open rings proves little.
    add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe
             WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
-   set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+   set_tests_properties(${name} PROPERTIES TIMEOUT 900)
 endfunction()
 
 function(postcard_benchmark name)
