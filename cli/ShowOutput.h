@@ -9,8 +9,9 @@
 namespace Cli {
 
 // Calls `show` with an open descriptor, and passes on to standard output what it writes there. The
-// show command of a helper ignores write errors; here they are not lost. Throws std::system_error,
-// after `show` has returned, when there is no descriptor to be had or standard output failed.
+// show command of a helper ignores write errors; here they are not lost. Throws std::system_error
+// when there is no descriptor to be had, and, after `show` has returned, when standard output
+// failed.
 void showOnStandardOutput(const std::function<void(U32 fd)>& show);
 
 } // namespace Cli

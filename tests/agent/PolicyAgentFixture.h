@@ -86,6 +86,11 @@ class PolicyAgentTest : public testing::Test {
          work();
       }
    }
+   // The time that the agent asked for is up.
+   void timeUp() {
+      agent_->timeUp();
+      drain();
+   }
    ReloadResult reload(const std::string& text) {
       requests_.clear();
       const ReloadResult result = agent_->reload(parse(text));

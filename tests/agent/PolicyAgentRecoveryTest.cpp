@@ -86,8 +86,7 @@ TEST_F(PolicyAgentTest, aLateAnswerToTheRemovalOfLostRulesIsTaken) {
    start(onePolicy("Ethernet1", oneClass));
    silent_ = 1;
    EXPECT_TRUE(reload(onePolicy("Ethernet1", "")).accepted);
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(only().state, PolicyState::waiting);
    EXPECT_TRUE(only().overdue);
    answer(2);
@@ -146,19 +145,15 @@ TEST_F(PolicyAgentTest, aLostAnswerIsAskedForAgainWithoutAReload) {
    silent_ = 2;
    start(onePolicy("Ethernet1", oneClass));
    const double since = only().since;
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(timer_, std::chrono::milliseconds{1000});
-   agent_->timeUp(); // the time until the next attempt
-   drain();
+   timeUp(); // the time until the next attempt
    EXPECT_EQ(requests_, (Lines{"policyCreate web-ipv4", "policyUpdate web-ipv4"}));
    EXPECT_TRUE(only().overdue);
    EXPECT_EQ(only().since, since); // it has waited since the first request
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(timer_, std::chrono::milliseconds{2000}); // a dead rules client is asked ever less
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(only().state, PolicyState::programmed);
    EXPECT_FALSE(only().overdue);
    EXPECT_EQ(timer_, std::nullopt);
@@ -168,8 +163,7 @@ TEST_F(PolicyAgentTest, attemptsAreNoFurtherApartThanAMinute) {
    silent_ = 100;
    start(onePolicy("Ethernet1", oneClass));
    for (int i = 0; i < 40; ++i) {
-      agent_->timeUp();
-      drain();
+      timeUp();
       EXPECT_LE(timer_.value_or(std::chrono::hours{1}), std::chrono::seconds{60});
    }
    EXPECT_EQ(requests_.size(), 21U);
@@ -181,8 +175,7 @@ TEST_F(PolicyAgentTest, whatFailedForNowIsTriedAgain) {
    EXPECT_EQ(only().state, PolicyState::failed);
    ASSERT_TRUE(timer_);
    answerText_ = {};
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(only().state, PolicyState::programmed);
    EXPECT_EQ(timer_, std::nullopt);
 }
@@ -192,8 +185,7 @@ TEST_F(PolicyAgentTest, aFailureSaysSinceWhenWhileItIsTriedAgain) {
    start(onePolicy("Ethernet1", oneClass));
    const double since = only().since;
    silent_ = 1;
-   agent_->timeUp(); // the next attempt
-   drain();
+   timeUp(); // the next attempt
    EXPECT_EQ(requests_.size(), 2U);
    EXPECT_EQ(only().state, PolicyState::failed);
    EXPECT_EQ(only().text, "busy");
@@ -212,16 +204,13 @@ TEST_F(PolicyAgentTest, aFailureWhoseNextAttemptIsLostWaits) {
    start(onePolicy("Ethernet1", oneClass));
    const double since = only().since;
    silent_ = 1;
-   agent_->timeUp(); // the next attempt
-   drain();
-   agent_->timeUp(); // its time is up
-   drain();
+   timeUp(); // the next attempt
+   timeUp(); // its time is up
    EXPECT_EQ(only().state, PolicyState::waiting);
    EXPECT_TRUE(only().overdue);
    EXPECT_EQ(only().since, since) << "it has not been programmed since then";
    answerText_ = {};
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(only().state, PolicyState::programmed);
 }
 
@@ -229,12 +218,10 @@ TEST_F(PolicyAgentTest, aRemovalThatIsLostAndThenRefusedIsAFailure) {
    start(onePolicy("Ethernet1", oneClass));
    silent_ = 1;
    EXPECT_TRUE(reload(noPolicies).accepted);
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_TRUE(only().overdue);
    answerText_ = "busy";
-   agent_->timeUp(); // the next attempt
-   drain();
+   timeUp(); // the next attempt
    EXPECT_EQ(requests_, (Lines{"policyDelete web-ipv4", "policyDelete web-ipv4"}));
    EXPECT_EQ(only().state, PolicyState::failed);
    EXPECT_FALSE(only().overdue);
@@ -253,8 +240,7 @@ TEST_F(PolicyAgentTest, whatIsInvalidIsNotTriedAgainBeforeAReload) {
 TEST_F(PolicyAgentTest, aReloadOfTheSameFileTriesAgainWhatIsOverdue) {
    silent_ = 1;
    start(onePolicy("Ethernet1", oneClass));
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(reload(onePolicy("Ethernet1", oneClass)).text(), "1 operation\n");
    EXPECT_EQ(only().state, PolicyState::programmed);
 }
@@ -285,8 +271,7 @@ TEST_F(PolicyAgentTest, aRemovalThatFailsIsMadeAgainUntilItSucceeds) {
    EXPECT_EQ(only().state, PolicyState::failed);
    answerText_ = {};
    ASSERT_TRUE(timer_);
-   agent_->timeUp(); // the time until the next attempt
-   drain();
+   timeUp(); // the time until the next attempt
    EXPECT_EQ(requests_, (Lines{"policyDelete web-ipv4", "policyDelete web-ipv4"}));
    EXPECT_EQ(only().state, PolicyState::removed);
    EXPECT_EQ(timer_, std::nullopt);
@@ -298,11 +283,9 @@ TEST_F(PolicyAgentTest, whatTheRulesClientMayHoldIsNotForgotten) {
    start(onePolicy("Ethernet1", oneClass));
    silent_ = 100;
    EXPECT_TRUE(reload(noPolicies).accepted);
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_TRUE(reload(noPolicies).accepted);
-   agent_->timeUp();
-   drain();
+   timeUp();
    silent_ = 0;
    EXPECT_TRUE(reload(onePolicy("Ethernet1", "")).accepted); // back, and without rules
    EXPECT_EQ(requests_, Lines{"policyDelete web-ipv4"});
@@ -324,8 +307,7 @@ TEST_F(PolicyAgentTest, aRemovalThatIsNotConfirmedIsOverdueUntilItIs) {
    start(pAndQ);
    silent_ = 1;
    EXPECT_TRUE(reload(onlyP).accepted);
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(agent_->report()[1].state, PolicyState::waiting);
    EXPECT_TRUE(agent_->report()[1].overdue);
    answer(3);

@@ -144,8 +144,7 @@ TEST_F(PolicyAgentTest, featureTogglesNeedAnotherProcess) {
 TEST_F(PolicyAgentTest, withoutAnAnswerThePolicyWaitsAndTheQueueGoesOn) {
    silent_ = 1;
    start(twoPolicies);
-   agent_->timeUp();
-   drain();
+   timeUp();
    // The answers to the others show that the rules client lives: the lost one is posted again.
    EXPECT_EQ(requests_, (Lines{"policyCreate web-ipv4", "policyCreate web-ipv6",
                                "policyCreate dns-ipv4", "policyUpdate web-ipv4"}));
@@ -157,8 +156,7 @@ TEST_F(PolicyAgentTest, withoutAnAnswerThePolicyWaitsAndTheQueueGoesOn) {
 TEST_F(PolicyAgentTest, anOverduePolicySaysSo) {
    silent_ = 1;
    start(onePolicy("Ethernet1", oneClass));
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(only().state, PolicyState::waiting);
    EXPECT_TRUE(only().overdue);
    EXPECT_EQ(only().text, "Operation pending for policy web, matchIpAccessGroup has not been "
@@ -180,8 +178,7 @@ TEST_F(PolicyAgentTest, aLateAnswerToTheLatestRequestIsTaken) {
 TEST_F(PolicyAgentTest, anAnswerToARequestThatIsGoneIsNotRecorded) {
    silent_ = 2;
    start(twoPolicies);
-   agent_->timeUp(); // request 1; request 2 is posted
-   drain();
+   timeUp(); // request 1; request 2 is posted
    answerText_ = "stale";
    answer(1);
    drain();
@@ -217,8 +214,7 @@ TEST_F(PolicyAgentTest, aRemovalThatIsNeverConfirmedSaysSo) {
                      .accepted);
    EXPECT_EQ(requests_, Lines{"policyDelete dns-ipv4"});
    EXPECT_EQ(agent_->report()[2].state, PolicyState::waiting);
-   agent_->timeUp();
-   drain();
+   timeUp();
    EXPECT_EQ(agent_->report()[2].state, PolicyState::waiting);
    EXPECT_TRUE(agent_->report()[2].overdue);
    EXPECT_EQ(agent_->report()[2].text, "Operation pending for policy dns, matchIpAccessGroup has "

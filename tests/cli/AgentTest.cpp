@@ -235,6 +235,16 @@ TEST_F(AgentProgram, theOutcomeOfAReloadForPrograms) {
              file() + ":1:11");
 }
 
+TEST_F(AgentProgram, aFileWithAnotherToggleCannotBeUsedByThisProcess) {
+   write(policyText("Ethernet1", oneClass));
+   start();
+   write("feature-toggles: { FeaturePostcardTelemetryTcpControl: false }\n" +
+         policyText("Ethernet1", oneClass));
+   const ProgramResult refused = ask("reload");
+   EXPECT_EQ(refused.exitCode, 2);
+   EXPECT_EQ(refused.err, "feature toggles are read once: restart the agent to change them\n");
+}
+
 TEST_F(AgentProgram, hangUpReadsTheFileAgain) {
    write(policyText("Ethernet1", oneClass));
    start();

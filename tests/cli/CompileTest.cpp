@@ -319,6 +319,10 @@ TEST_F(Compile, outputThatCannotBeWrittenIsAnError) {
       EXPECT_EQ(full.exitCode, 3) << command;
       EXPECT_NE(full.err.find("postcard: standard output: "), std::string::npos) << full.err;
    }
+   // Without standard streams, what a program opens takes their numbers.
+   const auto closed = runProgram({"/bin/sh", "-c", program + " compile " + path + " <&- >&-"});
+   EXPECT_EQ(closed.exitCode, 3);
+   EXPECT_EQ(closed.err, "postcard: standard output: Bad file descriptor\n");
 }
 
 } // namespace

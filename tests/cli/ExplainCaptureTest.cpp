@@ -62,6 +62,17 @@ Capture knownCapture() {
    return capture;
 }
 
+// A file's name is any bytes, and a document has none that are not UTF-8.
+TEST_F(ExplainCapture, aCaptureWhoseNameIsNoText) {
+   Capture one;
+   one.add(packet({}));
+   const std::string path = folder().write("caf\xe9.pcap", TestSupport::textOf(one.bytes));
+   const auto result = explain({policy(capturePolicy), "--format", "json", "--pcap", path});
+   EXPECT_EQ(result.exitCode, 0) << result.err;
+   EXPECT_NE(Json::parse(result.out).dump().find("caf\xef\xbf\xbd.pcap"), std::string::npos)
+         << result.out;
+}
+
 TEST_F(ExplainCapture, aCaptureWithKnownTotals) {
    const std::string path = capture(knownCapture());
    const auto result = explain({policy(capturePolicy), "--pcap", path});
