@@ -5,7 +5,7 @@
 .NOTPARALLEL:
 
 example := examples/web-tier.yaml
-folders := OruPostcardTelemetry platform agent rules-client statedb cli tests bench
+folders := OruPostcardTelemetry platform postcard tests bench
 
 help:
 	@echo 'make run       build (optimised) and compile the example policy, $(example)'

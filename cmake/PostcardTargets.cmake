@@ -1,9 +1,10 @@
-# One call per folder. Each function takes the *.cpp of the folder it is called in (not of its subfolders):
+# Each function takes the *.cpp of the folder it is called in (not of its subfolders), or of the folders that
+# ROOMS names, which are relative to it:
 #
-#   postcard_library(<Name> [STATIC] [DEPENDS ...] [PRIVATE_DEPENDS ...])
+#   postcard_library(<Name> [STATIC] [ROOMS ...] [DEPENDS ...] [PRIVATE_DEPENDS ...])
 #   postcard_module(<Name> [SOURCES ...] [DEPENDS ...] EXPORTS symbol...)
-#   postcard_executable(<Name> [DEPENDS ...])
-#   postcard_test(<Name> [DEPENDS ...])             executable and target test-<Name>, ctest test <Name>
+#   postcard_executable(<Name> [ROOMS ...] [DEPENDS ...])
+#   postcard_test(<Name> [ROOMS ...] [DEPENDS ...]) executable and target test-<Name>, ctest test <Name>
 #   postcard_benchmark(<Name> [DEPENDS ...])        executable and target bench-<Name>
 #   postcard_fuzzer(<Name> [DEPENDS ...])           executable and target fuzz-<Name>, part of target fuzzers
 #   postcard_add_folders([<folder>...])             those that have a CMakeLists.txt; without names all
@@ -11,7 +12,13 @@
 # DEPENDS may also name modules and executables: they are built first, and not linked.
 
 function(postcard_sources result)
-   file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*.cpp")
+   set(rooms ${ARGN})
+   if(NOT rooms)
+      set(rooms .)
+   endif()
+   list(TRANSFORM rooms PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/")
+   list(TRANSFORM rooms APPEND "/*.cpp")
+   file(GLOB sources CONFIGURE_DEPENDS ${rooms})
    set(${result} "${sources}" PARENT_SCOPE)
 endfunction()
 
@@ -76,8 +83,8 @@ function(postcard_add_folders)
 endfunction()
 
 function(postcard_library name)
-   cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "DEPENDS;PRIVATE_DEPENDS")
-   postcard_sources(sources)
+   cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "ROOMS;DEPENDS;PRIVATE_DEPENDS")
+   postcard_sources(sources ${arg_ROOMS})
    if(NOT sources)
       add_library(${name} INTERFACE)
       postcard_configure(${name} INTERFACE)
@@ -132,8 +139,8 @@ function(postcard_plain_executable name sources)
 endfunction()
 
 function(postcard_executable name)
-   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
-   postcard_sources(sources)
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "ROOMS;DEPENDS")
+   postcard_sources(sources ${arg_ROOMS})
    postcard_plain_executable(${name} "${sources}" ${arg_DEPENDS})
 endfunction()
 
@@ -162,8 +169,8 @@ function(postcard_test name)
    if(NOT POSTCARD_BUILD_TESTS)
       return()
    endif()
-   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
-   postcard_sources(sources)
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "ROOMS;DEPENDS")
+   postcard_sources(sources ${arg_ROOMS})
    if(NOT sources)
       message(WARNING "postcard_test(${name}): no *.cpp in ${CMAKE_CURRENT_SOURCE_DIR}")
       return()

@@ -14,9 +14,9 @@
 // and, in the source of the library that owns it, `KIV_DEFINE_ENTITY(House::Lamp)`.
 #pragma once
 
-#include "Kiv/Collection.h"
-#include "Kiv/Rows.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/detail/Collection.h"
+#include "Kiv/detail/Rows.h"
 #include "Pello/AllocationTracker.h"
 #include "Pello/Ptr.h"
 #include "Pello/Publisher.h"

@@ -3,8 +3,8 @@
 // the interface and that a table remembers the whole hash, so that growing never looks at a key.
 #pragma once
 
-#include "Kiv/Collection.h"
-#include "Kiv/ValueOps.h"
+#include "Kiv/detail/Collection.h"
+#include "Kiv/detail/ValueOps.h"
 #include "Pello/Ptr.h"
 
 #include <boost/unordered/unordered_flat_set.hpp>

@@ -3,10 +3,10 @@
 // {"parameter", …})`; `describeOperations` turns the rows into what the type descriptor holds.
 #pragma once
 
-#include "Kiv/Arguments.h"
 #include "Kiv/Entity.h"
 #include "Kiv/TypeData.h"
-#include "Kiv/TypeNames.h"
+#include "Kiv/detail/Arguments.h"
+#include "Kiv/detail/TypeNames.h"
 
 #include <any>
 #include <array>

@@ -3,7 +3,7 @@
 // search trees: `std::map` with its nodes in the slab.
 #pragma once
 
-#include "Kiv/Collection.h"
+#include "Kiv/detail/Collection.h"
 #include "Pello/Ptr.h"
 #include "Pello/Slab.h"
 #include "Pello/Types.h"

@@ -3,17 +3,17 @@
 // this file.
 #pragma once
 
-#include "Kiv/Arguments.h"
 #include "Kiv/Entity.h"
 #include "Kiv/Operation.h"
-#include "Kiv/ReflectionCopy.h"
-#include "Kiv/ReflectionMake.h"
-#include "Kiv/ReflectionText.h"
-#include "Kiv/ReflectionVisit.h"
 #include "Kiv/TypeData.h"
-#include "Kiv/TypeNames.h"
 #include "Kiv/Value.h"
-#include "Kiv/ValueOps.h"
+#include "Kiv/detail/Arguments.h"
+#include "Kiv/detail/ReflectionCopy.h"
+#include "Kiv/detail/ReflectionMake.h"
+#include "Kiv/detail/ReflectionText.h"
+#include "Kiv/detail/ReflectionVisit.h"
+#include "Kiv/detail/TypeNames.h"
+#include "Kiv/detail/ValueOps.h"
 
 #include <any>
 #include <concepts>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "Kiv/Exception.h"
-#include "Kiv/Rows.h"
+#include "Kiv/detail/Rows.h"
 #include "Pello/AllocationTracker.h"
 #include "Pello/Ptr.h"
 

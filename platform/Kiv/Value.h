@@ -16,7 +16,7 @@
 #pragma once
 
 #include "Kiv/TypeData.h"
-#include "Kiv/ValueOps.h"
+#include "Kiv/detail/ValueOps.h"
 
 #include <ostream>
 #include <string>

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "Pello/Types.h"
-#include "Ringlog/Cursor.h"
-#include "Ringlog/RecordText.h"
+#include "Ringlog/detail/Cursor.h"
+#include "Ringlog/detail/RecordText.h"
 
 #include <cstddef>
 #include <map>

@@ -9,8 +9,8 @@
 #pragma once
 
 #include "Pello/TextTrace.h"
-#include "Ringlog/Codec.h"
-#include "Ringlog/Layout.h"
+#include "Ringlog/detail/Codec.h"
+#include "Ringlog/detail/Layout.h"
 
 #include <atomic>
 #include <cstddef>

@@ -6,8 +6,9 @@
 // lines of "%%".
 #include "../Require.h"
 #include "FeatureToggle/FeatureToggle.h"
-#include "agent/PolicyAgent.h"
-#include "rules-client/SoftwareTcam.h"
+#include "postcard/agent/PolicyAgent.h"
+#include "postcard/policy/file/PolicyFile.h"
+#include "postcard/rules-client/software/SoftwareTcam.h"
 
 #include <deque>
 #include <fcntl.h>

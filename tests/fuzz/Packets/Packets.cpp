@@ -3,7 +3,7 @@
 // byte is the link type, or says that a text follows.
 #include "../Require.h"
 #include "Kiv/Exception.h"
-#include "rules-client/PacketFrame.h"
+#include "postcard/packets/PacketFrame.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // Any text as a policy file: findings, or a file whose policies can be built and, as long as they
 // make few rules, go through a helper's whole life in both families. Whatever a user writes in a
 // file, the process goes on.
-#include "agent/PolicyFile.h"
+#include "postcard/policy/file/PolicyFile.h"
 
 #include "../Require.h"
 #include "FeatureToggle/FeatureToggle.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
-#include "agent/PolicyBuilder.h"
-#include "agent/PolicyFileFrames.h"
+#include "postcard/policy/PolicyBuilder.h"
+#include "postcard/policy/file/PolicyFileFrames.h"
 
 #include <fcntl.h>
 

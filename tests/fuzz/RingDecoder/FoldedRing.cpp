@@ -1,6 +1,6 @@
 #include "FoldedRing.h"
 
-#include "Ringlog/Layout.h"
+#include "Ringlog/detail/Layout.h"
 
 #include <memory>
 #include <string_view>

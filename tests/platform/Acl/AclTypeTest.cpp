@@ -3,7 +3,7 @@
 
 #include "Acl/TypeModule.h"
 #include "Kiv/Exception.h"
-#include "Kiv/ValueOps.h"
+#include "Kiv/detail/ValueOps.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The attribute table of a type, asked at compile time. That a row behind a gap does not compile
 // is tested by the build files beside this one, which compile `compile/Rows.cc`.
-#include "Kiv/Rows.h"
+#include "Kiv/detail/Rows.h"
 
 #include "House.h"
 

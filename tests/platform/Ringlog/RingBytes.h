@@ -2,7 +2,7 @@
 // what our own writer makes. Relies on the layout's constants only.
 #pragma once
 
-#include "Ringlog/Layout.h"
+#include "Ringlog/detail/Layout.h"
 
 #include <cstring>
 #include <span>

@@ -1,0 +1,72 @@
+// The generic text of attributes of any kind: `printStorage`. Part of Reflection.h, for it alone.
+#pragma once
+
+#include "Kiv/Entity.h"
+#include "Kiv/TypeData.h"
+#include "Kiv/detail/ValueOps.h"
+#include "Pello/Ptr.h"
+
+#include <string>
+
+namespace Kiv::Detail {
+
+template <class T>
+concept Printable = requires(std::string& out, const T& value) { ValueOps<T>::print(out, value); };
+
+// A counted reference to an entity.
+template <class T>
+concept Reference = requires(const T& storage) {
+   typename T::Element;
+   storage->typeData();
+};
+
+// How an attribute or element holds an entity: as its own, or as a reference to another's.
+enum class Holds : U8 { own, other };
+
+inline std::string keyText(const Entity& entity) {
+   const TypeData& type = entity.typeData();
+   for (const AttributeData& attribute : type.attributes) {
+      if (attribute.kind == AttributeKind::constant) {
+         return attribute.text(ownerAddress(entity));
+      }
+   }
+   return std::string{type.name};
+}
+
+template <Holds holds, class T>
+void printStorage(std::string& out, const T& storage);
+
+// `{key: value, …}`, or `{key, …}` for sets.
+template <class Collection>
+void printCollection(std::string& out, const Collection& collection) {
+   const char* separator = "{";
+   for (const auto& at : collection) {
+      out += separator;
+      separator = ", ";
+      printStorage<Holds::other>(out, at.key());
+      if constexpr (!Collection::isSet) {
+         out += ": ";
+         printStorage<Collection::ownsElements ? Holds::own : Holds::other>(out, at.value());
+      }
+   }
+   out += collection.empty() ? "{}" : "}";
+}
+
+template <Holds holds, class T>
+void printStorage(std::string& out, const T& storage) {
+   if constexpr (Reference<T>) {
+      if (storage == nullptr) {
+         out += "null";
+      } else if constexpr (holds == Holds::own) {
+         out += storage->typeData().entityText(*storage);
+      } else {
+         out += keyText(*storage);
+      }
+   } else if constexpr (Printable<T>) {
+      ValueOps<T>::print(out, storage);
+   } else {
+      printCollection(out, storage);
+   }
+}
+
+} // namespace Kiv::Detail

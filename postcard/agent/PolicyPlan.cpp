@@ -1,0 +1,87 @@
+#include "postcard/agent/PolicyPlan.h"
+
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
+#include "postcard/policy/PolicyBuilder.h"
+
+#include <algorithm>
+
+namespace Agent {
+
+namespace {
+
+// First what is new, in the order of the file, then what is gone, by name.
+std::vector<Step> interfaceSteps(const PolicyEntry& entry, Family family) {
+   std::vector<Step> steps;
+   std::vector<Orlix::IntfId> wanted;
+   for (const Name& name : entry.wanted->policy.interfaces(family)) {
+      wanted.emplace_back(name.text);
+      if (!entry.config->policyIntf(wanted.back())) {
+         steps.push_back({Verb::addIntf, wanted.back()});
+      }
+   }
+   const auto added = static_cast<std::ptrdiff_t>(steps.size());
+   for (const auto& intf : entry.config->policyIntf()) {
+      if (std::ranges::find(wanted, intf.key()) == wanted.end()) {
+         steps.push_back({Verb::removeIntf, intf.key()});
+      }
+   }
+   std::sort(steps.begin() + added, steps.end(), [](const Step& a, const Step& b) {
+      return a.intf.stringValue() < b.intf.stringValue();
+   });
+   return steps;
+}
+
+} // namespace
+
+std::vector<Step> stepsOf(const PolicyEntry& entry, Family family) {
+   if (entry.wanted == nullptr) {
+      const bool heldStill = entry.due && !entry.held.empty();
+      return entry.config != nullptr || heldStill ? std::vector<Step>{{Verb::remove, {}}}
+                                                  : std::vector<Step>{};
+   }
+   if (entry.made != entry.wanted) {
+      return {{Verb::build, {}}};
+   }
+   if (refused(entry)) {
+      return {};
+   }
+   if (entry.config == nullptr) {
+      return {{Verb::build, {}}};
+   }
+   std::vector<Step> steps = interfaceSteps(entry, family);
+   const bool known = entry.state == PolicyState::programmed ||
+                      (entry.state == PolicyState::waiting && !entry.overdue);
+   if (!known && !steps.empty()) {
+      // What the rules client has is not certain, or nothing: a change of interfaces alone would
+      // leave the rest of it as it is.
+      return {{Verb::build, {}}};
+   }
+   if (entry.due) {
+      steps.push_back({Verb::commit, {}});
+   }
+   return steps;
+}
+
+std::vector<std::string>
+refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
+           const Hardware& hardware, const PluginHost& host) {
+   const auto capability = buildHwCapability(hardware);
+   std::vector<std::string> refusals;
+   for (const auto& version : versions) {
+      const HelperHandle scratch = host.makeHelper(
+            OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), capability);
+      for (const Family family : families) {
+         if (version->policy.interfaces(family).empty()) {
+            continue;
+         }
+         const Kiv::String message = scratch->createPolicy(version->data, matchOptionOf(family));
+         if (!message.empty()) {
+            refusals.push_back(version->policy.name.text + " " + std::string{familyName(family)} +
+                               ": " + message.str());
+         }
+      }
+   }
+   return refusals;
+}
+
+} // namespace Agent

@@ -1,0 +1,179 @@
+#include "postcard/agent/service/AgentServer.h"
+
+#include "postcard/agent/service/ControlCommands.h"
+#include "postcard/agent/service/ServiceManager.h"
+#include "postcard/policy/file/PolicyFile.h"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <map>
+#include <sstream>
+#include <utility>
+
+namespace Agent {
+
+namespace {
+
+// The lines of a text, without their ends.
+std::vector<std::string> linesOf(const std::string& text) {
+   std::vector<std::string> lines;
+   std::istringstream stream{text};
+   for (std::string line; std::getline(stream, line);) {
+      lines.push_back(std::move(line));
+   }
+   return lines;
+}
+
+void sayReload(const ReloadResult& result) {
+   const std::string text = result.text();
+   say((result.accepted ? "agent: reloaded, " : "agent: reload refused, nothing changed\n") +
+       text.substr(0, text.size() - 1));
+}
+
+std::string lineOf(const PolicyReport& report) {
+   return fmt::format("{} {}: {}{}{}{}", report.name, familyName(report.family),
+                      policyStateName(report.state), report.overdue ? ", overdue" : "",
+                      report.text.empty() ? "" : ", ", report.text);
+}
+
+} // namespace
+
+class AgentServer::Implementation {
+ public:
+   Implementation(ServerOptions options, const PolicyFile& file,
+                  const MakeRulesClient& makeRulesClient)
+      : options_{std::move(options)},
+        host_{PluginHost::defaultModule()},
+        answerTimer_{loop_, [this] { agent_->timeUp(); }},
+        watchdog_{loop_, [this] { manager_.notify("WATCHDOG=1"); }},
+        deleteTimer_{loop_, [this] { loop_.stop(); }} {
+      const Later later = [this](std::function<void()> work) { loop_.later(std::move(work)); };
+      agent_ = std::make_unique<PolicyAgent>(host_, file, options_.agent, hooks(later));
+      rulesClient_ = makeRulesClient(*agent_, later);
+      control_ = std::make_unique<ControlServer>(
+            loop_, options_.socketPath, options_.control,
+            [this](std::string_view line) { return answerLine(line); });
+      watchSignals();
+   }
+
+   bool run() {
+      agent_->start();
+      if (const auto interval = manager_.watchdogInterval()) {
+         watchdog_.startRepeating(*interval);
+      }
+      manager_.notify("READY=1");
+      say("agent: listening at " + options_.socketPath);
+      loop_.run();
+      return !options_.deleteOnExit || sayWhatIsLeft();
+   }
+
+ private:
+   PolicyAgent::Hooks hooks(const Later& later) {
+      return {later,
+              [this](std::optional<std::chrono::milliseconds> time) {
+                 time ? answerTimer_.start(*time) : answerTimer_.stop();
+              },
+              [this] { reportChanges(); }};
+   }
+
+   void watchSignals() {
+      std::signal(SIGPIPE, SIG_IGN); // a client that goes away is no reason to end
+      hangUp_ = std::make_unique<EventSignal>(loop_, SIGHUP, [this] { reload(); });
+      terminate_ = std::make_unique<EventSignal>(loop_, SIGTERM, [this] { end(); });
+      interrupt_ = std::make_unique<EventSignal>(loop_, SIGINT, [this] { end(); });
+   }
+
+   // A command that fails must not end the agent.
+   std::string answerLine(std::string_view line) {
+      try {
+         return answerRequest(line, *agent_, [this] { return reload(); });
+      } catch (const std::exception& error) {
+         return fmt::format("{{\"exit\":3}}\n{}\n", error.what());
+      }
+   }
+
+   ReloadResult reload() {
+      ReloadResult result = tryReload();
+      sayReload(result);
+      return result;
+   }
+
+   ReloadResult tryReload() {
+      if (ending_) {
+         return {false, 0, {"the agent is ending"}};
+      }
+      const LoadResult loaded = loadPolicyFile(options_.policyFile);
+      return loaded.policyFile ? agent_->reload(*loaded.policyFile)
+                               : ReloadResult{false, 0, linesOf(formatFindings(loaded)), true};
+   }
+
+   void end() {
+      manager_.notify("STOPPING=1");
+      if (!options_.deleteOnExit || ending_) {
+         loop_.stop();
+         return;
+      }
+      say("agent: taking back every policy");
+      ending_ = true;
+      deleteTimer_.start(options_.deleteTime);
+      agent_->deleteAll(); // and `reportChanges` ends the loop
+   }
+
+   // Returns whether nothing is.
+   bool sayWhatIsLeft() {
+      bool nothing = true;
+      for (const PolicyReport& report : agent_->report()) {
+         if (report.state != PolicyState::removed) {
+            nothing = false;
+            say("agent: not taken back: " + lineOf(report));
+         }
+      }
+      return nothing;
+   }
+
+   // Says what has changed since the last time.
+   void reportChanges() {
+      const auto saidBefore = std::exchange(said_, {});
+      for (const PolicyReport& report : agent_->report()) {
+         const std::string line = lineOf(report);
+         const std::string stamped = fmt::format("{} {}", report.generation, line);
+         const auto known = saidBefore.find({report.name, report.family});
+         if (known == saidBefore.end() || known->second != stamped) {
+            say(line);
+         }
+         said_[{report.name, report.family}] = stamped;
+      }
+      if (ending_ && agent_->settled()) {
+         loop_.stop();
+      }
+   }
+
+   ServerOptions options_;
+   EventLoop loop_; // outlives what runs on it
+   PluginHost host_;
+   ServiceManager manager_;
+   EventTimer answerTimer_;
+   EventTimer watchdog_;
+   EventTimer deleteTimer_;
+   std::map<PolicyKey, std::string> said_;
+   bool ending_ = false; // every policy is being taken back
+   std::unique_ptr<PolicyAgent> agent_;
+   std::shared_ptr<void> rulesClient_;
+   std::unique_ptr<ControlServer> control_;
+   std::unique_ptr<EventSignal> hangUp_;
+   std::unique_ptr<EventSignal> terminate_;
+   std::unique_ptr<EventSignal> interrupt_;
+};
+
+AgentServer::AgentServer(ServerOptions options, const PolicyFile& file,
+                         const MakeRulesClient& makeRulesClient)
+   : implementation_{std::make_unique<Implementation>(std::move(options), file, makeRulesClient)} {}
+
+AgentServer::~AgentServer() = default;
+
+bool AgentServer::run() {
+   return implementation_->run();
+}
+
+} // namespace Agent

@@ -1,0 +1,130 @@
+#include "postcard/agent/service/ControlSocket.h"
+
+#include "Pello/FileDescriptor.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Agent {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+[[noreturn]] void fail(const std::string& path, const std::string& reason) {
+   throw ControlError{path + ": " + reason};
+}
+
+constexpr const char* tooSlow = "the agent does not answer in time";
+
+class Connection {
+ public:
+   Connection(const std::string& path, Clock::time_point deadline)
+      : path_{path},
+        deadline_{deadline},
+        socket_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::memcpy(address.sun_path, path.data(), path.size());
+      limitSending(); // which connecting to an agent with a full queue counts as
+      if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
+          0) {
+         fail(path, errno == EAGAIN
+                          ? tooSlow
+                          : std::string{"no agent answers here: "} + std::strerror(errno));
+      }
+   }
+
+   void send(std::string_view text) {
+      while (!text.empty()) {
+         limitSending();
+         const ssize_t sent = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
+         if (sent < 0) {
+            fail(path_,
+                 errno == EAGAIN ? tooSlow : std::string{"cannot send: "} + std::strerror(errno));
+         }
+         text.remove_prefix(static_cast<std::size_t>(sent));
+      }
+      ::shutdown(socket_.get(), SHUT_WR);
+   }
+
+   std::string receiveAll() {
+      std::string text;
+      char buffer[65536];
+      while (true) {
+         pollfd poll{socket_.get(), POLLIN, 0};
+         if (::poll(&poll, 1, static_cast<int>(left().count())) <= 0) {
+            fail(path_, tooSlow);
+         }
+         const ssize_t size = ::read(socket_.get(), buffer, sizeof buffer);
+         if (size < 0) {
+            fail(path_, std::string{"cannot receive: "} + std::strerror(errno));
+         }
+         if (size == 0) {
+            return text;
+         }
+         text.append(buffer, static_cast<std::size_t>(size));
+      }
+   }
+
+ private:
+   std::chrono::milliseconds left() const {
+      const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
+      if (left.count() <= 0) {
+         fail(path_, tooSlow);
+      }
+      return left;
+   }
+
+   // Neither connecting nor sending takes longer than what is left of the time.
+   void limitSending() const {
+      const auto milliseconds = left().count();
+      const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+      ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+   }
+
+   std::string path_;
+   Clock::time_point deadline_;
+   Pello::FileDescriptor socket_;
+};
+
+} // namespace
+
+std::string defaultSocketPath() {
+   const char* folder = std::getenv("XDG_RUNTIME_DIR");
+   const bool ofUser = folder != nullptr && *folder != '\0';
+   return std::string{ofUser ? folder : "/run/postcard"} + "/postcard.sock";
+}
+
+void checkSocketPath(const std::string& path) {
+   constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
+   if (path.empty() || path.size() > longest) {
+      fail(path, "a socket path has 1 to " + std::to_string(longest) + " bytes");
+   }
+}
+
+ControlAnswer requestAgent(const std::string& path, const std::string& line,
+                           std::chrono::milliseconds patience) {
+   checkSocketPath(path);
+   Connection connection{path, Clock::now() + patience};
+   connection.send(line + "\n");
+   const std::string answer = connection.receiveAll();
+   const std::size_t end = answer.find('\n');
+   const auto header = nlohmann::json::parse(answer.substr(0, end), nullptr, false);
+   if (end == std::string::npos || !header.is_object() || !header.contains("exit") ||
+       !header["exit"].is_number_integer()) {
+      fail(path, "the answer is not an agent's");
+   }
+   return {header["exit"].get<int>(), answer.substr(end + 1)};
+}
+
+} // namespace Agent

@@ -1,0 +1,137 @@
+#include "postcard/agent/service/EventLoop.h"
+
+#include <cstdio>
+#include <utility>
+
+namespace Agent {
+
+namespace {
+
+// Closes the first member, `handle`, of an object on the heap; the object goes afterwards.
+template <class Owner>
+void closeAndDelete(Owner* owner) {
+   ::uv_close(reinterpret_cast<uv_handle_t*>(&owner->handle),
+              [](uv_handle_t* closed) { delete static_cast<Owner*>(closed->data); });
+}
+
+} // namespace
+
+void check(int status, const std::string& what) {
+   if (status < 0) {
+      throw ServerError{what + ": " + ::uv_strerror(status)};
+   }
+}
+
+void say(const std::string& line) {
+   std::fputs((line + "\n").c_str(), stderr);
+}
+
+void guarded(const std::function<void()>& work) noexcept {
+   try {
+      work();
+   } catch (const std::exception& error) {
+      std::fputs("agent: ", stderr);
+      std::fputs(error.what(), stderr);
+      std::fputs("\n", stderr);
+   }
+}
+
+// ---- The loop ----
+
+EventLoop::EventLoop() {
+   check(::uv_loop_init(&loop_), "event loop");
+   wakeUp_.data = this;
+   const int status = ::uv_async_init(&loop_, &wakeUp_, [](uv_async_t* handle) {
+      static_cast<EventLoop*>(handle->data)->runLaters();
+   });
+   if (status < 0) {
+      ::uv_loop_close(&loop_);
+      check(status, "event loop");
+   }
+}
+
+EventLoop::~EventLoop() {
+   ::uv_close(reinterpret_cast<uv_handle_t*>(&wakeUp_), nullptr);
+   ::uv_run(&loop_, UV_RUN_DEFAULT);
+   ::uv_loop_close(&loop_);
+}
+
+void EventLoop::run() {
+   ::uv_run(&loop_, UV_RUN_DEFAULT);
+}
+
+void EventLoop::stop() {
+   ::uv_stop(&loop_);
+}
+
+void EventLoop::later(std::function<void()> work) {
+   laters_.push_back(std::move(work));
+   ::uv_async_send(&wakeUp_);
+}
+
+void EventLoop::runLaters() {
+   for (const auto& work : std::exchange(laters_, {})) {
+      guarded(work);
+   }
+}
+
+// ---- Timers ----
+
+struct EventTimer::Timer {
+   uv_timer_t handle;
+   std::function<void()> work;
+
+   static void run(uv_timer_t* handle) { guarded(static_cast<Timer*>(handle->data)->work); }
+};
+
+EventTimer::EventTimer(EventLoop& loop, std::function<void()> work)
+   : timer_{new Timer{{}, std::move(work)}} {
+   ::uv_timer_init(loop.handle(), &timer_->handle); // cannot fail
+   timer_->handle.data = timer_;
+}
+
+EventTimer::~EventTimer() {
+   closeAndDelete(timer_);
+}
+
+void EventTimer::start(std::chrono::milliseconds time) {
+   ::uv_timer_start(&timer_->handle, &Timer::run, static_cast<std::uint64_t>(time.count()), 0);
+}
+
+void EventTimer::startRepeating(std::chrono::milliseconds period) {
+   ::uv_timer_start(&timer_->handle, &Timer::run, 0, static_cast<std::uint64_t>(period.count()));
+}
+
+void EventTimer::stop() {
+   ::uv_timer_stop(&timer_->handle);
+}
+
+// ---- Signals ----
+
+struct EventSignal::Signal {
+   uv_signal_t handle;
+   std::function<void()> work;
+
+   static void run(uv_signal_t* handle, int) { guarded(static_cast<Signal*>(handle->data)->work); }
+};
+
+EventSignal::EventSignal(EventLoop& loop, int number, std::function<void()> work)
+   : signal_{new Signal{{}, std::move(work)}} {
+   const int made = ::uv_signal_init(loop.handle(), &signal_->handle);
+   if (made < 0) {
+      delete signal_;
+      check(made, "signal");
+   }
+   signal_->handle.data = signal_;
+   const int started = ::uv_signal_start(&signal_->handle, &Signal::run, number);
+   if (started < 0) {
+      closeAndDelete(signal_);
+      check(started, "signal");
+   }
+}
+
+EventSignal::~EventSignal() {
+   closeAndDelete(signal_);
+}
+
+} // namespace Agent

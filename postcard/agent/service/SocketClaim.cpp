@@ -1,0 +1,81 @@
+#include "postcard/agent/service/SocketClaim.h"
+
+#include "postcard/agent/service/ControlSocket.h"
+#include "postcard/agent/service/EventLoop.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+namespace Agent {
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& path, const std::string& why) {
+   throw ServerError{path + ": " + why};
+}
+
+constexpr const char* another = "another agent is running";
+
+int openLock(const std::string& path) {
+   checkSocketPath(path);
+   const std::string lock = path + ".lock";
+   const int fd = ::open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+   if (fd < 0) {
+      refuse(lock, std::strerror(errno));
+   }
+   return fd;
+}
+
+// Whether somebody listens at `path`. Only a refused connection says for certain that nobody does:
+// a full queue, or a lack of rights or descriptors, says nothing of the kind.
+bool isServed(const std::string& path) {
+   const Pello::FileDescriptor socket{
+         ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   std::memcpy(address.sun_path, path.data(), path.size());
+   if (socket.get() >= 0 &&
+       ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+      return true;
+   }
+   switch (errno) {
+   case ECONNREFUSED:
+   case ENOENT:
+      return false;
+   case EAGAIN:
+      return true;
+   default:
+      refuse(path,
+             std::string{"cannot tell whether another agent is running: "} + std::strerror(errno));
+   }
+}
+
+void clearStaleSocket(const std::string& path) {
+   struct stat status {};
+   if (::lstat(path.c_str(), &status) != 0) {
+      return;
+   }
+   if (!S_ISSOCK(status.st_mode)) {
+      refuse(path, "there is a file that is not a socket");
+   }
+   if (isServed(path)) {
+      refuse(path, another);
+   }
+   ::unlink(path.c_str());
+}
+
+} // namespace
+
+SocketClaim::SocketClaim(const std::string& path) : lock_{openLock(path)} {
+   if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
+      refuse(path, errno == EWOULDBLOCK ? another : std::strerror(errno));
+   }
+   clearStaleSocket(path);
+}
+
+} // namespace Agent

@@ -1,0 +1,10 @@
+// `postcard check`: what the policies of a file cost in TCAM entries, and whether they fit.
+#pragma once
+
+#include "postcard/cli/Command.h"
+
+namespace Cli {
+
+extern const Command checkCommand;
+
+} // namespace Cli

@@ -1,0 +1,10 @@
+// `postcard explain`: which rule packets hit, what happens to them, and why not the others.
+#pragma once
+
+#include "postcard/cli/Command.h"
+
+namespace Cli {
+
+extern const Command explainCommand;
+
+} // namespace Cli

@@ -1,0 +1,66 @@
+#include "postcard/cli/ShowOutput.h"
+
+#include "Pello/FileDescriptor.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+
+namespace Cli {
+
+namespace {
+
+// Passes on what comes from the descriptor until its other end is closed. Returns the error of
+// standard output, 0 for none. After an error the rest is read and dropped, or else who writes it
+// would wait for ever.
+int passOn(int from) {
+   std::array<char, std::size_t{64} * 1024> buffer;
+   int error = 0;
+   while (true) {
+      const ssize_t size = ::read(from, buffer.data(), buffer.size());
+      if (size < 0 && errno == EINTR) {
+         continue;
+      }
+      if (size <= 0) {
+         return error;
+      }
+      std::string_view left{buffer.data(), static_cast<std::size_t>(size)};
+      while (!left.empty() && error == 0) {
+         const ssize_t written = ::write(STDOUT_FILENO, left.data(), left.size());
+         if (written >= 0) {
+            left.remove_prefix(static_cast<std::size_t>(written));
+         } else if (errno != EINTR) {
+            error = errno;
+         }
+      }
+   }
+}
+
+} // namespace
+
+void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
+   // Or else an end of the pipe would be taken for it.
+   if (::fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+      throw std::system_error{errno, std::generic_category(), "standard output"};
+   }
+   int ends[2];
+   if (::pipe2(ends, O_CLOEXEC) != 0) {
+      throw std::system_error{errno, std::generic_category(), "no pipe"};
+   }
+   int error = 0;
+   {
+      const Pello::FileDescriptor from{ends[0]};
+      const std::jthread reader{[&] { error = passOn(from.get()); }};
+      const Pello::FileDescriptor to{ends[1]}; // closed before the reader is waited for
+      show(static_cast<U32>(to.get()));
+   }
+   if (error != 0) {
+      throw std::system_error{error, std::generic_category(), "standard output"};
+   }
+}
+
+} // namespace Cli

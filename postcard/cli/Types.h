@@ -1,0 +1,10 @@
+// `postcard types`: the types of the framework, as reflection knows them.
+#pragma once
+
+#include "postcard/cli/Command.h"
+
+namespace Cli {
+
+extern const Command typesCommand;
+
+} // namespace Cli

@@ -1,0 +1,10 @@
+// `postcard trace`: prints the traces that processes have left in their ring files.
+#pragma once
+
+#include "postcard/cli/Command.h"
+
+namespace Cli {
+
+extern const Command traceCommand;
+
+} // namespace Cli

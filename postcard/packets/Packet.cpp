@@ -1,0 +1,89 @@
+#include "postcard/packets/Packet.h"
+
+#include "Orlix/IpAddressText.h"
+
+#include <fmt/format.h>
+
+namespace RulesClient {
+
+namespace {
+
+constexpr std::array<std::string_view, 8> flagNames = {"fin", "syn", "rst", "psh",
+                                                       "ack", "urg", "ece", "cwr"};
+
+std::string endText(std::span<const U8> address, const std::optional<U16>& port) {
+   const std::string text = printAddress(address);
+   if (address.size() == 4) {
+      return port ? fmt::format("{}:{}", text, *port) : text;
+   }
+   return port ? fmt::format("[{}]:{}", text, *port) : fmt::format("[{}]", text);
+}
+
+} // namespace
+
+std::span<const U8> Packet::sourceAddress() const {
+   return std::span{source}.first(Orlix::addressSize(family));
+}
+
+std::span<const U8> Packet::destinationAddress() const {
+   return std::span{destination}.first(Orlix::addressSize(family));
+}
+
+std::string printAddress(std::span<const U8> address) {
+   std::string text;
+   Orlix::printAddress(text, address);
+   return text;
+}
+
+std::string protocolName(U8 protocol) {
+   switch (protocol) {
+   case protocolIcmp:
+      return "icmp";
+   case protocolTcp:
+      return "tcp";
+   case protocolUdp:
+      return "udp";
+   case protocolIcmpV6:
+      return "icmpv6";
+   default:
+      return std::to_string(protocol);
+   }
+}
+
+std::string tcpFlagNames(U8 flags) {
+   std::string names;
+   for (unsigned bit = 0; bit < flagNames.size(); ++bit) {
+      if ((unsigned{flags} >> bit & 1U) != 0) {
+         names += names.empty() ? "" : ",";
+         names += flagNames[bit];
+      }
+   }
+   return names.empty() ? "none" : names;
+}
+
+std::string printPacket(const Packet& packet) {
+   std::string text = fmt::format("{} {} > {}", protocolName(packet.protocol),
+                                  endText(packet.sourceAddress(), packet.sourcePort),
+                                  endText(packet.destinationAddress(), packet.destinationPort));
+   const auto add = [&text](const char* key, const std::string& value) {
+      text += fmt::format(" {}={}", key, value);
+   };
+   if (packet.tcpFlags.value_or(0) != 0) {
+      add("flags", tcpFlagNames(*packet.tcpFlags));
+   }
+   if (packet.checksum.value_or(0) != 0) {
+      add("checksum", fmt::format("0x{:04x}", *packet.checksum));
+   }
+   if (packet.identification.value_or(0) != 0) {
+      add("id", fmt::format("0x{:04x}", *packet.identification));
+   }
+   if (packet.dscp != 0) {
+      add("dscp", std::to_string(packet.dscp));
+   }
+   if (packet.intf != Orlix::IntfId{}) {
+      add("interface", packet.intf.stringValue().str());
+   }
+   return packet.laterFragment ? text + " fragment" : text;
+}
+
+} // namespace RulesClient

@@ -1,0 +1,201 @@
+#include "postcard/packets/PacketFrame.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace RulesClient {
+
+namespace {
+
+using Bytes = std::span<const U8>;
+using Result = std::variant<Packet, Undecodable>;
+
+constexpr U16 etherTypeIpv4 = 0x0800;
+constexpr U16 etherTypeIpv6 = 0x86dd;
+
+U16 word(Bytes bytes, std::size_t at) {
+   return static_cast<U16>(bytes[at] << 8 | bytes[at + 1]);
+}
+
+bool isVlanTag(U16 etherType) {
+   return etherType == 0x8100 || etherType == 0x88a8 || etherType == 0x9100 || etherType == 0x9200;
+}
+
+// ---- Transport ----
+
+// `payload` is cut to what the packet says it holds and to what was captured.
+Result decodeTransport(Packet packet, Bytes payload) {
+   if (packet.laterFragment || (packet.protocol != protocolTcp && packet.protocol != protocolUdp)) {
+      return packet;
+   }
+   const bool isTcp = packet.protocol == protocolTcp;
+   if (payload.size() < (isTcp ? 18U : 8U)) { // up to the end of the checksum
+      return Undecodable::transportTruncated;
+   }
+   packet.sourcePort = word(payload, 0);
+   packet.destinationPort = word(payload, 2);
+   packet.checksum = word(payload, isTcp ? 16 : 6);
+   if (isTcp) {
+      packet.tcpFlags = payload[13];
+   }
+   return packet;
+}
+
+// ---- IPv4 ----
+
+Result decodeIpv4(Bytes bytes) {
+   if (bytes.size() < 20) {
+      return Undecodable::ipHeaderTruncated;
+   }
+   const std::size_t headerSize = std::size_t{bytes[0] & 0x0fU} * 4U;
+   const std::size_t totalSize = word(bytes, 2); // 0 where the sending hardware fills it in
+   if (bytes[0] >> 4 != 4 || headerSize < 20 || (totalSize != 0 && totalSize < headerSize)) {
+      return Undecodable::ipHeaderBad;
+   }
+   if (bytes.size() < headerSize) {
+      return Undecodable::ipHeaderTruncated;
+   }
+   Packet packet;
+   packet.dscp = static_cast<U8>(bytes[1] >> 2);
+   packet.identification = word(bytes, 4);
+   packet.laterFragment = (word(bytes, 6) & 0x1fffU) != 0;
+   packet.protocol = bytes[9];
+   std::ranges::copy(bytes.subspan(12, 4), packet.source.begin());
+   std::ranges::copy(bytes.subspan(16, 4), packet.destination.begin());
+   const std::size_t end = totalSize == 0 ? bytes.size() : std::min(totalSize, bytes.size());
+   return decodeTransport(packet, bytes.first(end).subspan(headerSize));
+}
+
+// ---- IPv6 ----
+
+// Headers that stand between the IPv6 header and the payload; the fragment header is not among
+// them, as its size is fixed.
+bool isExtension(U8 header) {
+   constexpr U8 extensions[] = {0, 43, 51, 60, 135, 139, 140};
+   return std::ranges::find(extensions, header) != std::end(extensions);
+}
+
+constexpr U8 fragmentHeader = 44;
+constexpr U8 authenticationHeader = 51;
+
+std::size_t extensionSize(U8 header, Bytes bytes) {
+   if (header == fragmentHeader) {
+      return 8;
+   }
+   return header == authenticationHeader ? (bytes[1] + 2U) * 4U : (bytes[1] + 1U) * 8U;
+}
+
+// Walks the extension headers from `packet.protocol` on.
+Result decodeExtensions(Packet packet, Bytes bytes) {
+   while (!packet.laterFragment &&
+          (packet.protocol == fragmentHeader || isExtension(packet.protocol))) {
+      if (bytes.size() < 8 || bytes.size() < extensionSize(packet.protocol, bytes)) {
+         return Undecodable::ipHeaderTruncated;
+      }
+      if (packet.protocol == fragmentHeader) {
+         packet.laterFragment = (word(bytes, 2) & 0xfff8U) != 0;
+      }
+      const std::size_t size = extensionSize(packet.protocol, bytes);
+      packet.protocol = bytes[0];
+      bytes = bytes.subspan(size);
+   }
+   return decodeTransport(packet, bytes);
+}
+
+Result decodeIpv6(Bytes bytes) {
+   constexpr std::size_t headerSize = 40;
+   if (bytes.size() < headerSize) {
+      return Undecodable::ipHeaderTruncated;
+   }
+   if (bytes[0] >> 4 != 6) {
+      return Undecodable::ipHeaderBad;
+   }
+   Packet packet;
+   packet.family = Orlix::AddressFamily::ipv6;
+   packet.dscp = static_cast<U8>(word(bytes, 0) >> 6 & 0x3f);
+   packet.protocol = bytes[6];
+   std::ranges::copy(bytes.subspan(8, 16), packet.source.begin());
+   std::ranges::copy(bytes.subspan(24, 16), packet.destination.begin());
+   const std::size_t payloadSize = word(bytes, 4); // 0: a jumbogram, or filled in by hardware
+   const Bytes rest = bytes.subspan(headerSize);
+   return decodeExtensions(
+         packet, payloadSize == 0 ? rest : rest.first(std::min(payloadSize, rest.size())));
+}
+
+// ---- Link ----
+
+Result decodeByVersion(Bytes bytes) {
+   if (bytes.empty()) {
+      return Undecodable::ipHeaderTruncated;
+   }
+   switch (bytes[0] >> 4) {
+   case 4:
+      return decodeIpv4(bytes);
+   case 6:
+      return decodeIpv6(bytes);
+   default:
+      return Undecodable::ipHeaderBad;
+   }
+}
+
+// `bytes` stands behind the EtherType.
+Result decodeByEtherType(U16 etherType, Bytes bytes) {
+   while (isVlanTag(etherType)) {
+      if (bytes.size() < 4) {
+         return Undecodable::linkHeaderTruncated;
+      }
+      etherType = word(bytes, 2);
+      bytes = bytes.subspan(4);
+   }
+   switch (etherType) {
+   case etherTypeIpv4:
+      return decodeIpv4(bytes);
+   case etherTypeIpv6:
+      return decodeIpv6(bytes);
+   default:
+      return Undecodable::notIp;
+   }
+}
+
+// A link header of fixed size with the EtherType at a fixed place.
+Result decodeLink(Bytes frame, std::size_t headerSize, std::size_t etherTypeAt) {
+   if (frame.size() < headerSize) {
+      return Undecodable::linkHeaderTruncated;
+   }
+   return decodeByEtherType(word(frame, etherTypeAt), frame.subspan(headerSize));
+}
+
+} // namespace
+
+std::string_view undecodableText(Undecodable reason) {
+   switch (reason) {
+   case Undecodable::linkHeaderTruncated:
+      return "link header truncated";
+   case Undecodable::notIp:
+      return "not IP";
+   case Undecodable::ipHeaderTruncated:
+      return "IP header truncated";
+   case Undecodable::ipHeaderBad:
+      return "IP header malformed";
+   case Undecodable::transportTruncated:
+      return "TCP or UDP header truncated";
+   }
+   return "?"; // not reached: every reason is listed
+}
+
+std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame) {
+   switch (linkType) {
+   case LinkType::ethernet:
+      return decodeLink(frame, 14, 12);
+   case LinkType::linuxCooked:
+      return decodeLink(frame, 16, 14);
+   case LinkType::linuxCooked2:
+      return decodeLink(frame, 20, 0);
+   case LinkType::rawIp:
+      break;
+   }
+   return decodeByVersion(frame);
+}
+
+} // namespace RulesClient

@@ -1,0 +1,252 @@
+// `parsePacket`: the text of a packet, from left to right.
+#include "Kiv/TextParser.h"
+#include "Orlix/IpAddressText.h"
+#include "postcard/packets/Packet.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace RulesClient {
+
+namespace {
+
+constexpr std::pair<std::string_view, U8> protocols[] = {{"tcp", protocolTcp},
+                                                         {"udp", protocolUdp},
+                                                         {"icmpv6", protocolIcmpV6},
+                                                         {"icmp", protocolIcmp}};
+
+constexpr std::pair<std::string_view, U8> flagBits[] = {{"fin", 0x01}, {"syn", 0x02}, {"rst", 0x04},
+                                                        {"psh", 0x08}, {"ack", 0x10}, {"urg", 0x20},
+                                                        {"ece", 0x40}, {"cwr", 0x80}};
+
+class PacketParser {
+ public:
+   explicit PacketParser(std::string_view text) : parser_{text} {}
+
+   Packet parse() {
+      skipBlanks();
+      packet_.protocol = protocol();
+      needBlank();
+      end(packet_.source, packet_.sourcePort, true);
+      skipBlanks();
+      parser_.expect(">");
+      skipBlanks();
+      end(packet_.destination, packet_.destinationPort, false);
+      options();
+      complete();
+      return packet_;
+   }
+
+ private:
+   bool atEnd() const { return parser_.rest().empty(); }
+   bool hasPorts() const {
+      return packet_.protocol == protocolTcp || packet_.protocol == protocolUdp;
+   }
+   void skipBlanks() {
+      while (parser_.accept(" ") || parser_.accept("\t")) {
+      }
+   }
+   void needBlank() {
+      if (!parser_.next(" ") && !parser_.next("\t")) {
+         parser_.fail("expected a blank");
+      }
+      skipBlanks();
+   }
+
+   // Decimal, or hexadecimal with 0x.
+   U16 number(U16 most) {
+      if (!parser_.accept("0x")) {
+         return static_cast<U16>(parser_.number(most));
+      }
+      U32 value = 0;
+      std::size_t digits = 0;
+      while (!atEnd() && hexValue(parser_.rest().front()) >= 0) {
+         value = value * 16 + static_cast<U32>(hexValue(parser_.rest().front()));
+         if (value > most) {
+            parser_.fail(fmt::format("expected a number up to 0x{:x}", most));
+         }
+         parser_.expect(parser_.rest().substr(0, 1));
+         ++digits;
+      }
+      if (digits == 0) {
+         parser_.fail("expected a hexadecimal digit");
+      }
+      return static_cast<U16>(value);
+   }
+   static int hexValue(char c) {
+      if (c >= '0' && c <= '9') {
+         return c - '0';
+      }
+      const char lower = static_cast<char>(c | 0x20);
+      return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+   }
+
+   U8 protocol() {
+      for (const auto& [name, value] : protocols) {
+         if (parser_.accept(name)) {
+            return value;
+         }
+      }
+      if (atEnd() || parser_.rest().front() < '0' || parser_.rest().front() > '9') {
+         parser_.fail("expected a protocol: tcp, udp, icmp, icmpv6 or a number");
+      }
+      return static_cast<U8>(number(255));
+   }
+
+   // The address that is next. One colon behind an IPv4 address opens the port; the address parser
+   // would take it for a piece of an IPv6 address, so it is shown the text before only.
+   Orlix::AddressFamily address(bool bracket, std::array<U8, 16>& bytes) {
+      std::string_view text = parser_.rest();
+      text = text.substr(0, text.find_first_not_of("0123456789abcdefABCDEF.:"));
+      if (!bracket && text.find(':') == text.rfind(':')) {
+         text = text.substr(0, text.find(':'));
+      }
+      Kiv::TextParser part{text};
+      try {
+         const Orlix::AddressFamily family = Orlix::parseAddress(part, bytes);
+         parser_.expect(text.substr(0, part.position()));
+         return family;
+      } catch (const Kiv::ParseError& error) {
+         throw Kiv::ParseError{error.reason(), parser_.position() + error.position()};
+      }
+   }
+
+   // One end: the address, and the port where the protocol has one.
+   void end(std::array<U8, 16>& address, std::optional<U16>& port, bool first) {
+      const bool bracket = parser_.accept("[");
+      const auto failAt = parser_; // the beginning of the address, for what is wrong with all of it
+      const Orlix::AddressFamily family = this->address(bracket, address);
+      if (bracket != (family == Orlix::AddressFamily::ipv6)) {
+         failAt.fail(bracket ? "expected an IPv6 address in the brackets"
+                             : "expected brackets around an IPv6 address");
+      }
+      if (!first && family != packet_.family) {
+         failAt.fail("expected an address of the same family as the source");
+      }
+      packet_.family = family;
+      if (bracket) {
+         parser_.expect("]");
+      }
+      if (hasPorts() && parser_.accept(":")) {
+         port = number(65535);
+      }
+   }
+
+   void options() {
+      while (true) {
+         if (atEnd()) {
+            return;
+         }
+         needBlank();
+         if (atEnd()) {
+            return;
+         }
+         option();
+      }
+   }
+
+   void option() {
+      const auto failAt = parser_;
+      for (const auto& [key, read] : optionRows) {
+         if (parser_.accept(key)) {
+            if (std::ranges::find(seen_, key) != seen_.end()) {
+               failAt.fail(fmt::format("'{}' stands here for the second time", key));
+            }
+            *std::ranges::find(seen_, std::string_view{}) = key;
+            (this->*read)(failAt);
+            return;
+         }
+      }
+      parser_.fail("expected flags=, checksum=, id=, dscp=, interface= or fragment");
+   }
+
+   void flags(const Kiv::TextParser& at) {
+      if (packet_.protocol != protocolTcp) {
+         at.fail("only TCP has flags");
+      }
+      if (!atEnd() && parser_.rest().front() >= '0' && parser_.rest().front() <= '9') {
+         packet_.tcpFlags = static_cast<U8>(number(255));
+         return;
+      }
+      U8 value = 0;
+      if (!parser_.accept("none")) {
+         do {
+            value = static_cast<U8>(value | flag());
+         } while (parser_.accept(","));
+      }
+      packet_.tcpFlags = value;
+   }
+   U8 flag() {
+      for (const auto& [name, bit] : flagBits) {
+         if (parser_.accept(name)) {
+            return bit;
+         }
+      }
+      parser_.fail("expected fin, syn, rst, psh, ack, urg, ece, cwr, none or a number");
+   }
+   void checksum(const Kiv::TextParser& at) {
+      if (!hasPorts()) {
+         at.fail("only TCP and UDP have a checksum to match");
+      }
+      packet_.checksum = number(65535);
+   }
+   void identification(const Kiv::TextParser& at) {
+      if (packet_.family != Orlix::AddressFamily::ipv4) {
+         at.fail("only IPv4 has an identification");
+      }
+      packet_.identification = number(65535);
+   }
+   void dscp(const Kiv::TextParser&) { packet_.dscp = static_cast<U8>(number(63)); }
+   void intf(const Kiv::TextParser&) {
+      const std::string_view name = parser_.rest().substr(
+            0, std::min(parser_.rest().find_first_of(" \t"), parser_.rest().size()));
+      if (name.empty()) {
+         parser_.fail("expected the name of an interface");
+      }
+      packet_.intf = Orlix::IntfId{name};
+      parser_.expect(name);
+   }
+   void fragment(const Kiv::TextParser&) { packet_.laterFragment = true; }
+
+   // Checks what belongs together, and gives the fields that were left out their 0.
+   void complete() {
+      if (packet_.laterFragment) {
+         if (packet_.sourcePort || packet_.destinationPort || packet_.tcpFlags ||
+             packet_.checksum) {
+            parser_.fail("a later fragment has neither ports nor flags nor checksum");
+         }
+      } else if (hasPorts()) {
+         if (!packet_.sourcePort || !packet_.destinationPort) {
+            parser_.fail(
+                  "expected ADDRESS:PORT on both sides; only a later 'fragment' has no port");
+         }
+         packet_.checksum = packet_.checksum.value_or(0);
+         if (packet_.protocol == protocolTcp) {
+            packet_.tcpFlags = packet_.tcpFlags.value_or(0);
+         }
+      }
+      if (packet_.family == Orlix::AddressFamily::ipv4) {
+         packet_.identification = packet_.identification.value_or(0);
+      }
+   }
+
+   using Reader = void (PacketParser::*)(const Kiv::TextParser& at);
+   static constexpr std::pair<std::string_view, Reader> optionRows[] = {
+         {"flags=", &PacketParser::flags},       {"checksum=", &PacketParser::checksum},
+         {"id=", &PacketParser::identification}, {"dscp=", &PacketParser::dscp},
+         {"interface=", &PacketParser::intf},    {"fragment", &PacketParser::fragment}};
+
+   Kiv::TextParser parser_;
+   Packet packet_;
+   std::array<std::string_view, std::size(optionRows) + 1> seen_; // unused places are empty
+};
+
+} // namespace
+
+Packet parsePacket(std::string_view text) {
+   return PacketParser{text}.parse();
+}
+
+} // namespace RulesClient

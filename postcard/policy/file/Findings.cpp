@@ -1,0 +1,128 @@
+// Findings: bounded list and the wording that all messages share. See `PolicyFileFindings.h`.
+
+#include "postcard/policy/file/Findings.h"
+
+#include "postcard/policy/file/Text.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <numeric>
+#include <tuple>
+#include <utility>
+
+namespace Agent {
+
+namespace {
+
+constexpr std::size_t quotedCharacters = 60;
+constexpr std::size_t longestGuess = 32; // no key of ours is longer; bounds the work for garbage
+
+void appendCharacter(std::string& out, std::string_view bytes, char32_t character) {
+   if (character == '\n') {
+      out += "\\n";
+   } else if (character == '\t') {
+      out += "\\t";
+   } else if (!isPrintable(character)) {
+      out += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(character));
+   } else {
+      out += bytes;
+   }
+}
+
+// Levenshtein's distance, one row at a time; both words are at most `longestGuess` long.
+std::size_t distance(std::string_view left, std::string_view right) {
+   std::array<std::size_t, longestGuess + 1> row{};
+   std::iota(row.begin(), row.end(), std::size_t{0});
+   for (std::size_t i = 0; i < left.size(); ++i) {
+      std::size_t diagonal = std::exchange(row[0], i + 1);
+      for (std::size_t j = 0; j < right.size(); ++j) {
+         const std::size_t replaced = diagonal + (left[i] == right[j] ? 0 : 1);
+         diagonal = row[j + 1];
+         row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+      }
+   }
+   return row[right.size()];
+}
+
+} // namespace
+
+bool Findings::before(const Numbered& left, const Numbered& right) {
+   return std::tie(left.finding.location, left.number) <
+          std::tie(right.finding.location, right.number);
+}
+
+void Findings::add(Location location, std::string message) {
+   list_.push_back({{location, std::move(message)}, count_++});
+   if (list_.size() > 2 * kept_ + 64) {
+      trim();
+   }
+}
+
+// Halving a full list costs linear time, so an added finding costs constant time on average.
+void Findings::trim() {
+   if (list_.size() > kept_) {
+      const auto end = list_.begin() + static_cast<std::ptrdiff_t>(kept_);
+      std::nth_element(list_.begin(), end, list_.end(), before);
+      list_.erase(end, list_.end());
+   }
+}
+
+std::vector<Finding> Findings::take() {
+   trim();
+   std::sort(list_.begin(), list_.end(), before);
+   std::vector<Finding> result;
+   result.reserve(list_.size());
+   std::transform(list_.begin(), list_.end(), std::back_inserter(result),
+                  [](Numbered& numbered) { return std::move(numbered.finding); });
+   list_.clear();
+   return result;
+}
+
+std::string inQuotes(std::string_view text) {
+   std::string out = "'";
+   std::size_t characters = 0;
+   while (!text.empty()) {
+      if (characters++ == quotedCharacters) {
+         out += "…";
+         break;
+      }
+      const Decoded decoded = decodeUtf8(text);
+      appendCharacter(out, text.substr(0, decoded.length), decoded.character);
+      text.remove_prefix(decoded.length);
+   }
+   return out + "'";
+}
+
+std::string joined(std::span<const std::string_view> words) {
+   return fmt::format("{}", fmt::join(words, ", "));
+}
+
+std::string_view closest(std::string_view text, std::span<const std::string_view> words) {
+   std::string_view best;
+   std::size_t bestDistance = 3;
+   for (const std::string_view word : words) {
+      if (text.size() > longestGuess || word.size() > longestGuess ||
+          text.size() + 2 < word.size() || word.size() + 2 < text.size()) {
+         continue;
+      }
+      const std::size_t letters = distance(text, word);
+      if (letters < bestDistance && 2 * letters < word.size()) {
+         best = word;
+         bestDistance = letters;
+      }
+   }
+   return best;
+}
+
+std::string unknownWord(std::string_view noun, std::string_view text,
+                        std::span<const std::string_view> words) {
+   const std::string_view guess = closest(text, words);
+   return fmt::format("unknown {} {} (expected one of: {}){}", noun, inQuotes(text), joined(words),
+                      guess.empty() ? "" : fmt::format("; did you mean '{}'?", guess));
+}
+
+} // namespace Agent

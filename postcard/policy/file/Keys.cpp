@@ -1,0 +1,181 @@
+// The tables of the policy file's vocabulary. See `PolicyFileKeys.h`.
+
+#include "postcard/policy/file/Keys.h"
+
+#include <array>
+#include <cstddef>
+
+namespace Agent {
+
+namespace {
+
+constexpr bool required = true;
+constexpr bool optional = false;
+
+constexpr auto fileKeys = std::to_array<KeyRow>({
+      {"hardware", optional, Shape::hardware},
+      {"feature-toggles", optional, Shape::toggles},
+      {"policies", required, Shape::policy},
+});
+
+constexpr auto hardwareKeys = std::to_array<KeyRow>({
+      {"tcp-flags", optional, Shape::none},
+});
+
+constexpr auto policyKeys = std::to_array<KeyRow>({
+      {"name", required, Shape::none},
+      {"scope", optional, Shape::none},
+      {"interfaces", required, Shape::interfaces},
+      {"classes", optional, Shape::policyClass},
+});
+
+constexpr auto interfacesKeys = std::to_array<KeyRow>({
+      {"ipv4", optional, Shape::none},
+      {"ipv6", optional, Shape::none},
+});
+
+constexpr auto classKeys = std::to_array<KeyRow>({
+      {"name", required, Shape::none},
+      {"priority", optional, Shape::none},
+      {"actions", optional, Shape::action},
+      {"ipv4", optional, Shape::filter},
+      {"ipv6", optional, Shape::filter},
+});
+
+constexpr auto actionKeys = std::to_array<KeyRow>({
+      {"set-dscp", required, Shape::none},
+});
+
+constexpr auto filterKeys = std::to_array<KeyRow>({
+      {"source", optional, Shape::none},
+      {"destination", optional, Shape::none},
+      {"source-except", optional, Shape::none},
+      {"destination-except", optional, Shape::none},
+      {"source-prefix-set", optional, Shape::none},
+      {"destination-prefix-set", optional, Shape::none},
+      {"payload-length", optional, Shape::none},
+      {"fragments", optional, Shape::none},
+      {"ip-ttl", optional, Shape::none},
+      {"ip-options", optional, Shape::none},
+      {"protocol", optional, Shape::none},
+      {"protocol-neighbor", optional, Shape::none},
+      {"sample", optional, Shape::sample},
+      {"protocols", optional, Shape::protocol},
+});
+
+constexpr auto sampleKeys = std::to_array<KeyRow>({
+      {"data", required, Shape::none},
+      {"mask", required, Shape::none},
+      {"field", optional, Shape::none},
+});
+
+constexpr auto protocolKeys = std::to_array<KeyRow>({
+      {"protocol", required, Shape::none},
+      {"ports", optional, Shape::portEntry},
+      {"tcp-flags", optional, Shape::tcpFlags},
+      {"icmp-types", optional, Shape::none},
+});
+
+constexpr auto portEntryKeys = std::to_array<KeyRow>({
+      {"source", optional, Shape::none},
+      {"destination", optional, Shape::none},
+      {"source-set", optional, Shape::none},
+      {"destination-set", optional, Shape::none},
+});
+
+constexpr auto tcpFlagsKeys = std::to_array<KeyRow>({
+      {"flags", required, Shape::none},
+      {"mask", required, Shape::none},
+});
+
+// In the order of `Shape`.
+constexpr auto shapeRows = std::to_array<ShapeRow>({
+      {"the file", fileKeys},
+      {"hardware", hardwareKeys},
+      {"feature-toggles", {}},
+      {"a policy", policyKeys},
+      {"interfaces", interfacesKeys},
+      {"a class", classKeys},
+      {"an action", actionKeys},
+      {"a filter", filterKeys},
+      {"sample", sampleKeys},
+      {"a protocol", protocolKeys},
+      {"a port entry", portEntryKeys},
+      {"a TCP-flag match", tcpFlagsKeys},
+      {"", {}},
+});
+static_assert(shapeRows.size() == static_cast<std::size_t>(Shape::none) + 1);
+
+// In the order of `ActionKind`.
+constexpr auto actions = std::to_array<ActionWord>({
+      {"sample", ActionKind::sample},
+      {"sample-all", ActionKind::sampleAll},
+      {"set-dscp", ActionKind::setDscp},
+      {"permit", ActionKind::permit},
+      {"drop", ActionKind::drop},
+      {"count", ActionKind::count},
+      {"police", ActionKind::police},
+      {"redirect", ActionKind::redirect},
+      {"mirror", ActionKind::mirror},
+      {"set-traffic-class", ActionKind::setTrafficClass},
+      {"set-vlan", ActionKind::setVlan},
+      {"log", ActionKind::log},
+      {"nat", ActionKind::nat},
+});
+
+constexpr bool inOrder() {
+   for (std::size_t i = 0; i < actions.size(); ++i) {
+      if (static_cast<std::size_t>(actions[i].kind) != i) {
+         return false;
+      }
+   }
+   return true;
+}
+static_assert(inOrder());
+
+constexpr auto protocols = std::to_array<NumberWord>({
+      {"icmp", 1},
+      {"tcp", 6},
+      {"udp", 17},
+});
+
+constexpr auto tcpFlags = std::to_array<NumberWord>({
+      {"fin", 0x01},
+      {"syn", 0x02},
+      {"rst", 0x04},
+      {"psh", 0x08},
+      {"ack", 0x10},
+      {"urg", 0x20},
+      {"ece", 0x40},
+      {"cwr", 0x80},
+});
+
+constexpr auto sampleFields = std::to_array<FieldWord>({
+      {"checksum", SampleField::checksum},
+      {"ip-id", SampleField::ipId},
+});
+
+} // namespace
+
+const ShapeRow& shapeOf(Shape shape) {
+   return shapeRows[static_cast<std::size_t>(shape)];
+}
+
+std::span<const ActionWord> actionWords() {
+   return actions;
+}
+std::span<const NumberWord> protocolWords() {
+   return protocols;
+}
+std::span<const NumberWord> tcpFlagWords() {
+   return tcpFlags;
+}
+std::span<const FieldWord> sampleFieldWords() {
+   return sampleFields;
+}
+
+std::string_view actionName(ActionKind kind) {
+   return actions[static_cast<std::size_t>(kind)].word;
+}
+
+} // namespace Agent

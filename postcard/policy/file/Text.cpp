@@ -1,0 +1,193 @@
+// Reading a file and checking its characters. See `PolicyFileText.h`.
+
+#include "postcard/policy/file/Text.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace Agent {
+
+namespace {
+
+// A descriptor that closes itself.
+class Descriptor {
+ public:
+   explicit Descriptor(int number) : number_(number) {}
+   Descriptor(const Descriptor&) = delete;
+   Descriptor& operator=(const Descriptor&) = delete;
+   ~Descriptor() {
+      if (number_ >= 0) {
+         ::close(number_);
+      }
+   }
+   int number() const { return number_; }
+
+ private:
+   int number_;
+};
+
+Finding systemFailure(std::string_view what) {
+   return {{}, fmt::format("{}: {}", what, std::generic_category().message(errno))};
+}
+
+Finding tooLong(std::size_t maxBytes) {
+   return {{}, fmt::format("the file is longer than {} bytes", maxBytes)};
+}
+
+std::string_view fileKind(mode_t mode) {
+   if (S_ISDIR(mode)) {
+      return "a directory";
+   }
+   if (S_ISFIFO(mode)) {
+      return "a pipe";
+   }
+   if (S_ISSOCK(mode)) {
+      return "a socket";
+   }
+   return "a device";
+}
+
+// The file may grow while it is read (somebody appends to it), so the limit is kept here too.
+std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std::size_t maxBytes) {
+   std::string text;
+   text.reserve(size);
+   std::array<char, 65536> buffer{};
+   for (;;) {
+      const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
+      if (count == 0) {
+         return text;
+      }
+      if (count < 0 && errno != EINTR) {
+         return systemFailure("cannot read");
+      }
+      if (count > 0) {
+         text.append(buffer.data(), static_cast<std::size_t>(count));
+      }
+      if (text.size() > maxBytes) {
+         return tooLong(maxBytes);
+      }
+   }
+}
+
+// Bytes that follow the first one, and the smallest character that needs so many.
+struct Form {
+   std::size_t length;
+   char32_t smallest;
+   unsigned char mask;
+};
+
+Form formOf(unsigned char first) {
+   if ((first & 0xe0U) == 0xc0U) {
+      return {2, 0x80, 0x1f};
+   }
+   if ((first & 0xf0U) == 0xe0U) {
+      return {3, 0x800, 0x0f};
+   }
+   if ((first & 0xf8U) == 0xf0U) {
+      return {4, 0x10000, 0x07};
+   }
+   return {0, 0, 0};
+}
+
+std::string_view byteOrderMark(std::string_view text) {
+   if (text.starts_with("\xef\xbb\xbf")) {
+      return "the file starts with a byte order mark (expected UTF-8 without one)";
+   }
+   if (text.starts_with("\xff\xfe") || text.starts_with("\xfe\xff")) {
+      return "the file is UTF-16 (expected UTF-8)";
+   }
+   return {};
+}
+
+std::string refusal(std::string_view rest, const Decoded& decoded) {
+   if (!decoded.valid) {
+      return fmt::format("byte 0x{:02x} is not UTF-8", static_cast<unsigned char>(rest.front()));
+   }
+   return fmt::format("character U+{:04X} is not allowed in a policy file",
+                      static_cast<std::uint32_t>(decoded.character));
+}
+
+// A carriage return ends a line unless a line feed follows, which then ends it.
+void advance(Location& location, std::string_view rest) {
+   const bool brokenLater = rest.starts_with("\r\n");
+   if ((rest.front() == '\n' || rest.front() == '\r') && !brokenLater) {
+      ++location.line;
+      location.column = 1;
+   } else {
+      ++location.column;
+   }
+}
+
+} // namespace
+
+Decoded decodeUtf8(std::string_view text) {
+   const auto first = static_cast<unsigned char>(text.front());
+   if (first < 0x80) {
+      return {first, 1, true};
+   }
+   const Form form = formOf(first);
+   char32_t character = first & form.mask;
+   for (std::size_t i = 1; i < form.length; ++i) {
+      const auto next = i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
+      if ((next & 0xc0U) != 0x80U) {
+         return {replacementCharacter, 1, false};
+      }
+      character = character << 6U | (next & 0x3fU);
+   }
+   const bool surrogate = character >= 0xd800 && character <= 0xdfff;
+   if (form.length == 0 || character < form.smallest || character > 0x10ffff || surrogate) {
+      return {replacementCharacter, 1, false};
+   }
+   return {character, form.length, true};
+}
+
+bool isPrintable(char32_t character) {
+   if (character < 0xa0) {
+      return character >= 0x20 && character < 0x7f;
+   }
+   const bool separator = character == 0x2028 || character == 0x2029;
+   const bool noncharacter = (character & 0xfffeU) == 0xfffeU;
+   return !separator && !noncharacter && character != 0xfeff;
+}
+
+std::variant<std::string, Finding> readPolicyText(const std::string& path, std::size_t maxBytes) {
+   // Opening a pipe would wait for a writer; the flag only matters for what is refused next.
+   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+   struct stat status = {};
+   if (file.number() < 0 || ::fstat(file.number(), &status) != 0) {
+      return systemFailure("cannot open");
+   }
+   if (!S_ISREG(status.st_mode)) {
+      return Finding{{},
+                     fmt::format("expected a regular file, found {}", fileKind(status.st_mode))};
+   }
+   const auto size = static_cast<std::size_t>(status.st_size);
+   return size > maxBytes ? tooLong(maxBytes) : readAll(file.number(), size, maxBytes);
+}
+
+std::optional<Finding> checkText(std::string_view text) {
+   Location location{1, 1};
+   if (const std::string_view mark = byteOrderMark(text); !mark.empty()) {
+      return Finding{location, std::string(mark)};
+   }
+   while (!text.empty()) {
+      const Decoded decoded = decodeUtf8(text);
+      const bool blank =
+            decoded.character == '\t' || decoded.character == '\n' || decoded.character == '\r';
+      if (!decoded.valid || (!blank && !isPrintable(decoded.character))) {
+         return Finding{location, refusal(text, decoded)};
+      }
+      advance(location, text);
+      text.remove_prefix(decoded.length);
+   }
+   return std::nullopt;
+}
+
+} // namespace Agent

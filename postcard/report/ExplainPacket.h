@@ -1,0 +1,22 @@
+// `explainPackets`: what happens to single packets, class by class. Relies on `ExplainedAcl`.
+#pragma once
+
+#include "postcard/report/ExplainAcl.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace Cli {
+
+// For people.
+std::string explainPacketsText(std::vector<ExplainedAcl>& acls,
+                               const std::vector<RulesClient::Packet>& packets);
+
+// For programs: a list of {"packet", "acls"}; a packet that matches no rule has null for "rule" and
+// "class". "notReached" are the classes behind "class" that would have the packet without it.
+nlohmann::ordered_json explainPacketsJson(std::vector<ExplainedAcl>& acls,
+                                          const std::vector<RulesClient::Packet>& packets);
+
+} // namespace Cli

@@ -1,0 +1,278 @@
+// Hostile texts: whatever a file holds, the answer comes within a second and 256 MiB. Every text is
+// read in a process of its own, whose processor time and peak memory are then known exactly.
+
+#include "postcard/policy/file/PolicyFile.h"
+#include "postcard/policy/file/PolicyFileFrames.h"
+#include "support/Sanitized.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Agent {
+namespace {
+
+using TestSupport::patience;
+using TestSupport::sanitized;
+
+constexpr std::size_t mebibyte = 1U << 20U;
+
+std::string repeated(std::string_view piece, std::size_t count) {
+   std::string text;
+   text.reserve(piece.size() * count);
+   for (std::size_t i = 0; i < count; ++i) {
+      text += piece;
+   }
+   return text;
+}
+
+std::string numbered(std::size_t count, const std::function<std::string(std::size_t)>& piece) {
+   std::string text;
+   for (std::size_t i = 0; i < count; ++i) {
+      text += piece(i);
+   }
+   return text;
+}
+
+struct Usage {
+   bool ended = false; // by itself and with the expected answer
+   double seconds = 0;
+   long kibibytes = 0;
+};
+
+// Reads what `make` makes in a child, and expects findings that contain `expected`, or none when it
+// is empty.
+Usage read(const std::function<std::string()>& make, std::string_view expected) {
+   const pid_t child = ::fork();
+   if (child == 0) {
+      const LoadResult result = parsePolicyText(make(), "F");
+      const std::string findings = formatFindings(result);
+      const bool good =
+            expected.empty() ? findings.empty() : findings.find(expected) != std::string::npos;
+      ::_exit(good ? 0 : 1);
+   }
+   int status = -1;
+   struct rusage usage = {};
+   if (child < 0 || ::wait4(child, &status, 0, &usage) != child) {
+      return {};
+   }
+   const auto seconds = [](const timeval& time) {
+      return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+   };
+   return {WIFEXITED(status) && WEXITSTATUS(status) == 0,
+           seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
+}
+
+struct Hostile {
+   const char* name;
+   std::function<std::string()> text;
+   const char* finding; // empty: accepted
+};
+
+const char* const tooMany = "the file holds more than 200000 keys, values, lists and mappings";
+const char* const tooDeep = "lists and mappings are nested deeper than 32";
+
+std::string inClasses(const std::string& classes) {
+   return framed(Frame::policy, "  classes:\n" + classes);
+}
+
+std::string inFilter(const std::string& head, const std::string& middle, const std::string& tail) {
+   return framed(Frame::ipv4, "      " + head + middle + tail + "\n");
+}
+
+std::string aliasBomb() {
+   std::string text = "a0: &a0 [x, x, x, x, x, x, x, x, x]\n";
+   for (int i = 1; i < 100; ++i) {
+      text += fmt::format("a{0}: &a{0} [*a{1}, *a{1}, *a{1}, *a{1}, *a{1}, *a{1}, *a{1}, *a{1}]\n",
+                          i, i - 1);
+   }
+   return text + "policies: *a99\n";
+}
+
+void expectCheap(const Hostile& row) {
+   const Usage usage = read(row.text, row.finding);
+   EXPECT_TRUE(usage.ended) << row.name;
+   EXPECT_LT(usage.seconds, 1.0 * patience) << row.name;
+   if (!sanitized) {
+      EXPECT_LT(usage.kibibytes, 256 * 1024) << row.name;
+   }
+   if (::getenv("POSTCARD_SHOW_USAGE") != nullptr) {
+      fmt::print("{:40} {:6.0f} ms {:4} MiB\n", row.name, usage.seconds * 1000,
+                 usage.kibibytes / 1024);
+   }
+}
+
+TEST(PolicyFileLimits, hostileYaml) {
+   const Hostile rows[] = {
+         {"list brackets", [] { return repeated("[", 10 * mebibyte); }, tooDeep},
+         {"mapping braces", [] { return repeated("{a: ", 5 * mebibyte / 2); }, tooDeep},
+         {"dashes", [] { return repeated("- ", 5 * mebibyte); }, tooDeep},
+         {"question marks", [] { return repeated("? ", 5 * mebibyte); }, tooDeep},
+         {"indentation",
+          [] { return numbered(4000, [](std::size_t i) { return std::string(i, ' ') + "a:\n"; }); },
+          tooDeep},
+         {"alias bomb", aliasBomb, "alias '*a0' is not accepted"},
+         {"one plain scalar", [] { return "a: " + repeated("x", 15 * mebibyte); }, "unknown key"},
+         {"one quoted scalar", [] { return "a: \"" + repeated("x", 15 * mebibyte) + "\""; },
+          "unknown key"},
+         {"one key", [] { return "? " + repeated("x", 15 * mebibyte); }, "unknown key"},
+         {"one block scalar", [] { return "a: |\n" + repeated("\n", 15 * mebibyte) + " x"; },
+          "unknown key"},
+         {"many lines folded", [] { return "a: \"" + repeated(" \n", 7 * mebibyte) + "\""; },
+          "unknown key"},
+         {"escapes", [] { return "a: \"" + repeated("\\L", 7 * mebibyte) + "\""; }, "unknown key"},
+         {"blank lines", [] { return repeated("\n", 15 * mebibyte) + "policies: []"; }, ""},
+         {"one comment", [] { return "#" + repeated("#", 15 * mebibyte) + "\npolicies: []"; }, ""},
+         {"list of numbers", [] { return "a: [" + repeated("1,", 7 * mebibyte) + "1]"; }, tooMany},
+         {"anchors", [] { return "a: [" + repeated("&a b,", 2 * mebibyte) + "]"; },
+          "anchor '&a' is not accepted"},
+         {"anchor name", [] { return "a: &" + repeated("x", 15 * mebibyte) + " b"; }, "anchor"},
+         {"alias name", [] { return "a: *" + repeated("x", 15 * mebibyte); }, "alias"},
+         {"tag", [] { return "a: !" + repeated("x", 15 * mebibyte) + " b"; }, "tag '!xxx"},
+         {"tag directives",
+          [] {
+             return numbered(200000,
+                             [](std::size_t i) { return fmt::format("%TAG !t{}! tag:x\n", i); }) +
+                    "---\npolicies: []";
+          },
+          "directive"},
+         {"tag directives of a second document",
+          [] {
+             return "policies: []\n...\n" +
+                    numbered(200000,
+                             [](std::size_t i) { return fmt::format("%TAG !t{}! tag:x\n", i); }) +
+                    "---\na: 1";
+          },
+          "text after the end of the document"},
+         {"one directive",
+          [] { return "%" + repeated("x", 15 * mebibyte) + "\n---\npolicies: []"; }, "directive"},
+         {"two bytes per character",
+          [] { return "# " + repeated("ü", 7 * mebibyte) + "\npolicies: []"; }, ""},
+         {"NUL bytes", [] { return std::string(16 * mebibyte, '\0'); }, "U+0000"},
+         {"too many bytes", [] { return repeated(" ", 16 * mebibyte + 1); }, "longer than"},
+   };
+   for (const Hostile& row : rows) {
+      expectCheap(row);
+   }
+}
+
+TEST(PolicyFileLimits, hostilePolicies) {
+   const Hostile rows[] = {
+         {"a million classes", [] { return inClasses(repeated("  - {x: y}\n", 1000000)); },
+          tooMany},
+         {"a million duplicate keys", [] { return repeated("a: 1\n", 1000000); }, tooMany},
+         {"as many duplicate keys as fit", [] { return repeated("a: 1\n", 99990); },
+          "duplicate key 'a' (first at 1:1)"},
+         {"as many unknown keys as fit",
+          [] {
+             return "hardware:\n" + numbered(99990, [](std::size_t i) {
+                       return fmt::format(" tcp-flag{}: 1\n", i);
+                    });
+          },
+          "unknown key 'tcp-flag0'"},
+         {"empty policies", [] { return "policies:\n" + repeated("- {}\n", 199990); },
+          "missing key 'interfaces' in a policy"},
+         {"empty classes", [] { return inClasses(repeated("  - {}\n", 199980)); },
+          "missing key 'name'"},
+         {"misspelt classes", [] { return inClasses(repeated("  - {naem: 1}\n", 66000)); },
+          "unknown key 'naem'"},
+         {"classes",
+          [] {
+             return inClasses(numbered(
+                   66000, [](std::size_t i) { return fmt::format("  - name: c{}\n", i); }));
+          },
+          ""},
+         {"classes of a family",
+          [] {
+             return inClasses(numbered(39990, [](std::size_t i) {
+                return fmt::format("  - {{name: c{}, ipv4: {{}}}}\n", i);
+             }));
+          },
+          ""},
+         {"interfaces",
+          [] {
+             return "policies: [{name: p, interfaces: {ipv4: [" +
+                    numbered(199950,
+                             [](std::size_t i) {
+                                return fmt::format("Ethernet-of-a-long-name-{:030},", i);
+                             }) +
+                    "]}}]";
+          },
+          ""},
+         {"prefixes",
+          [] {
+             return inFilter("source: [",
+                             numbered(199950,
+                                      [](std::size_t i) {
+                                         return fmt::format("10.{}.{}.{}/32,", i >> 16U,
+                                                            i >> 8U & 255U, i & 255U);
+                                      }),
+                             "]");
+          },
+          ""},
+         {"bad prefixes",
+          [] { return inFilter("source: [", repeated("10.0.0.0/33,", 199950), "]"); },
+          "bad length"},
+         {"bad flags",
+          [] {
+             return inFilter("protocols: [{protocol: 6, tcp-flags: [{mask: [",
+                             repeated("sinn,", 199960), "]}]}]");
+          },
+          "unknown TCP flag"},
+         {"port ranges",
+          [] {
+             return inFilter(
+                   "protocols: [{protocol: 6, ports: [{source: [",
+                   numbered(60000, [](std::size_t i) { return fmt::format("{}-{},", i, i + 1); }),
+                   "]}]}]");
+          },
+          ""},
+         {"port entries",
+          [] {
+             return inFilter("protocols: [{protocol: 6, ports: [", repeated("{},", 199960), "]}]");
+          },
+          ""},
+         {"rules",
+          [] {
+             return inFilter("protocols: [{protocol: 6, ports: [",
+                             repeated("{source: [1-65534], destination: [1-65534]},", 9000), "]}]");
+          },
+          "adds 8100000 ipv4 rules"},
+   };
+   for (const Hostile& row : rows) {
+      expectCheap(row);
+   }
+}
+
+// The largest example is far from every limit.
+TEST(PolicyFileLimits, largestExampleIsFarBelow) {
+   LoadOptions options;
+   options.maxBytes /= 50;
+   options.maxNodes /= 8;
+   options.maxRules /= 50;
+   const LoadResult result =
+         loadPolicyFile(POSTCARD_SOURCE_DIR "/examples/large-datacenter.yaml", options);
+   EXPECT_TRUE(result.policyFile) << formatFindings(result);
+}
+
+TEST(PolicyFileLimits, limitsAreInclusive) {
+   const std::string text = "{policies: []}";
+   LoadOptions options;
+   options.maxNodes = 3;
+   EXPECT_TRUE(parsePolicyText(text, "F", options).policyFile);
+   options.maxNodes = 2;
+   EXPECT_EQ(findingsOf(parsePolicyText(text, "F", options)),
+             "1:12: the file holds more than 2 keys, values, lists and mappings\n");
+   EXPECT_EQ(findingsOf(parsePolicyText(repeated("[", 32) + repeated("]", 32), "F")),
+             "1:1: expected a mapping for the file, found a list\n");
+   EXPECT_EQ(findingsOf(parsePolicyText(repeated("[", 33) + repeated("]", 33), "F")),
+             "1:33: lists and mappings are nested deeper than 32\n");
+}
+
+} // namespace
+} // namespace Agent

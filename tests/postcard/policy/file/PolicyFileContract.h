@@ -1,0 +1,14 @@
+// The promises of `PolicyFile.h`, checked one by one in the plainest way. Door: `brokenPromise`.
+
+#pragma once
+
+#include "postcard/policy/file/PolicyFile.h"
+
+#include <string>
+
+namespace Agent {
+
+// The first promise of the structs that `file` breaks, in words; empty when it keeps all of them.
+std::string brokenPromise(const PolicyFile& file);
+
+} // namespace Agent

@@ -1,0 +1,15 @@
+// A policy file as text, so that tests compare printed state. Door: `dump`.
+
+#pragma once
+
+#include "postcard/policy/file/PolicyFile.h"
+
+#include <string>
+
+namespace Agent {
+
+// One line per policy, class, filter and protocol; locations as @LINE:COLUMN. What is absent is not
+// printed.
+std::string dump(const PolicyFile& file);
+
+} // namespace Agent

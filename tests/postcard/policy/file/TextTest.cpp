@@ -1,0 +1,152 @@
+// Bytes and files before they are YAML.
+
+#include "postcard/policy/file/Text.h"
+
+#include "postcard/policy/file/PolicyFileFrames.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace Agent {
+namespace {
+
+TEST(PolicyFileText, decodeUtf8) {
+   const struct {
+      Literal bytes;
+      char32_t character;
+      std::size_t length;
+      bool valid;
+   } rows[] = {
+         {"a", 'a', 1, true},
+         {"\x7f", 0x7f, 1, true},
+         {"\xc2\x80", 0x80, 2, true},
+         {"\xdf\xbf", 0x7ff, 2, true},
+         {"\xe0\xa0\x80", 0x800, 3, true},
+         {"\xef\xbf\xbf", 0xffff, 3, true},
+         {"\xf0\x90\x80\x80", 0x10000, 4, true},
+         {"\xf4\x8f\xbf\xbf", 0x10ffff, 4, true},
+         {"\x80", replacementCharacter, 1, false},         // a continuation alone
+         {"\xc3", replacementCharacter, 1, false},         // cut
+         {"\xe2\x82", replacementCharacter, 1, false},     // cut
+         {"\xc3(", replacementCharacter, 1, false},        // no continuation
+         {"\xc1\xbf", replacementCharacter, 1, false},     // overlong
+         {"\xe0\x9f\xbf", replacementCharacter, 1, false}, // overlong
+         {"\xed\xa0\x80", replacementCharacter, 1, false}, // surrogate
+         {"\xf4\x90\x80\x80", replacementCharacter, 1, false},
+         {"\xf8\x88\x80\x80\x80", replacementCharacter, 1, false},
+         {"\xff", replacementCharacter, 1, false},
+   };
+   for (const auto& row : rows) {
+      const Decoded decoded = decodeUtf8(row.bytes.view);
+      EXPECT_EQ(decoded.character, row.character) << row.bytes.view;
+      EXPECT_EQ(decoded.length, row.length) << row.bytes.view;
+      EXPECT_EQ(decoded.valid, row.valid) << row.bytes.view;
+   }
+}
+
+TEST(PolicyFileText, isPrintable) {
+   for (const char32_t character : {U' ', U'~', U'\u00a0', U'ü', U'…', U'\ue000', U'\U0001f600'}) {
+      EXPECT_TRUE(isPrintable(character)) << static_cast<std::uint32_t>(character);
+   }
+   for (const char32_t character : {0x0U, 0x9U, 0x1fU, 0x7fU, 0x80U, 0x85U, 0x9fU, 0x2028U, 0x2029U,
+                                    0xfeffU, 0xfffeU, 0xffffU, 0x1ffffU}) {
+      EXPECT_FALSE(isPrintable(character)) << static_cast<std::uint32_t>(character);
+   }
+}
+
+// A folder that goes away with the test.
+class PolicyFileReading : public testing::Test {
+ protected:
+   PolicyFileReading() {
+      std::string name = testing::TempDir() + "policy-file-XXXXXX";
+      folder_ = ::mkdtemp(name.data());
+   }
+   ~PolicyFileReading() override { std::filesystem::remove_all(folder_); }
+
+   std::string path(const std::string& name) const { return folder_ + "/" + name; }
+
+   std::string write(const std::string& name, const std::string& text) const {
+      std::ofstream(path(name), std::ios::binary) << text;
+      return path(name);
+   }
+
+   // What loading says, without the path.
+   std::string refusal(const std::string& file, const LoadOptions& options = {}) const {
+      const LoadResult result = loadPolicyFile(file, options);
+      EXPECT_FALSE(result.policyFile);
+      EXPECT_EQ(result.fileName, file);
+      return formatFindings(result).substr(file.size());
+   }
+
+ private:
+   std::string folder_;
+};
+
+TEST_F(PolicyFileReading, goodFile) {
+   const LoadResult result = loadPolicyFile(write("good", framed(Frame::klass, "    ipv4: {}\n")));
+   ASSERT_TRUE(result.policyFile);
+   EXPECT_EQ(result.policyFile->policies[0].classes[0].name.text, "c");
+   EXPECT_EQ(formatFindings(result), "");
+}
+
+TEST_F(PolicyFileReading, whatIsNoRegularFile) {
+   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+   EXPECT_EQ(refusal(path("missing")), ": cannot open: No such file or directory\n");
+   EXPECT_EQ(refusal(write("file", "") + "/x"), ": cannot open: Not a directory\n");
+   EXPECT_EQ(refusal(path("")), ": expected a regular file, found a directory\n");
+   EXPECT_EQ(refusal(path("pipe")), ": expected a regular file, found a pipe\n");
+   EXPECT_EQ(refusal("/dev/null"), ": expected a regular file, found a device\n");
+   EXPECT_EQ(refusal(""), ": cannot open: No such file or directory\n");
+}
+
+TEST_F(PolicyFileReading, socketIsRefused) {
+   const int descriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+   sockaddr_un address = {};
+   address.sun_family = AF_UNIX;
+   ASSERT_LT(path("socket").copy(address.sun_path, sizeof(address.sun_path) - 1),
+             sizeof(address.sun_path) - 1);
+   ASSERT_EQ(::bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+   EXPECT_EQ(refusal(path("socket")), ": cannot open: No such device or address\n");
+   ::close(descriptor);
+}
+
+TEST_F(PolicyFileReading, fileThatMayNotBeRead) {
+   const std::string file = write("secret", "policies: []\n");
+   ASSERT_EQ(::chmod(file.c_str(), 0), 0);
+   if (::access(file.c_str(), R_OK) == 0) {
+      GTEST_SKIP() << "this user may read everything";
+   }
+   EXPECT_EQ(refusal(file), ": cannot open: Permission denied\n");
+}
+
+TEST_F(PolicyFileReading, sizeLimitIsInclusive) {
+   LoadOptions options;
+   options.maxBytes = 13;
+   EXPECT_TRUE(loadPolicyFile(write("13", "policies: []\n"), options).policyFile);
+   EXPECT_EQ(refusal(write("14", "policies: []\n\n"), options),
+             ": the file is longer than 13 bytes\n");
+   EXPECT_EQ(findingsOf(parsePolicyText("policies: []\n\n", "F", options)),
+             " the text is longer than 13 bytes\n");
+}
+
+// Files of /proc say that they are empty, and are not: the limit holds while reading too.
+TEST_F(PolicyFileReading, fileThatIsLongerThanItSays) {
+   LoadOptions options;
+   options.maxBytes = 10;
+   EXPECT_EQ(refusal("/proc/self/status", options), ": the file is longer than 10 bytes\n");
+}
+
+TEST_F(PolicyFileReading, fileThatCannotBeReadAfterOpening) {
+   EXPECT_EQ(refusal("/proc/self/mem"), ": cannot read: Input/output error\n");
+}
+
+} // namespace
+} // namespace Agent
