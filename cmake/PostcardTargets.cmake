@@ -69,6 +69,35 @@ function(postcard_report_unknown_targets_now)
    endforeach()
 endfunction()
 
+# Takes over the precompiled headers of `source`, a target that has called postcard_precompile().
+function(postcard_reuse_precompiled name source)
+   if(POSTCARD_PRECOMPILED_HEADERS)
+      target_precompile_headers(${name} REUSE_FROM ${source})
+      postcard_allow_precompiled(${name})
+   endif()
+endfunction()
+
+function(postcard_depend_later_precompiled name source)
+   cmake_language(EVAL CODE
+      "cmake_language(DEFER DIRECTORY [[${PROJECT_SOURCE_DIR}]] CALL postcard_reuse_precompiled [[${name}]] [[${source}]])")
+endfunction()
+
+# Lets ccache see through a precompiled header.
+function(postcard_allow_precompiled name)
+   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_compile_options(${name} PRIVATE -fpch-preprocess)
+   endif()
+endfunction()
+
+# Compiles headers once that many sources read: foreign ones, and those of the project's own that change rarely.
+# They are named in angle brackets, so that the result does not hold the path of the checkout.
+function(postcard_precompile name)
+   if(POSTCARD_PRECOMPILED_HEADERS)
+      target_precompile_headers(${name} PRIVATE ${ARGN})
+      postcard_allow_precompiled(${name})
+   endif()
+endfunction()
+
 function(postcard_add_folders)
    set(folders ${ARGN})
    if(NOT folders)
@@ -177,8 +206,11 @@ function(postcard_test name)
    endif()
    postcard_plain_executable(test-${name} "${sources}" ${arg_DEPENDS})
    postcard_add_places(test-${name} RELATIVE)
-   target_link_libraries(test-${name} PRIVATE postcard::rapidcheck postcard::gtest)
+   target_link_libraries(test-${name} PRIVATE postcard::fmt postcard::rapidcheck postcard::gtest)
    postcard_depend_later(test-${name} PRIVATE TestMain)
+   # What is tested is optimised; the tests themselves are only waited for while they compile.
+   target_compile_options(test-${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
+   postcard_depend_later_precompiled(test-${name} TestHeaders)
    # Death tests run the binary anew: forking a process that has threads or open rings proves little.
    add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe
             WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")

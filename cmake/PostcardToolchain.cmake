@@ -22,7 +22,8 @@ if(POSTCARD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
    if(POSTCARD_CCACHE_PROGRAM)
       # Build folders share results: the folder's own name enters nothing but the debug information.
       set(CMAKE_CXX_COMPILER_LAUNCHER
-          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}" "${POSTCARD_CCACHE_PROGRAM}")
+          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}"
+          CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime "${POSTCARD_CCACHE_PROGRAM}")
    endif()
 endif()
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <limits>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 namespace {
 
@@ -22,8 +22,8 @@ bool nothingRefersTo(const PolicyEntry& entry) {
 
 } // namespace
 
-PolicyAgent::PolicyAgent(const PluginHost& host, const PolicyFile& file, Options options,
-                         Hooks hooks)
+PolicyAgent::PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile& file,
+                         Options options, Hooks hooks)
    : host_{host},
      options_{options},
      hooks_{std::move(hooks)},
@@ -56,7 +56,7 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
    }
    std::size_t order = 0;
    for (const auto& version : versions) {
-      for (const Family family : families) {
+      for (const Policy::Family family : families) {
          if (version->policy.interfaces(family).empty()) {
             continue;
          }
@@ -111,7 +111,7 @@ void PolicyAgent::start() {
    pump();
 }
 
-ReloadResult PolicyAgent::reload(const PolicyFile& file) {
+ReloadResult PolicyAgent::reload(const Policy::PolicyFile& file) {
    if (file.featureToggles != featureToggles_) {
       return {false, 0, {"feature toggles are read once: restart the agent to change them"}, true};
    }
@@ -174,4 +174,4 @@ std::vector<PolicyReport> PolicyAgent::report() const {
    return reports;
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent

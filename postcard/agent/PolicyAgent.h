@@ -24,7 +24,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 class PolicyAgent {
  public:
@@ -48,7 +48,8 @@ class PolicyAgent {
    };
 
    // Nothing runs before `start`. `host` must outlive the agent.
-   PolicyAgent(const PluginHost& host, const PolicyFile& file, Options options, Hooks hooks);
+   PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile& file, Options options,
+               Hooks hooks);
    PolicyAgent(const PolicyAgent&) = delete;
    PolicyAgent& operator=(const PolicyAgent&) = delete;
    ~PolicyAgent();
@@ -67,7 +68,7 @@ class PolicyAgent {
    // Makes the policies be those of `file`, all or nothing: first all of them
    // are made on a scratch helper, and only when nothing is refused the live one changes. What the
    // file before asked for and has not begun is dropped.
-   ReloadResult reload(const PolicyFile& file);
+   ReloadResult reload(const Policy::PolicyFile& file);
 
    // Deletes every policy; `settled` tells when that has come to its end.
    void deleteAll();
@@ -130,14 +131,14 @@ class PolicyAgent {
    Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryAclConfig>
    configOf(const PolicyKey& key) const;
 
-   const PluginHost& host_;
+   const Host::PluginHost& host_;
    Options options_;
    Hooks hooks_;
-   ToggleMap featureToggles_;
+   Policy::ToggleMap featureToggles_;
    Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig> requests_;
    Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus> answers_;
    Pello::Ptr<PostcardTelemetry::HwCapability> hwCapability_;
-   HelperHandle helper_;
+   Host::HelperHandle helper_;
    std::map<PolicyKey, PolicyEntry> entries_;
    std::deque<PolicyKey> queue_; // whose steps are to be taken; may name what is gone
    std::optional<Request> inFlight_;
@@ -147,4 +148,4 @@ class PolicyAgent {
    Pello::Publisher::Subscription answerSubscription_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent

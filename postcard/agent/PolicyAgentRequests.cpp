@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 namespace {
 
@@ -258,4 +258,4 @@ Pello::Ptr<PostcardTelemetryAclConfig> PolicyAgent::configOf(const PolicyKey& ke
    return found;
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -4,19 +4,19 @@
 #include "postcard/policy/PolicyBuilder.h"
 #include "postcard/policy/PolicyDiff.h"
 
-namespace Agent {
+namespace Postcard::Agent {
 
-std::vector<std::shared_ptr<const PolicyVersion>> versionsOf(const PolicyFile& file) {
+std::vector<std::shared_ptr<const PolicyVersion>> versionsOf(const Policy::PolicyFile& file) {
    std::vector<std::shared_ptr<const PolicyVersion>> versions;
    versions.reserve(file.policies.size());
-   for (const Policy& policy : file.policies) {
+   for (const Policy::Policy& policy : file.policies) {
       versions.push_back(std::make_shared<const PolicyVersion>(
             PolicyVersion{policy, buildPolicy(policy), file.hardware.tcpFlags}));
    }
    return versions;
 }
 
-bool sameRules(const PolicyVersion& a, const PolicyVersion& b, Family family) {
+bool sameRules(const PolicyVersion& a, const PolicyVersion& b, Policy::Family family) {
    return a.tcpFlags == b.tcpFlags && samePolicyClasses(a.policy, b.policy, family);
 }
 
@@ -55,4 +55,4 @@ PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry) {
    return report;
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -13,25 +13,25 @@
 #include <utility>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Agent {
 
-inline constexpr Family families[] = {Family::ipv4, Family::ipv6};
+inline constexpr Policy::Family families[] = {Policy::Family::ipv4, Policy::Family::ipv6};
 
 // Name and family.
-using PolicyKey = std::pair<std::string, Family>;
+using PolicyKey = std::pair<std::string, Policy::Family>;
 
 // A policy as one reading of the file has it; all its families share it.
 struct PolicyVersion {
-   Policy policy;
+   Policy::Policy policy;
    Pello::Ptr<const PolicyMap::PolicyMapSmCommonData> data; // the record made of it
    bool tcpFlags = true; // the hardware of the same file matches TCP flags
 };
 
 // The policies of a file, in its order.
-std::vector<std::shared_ptr<const PolicyVersion>> versionsOf(const PolicyFile& file);
+std::vector<std::shared_ptr<const PolicyVersion>> versionsOf(const Policy::PolicyFile& file);
 
 // Whether the same rules come of both in `family`.
-bool sameRules(const PolicyVersion& a, const PolicyVersion& b, Family family);
+bool sameRules(const PolicyVersion& a, const PolicyVersion& b, Policy::Family family);
 
 // One policy in one family.
 struct PolicyEntry {
@@ -71,4 +71,4 @@ inline bool refused(const PolicyEntry& entry) {
 
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry);
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -5,15 +5,15 @@
 
 #include <algorithm>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 namespace {
 
 // First what is new, in the order of the file, then what is gone, by name.
-std::vector<Step> interfaceSteps(const PolicyEntry& entry, Family family) {
+std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family) {
    std::vector<Step> steps;
    std::vector<Orlix::IntfId> wanted;
-   for (const Name& name : entry.wanted->policy.interfaces(family)) {
+   for (const Policy::Name& name : entry.wanted->policy.interfaces(family)) {
       wanted.emplace_back(name.text);
       if (!entry.config->policyIntf(wanted.back())) {
          steps.push_back({Verb::addIntf, wanted.back()});
@@ -33,7 +33,7 @@ std::vector<Step> interfaceSteps(const PolicyEntry& entry, Family family) {
 
 } // namespace
 
-std::vector<Step> stepsOf(const PolicyEntry& entry, Family family) {
+std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family) {
    if (entry.wanted == nullptr) {
       const bool heldStill = entry.due && !entry.held.empty();
       return entry.config != nullptr || heldStill ? std::vector<Step>{{Verb::remove, {}}}
@@ -64,13 +64,13 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Family family) {
 
 std::vector<std::string>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
-           const Hardware& hardware, const PluginHost& host) {
+           const Policy::Hardware& hardware, const Host::PluginHost& host) {
    const auto capability = buildHwCapability(hardware);
    std::vector<std::string> refusals;
    for (const auto& version : versions) {
-      const HelperHandle scratch = host.makeHelper(
+      const Host::HelperHandle scratch = host.makeHelper(
             OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), capability);
-      for (const Family family : families) {
+      for (const Policy::Family family : families) {
          if (version->policy.interfaces(family).empty()) {
             continue;
          }
@@ -84,4 +84,4 @@ refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
    return refusals;
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 enum class Verb : std::uint8_t {
    build,      // makes the ACL configuration, anew when there is one, and commits it
@@ -30,12 +30,12 @@ struct Step {
 
 // The steps that lead to what is wanted of the policy in `family`, the first of which can be taken
 // when no request is in flight. None: it is there, or waits for the next attempt.
-std::vector<Step> stepsOf(const PolicyEntry& entry, Family family);
+std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family);
 
 // What a helper refuses of the policies, "name family: message" each. Made on scratch helpers of
 // `host`; nothing else changes.
 std::vector<std::string>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
-           const Hardware& hardware, const PluginHost& host);
+           const Policy::Hardware& hardware, const Host::PluginHost& host);
 
-} // namespace Agent
+} // namespace Postcard::Agent

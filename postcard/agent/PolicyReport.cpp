@@ -1,6 +1,6 @@
 #include "postcard/agent/PolicyReport.h"
 
-namespace Agent {
+namespace Postcard::Agent {
 
 std::string_view policyStateName(PolicyState state) {
    switch (state) {
@@ -33,4 +33,4 @@ std::string ReloadResult::text() const {
    return text;
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 // Where a policy stands in one family.
 enum class PolicyState : std::uint8_t {
@@ -28,7 +28,7 @@ std::string_view policyStateName(PolicyState state);
 
 struct PolicyReport {
    std::string name;
-   Family family = Family::ipv4;
+   Policy::Family family = Policy::Family::ipv4;
    PolicyState state = PolicyState::waiting;
    std::string text;     // of the plug-in or the rules client; empty when there is nothing to say
    U32 generation = 0;   // the request counter of its latest request; 0 before the first
@@ -48,4 +48,4 @@ struct ReloadResult {
    std::string text() const;
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <span>
 
-namespace RulesClient {
+namespace Postcard::Classifier {
 
 namespace {
 
@@ -77,7 +77,7 @@ U64 upperBits(unsigned length) {
 
 // ---- Packets ----
 
-void layOutAddresses(const Packet& packet, std::array<U64, mostWords>& key) {
+void layOutAddresses(const Packets::Packet& packet, std::array<U64, mostWords>& key) {
    if (packet.family == AddressFamily::ipv4) {
       key[0] = bigEndian(packet.sourceAddress()) << 32 | bigEndian(packet.destinationAddress());
       return;
@@ -88,7 +88,7 @@ void layOutAddresses(const Packet& packet, std::array<U64, mostWords>& key) {
    key[3] = bigEndian(std::span{packet.destination}.last(8));
 }
 
-std::array<U64, mostWords> layOut(const Packet& packet) {
+std::array<U64, mostWords> layOut(const Packets::Packet& packet) {
    std::array<U64, mostWords> key{};
    layOutAddresses(packet, key);
    U64& ports = key[portWord(packet.family)];
@@ -284,7 +284,7 @@ bool AclTable::attachedTo(Orlix::IntfId intf) const {
    return intf == Orlix::IntfId{} || std::ranges::binary_search(interfaces_, intf);
 }
 
-std::size_t AclTable::find(const Packet& packet) const {
+std::size_t AclTable::find(const Packets::Packet& packet) const {
    if (packet.family != family_) {
       return notFound;
    }
@@ -300,12 +300,12 @@ std::size_t AclTable::find(const Packet& packet) const {
    return found == count ? notFound : bucket->entry[found];
 }
 
-const AclTable::Entry* AclTable::lookup(const Packet& packet) const {
+const AclTable::Entry* AclTable::lookup(const Packets::Packet& packet) const {
    const std::size_t place = find(packet);
    return place == notFound ? nullptr : &entries_[place];
 }
 
-const AclTable::Entry* AclTable::hit(const Packet& packet) {
+const AclTable::Entry* AclTable::hit(const Packets::Packet& packet) {
    const std::size_t place = find(packet);
    if (place == notFound) {
       return nullptr;
@@ -314,4 +314,4 @@ const AclTable::Entry* AclTable::hit(const Packet& packet) {
    return &entries_[place];
 }
 
-} // namespace RulesClient
+} // namespace Postcard::Classifier

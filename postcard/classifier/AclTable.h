@@ -23,7 +23,7 @@
 #include <stdexcept>
 #include <vector>
 
-namespace RulesClient {
+namespace Postcard::Classifier {
 
 // The ACL cannot be held by a ternary memory; the text says what is wrong with which rule.
 class AclError : public std::runtime_error {
@@ -66,9 +66,9 @@ class AclTable {
 
    // The first entry that matches, or null. Packets of the other family match nothing. Valid as
    // long as the table is.
-   const Entry* lookup(const Packet& packet) const;
+   const Entry* lookup(const Packets::Packet& packet) const;
    // The same, and counts the hit.
-   const Entry* hit(const Packet& packet);
+   const Entry* hit(const Packets::Packet& packet);
 
  private:
    // The entries of one protocol, `2 * words()` numbers each: value and mask of the first word,
@@ -82,7 +82,7 @@ class AclTable {
    static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 
    void add(U32 index, const OruPostcardTelemetry::RuleConfig& rule);
-   std::size_t find(const Packet& packet) const;
+   std::size_t find(const Packets::Packet& packet) const;
 
    Pello::String key_;
    Orlix::AddressFamily family_;
@@ -91,4 +91,4 @@ class AclTable {
    std::vector<Orlix::IntfId> interfaces_;
 };
 
-} // namespace RulesClient
+} // namespace Postcard::Classifier

@@ -15,35 +15,36 @@
 #include <optional>
 #include <string>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
 // The command line of `postcard agent`.
 struct AgentOptions {
-   Agent::ServerOptions server;
+   Agent::Service::ServerOptions server;
    std::size_t capacity = 0;
    double answerSeconds = 10;
 };
 
 // The embedded rules client.
-std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent, const Agent::AgentServer::Later& later,
+std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
+                               const Agent::Service::AgentServer::Later& later,
                                std::size_t capacity) {
    return std::make_shared<RulesClient::SoftwareTcam>(
          agent.requests(), agent.answers(), RulesClient::SoftwareTcam::Options{capacity, later});
 }
 
 int runAgent(const AgentOptions& options) {
-   const Agent::LoadResult loaded = Agent::loadPolicyFile(options.server.policyFile);
+   const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(options.server.policyFile);
    if (!loaded.policyFile) {
       std::cerr << formatFindings(loaded);
       return exitUsage;
    }
-   Agent::applyFeatureToggles(loaded.policyFile->featureToggles);
+   Policy::applyFeatureToggles(loaded.policyFile->featureToggles);
    try {
-      Agent::AgentServer server{
+      Agent::Service::AgentServer server{
             options.server, *loaded.policyFile,
-            [&](Agent::PolicyAgent& agent, const Agent::AgentServer::Later& later) {
+            [&](Agent::PolicyAgent& agent, const Agent::Service::AgentServer::Later& later) {
                return makeTcam(agent, later, options.capacity);
             }};
       return server.run() ? exitDone : exitEnvironment;
@@ -62,7 +63,7 @@ std::string checkSeconds(const std::string& text) {
 }
 
 void addSocketOption(CLI::App& parser, std::string& path) {
-   path = Agent::defaultSocketPath();
+   path = Agent::Service::defaultSocketPath();
    parser.add_option("--socket", path, "the agent's Unix socket")
          ->type_name("PATH")
          ->capture_default_str();
@@ -114,8 +115,8 @@ int ask(const AskOptions& options, const char* command) {
       if (options.levels) {
          request["levels"] = *options.levels;
       }
-      const Agent::ControlAnswer answer =
-            Agent::requestAgent(options.socket, request.dump(), patience);
+      const Agent::Service::ControlAnswer answer =
+            Agent::Service::requestAgent(options.socket, request.dump(), patience);
       const bool document = options.format == "json" && answer.exitCode != exitEnvironment;
       (answer.exitCode == exitDone || document ? std::cout : std::cerr)
             << answer.text << std::flush;
@@ -123,7 +124,7 @@ int ask(const AskOptions& options, const char* command) {
    } catch (const nlohmann::json::exception&) {
       std::cerr << "what is asked for is no UTF-8 text\n";
       return exitUsage;
-   } catch (const Agent::ControlError& error) {
+   } catch (const Agent::Service::ControlError& error) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
    }
@@ -187,4 +188,4 @@ const Command traceLevelsCommand{"trace-levels", "Print or set the text-trace le
 const Command reloadCommand{"reload", "Make a running agent read its policy file again",
                             &declareReload};
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -4,7 +4,7 @@
 
 #include "postcard/cli/Command.h"
 
-namespace Cli {
+namespace Postcard::Cli {
 
 extern const Command agentCommand;
 extern const Command showCommand;
@@ -12,4 +12,4 @@ extern const Command statusCommand;
 extern const Command reloadCommand;
 extern const Command traceLevelsCommand;
 
-} // namespace Cli
+} // namespace Postcard::Cli

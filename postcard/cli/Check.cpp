@@ -13,11 +13,11 @@
 #include <memory>
 #include <optional>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
-using Agent::Family;
+using Policy::Family;
 using Json = nlohmann::ordered_json;
 
 // The version of the JSON output; raised when a key changes its meaning or goes.
@@ -37,8 +37,8 @@ struct ClassCost {
 
 // What one policy costs in one family.
 struct AclCost {
-   const Agent::Policy* policy;
-   Family family;
+   const Policy::Policy* policy;
+   Policy::Family family;
    std::vector<ClassCost> classes; // in the order of matching
    std::size_t entries = 0;        // their sum
 };
@@ -49,23 +49,24 @@ struct Costs {
    std::size_t entries = 0; // of all ACLs
 };
 
-AclCost costOf(const Agent::Policy& policy, Family family, const PolicyCompiler::AclConfig& acl) {
+AclCost costOf(const Policy::Policy& policy, Policy::Family family,
+               const Host::PolicyCompiler::AclConfig& acl) {
    AclCost cost{&policy, family, {}, acl.ruleByIndexs()};
    std::map<std::string_view, std::size_t> entries;
    for (const auto& rule : acl.ruleByIndex()) {
-      entries[classOfRule(rule.value()->name().view(), family)] += 1;
+      entries[Host::classOfRule(rule.value()->name().view(), family)] += 1;
    }
-   for (const Agent::Class* each : classesInOrder(policy, family)) {
+   for (const Policy::Class* each : Host::classesInOrder(policy, family)) {
       cost.classes.push_back({each->name.text, entries[each->name.text]});
    }
    return cost;
 }
 
-Costs costsOf(const PolicyChoice& choice, const Agent::PolicyFile& policyFile) {
-   const PolicyCompiler compiler{policyFile};
+Costs costsOf(const PolicyChoice& choice, const Policy::PolicyFile& policyFile) {
+   const Host::PolicyCompiler compiler{policyFile};
    Costs costs;
-   choice.forEach(policyFile, [&](const Agent::Policy& policy, Family family) {
-      const PolicyCompiler::Result result = compiler.compile(policy, family);
+   choice.forEach(policyFile, [&](const Policy::Policy& policy, Policy::Family family) {
+      const Host::PolicyCompiler::Result result = compiler.compile(policy, family);
       if (result.acl == nullptr) {
          reportRefused(policy, family, result.message);
          costs.refused.push_back(refusedJson(policy, family, result.message));
@@ -141,7 +142,7 @@ void printJson(const Costs& costs, const std::optional<std::size_t>& budget) {
    std::cout << document.dump(2) << '\n';
 }
 
-int run(const Options& options, const Agent::PolicyFile& policyFile) {
+int run(const Options& options, const Policy::PolicyFile& policyFile) {
    const Costs costs = costsOf(options.choice, policyFile);
    options.format == "json" ? printJson(costs, options.budget) : printText(costs, options.budget);
    const bool over = options.budget && costs.entries > *options.budget;
@@ -161,7 +162,7 @@ std::function<int()> declare(CLI::App& parser) {
                  "be used.");
    return [options] {
       return options->choice.run(
-            [&](const Agent::PolicyFile& policyFile) { return run(*options, policyFile); });
+            [&](const Policy::PolicyFile& policyFile) { return run(*options, policyFile); });
    };
 }
 
@@ -169,4 +170,4 @@ std::function<int()> declare(CLI::App& parser) {
 
 const Command checkCommand{"check", "Check a policy file and print what it costs", &declare};
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -7,7 +7,7 @@ namespace CLI {
 class App;
 }
 
-namespace Cli {
+namespace Postcard::Cli {
 
 enum ExitCode : int {
    exitDone = 0,
@@ -25,4 +25,4 @@ struct Command {
    std::function<int()> (*declare)(CLI::App& parser);
 };
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -12,12 +12,12 @@
 #include <memory>
 #include <string>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
-using Agent::Family;
 using OruPostcardTelemetry::PostcardTelemetryAclConfig;
+using Policy::Family;
 
 // The command line.
 struct Options {
@@ -37,18 +37,20 @@ struct Totals {
 class Output {
  public:
    virtual ~Output() = default;
-   virtual void acl(const Agent::HelperHandle& helper) = 0;
-   virtual void refused(const Agent::Policy& policy, Family family, const std::string& message) = 0;
+   virtual void acl(const Host::HelperHandle& helper) = 0;
+   virtual void refused(const Policy::Policy& policy, Policy::Family family,
+                        const std::string& message) = 0;
    virtual void finished(const Totals& totals) = 0;
 };
 
 // For people: the show text on standard output, everything else on standard error.
 class TextOutput : public Output {
  public:
-   void acl(const Agent::HelperHandle& helper) override {
+   void acl(const Host::HelperHandle& helper) override {
       showOnStandardOutput([&](U32 fd) { helper.showPostcardAcl(fd); });
    }
-   void refused(const Agent::Policy& policy, Family family, const std::string& message) override {
+   void refused(const Policy::Policy& policy, Policy::Family family,
+                const std::string& message) override {
       reportRefused(policy, family, message);
    }
    void finished(const Totals& totals) override {
@@ -60,17 +62,18 @@ class TextOutput : public Output {
 // For programs: one document at the end. Messages go to standard error as well.
 class JsonOutput : public Output {
  public:
-   void acl(const Agent::HelperHandle& helper) override {
+   void acl(const Host::HelperHandle& helper) override {
       helper.forEachAclConfig([&](const PostcardTelemetryAclConfig& config) {
-         acls_.push_back(Agent::entityJson(config));
+         acls_.push_back(Json::entityJson(config));
       });
    }
-   void refused(const Agent::Policy& policy, Family family, const std::string& message) override {
+   void refused(const Policy::Policy& policy, Policy::Family family,
+                const std::string& message) override {
       refused_.push_back(refusedJson(policy, family, message));
       reportRefused(policy, family, message);
    }
    void finished(const Totals& totals) override {
-      const nlohmann::ordered_json document{{"schema", Agent::aclJsonSchema},
+      const nlohmann::ordered_json document{{"schema", Json::aclJsonSchema},
                                             {"acls", std::move(acls_)},
                                             {"refused", std::move(refused_)},
                                             {"totals",
@@ -86,11 +89,11 @@ class JsonOutput : public Output {
 };
 
 Totals compileInto(Output& output, const PolicyChoice& choice,
-                   const Agent::PolicyFile& policyFile) {
-   const PolicyCompiler compiler{policyFile};
+                   const Policy::PolicyFile& policyFile) {
+   const Host::PolicyCompiler compiler{policyFile};
    Totals totals;
-   choice.forEach(policyFile, [&](const Agent::Policy& policy, Family family) {
-      const PolicyCompiler::Result result = compiler.compile(policy, family);
+   choice.forEach(policyFile, [&](const Policy::Policy& policy, Policy::Family family) {
+      const Host::PolicyCompiler::Result result = compiler.compile(policy, family);
       if (result.acl == nullptr) {
          totals.refused += 1;
          output.refused(policy, family, result.message);
@@ -105,7 +108,7 @@ Totals compileInto(Output& output, const PolicyChoice& choice,
    return totals;
 }
 
-int run(const Options& options, const Agent::PolicyFile& policyFile) {
+int run(const Options& options, const Policy::PolicyFile& policyFile) {
    // The same file prints the same text every time, down to the order of its interfaces.
    Kiv::processHashSeedIs(0);
    TextOutput text;
@@ -125,7 +128,7 @@ std::function<int()> declare(CLI::App& parser) {
                  "3 the helper module or standard output cannot be used.");
    return [options] {
       return options->choice.run(
-            [&](const Agent::PolicyFile& policyFile) { return run(*options, policyFile); });
+            [&](const Policy::PolicyFile& policyFile) { return run(*options, policyFile); });
    };
 }
 
@@ -133,4 +136,4 @@ std::function<int()> declare(CLI::App& parser) {
 
 const Command compileCommand{"compile", "Print the ACLs that a policy file becomes", &declare};
 
-} // namespace Cli
+} // namespace Postcard::Cli

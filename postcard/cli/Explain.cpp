@@ -14,12 +14,12 @@
 #include <iostream>
 #include <memory>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
-using Agent::Family;
-using RulesClient::Packet;
+using Packets::Packet;
+using Policy::Family;
 using Json = nlohmann::ordered_json;
 
 // The version of the JSON output; raised when a key changes its meaning or goes.
@@ -34,11 +34,11 @@ struct Options {
 };
 
 // The packets of the command line; absent when one of them cannot be read, which is then reported.
-std::optional<std::vector<Packet>> readPackets(const std::vector<std::string>& texts) {
-   std::vector<Packet> packets;
+std::optional<std::vector<Packets::Packet>> readPackets(const std::vector<std::string>& texts) {
+   std::vector<Packets::Packet> packets;
    for (const std::string& text : texts) {
       try {
-         packets.push_back(RulesClient::parsePacket(text));
+         packets.push_back(Packets::parsePacket(text));
       } catch (const Kiv::ParseError& error) {
          // Below the text, a mark where reading ended.
          std::cerr << fmt::format("--packet: {}\n   {}\n   {:>{}}\n", error.reason(), text, '^',
@@ -50,15 +50,15 @@ std::optional<std::vector<Packet>> readPackets(const std::vector<std::string>& t
 }
 
 struct Compiled {
-   std::vector<ExplainedAcl> acls;
+   std::vector<Report::ExplainedAcl> acls;
    Json refused = Json::array();
 };
 
-Compiled compile(const PolicyChoice& choice, const Agent::PolicyFile& policyFile) {
-   const PolicyCompiler compiler{policyFile};
+Compiled compile(const PolicyChoice& choice, const Policy::PolicyFile& policyFile) {
+   const Host::PolicyCompiler compiler{policyFile};
    Compiled compiled;
-   choice.forEach(policyFile, [&](const Agent::Policy& policy, Family family) {
-      const PolicyCompiler::Result result = compiler.compile(policy, family);
+   choice.forEach(policyFile, [&](const Policy::Policy& policy, Policy::Family family) {
+      const Host::PolicyCompiler::Result result = compiler.compile(policy, family);
       if (result.acl != nullptr) {
          compiled.acls.emplace_back(policy, family, policyFile.hardware, *result.acl);
          return;
@@ -79,7 +79,7 @@ void printJson(const char* key, Json content, Json refused) {
 
 // Returns what is wrong with the capture file, behind what could be read of it.
 std::string explainCapture(const Options& options, Compiled& compiled) {
-   CaptureTotals totals{compiled.acls};
+   Report::CaptureTotals totals{compiled.acls};
    std::string damage = totals.count(options.capture);
    if (options.format == "json") {
       printJson("capture", totals.json(), std::move(compiled.refused));
@@ -89,7 +89,7 @@ std::string explainCapture(const Options& options, Compiled& compiled) {
    return damage;
 }
 
-void explainPackets(const Options& options, const std::vector<Packet>& packets,
+void explainPackets(const Options& options, const std::vector<Packets::Packet>& packets,
                     Compiled& compiled) {
    if (options.format == "json") {
       printJson("packets", explainPacketsJson(compiled.acls, packets), std::move(compiled.refused));
@@ -98,8 +98,8 @@ void explainPackets(const Options& options, const std::vector<Packet>& packets,
    }
 }
 
-int explain(const Options& options, const Agent::PolicyFile& policyFile,
-            const std::vector<Packet>& packets) {
+int explain(const Options& options, const Policy::PolicyFile& policyFile,
+            const std::vector<Packets::Packet>& packets) {
    Compiled compiled = compile(options.choice, policyFile);
    const int done = compiled.refused.empty() ? exitDone : exitRefused;
    if (options.capture.empty()) {
@@ -120,10 +120,10 @@ int run(const Options& options) {
       return exitUsage;
    }
    try {
-      return options.choice.run([&](const Agent::PolicyFile& policyFile) {
+      return options.choice.run([&](const Policy::PolicyFile& policyFile) {
          return explain(options, policyFile, *packets);
       });
-   } catch (const RulesClient::CaptureError& error) {
+   } catch (const Packets::CaptureError& error) {
       std::cerr << error.what() << '\n';
       return exitUsage;
    }
@@ -157,4 +157,4 @@ std::function<int()> declare(CLI::App& parser) {
 
 const Command explainCommand{"explain", "Say what happens to packets, and why", &declare};
 
-} // namespace Cli
+} // namespace Postcard::Cli

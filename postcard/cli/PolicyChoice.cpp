@@ -10,22 +10,22 @@
 #include <iostream>
 #include <optional>
 
-namespace Cli {
+namespace Postcard::Cli {
 
-using Agent::Family;
+using Policy::Family;
 
 namespace {
 
 // Absent when the file or the choice is wrong, which is then reported.
-std::optional<Agent::PolicyFile> load(const PolicyChoice& choice) {
-   Agent::LoadResult loaded = Agent::loadPolicyFile(choice.file);
+std::optional<Policy::PolicyFile> load(const PolicyChoice& choice) {
+   Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(choice.file);
    if (!loaded.policyFile) {
       std::cerr << formatFindings(loaded);
       return std::nullopt;
    }
    bool known = true;
    for (const std::string& name : choice.policies) {
-      if (std::ranges::none_of(loaded.policyFile->policies, [&](const Agent::Policy& policy) {
+      if (std::ranges::none_of(loaded.policyFile->policies, [&](const Policy::Policy& policy) {
              return policy.name.text == name;
           })) {
          std::cerr << choice.file << ": there is no policy '" << name << "'\n";
@@ -47,27 +47,27 @@ void PolicyChoice::declare(CLI::App& parser) {
          ->check(CLI::IsMember({"ipv4", "ipv6"}));
 }
 
-int PolicyChoice::run(const std::function<int(const Agent::PolicyFile&)>& work) const {
-   const std::optional<Agent::PolicyFile> policyFile = load(*this);
+int PolicyChoice::run(const std::function<int(const Policy::PolicyFile&)>& work) const {
+   const std::optional<Policy::PolicyFile> policyFile = load(*this);
    if (!policyFile) {
       return exitUsage;
    }
    try {
       return work(*policyFile);
-   } catch (const Agent::PluginError& error) {
+   } catch (const Host::PluginError& error) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
    }
 }
 
 void PolicyChoice::forEach(
-      const Agent::PolicyFile& policyFile,
-      const std::function<void(const Agent::Policy&, Agent::Family)>& visit) const {
-   for (const Agent::Policy& policy : policyFile.policies) {
+      const Policy::PolicyFile& policyFile,
+      const std::function<void(const Policy::Policy&, Policy::Family)>& visit) const {
+   for (const Policy::Policy& policy : policyFile.policies) {
       if (!policies.empty() && std::ranges::find(policies, policy.name.text) == policies.end()) {
          continue;
       }
-      for (const Family each : {Family::ipv4, Family::ipv6}) {
+      for (const Policy::Family each : {Policy::Family::ipv4, Policy::Family::ipv6}) {
          if (!policy.interfaces(each).empty() && (family.empty() || family == familyName(each))) {
             visit(policy, each);
          }
@@ -81,13 +81,14 @@ void declareFormat(CLI::App& parser, std::string& format) {
          ->capture_default_str();
 }
 
-void reportRefused(const Agent::Policy& policy, Family family, const std::string& message) {
+void reportRefused(const Policy::Policy& policy, Policy::Family family,
+                   const std::string& message) {
    std::cerr << policy.name.text << ' ' << familyName(family) << ": " << message << '\n';
 }
 
-nlohmann::ordered_json refusedJson(const Agent::Policy& policy, Family family,
+nlohmann::ordered_json refusedJson(const Policy::Policy& policy, Policy::Family family,
                                    const std::string& message) {
    return {{"policy", policy.name.text}, {"family", familyName(family)}, {"message", message}};
 }
 
-} // namespace Cli
+} // namespace Postcard::Cli

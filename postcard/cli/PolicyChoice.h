@@ -15,7 +15,7 @@ namespace CLI {
 class App;
 }
 
-namespace Cli {
+namespace Postcard::Cli {
 
 // Which policies of which file.
 struct PolicyChoice {
@@ -28,11 +28,11 @@ struct PolicyChoice {
    // Loads the file and returns the exit code of `work`. What is wrong with the file, policies that
    // it does not have, and a helper module that `work` cannot use are reported on standard error
    // and end the command with the exit code of such a thing.
-   int run(const std::function<int(const Agent::PolicyFile&)>& work) const;
+   int run(const std::function<int(const Policy::PolicyFile&)>& work) const;
    // Shows every chosen policy in every chosen family that has interfaces, in the order of the
    // file.
-   void forEach(const Agent::PolicyFile& policyFile,
-                const std::function<void(const Agent::Policy&, Agent::Family)>& visit) const;
+   void forEach(const Policy::PolicyFile& policyFile,
+                const std::function<void(const Policy::Policy&, Policy::Family)>& visit) const;
 };
 
 // Adds --format to the command line, with the texts "text" and "json". `format` holds what is
@@ -40,9 +40,9 @@ struct PolicyChoice {
 void declareFormat(CLI::App& parser, std::string& format);
 
 // "POLICY FAMILY: message" on standard error, for a policy that was refused.
-void reportRefused(const Agent::Policy& policy, Agent::Family family, const std::string& message);
+void reportRefused(const Policy::Policy& policy, Policy::Family family, const std::string& message);
 // The same as an element of the list "refused" in JSON output.
-nlohmann::ordered_json refusedJson(const Agent::Policy& policy, Agent::Family family,
+nlohmann::ordered_json refusedJson(const Policy::Policy& policy, Policy::Family family,
                                    const std::string& message);
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -10,7 +10,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -63,4 +63,4 @@ void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
    }
 }
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -6,7 +6,7 @@
 
 #include <functional>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 // Calls `show` with an open descriptor, and passes on to standard output what it writes there. The
 // show command of a helper ignores write errors; here they are not lost. Throws std::system_error
@@ -14,4 +14,4 @@ namespace Cli {
 // failed.
 void showOnStandardOutput(const std::function<void(U32 fd)>& show);
 
-} // namespace Cli
+} // namespace Postcard::Cli

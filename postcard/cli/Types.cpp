@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -140,8 +140,8 @@ void printJson(const Types& types) {
 int run(const Options& options) {
    try {
       // The module brings the helper's own types.
-      const Agent::PluginHost host{Agent::PluginHost::defaultModule()};
-   } catch (const Agent::PluginError& error) {
+      const Host::PluginHost host{Host::PluginHost::defaultModule()};
+   } catch (const Host::PluginError& error) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
    }
@@ -178,4 +178,4 @@ std::function<int()> declare(CLI::App& parser) {
 
 const Command typesCommand{"types", "Print the types of the framework, or all about one", &declare};
 
-} // namespace Cli
+} // namespace Postcard::Cli

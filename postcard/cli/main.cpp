@@ -14,24 +14,26 @@
 
 namespace {
 
-const Cli::Command* const commands[] = {
-      &Cli::compileCommand, &Cli::checkCommand,  &Cli::explainCommand, &Cli::agentCommand,
-      &Cli::showCommand,    &Cli::statusCommand, &Cli::reloadCommand,  &Cli::traceLevelsCommand,
-      &Cli::traceCommand,   &Cli::typesCommand};
+const Postcard::Cli::Command* const commands[] = {
+      &Postcard::Cli::compileCommand, &Postcard::Cli::checkCommand,
+      &Postcard::Cli::explainCommand, &Postcard::Cli::agentCommand,
+      &Postcard::Cli::showCommand,    &Postcard::Cli::statusCommand,
+      &Postcard::Cli::reloadCommand,  &Postcard::Cli::traceLevelsCommand,
+      &Postcard::Cli::traceCommand,   &Postcard::Cli::typesCommand};
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};
    parser.set_version_flag("--version", "postcard " POSTCARD_VERSION);
    parser.require_subcommand(1);
    std::function<int()> chosen;
-   for (const Cli::Command* command : commands) {
+   for (const Postcard::Cli::Command* command : commands) {
       CLI::App* subcommand = parser.add_subcommand(command->name, command->description);
       subcommand->callback([&chosen, run = command->declare(*subcommand)] { chosen = run; });
    }
    try {
       parser.parse(argc, argv);
    } catch (const CLI::ParseError& error) {
-      return parser.exit(error) == 0 ? Cli::exitDone : Cli::exitUsage;
+      return parser.exit(error) == 0 ? Postcard::Cli::exitDone : Postcard::Cli::exitUsage;
    }
    return chosen();
 }
@@ -42,7 +44,7 @@ int withOutputWritten(int exitCode) {
       return exitCode;
    }
    std::cerr << "postcard: standard output: it cannot be written\n";
-   return Cli::exitEnvironment;
+   return Postcard::Cli::exitEnvironment;
 }
 
 } // namespace
@@ -52,6 +54,6 @@ int main(int argc, char** argv) {
       return withOutputWritten(runCommand(argc, argv));
    } catch (const std::exception& error) {
       std::cerr << "postcard: " << error.what() << '\n';
-      return Cli::exitEnvironment;
+      return Postcard::Cli::exitEnvironment;
    }
 }

@@ -7,7 +7,7 @@
 #include <dlfcn.h>
 #include <string>
 
-namespace Agent {
+namespace Postcard::Host {
 
 namespace {
 
@@ -81,4 +81,4 @@ HelperHandle PluginHost::makeHelper(
    return HelperHandle{helper};
 }
 
-} // namespace Agent
+} // namespace Postcard::Host

@@ -11,7 +11,7 @@
 #include <functional>
 #include <stdexcept>
 
-namespace Agent {
+namespace Postcard::Host {
 
 // The module cannot be used; the text says which and why.
 class PluginError : public std::runtime_error {
@@ -66,4 +66,4 @@ class PluginHost {
    Factory* factory_ = nullptr;
 };
 
-} // namespace Agent
+} // namespace Postcard::Host

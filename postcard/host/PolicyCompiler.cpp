@@ -4,17 +4,17 @@
 
 #include <algorithm>
 
-namespace Cli {
+namespace Postcard::Host {
 
-using Agent::Family;
+using Policy::Family;
 
-PolicyCompiler::PolicyCompiler(const Agent::PolicyFile& policyFile)
-   : host_{Agent::PluginHost::defaultModule()},
-     hwCapability_{buildHwCapability(policyFile.hardware)} {
-   Agent::applyFeatureToggles(policyFile.featureToggles);
+PolicyCompiler::PolicyCompiler(const Policy::PolicyFile& policyFile)
+   : host_{PluginHost::defaultModule()}, hwCapability_{buildHwCapability(policyFile.hardware)} {
+   Policy::applyFeatureToggles(policyFile.featureToggles);
 }
 
-PolicyCompiler::Result PolicyCompiler::compile(const Agent::Policy& policy, Family family) const {
+PolicyCompiler::Result PolicyCompiler::compile(const Policy::Policy& policy,
+                                               Policy::Family family) const {
    Result result{
          host_.makeHelper(OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(),
                           hwCapability_),
@@ -31,20 +31,21 @@ PolicyCompiler::Result PolicyCompiler::compile(const Agent::Policy& policy, Fami
    return result;
 }
 
-std::vector<const Agent::Class*> classesInOrder(const Agent::Policy& policy, Family family) {
-   std::vector<const Agent::Class*> classes;
-   for (const Agent::Class& each : policy.classes) {
+std::vector<const Policy::Class*> classesInOrder(const Policy::Policy& policy,
+                                                 Policy::Family family) {
+   std::vector<const Policy::Class*> classes;
+   for (const Policy::Class& each : policy.classes) {
       if (each.filter(family) != nullptr) {
          classes.push_back(&each);
       }
    }
-   std::ranges::sort(classes, {}, &Agent::Class::priority);
+   std::ranges::sort(classes, {}, &Policy::Class::priority);
    return classes;
 }
 
-std::string_view classOfRule(std::string_view rule, Family family) {
+std::string_view classOfRule(std::string_view rule, Policy::Family family) {
    const std::string mark = "-" + std::string{familyName(family)} + "-";
    return rule.substr(0, rule.rfind(mark));
 }
 
-} // namespace Cli
+} // namespace Postcard::Host

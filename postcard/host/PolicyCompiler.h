@@ -9,37 +9,38 @@
 #include <string_view>
 #include <vector>
 
-namespace Cli {
+namespace Postcard::Host {
 
 class PolicyCompiler {
  public:
    using AclConfig = OruPostcardTelemetry::PostcardTelemetryAclConfig;
 
    struct Result {
-      Agent::HelperHandle helper;      // the one that made the ACL, and made no other
+      HelperHandle helper;             // the one that made the ACL, and made no other
       Pello::Ptr<const AclConfig> acl; // null when the policy was refused
       std::string message;             // why, else empty
    };
 
    // Sets the file's feature toggles, which are read once per process: one compiler per process.
    // Throws Agent::PluginError when the module cannot be used.
-   explicit PolicyCompiler(const Agent::PolicyFile& policyFile);
+   explicit PolicyCompiler(const Policy::PolicyFile& policyFile);
 
    // A helper of its own per ACL keeps the order of the file, and no more ACLs in memory than the
    // caller keeps.
-   Result compile(const Agent::Policy& policy, Agent::Family family) const;
+   Result compile(const Policy::Policy& policy, Policy::Family family) const;
 
  private:
-   Agent::PluginHost host_;
+   PluginHost host_;
    Pello::Ptr<const PostcardTelemetry::HwCapability> hwCapability_;
 };
 
 // The classes that take part in the family, in the order in which they match. Valid as long as
 // `policy` is.
-std::vector<const Agent::Class*> classesInOrder(const Agent::Policy& policy, Agent::Family family);
+std::vector<const Policy::Class*> classesInOrder(const Policy::Policy& policy,
+                                                 Policy::Family family);
 
 // The name of the class that a rule was made for. Rules are named CLASS-FAMILY-PROTOCOL and more,
 // and what follows the class never has the family's name again.
-std::string_view classOfRule(std::string_view rule, Agent::Family family);
+std::string_view classOfRule(std::string_view rule, Policy::Family family);
 
-} // namespace Cli
+} // namespace Postcard::Host

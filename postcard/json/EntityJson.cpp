@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Json {
 
 namespace {
 
@@ -60,4 +60,4 @@ Json entityJson(const Kiv::Entity& entity) {
    return builder.take();
 }
 
-} // namespace Agent
+} // namespace Postcard::Json

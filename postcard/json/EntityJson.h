@@ -6,7 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace Agent {
+namespace Postcard::Json {
 
 // The version of the shape of ACLs in JSON; raised when an attribute changes its meaning or goes.
 inline constexpr int aclJsonSchema = 2;
@@ -16,4 +16,4 @@ inline constexpr int aclJsonSchema = 2;
 // object of somebody else's is its key. In `ruleByIndex`, for one, stand names of `ruleByName`.
 nlohmann::ordered_json entityJson(const Kiv::Entity& entity);
 
-} // namespace Agent
+} // namespace Postcard::Json

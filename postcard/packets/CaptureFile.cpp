@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <memory>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 namespace {
 
@@ -68,4 +68,4 @@ readCapture(const std::string& path,
    }
 }
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 // The file cannot be read as a capture; the text says which file and why.
 class CaptureError : public std::runtime_error {
@@ -22,4 +22,4 @@ class CaptureError : public std::runtime_error {
 std::string readCapture(const std::string& path,
                         const std::function<void(const std::variant<Packet, Undecodable>&)>& visit);
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

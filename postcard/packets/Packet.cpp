@@ -4,7 +4,7 @@
 
 #include <fmt/format.h>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 namespace {
 
@@ -86,4 +86,4 @@ std::string printPacket(const Packet& packet) {
    return packet.laterFragment ? text + " fragment" : text;
 }
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

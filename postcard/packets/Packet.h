@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 // IP protocol numbers that have a meaning here.
 inline constexpr U8 protocolIcmp = 1;
@@ -68,4 +68,4 @@ std::string protocolName(U8 protocol);
 // The names of the flags that are set, joined by commas, lowest bit first; "none" for 0.
 std::string tcpFlagNames(U8 flags);
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

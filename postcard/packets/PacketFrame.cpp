@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 namespace {
 
@@ -198,4 +198,4 @@ std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const
    return decodeByVersion(frame);
 }
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <variant>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 // What a frame begins with.
 enum class LinkType : U8 {
@@ -35,4 +35,4 @@ std::string_view undecodableText(Undecodable reason);
 // say through which one of ours it came.
 std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame);
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

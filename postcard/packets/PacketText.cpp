@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace RulesClient {
+namespace Postcard::Packets {
 
 namespace {
 
@@ -249,4 +249,4 @@ Packet parsePacket(std::string_view text) {
    return PacketParser{text}.parse();
 }
 
-} // namespace RulesClient
+} // namespace Postcard::Packets

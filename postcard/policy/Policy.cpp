@@ -1,6 +1,6 @@
 #include "postcard/policy/Policy.h"
 
-namespace Agent {
+namespace Postcard::Policy {
 
 std::string_view familyName(Family family) {
    return family == Family::ipv4 ? "ipv4" : "ipv6";
@@ -15,4 +15,4 @@ const std::vector<Name>& Policy::interfaces(Family family) const {
    return family == Family::ipv4 ? ipv4Interfaces : ipv6Interfaces;
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy

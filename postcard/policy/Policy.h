@@ -1,5 +1,5 @@
-// A policy as plain values: what a person wrote, checked, before any record of the platform exists. Relies on the
-// standard library.
+// A policy as plain values: what a person wrote, checked, before any record of the platform exists.
+// Relies on the standard library.
 //
 // All structures are plain values: copyable, comparable where that makes sense, owning what they
 // hold, free of references into the text they were read from.
@@ -16,7 +16,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy {
 
 // A place in the policy file.
 struct Location {
@@ -186,4 +186,4 @@ struct PolicyFile {
    std::vector<Policy> policies;
 };
 
-} // namespace Agent
+} // namespace Postcard::Policy

@@ -6,7 +6,7 @@
 
 #include <span>
 
-namespace Agent {
+namespace Postcard::Policy {
 
 namespace {
 
@@ -202,4 +202,4 @@ void applyFeatureToggles(const ToggleMap& toggles) {
    }
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy

@@ -6,7 +6,7 @@
 #include "PostcardTelemetry/HwCapability.h"
 #include "postcard/policy/Policy.h"
 
-namespace Agent {
+namespace Postcard::Policy {
 
 // The match option, and so the address family of rules, that stands for `family`.
 PolicyMap::ClassMapMatchOption matchOptionOf(Family family);
@@ -22,4 +22,4 @@ Pello::Ptr<PostcardTelemetry::HwCapability> buildHwCapability(const Hardware& ha
 // comes before the first one works.
 void applyFeatureToggles(const ToggleMap& toggles);
 
-} // namespace Agent
+} // namespace Postcard::Policy

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace Agent {
+namespace Postcard::Policy {
 
 namespace {
 
@@ -115,4 +115,4 @@ bool samePolicyClasses(const Policy& a, const Policy& b, Family family) {
    return document(a, family) == document(b, family);
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy

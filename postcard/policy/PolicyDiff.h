@@ -5,10 +5,10 @@
 
 #include "postcard/policy/Policy.h"
 
-namespace Agent {
+namespace Postcard::Policy {
 
 // Whether both mean the same in `family`: the classes that take part, their order, filters and
 // actions, and the policy's scope.
 bool samePolicyClasses(const Policy& a, const Policy& b, Family family);
 
-} // namespace Agent
+} // namespace Postcard::Policy

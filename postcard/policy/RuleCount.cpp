@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace Agent {
+namespace Postcard::Policy {
 
 namespace {
 
@@ -87,4 +87,4 @@ std::uint64_t ruleCount(const Filter& filter, bool tcpFlags) {
    return std::min(tcpCount + udpCount, mostRules);
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-namespace Agent {
+namespace Postcard::Policy {
 
 // Counts stop here; rules are numbered with 32 bits.
 constexpr std::uint64_t mostRules = std::uint64_t{1} << 32U;
@@ -20,4 +20,4 @@ std::uint64_t blockCount(const NumberRange& range);
 // filter that the library will refuse has some number too.
 std::uint64_t ruleCount(const Filter& filter, bool tcpFlags);
 
-} // namespace Agent
+} // namespace Postcard::Policy

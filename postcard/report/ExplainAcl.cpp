@@ -3,24 +3,25 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace Cli {
+namespace Postcard::Report {
 
-ExplainedAcl::ExplainedAcl(const Agent::Policy& policy, Agent::Family family,
-                           const Agent::Hardware& hardware, const PolicyCompiler::AclConfig& acl)
+ExplainedAcl::ExplainedAcl(const Policy::Policy& policy, Policy::Family family,
+                           const Policy::Hardware& hardware,
+                           const Host::PolicyCompiler::AclConfig& acl)
    : policy_{&policy},
      family_{family},
      hardware_{&hardware},
      table_{acl},
-     classes_{classesInOrder(policy, family)} {}
+     classes_{Host::classesInOrder(policy, family)} {}
 
-bool ExplainedAcl::concerns(const RulesClient::Packet& packet) const {
+bool ExplainedAcl::concerns(const Packets::Packet& packet) const {
    return packet.family == table_.family() && table_.attachedTo(packet.intf);
 }
 
-Explanation ExplainedAcl::explain(const RulesClient::Packet& packet) {
+Explanation ExplainedAcl::explain(const Packets::Packet& packet) {
    Explanation explanation;
    explanation.entry = table_.hit(packet);
-   for (const Agent::Class* each : classes_) {
+   for (const Policy::Class* each : classes_) {
       explanation.misses.push_back(firstMiss(*each, *hardware_, packet));
    }
    const auto matched = std::ranges::find_if(explanation.misses,
@@ -29,7 +30,7 @@ Explanation ExplainedAcl::explain(const RulesClient::Packet& packet) {
    const bool agreed = explanation.entry == nullptr
                              ? explanation.matched == classes_.size()
                              : explanation.matched < classes_.size() &&
-                                     classOfRule(explanation.entry->rule.view(), family_) ==
+                                     Host::classOfRule(explanation.entry->rule.view(), family_) ==
                                            classes_[explanation.matched]->name.text;
    if (!agreed) {
       throw std::logic_error{table_.key().str() +
@@ -39,4 +40,4 @@ Explanation ExplainedAcl::explain(const RulesClient::Packet& packet) {
    return explanation;
 }
 
-} // namespace Cli
+} // namespace Postcard::Report

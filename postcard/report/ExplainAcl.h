@@ -9,11 +9,11 @@
 #include <optional>
 #include <vector>
 
-namespace Cli {
+namespace Postcard::Report {
 
 // What becomes of a packet, and why.
 struct Explanation {
-   const RulesClient::AclTable::Entry* entry = nullptr; // the one that matches; null: none does
+   const Classifier::AclTable::Entry* entry = nullptr; // the one that matches; null: none does
    std::size_t matched =
          0; // index of its class in `ExplainedAcl::classes`; null entry: their number
    // Of every class, as in `ExplainedAcl::classes`, the first field that fails; absent: none does,
@@ -24,26 +24,26 @@ struct Explanation {
 class ExplainedAcl {
  public:
    // `policy` and `hardware` must outlive this; `acl` need not.
-   ExplainedAcl(const Agent::Policy& policy, Agent::Family family, const Agent::Hardware& hardware,
-                const PolicyCompiler::AclConfig& acl);
+   ExplainedAcl(const Policy::Policy& policy, Policy::Family family,
+                const Policy::Hardware& hardware, const Host::PolicyCompiler::AclConfig& acl);
 
-   const Agent::Policy& policy() const { return *policy_; }
-   Agent::Family family() const { return family_; }
-   const RulesClient::AclTable& table() const { return table_; }
-   const std::vector<const Agent::Class*>& classes() const { return classes_; }
+   const Policy::Policy& policy() const { return *policy_; }
+   Policy::Family family() const { return family_; }
+   const Classifier::AclTable& table() const { return table_; }
+   const std::vector<const Policy::Class*>& classes() const { return classes_; }
 
    // Whether a packet like this one is looked up here at all.
-   bool concerns(const RulesClient::Packet& packet) const;
+   bool concerns(const Packets::Packet& packet) const;
    // The packet must be of the ACL's family. Counts the hit. Throws std::logic_error when rules and
    // reasons contradict each other, which would be a defect of this program.
-   Explanation explain(const RulesClient::Packet& packet);
+   Explanation explain(const Packets::Packet& packet);
 
  private:
-   const Agent::Policy* policy_;
-   Agent::Family family_;
-   const Agent::Hardware* hardware_;
-   RulesClient::AclTable table_;
-   std::vector<const Agent::Class*> classes_; // in the order of matching
+   const Policy::Policy* policy_;
+   Policy::Family family_;
+   const Policy::Hardware* hardware_;
+   Classifier::AclTable table_;
+   std::vector<const Policy::Class*> classes_; // in the order of matching
 };
 
-} // namespace Cli
+} // namespace Postcard::Report

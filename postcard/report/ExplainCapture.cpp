@@ -8,12 +8,12 @@
 #include <bit>
 #include <optional>
 
-namespace Cli {
+namespace Postcard::Report {
 
 namespace {
 
-using RulesClient::Packet;
-using RulesClient::Undecodable;
+using Packets::Packet;
+using Packets::Undecodable;
 using Json = nlohmann::ordered_json;
 
 // One packet in this many is sampled; absent: none is.
@@ -26,11 +26,11 @@ Share observedShare(const ClassTotals& totals) {
 }
 
 // Every mask bit halves the share.
-Share expectedShare(const Agent::Class& each, Agent::Family family) {
+Share expectedShare(const Policy::Class& each, Policy::Family family) {
    if (!samples(each)) {
       return std::nullopt;
    }
-   const Agent::SampleMatch* sample = sampleOf(each, family);
+   const Policy::SampleMatch* sample = sampleOf(each, family);
    return static_cast<double>(U64{1} << (sample == nullptr ? 0 : std::popcount(sample->mask)));
 }
 
@@ -57,17 +57,19 @@ CaptureTotals::CaptureTotals(std::vector<ExplainedAcl>& acls) : acls_{acls} {
 
 std::string CaptureTotals::count(const std::string& file) {
    file_ = file;
-   return RulesClient::readCapture(file, [this](const std::variant<Packet, Undecodable>& decoded) {
-      frames_ += 1;
-      if (const auto* packet = std::get_if<Packet>(&decoded)) {
-         countPacket(*packet);
-      } else {
-         undecodable_.at(static_cast<std::size_t>(std::get<Undecodable>(decoded))) += 1;
-      }
-   });
+   return Packets::readCapture(
+         file, [this](const std::variant<Packets::Packet, Packets::Undecodable>& decoded) {
+            frames_ += 1;
+            if (const auto* packet = std::get_if<Packets::Packet>(&decoded)) {
+               countPacket(*packet);
+            } else {
+               undecodable_.at(static_cast<std::size_t>(std::get<Packets::Undecodable>(decoded))) +=
+                     1;
+            }
+         });
 }
 
-void CaptureTotals::countPacket(const Packet& packet) {
+void CaptureTotals::countPacket(const Packets::Packet& packet) {
    packets_ += 1;
    bool asked = false;
    for (std::size_t i = 0; i < acls_.size(); ++i) {
@@ -79,7 +81,7 @@ void CaptureTotals::countPacket(const Packet& packet) {
    unasked_ += asked ? 0U : 1U;
 }
 
-void CaptureTotals::countIn(ExplainedAcl& acl, AclTotals& totals, const Packet& packet) {
+void CaptureTotals::countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet) {
    const Explanation explanation = acl.explain(packet);
    totals.packets += 1;
    for (std::size_t i = 0; i < explanation.matched; ++i) {
@@ -105,14 +107,14 @@ std::string CaptureTotals::aclText(const ExplainedAcl& acl, const AclTotals& tot
          fmt::format("\n{}: {} packets, {} match a rule, {} sampled\n", acl.table().key().view(),
                      totals.packets, totals.matched, totals.sampled);
    std::size_t width = 5; // "class"
-   for (const Agent::Class* each : acl.classes()) {
+   for (const Policy::Class* each : acl.classes()) {
       width = std::max(width, each->name.text.size());
    }
    text += fmt::format("   {:<{}}  {:>10}  {:>10}  {:>10}  {:>12}  {:>12}\n", "class", width,
                        "candidates", "matched", "sampled", "observed", "expected");
    for (std::size_t i = 0; i < totals.classes.size(); ++i) {
       const ClassTotals& counts = totals.classes[i];
-      const Agent::Class& each = *acl.classes()[i];
+      const Policy::Class& each = *acl.classes()[i];
       text += fmt::format("   {:<{}}  {:>10}  {:>10}  {:>10}  {:>12}  {:>12}\n", each.name.text,
                           width, counts.candidates, counts.matched, counts.sampled,
                           shareText(observedShare(counts)),
@@ -131,7 +133,8 @@ std::string CaptureTotals::text() const {
                                   packets_, frames_ - packets_);
    for (std::size_t reason = 0; reason < undecodable_.size(); ++reason) {
       if (undecodable_[reason] != 0) {
-         text += fmt::format("   {}: {}\n", undecodableText(static_cast<Undecodable>(reason)),
+         text += fmt::format("   {}: {}\n",
+                             undecodableText(static_cast<Packets::Undecodable>(reason)),
                              undecodable_[reason]);
       }
    }
@@ -150,7 +153,7 @@ Json CaptureTotals::aclJson(const ExplainedAcl& acl, const AclTotals& totals) co
    Json classes = Json::array();
    for (std::size_t i = 0; i < totals.classes.size(); ++i) {
       const ClassTotals& counts = totals.classes[i];
-      const Agent::Class& each = *acl.classes()[i];
+      const Policy::Class& each = *acl.classes()[i];
       classes.push_back({{"class", each.name.text},
                          {"candidates", counts.candidates},
                          {"matched", counts.matched},
@@ -175,7 +178,7 @@ Json CaptureTotals::json() const {
    Json undecodable = Json::object();
    for (std::size_t reason = 0; reason < undecodable_.size(); ++reason) {
       if (undecodable_[reason] != 0) {
-         undecodable[std::string{undecodableText(static_cast<Undecodable>(reason))}] =
+         undecodable[std::string{undecodableText(static_cast<Packets::Undecodable>(reason))}] =
                undecodable_[reason];
       }
    }
@@ -191,4 +194,4 @@ Json CaptureTotals::json() const {
            {"acls", std::move(acls)}};
 }
 
-} // namespace Cli
+} // namespace Postcard::Report

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace Cli {
+namespace Postcard::Report {
 
 // Of one class of an ACL.
 struct ClassTotals {
@@ -42,8 +42,8 @@ class CaptureTotals {
       std::vector<ClassTotals> classes; // as in `ExplainedAcl::classes`
    };
 
-   void countPacket(const RulesClient::Packet& packet);
-   static void countIn(ExplainedAcl& acl, AclTotals& totals, const RulesClient::Packet& packet);
+   void countPacket(const Packets::Packet& packet);
+   static void countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet);
    std::string aclText(const ExplainedAcl& acl, const AclTotals& totals) const;
    nlohmann::ordered_json aclJson(const ExplainedAcl& acl, const AclTotals& totals) const;
 
@@ -53,7 +53,7 @@ class CaptureTotals {
    U64 frames_ = 0;
    U64 packets_ = 0;
    U64 unasked_ = 0; // packets that no ACL is asked about
-   std::array<U64, RulesClient::undecodableReasons> undecodable_{};
+   std::array<U64, Packets::undecodableReasons> undecodable_{};
 };
 
-} // namespace Cli
+} // namespace Postcard::Report

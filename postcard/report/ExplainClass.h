@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-namespace Cli {
+namespace Postcard::Report {
 
 // The field that does not match, as in the policy file.
 enum class Field : U8 {
@@ -34,13 +34,13 @@ struct Miss {
 // The first field of the class, in the order of `Field`, that the packet does not match; absent
 // when the packet belongs to the class. The class must take part in the packet's family, and be one
 // that the helper does not refuse.
-std::optional<Miss> firstMiss(const Agent::Class& each, const Agent::Hardware& hardware,
-                              const RulesClient::Packet& packet);
+std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware& hardware,
+                              const Packets::Packet& packet);
 
 // The sample bits that count for the class in the family, or null.
-const Agent::SampleMatch* sampleOf(const Agent::Class& each, Agent::Family family);
+const Policy::SampleMatch* sampleOf(const Policy::Class& each, Policy::Family family);
 
 // Whether the class has one of the two sampling actions.
-bool samples(const Agent::Class& each);
+bool samples(const Policy::Class& each);
 
-} // namespace Cli
+} // namespace Postcard::Report

@@ -4,24 +4,24 @@
 
 #include <algorithm>
 
-namespace Cli {
+namespace Postcard::Report {
 
 namespace {
 
-using RulesClient::Packet;
+using Packets::Packet;
 using Json = nlohmann::ordered_json;
 
 // What to say when the packet does not leave with the DSCP that its class sets.
-std::string markText(const Agent::Class& matched, U8 dscp) {
+std::string markText(const Policy::Class& matched, U8 dscp) {
    const auto set =
-         std::ranges::find(matched.actions, Agent::ActionKind::setDscp, &Agent::Action::kind);
+         std::ranges::find(matched.actions, Policy::ActionKind::setDscp, &Policy::Action::kind);
    return set == matched.actions.end() || set->dscp == dscp
                 ? ""
                 : fmt::format(" (the class sets {}, but its rules rewrite no bits)", set->dscp);
 }
 
 std::string resultText(const ExplainedAcl& acl, const Explanation& explanation,
-                       const Packet& packet) {
+                       const Packets::Packet& packet) {
    if (explanation.entry == nullptr) {
       return "not sampled: no rule matches";
    }
@@ -43,7 +43,7 @@ std::string classText(const Explanation& explanation, std::size_t i) {
                                    : "not reached: an earlier class has the packet";
 }
 
-std::string aclText(ExplainedAcl& acl, const Packet& packet) {
+std::string aclText(ExplainedAcl& acl, const Packets::Packet& packet) {
    const Explanation explanation = acl.explain(packet);
    std::string text =
          fmt::format("   {}: {}\n", acl.table().key().view(), resultText(acl, explanation, packet));
@@ -54,7 +54,7 @@ std::string aclText(ExplainedAcl& acl, const Packet& packet) {
    return text;
 }
 
-Json aclJson(ExplainedAcl& acl, const Packet& packet) {
+Json aclJson(ExplainedAcl& acl, const Packets::Packet& packet) {
    const Explanation explanation = acl.explain(packet);
    const auto* entry = explanation.entry;
    Json misses = Json::array();
@@ -89,9 +89,9 @@ Json aclJson(ExplainedAcl& acl, const Packet& packet) {
 } // namespace
 
 std::string explainPacketsText(std::vector<ExplainedAcl>& acls,
-                               const std::vector<Packet>& packets) {
+                               const std::vector<Packets::Packet>& packets) {
    std::string text;
-   for (const Packet& packet : packets) {
+   for (const Packets::Packet& packet : packets) {
       text += printPacket(packet) + '\n';
       bool concerned = false;
       for (ExplainedAcl& acl : acls) {
@@ -105,9 +105,10 @@ std::string explainPacketsText(std::vector<ExplainedAcl>& acls,
    return text;
 }
 
-Json explainPacketsJson(std::vector<ExplainedAcl>& acls, const std::vector<Packet>& packets) {
+Json explainPacketsJson(std::vector<ExplainedAcl>& acls,
+                        const std::vector<Packets::Packet>& packets) {
    Json list = Json::array();
-   for (const Packet& packet : packets) {
+   for (const Packets::Packet& packet : packets) {
       Json asked = Json::array();
       for (ExplainedAcl& acl : acls) {
          if (acl.concerns(packet)) {
@@ -119,4 +120,4 @@ Json explainPacketsJson(std::vector<ExplainedAcl>& acls, const std::vector<Packe
    return list;
 }
 
-} // namespace Cli
+} // namespace Postcard::Report

@@ -8,15 +8,15 @@
 #include <string>
 #include <vector>
 
-namespace Cli {
+namespace Postcard::Report {
 
 // For people.
 std::string explainPacketsText(std::vector<ExplainedAcl>& acls,
-                               const std::vector<RulesClient::Packet>& packets);
+                               const std::vector<Packets::Packet>& packets);
 
 // For programs: a list of {"packet", "acls"}; a packet that matches no rule has null for "rule" and
 // "class". "notReached" are the classes behind "class" that would have the packet without it.
 nlohmann::ordered_json explainPacketsJson(std::vector<ExplainedAcl>& acls,
-                                          const std::vector<RulesClient::Packet>& packets);
+                                          const std::vector<Packets::Packet>& packets);
 
-} // namespace Cli
+} // namespace Postcard::Report

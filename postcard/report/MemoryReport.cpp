@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-namespace Agent {
+namespace Postcard::Report {
 
 namespace {
 
@@ -64,4 +64,4 @@ std::string memoryJson(const MemoryReport& report) {
           "\n";
 }
 
-} // namespace Agent
+} // namespace Postcard::Report

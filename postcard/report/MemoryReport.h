@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Report {
 
 // One type.
 struct TypeMemory {
@@ -32,4 +32,4 @@ std::string memoryText(const MemoryReport& report);
 // All types, as one JSON document with "schema".
 std::string memoryJson(const MemoryReport& report);
 
-} // namespace Agent
+} // namespace Postcard::Report

@@ -11,7 +11,7 @@
 #include <sstream>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -41,10 +41,10 @@ std::string lineOf(const PolicyReport& report) {
 
 class AgentServer::Implementation {
  public:
-   Implementation(ServerOptions options, const PolicyFile& file,
+   Implementation(ServerOptions options, const Policy::PolicyFile& file,
                   const MakeRulesClient& makeRulesClient)
       : options_{std::move(options)},
-        host_{PluginHost::defaultModule()},
+        host_{Host::PluginHost::defaultModule()},
         answerTimer_{loop_, [this] { agent_->timeUp(); }},
         watchdog_{loop_, [this] { manager_.notify("WATCHDOG=1"); }},
         deleteTimer_{loop_, [this] { loop_.stop(); }} {
@@ -103,7 +103,7 @@ class AgentServer::Implementation {
       if (ending_) {
          return {false, 0, {"the agent is ending"}};
       }
-      const LoadResult loaded = loadPolicyFile(options_.policyFile);
+      const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(options_.policyFile);
       return loaded.policyFile ? agent_->reload(*loaded.policyFile)
                                : ReloadResult{false, 0, linesOf(formatFindings(loaded)), true};
    }
@@ -151,7 +151,7 @@ class AgentServer::Implementation {
 
    ServerOptions options_;
    EventLoop loop_; // outlives what runs on it
-   PluginHost host_;
+   Host::PluginHost host_;
    ServiceManager manager_;
    EventTimer answerTimer_;
    EventTimer watchdog_;
@@ -166,7 +166,7 @@ class AgentServer::Implementation {
    std::unique_ptr<EventSignal> interrupt_;
 };
 
-AgentServer::AgentServer(ServerOptions options, const PolicyFile& file,
+AgentServer::AgentServer(ServerOptions options, const Policy::PolicyFile& file,
                          const MakeRulesClient& makeRulesClient)
    : implementation_{std::make_unique<Implementation>(std::move(options), file, makeRulesClient)} {}
 
@@ -176,4 +176,4 @@ bool AgentServer::run() {
    return implementation_->run();
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

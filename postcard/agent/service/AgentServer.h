@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 struct ServerOptions {
    std::string policyFile; // path
@@ -36,7 +36,7 @@ class AgentServer {
 
    // `file` is what was read from `options.policyFile`. Throws ServerError, PluginError,
    // ControlError.
-   AgentServer(ServerOptions options, const PolicyFile& file,
+   AgentServer(ServerOptions options, const Policy::PolicyFile& file,
                const MakeRulesClient& makeRulesClient);
    AgentServer(const AgentServer&) = delete;
    AgentServer& operator=(const AgentServer&) = delete;
@@ -51,4 +51,4 @@ class AgentServer {
    std::unique_ptr<Implementation> implementation_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

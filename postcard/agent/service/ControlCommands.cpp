@@ -14,7 +14,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -80,9 +80,9 @@ std::string showText(const PolicyAgent& agent) {
 std::string showJson(const PolicyAgent& agent) {
    Json acls = Json::array();
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
-      acls.push_back(entityJson(config));
+      acls.push_back(Postcard::Json::entityJson(config));
    });
-   return text(Json{{"schema", aclJsonSchema}, {"acls", std::move(acls)}});
+   return text(Json{{"schema", Postcard::Json::aclJsonSchema}, {"acls", std::move(acls)}});
 }
 
 std::string reloadJson(const ReloadResult& result) {
@@ -137,7 +137,7 @@ std::string answerRequest(std::string_view line, const PolicyAgent& agent, const
       return answer(exitDone, json ? allStatusJson(agent) : statusText(agent.report()));
    }
    if (command == "memory") {
-      const MemoryReport report = memoryReport();
+      const Report::MemoryReport report = Report::memoryReport();
       return answer(exitDone, json ? memoryJson(report) : memoryText(report));
    }
    if (command == "trace-levels") {
@@ -149,4 +149,4 @@ std::string answerRequest(std::string_view line, const PolicyAgent& agent, const
    return answer(exitUsage, "unknown command '" + command + "'\n");
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

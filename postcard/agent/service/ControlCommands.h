@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 // Reads the policy file again and makes the agent follow it.
 using Reload = std::function<ReloadResult()>;
@@ -20,4 +20,4 @@ std::string answerRequest(std::string_view line, const PolicyAgent& agent, const
 // The table of `postcard status`, a line per policy and family.
 std::string statusText(const std::vector<PolicyReport>& reports);
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

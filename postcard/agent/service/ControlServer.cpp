@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -163,4 +163,4 @@ void ControlServer::gone(Connection* connection) {
    }
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 struct ControlLimits {
    std::size_t connections = 32;                  // served at a time
@@ -50,4 +50,4 @@ class ControlServer {
    bool waiting_ = false; // somebody waits outside
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

@@ -13,7 +13,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -127,4 +127,4 @@ ControlAnswer requestAgent(const std::string& path, const std::string& line,
    return {header["exit"].get<int>(), answer.substr(end + 1)};
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

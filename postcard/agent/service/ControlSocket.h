@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 // The agent cannot be reached or does not answer; the text says which socket and why.
 class ControlError : public std::runtime_error {
@@ -39,4 +39,4 @@ void checkSocketPath(const std::string& path);
 ControlAnswer requestAgent(const std::string& path, const std::string& line,
                            std::chrono::milliseconds patience);
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

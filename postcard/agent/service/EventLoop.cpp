@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -134,4 +134,4 @@ EventSignal::~EventSignal() {
    closeAndDelete(signal_);
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

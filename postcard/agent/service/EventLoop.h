@@ -13,7 +13,7 @@
 #include <uv.h>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 // The surroundings do not let the agent run: the socket, a signal, the event loop.
 class ServerError : public std::runtime_error {
@@ -86,4 +86,4 @@ class EventSignal {
    Signal* signal_; // goes when libuv has closed it
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

@@ -11,7 +11,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -60,4 +60,4 @@ void ServiceManager::notify(std::string_view assignment) const {
    static_cast<void>(sent); // see the contract
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 class ServiceManager {
  public:
@@ -27,4 +27,4 @@ class ServiceManager {
    std::optional<std::chrono::milliseconds> watchdogInterval_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

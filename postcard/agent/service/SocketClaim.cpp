@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 namespace {
 
@@ -78,4 +78,4 @@ SocketClaim::SocketClaim(const std::string& path) : lock_{openLock(path)} {
    clearStaleSocket(path);
 }
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

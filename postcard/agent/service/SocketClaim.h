@@ -7,7 +7,7 @@
 
 #include <string>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 class SocketClaim {
  public:
@@ -20,4 +20,4 @@ class SocketClaim {
    Pello::FileDescriptor lock_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

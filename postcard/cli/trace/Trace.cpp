@@ -18,7 +18,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -180,8 +180,8 @@ TraceOutput::Layout layoutOf(const Options& options) {
 // The types of values that only the module knows. Without it their texts say what is missing.
 void loadTypes() {
    try {
-      const Agent::PluginHost host{Agent::PluginHost::defaultModule()};
-   } catch (const Agent::PluginError&) {
+      const Host::PluginHost host{Host::PluginHost::defaultModule()};
+   } catch (const Host::PluginError&) {
       return;
    }
 }
@@ -249,4 +249,4 @@ std::function<int()> declare(CLI::App& parser) {
 
 const Command traceCommand{"trace", "Print the traces in ring files", &declare};
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -3,8 +3,8 @@
 
 #include "postcard/cli/Command.h"
 
-namespace Cli {
+namespace Postcard::Cli {
 
 extern const Command traceCommand;
 
-} // namespace Cli
+} // namespace Postcard::Cli

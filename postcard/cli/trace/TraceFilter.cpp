@@ -7,7 +7,7 @@
 #include <chrono>
 #include <stdexcept>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -77,4 +77,4 @@ std::string functionOf(const Ringlog::Descriptor& site) {
    return site.className.empty() ? site.functionName : site.className + "::" + site.functionName;
 }
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -12,7 +12,7 @@
 #include <regex.h>
 #include <string>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 // Without a setting it wants every record. Each setting throws `std::invalid_argument` that says
 // what was expected when it cannot be read.
@@ -41,4 +41,4 @@ class TraceFilter {
 // `class::function`, or the name alone of a free function.
 std::string functionOf(const Ringlog::Descriptor& site);
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -11,7 +11,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -66,7 +66,7 @@ std::string textOf(const Ringlog::Record& record, const std::string& process) {
 std::string oneLine(std::string_view text) {
    std::string out;
    while (!text.empty()) {
-      const Agent::Decoded decoded = Agent::decodeUtf8(text);
+      const Policy::File::Decoded decoded = Policy::File::decodeUtf8(text);
       const std::string_view bytes = text.substr(0, decoded.length);
       if (!decoded.valid || breaksLine(decoded.character)) {
          escape(out, bytes);
@@ -112,4 +112,4 @@ void TraceOutput::flush() {
    waiting_.clear();
 }
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 class TraceOutput {
  public:
@@ -32,4 +32,4 @@ class TraceOutput {
 // and bytes that are no UTF-8 are written as \n, \t, \x1b and the like.
 std::string oneLine(std::string_view text);
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <cmath>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -150,4 +150,4 @@ std::optional<Microseconds> timeOf(std::string_view text, Microseconds now) {
    return pointOf(text);
 }
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 // Microseconds since 1970-01-01 00:00 UTC.
 using Microseconds = std::int64_t;
@@ -21,4 +21,4 @@ std::string timeText(Microseconds time);
 // `now`, a number and one of the units s, m, h, d. Nothing for any other text.
 std::optional<Microseconds> timeOf(std::string_view text, Microseconds now);
 
-} // namespace Cli
+} // namespace Postcard::Cli

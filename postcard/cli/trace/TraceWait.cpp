@@ -8,7 +8,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 namespace {
 
@@ -89,4 +89,4 @@ bool TraceWait::next(std::chrono::milliseconds interval) const {
    return stopped == 0 && waited.front().revents == 0;
 }
 
-} // namespace Cli
+} // namespace Postcard::Cli

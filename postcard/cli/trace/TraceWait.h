@@ -8,7 +8,7 @@
 #include <chrono>
 #include <vector>
 
-namespace Cli {
+namespace Postcard::Cli {
 
 class TraceWait {
  public:
@@ -38,4 +38,4 @@ class TraceWait {
    std::vector<Writer> writers_;
 };
 
-} // namespace Cli
+} // namespace Postcard::Cli

@@ -14,7 +14,7 @@
 #include <optional>
 #include <unordered_map>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -329,4 +329,4 @@ Document::Document(std::string_view text, std::size_t maxNodes, Findings& findin
    }
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 enum class NodeKind : std::uint8_t {
    plain,    // a scalar without quotes: may be read as a number, a boolean or nothing
@@ -85,4 +85,4 @@ class Document {
    std::vector<Node> nodes_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -6,7 +6,7 @@
 #include <cassert>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 Fields::Fields(const Node& mapping, Shape shape, const Values& values)
    : shape_(&shapeOf(shape)), fields_{} {
@@ -62,4 +62,4 @@ void Fields::reportMissing(const Node& mapping, const Values& values) const {
    }
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -7,7 +7,7 @@
 #include <tuple>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -332,4 +332,4 @@ Filter readFilter(const Node& key, const Node& value, const FilterRules& rules,
    return FilterReader(rules, values).read(key, value);
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -6,7 +6,7 @@
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/policy/file/Values.h"
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // What the surroundings of a filter decide about it.
 struct FilterRules {
@@ -22,4 +22,4 @@ struct FilterRules {
 Filter readFilter(const Node& key, const Node& value, const FilterRules& rules,
                   const Values& values);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -14,7 +14,7 @@
 #include <tuple>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -125,4 +125,4 @@ std::string unknownWord(std::string_view noun, std::string_view text,
                       guess.empty() ? "" : fmt::format("; did you mean '{}'?", guess));
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 class Findings {
  public:
@@ -59,4 +59,4 @@ std::string_view closest(std::string_view text, std::span<const std::string_view
 std::string unknownWord(std::string_view noun, std::string_view text,
                         std::span<const std::string_view> words);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

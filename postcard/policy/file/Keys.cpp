@@ -5,7 +5,7 @@
 #include <array>
 #include <cstddef>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -178,4 +178,4 @@ std::string_view actionName(ActionKind kind) {
    return actions[static_cast<std::size_t>(kind)].word;
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // The mappings of a policy file.
 enum class Shape : std::uint8_t {
@@ -91,4 +91,4 @@ const Row* findWord(std::span<const Row> rows, std::string_view word) {
 // The action's word in the policy file, such as "set-traffic-class".
 std::string_view actionName(ActionKind kind);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

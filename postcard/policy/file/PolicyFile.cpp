@@ -11,7 +11,7 @@
 
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -79,4 +79,4 @@ LoadResult loadPolicyFile(const std::string& path, const LoadOptions& options) {
    return parsePolicyText(std::get<std::string>(content), path, options);
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

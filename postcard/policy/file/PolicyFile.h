@@ -18,7 +18,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // One thing that is wrong.
 struct Finding {
@@ -77,4 +77,4 @@ LoadResult loadPolicyFile(const std::string& path, const LoadOptions& options = 
 LoadResult parsePolicyText(std::string_view text, const std::string& fileName,
                            const LoadOptions& options = {});
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

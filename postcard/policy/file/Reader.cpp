@@ -12,7 +12,7 @@
 #include <limits>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -336,4 +336,4 @@ PolicyFile readPolicyFile(const Node& root, const LoadOptions& options, Findings
    return Reader(options, findings).read(root);
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -8,9 +8,9 @@
 #include "postcard/policy/file/Findings.h"
 #include "postcard/policy/file/PolicyFile.h"
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // The policy file under `root`; good for use only when nothing was added to `findings`.
 PolicyFile readPolicyFile(const Node& root, const LoadOptions& options, Findings& findings);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -12,7 +12,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -190,4 +190,4 @@ std::optional<Finding> checkText(std::string_view text) {
    return std::nullopt;
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

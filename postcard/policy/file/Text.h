@@ -12,7 +12,7 @@
 #include <string_view>
 #include <variant>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 struct Decoded {
    char32_t character = 0; // U+FFFD when the bytes are not UTF-8
@@ -39,4 +39,4 @@ std::variant<std::string, Finding> readPolicyText(const std::string& path, std::
 // numbers of findings.
 std::optional<Finding> checkText(std::string_view text);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

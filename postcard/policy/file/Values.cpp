@@ -9,7 +9,7 @@
 #include <limits>
 #include <sys/socket.h>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -242,4 +242,4 @@ void Values::mismatch(const Node& node, std::string_view expected, std::string_v
    }
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -23,7 +23,7 @@
 #include <string_view>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // A number as YAML's core schema writes it, without a sign: decimal, 0x… or 0o…. Nothing when
 // `text` is none; a decimal with a leading zero is none either, since readers disagree whether it
@@ -143,4 +143,4 @@ class Once {
    std::map<Key, Location> places_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

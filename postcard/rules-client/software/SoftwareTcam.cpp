@@ -5,7 +5,7 @@
 #include <numeric>
 #include <utility>
 
-namespace RulesClient {
+namespace Postcard::RulesClient {
 
 namespace {
 
@@ -36,18 +36,18 @@ std::size_t SoftwareTcam::used() const {
                                 [](const auto& acl) { return acl.second.entries().size(); });
 }
 
-const AclTable* SoftwareTcam::acl(const Pello::String& key) const {
+const Classifier::AclTable* SoftwareTcam::acl(const Pello::String& key) const {
    const auto found = acls_.find(key);
    return found == acls_.end() ? nullptr : &found->second;
 }
 
-std::vector<SoftwareTcam::Verdict> SoftwareTcam::classify(const Packet& packet) {
+std::vector<SoftwareTcam::Verdict> SoftwareTcam::classify(const Packets::Packet& packet) {
    std::vector<Verdict> verdicts;
    for (auto& [key, table] : acls_) {
       if (!table.attachedTo(packet.intf)) {
          continue;
       }
-      if (const AclTable::Entry* entry = table.hit(packet)) {
+      if (const Classifier::AclTable::Entry* entry = table.hit(packet)) {
          verdicts.push_back(
                {key, entry->index, entry->rule, entry->sampled, entry->dscpAfter(packet.dscp)});
       }
@@ -135,14 +135,14 @@ std::string SoftwareTcam::perform() {
 // comes as an update, and a restarted agent creates what is held already.
 std::string SoftwareTcam::program(const Config& request) {
    try {
-      return hold(AclTable{*request.aclConfig()});
-   } catch (const AclError& error) {
+      return hold(Classifier::AclTable{*request.aclConfig()});
+   } catch (const Classifier::AclError& error) {
       return fmt::format("invalid: {}", error.what());
    }
 }
 
-std::string SoftwareTcam::hold(AclTable table) {
-   const AclTable* old = acl(table.key());
+std::string SoftwareTcam::hold(Classifier::AclTable table) {
+   const Classifier::AclTable* old = acl(table.key());
    const std::size_t free = available() + (old == nullptr ? 0 : old->entries().size());
    const std::size_t needed = table.entries().size();
    if (needed > free) {
@@ -202,4 +202,4 @@ void SoftwareTcam::write(const Answer& answer) {
    status->kickResponseIs(request);
 }
 
-} // namespace RulesClient
+} // namespace Postcard::RulesClient

@@ -24,7 +24,7 @@
 #include <string>
 #include <vector>
 
-namespace RulesClient {
+namespace Postcard::RulesClient {
 
 // What can be made to go wrong, for tests of whoever waits for the answers. Each concerns one
 // request.
@@ -63,7 +63,7 @@ class SoftwareTcam {
       friend bool operator==(const Verdict&, const Verdict&) = default;
    };
 
-   using Acls = std::map<Pello::String, AclTable>;
+   using Acls = std::map<Pello::String, Classifier::AclTable>;
 
    // Keeps both records and listens to `config` until it goes. A request that was made before is
    // not acted on. Answers still under way when the client goes are never given.
@@ -79,12 +79,12 @@ class SoftwareTcam {
    // The ACLs in force, by key, with their entries, interfaces and hit counters.
    const Acls& acls() const noexcept { return acls_; }
    // The ACL, or null when there is none. Valid until the next request for that ACL.
-   const AclTable* acl(const Pello::String& key) const;
+   const Classifier::AclTable* acl(const Pello::String& key) const;
 
    // Looks the packet up in every ACL of its family that its interface is attached to, counts the
    // hits, and returns them in the order of the ACLs' keys. A packet without interface is looked up
    // everywhere.
-   std::vector<Verdict> classify(const Packet& packet);
+   std::vector<Verdict> classify(const Packets::Packet& packet);
 
    // The next `count` requests that no earlier call has taken go wrong in this way.
    void inject(const InjectedFailure& failure, std::size_t count = 1);
@@ -106,7 +106,7 @@ class SoftwareTcam {
    Answer act(U32 request);
    std::string perform();
    std::string program(const Config& request);
-   std::string hold(AclTable table);
+   std::string hold(Classifier::AclTable table);
    std::string remove(const Pello::String& key);
    std::string updateInterfaces(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
    void actWrongly(const InjectedFailure& failure, U32 request);
@@ -125,4 +125,4 @@ class SoftwareTcam {
    Pello::Publisher::Subscription subscription_;
 };
 
-} // namespace RulesClient
+} // namespace Postcard::RulesClient

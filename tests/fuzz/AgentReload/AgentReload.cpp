@@ -15,34 +15,34 @@
 
 namespace {
 
-using Agent::PolicyAgent;
 using Fuzz::require;
-using RulesClient::InjectedFailure;
+using Postcard::Agent::PolicyAgent;
+using Postcard::RulesClient::InjectedFailure;
 
 constexpr const char* toggle = "FeaturePostcardTelemetryTcpControl";
 constexpr std::size_t fates = 8;
 
-const Agent::PluginHost& host() {
-   static const Agent::PluginHost opened{Agent::PluginHost::defaultModule()};
+const Postcard::Host::PluginHost& host() {
+   static const Postcard::Host::PluginHost opened{Postcard::Host::PluginHost::defaultModule()};
    return opened;
 }
 
 // The file, if it is one and makes few rules: others take too long.
-std::optional<Agent::PolicyFile> parse(std::string_view text) {
+std::optional<Postcard::Policy::PolicyFile> parse(std::string_view text) {
    // Made once: it asks a file what is declared.
-   static const Agent::LoadOptions limits = [] {
-      Agent::LoadOptions made;
+   static const Postcard::Policy::File::LoadOptions limits = [] {
+      Postcard::Policy::File::LoadOptions made;
       made.maxRules = 200;
       made.toggles = {{toggle, true}};
       return made;
    }();
-   return Agent::parsePolicyText(text, "file", limits).policyFile;
+   return Postcard::Policy::File::parsePolicyText(text, "file", limits).policyFile;
 }
 
 // The agent with its rules client, its event loop and its clock.
 class Run {
  public:
-   explicit Run(const Agent::PolicyFile& file)
+   explicit Run(const Postcard::Policy::PolicyFile& file)
       : agent_{host(), file, PolicyAgent::Options{std::chrono::milliseconds{1}, 3},
                PolicyAgent::Hooks{[this](auto work) { works_.push_back(std::move(work)); },
                                   [this](auto time) { timer_ = time.has_value(); }, [] {}}},
@@ -62,7 +62,7 @@ class Run {
       agent_.start();
       settle();
    }
-   void reload(const Agent::PolicyFile& file) {
+   void reload(const Postcard::Policy::PolicyFile& file) {
       agent_.reload(file);
       settle();
    }
@@ -102,13 +102,13 @@ class Run {
    void check() {
       static const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
       agent_.show(static_cast<U32>(nowhere));
-      for (const Agent::PolicyReport& report : agent_.report()) {
+      for (const Postcard::Agent::PolicyReport& report : agent_.report()) {
          require(report.history.size() <= 3, "the history is kept short", report.name);
          const std::string key = report.name + "-" + std::string{familyName(report.family)};
          const bool held = client_.acl(Pello::String{key}) != nullptr;
          if (healthy_) {
-            require(held == (report.state == Agent::PolicyState::programmed) ||
-                          report.state == Agent::PolicyState::failed,
+            require(held == (report.state == Postcard::Agent::PolicyState::programmed) ||
+                          report.state == Postcard::Agent::PolicyState::failed,
                     "what is programmed is in hardware, and nothing else", key);
          }
       }
@@ -118,7 +118,7 @@ class Run {
    bool timer_ = false;
    bool healthy_ = true; // no request went wrong
    PolicyAgent agent_;
-   RulesClient::SoftwareTcam client_;
+   Postcard::RulesClient::SoftwareTcam client_;
 };
 
 std::string_view takeText(std::string_view& texts) {

@@ -11,13 +11,13 @@ using Fuzz::require;
 
 constexpr unsigned linkTypes = 4;
 
-void requireReadsBack(const RulesClient::Packet& packet) {
+void requireReadsBack(const Postcard::Packets::Packet& packet) {
    const std::string own = printPacket(packet);
-   require(RulesClient::parsePacket(own) == packet, "a packet's text reads back", own);
+   require(Postcard::Packets::parsePacket(own) == packet, "a packet's text reads back", own);
 }
 
 // Names of interfaces are kept for ever; an hour of new ones would be taken for a leak.
-bool enoughNames(const RulesClient::Packet& packet) {
+bool enoughNames(const Postcard::Packets::Packet& packet) {
    constexpr std::size_t enough = 500'000;
    return packet.intf.number() > enough;
 }
@@ -27,9 +27,9 @@ void readText(std::string_view text) {
    if (full) {
       return;
    }
-   RulesClient::Packet packet;
+   Postcard::Packets::Packet packet;
    try {
-      packet = RulesClient::parsePacket(text);
+      packet = Postcard::Packets::parsePacket(text);
    } catch (const Kiv::ParseError& error) {
       require(error.position() <= text.size(), "a place of a mistake lies in the text",
               error.what());
@@ -39,13 +39,13 @@ void readText(std::string_view text) {
    requireReadsBack(packet);
 }
 
-void readFrame(RulesClient::LinkType linkType, std::span<const U8> frame) {
+void readFrame(Postcard::Packets::LinkType linkType, std::span<const U8> frame) {
    const auto decoded = decodeFrame(linkType, frame);
-   if (const auto* reason = std::get_if<RulesClient::Undecodable>(&decoded)) {
+   if (const auto* reason = std::get_if<Postcard::Packets::Undecodable>(&decoded)) {
       require(undecodableText(*reason) != "?", "every reason has a text");
       return;
    }
-   requireReadsBack(std::get<RulesClient::Packet>(decoded));
+   requireReadsBack(std::get<Postcard::Packets::Packet>(decoded));
 }
 
 } // namespace
@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const U8* data, std::size_t size) {
    if (data[0] % (linkTypes + 1) == linkTypes) {
       readText({reinterpret_cast<const char*>(data) + 1, size - 1});
    } else {
-      readFrame(static_cast<RulesClient::LinkType>(data[0] % (linkTypes + 1)),
+      readFrame(static_cast<Postcard::Packets::LinkType>(data[0] % (linkTypes + 1)),
                 {data + 1, size - 1});
    }
    return 0;

@@ -13,8 +13,8 @@
 
 namespace {
 
-using Agent::Family;
 using Fuzz::require;
+using Postcard::Policy::Family;
 using Helper = OruPostcardTelemetry::OruPostcardPolicyAclHelper;
 
 #ifdef FUZZ_WITHOUT_TCP_CONTROL
@@ -28,20 +28,20 @@ constexpr const char* toggle = "FeaturePostcardTelemetryTcpControl";
 constexpr std::uint64_t fewRules = 200;
 
 // Made once: it asks a file what is declared.
-const Agent::LoadOptions& options() {
-   static const Agent::LoadOptions options = [] {
-      Agent::LoadOptions made;
+const Postcard::Policy::File::LoadOptions& options() {
+   static const Postcard::Policy::File::LoadOptions options = [] {
+      Postcard::Policy::File::LoadOptions made;
       made.toggles = {{toggle, tcpControl}};
       return made;
    }();
    return options;
 }
 
-void checkFindings(const Agent::LoadResult& result, std::string_view text) {
+void checkFindings(const Postcard::Policy::File::LoadResult& result, std::string_view text) {
    require(result.policyFile.has_value() == result.findings.empty(),
            "a file is accepted exactly when there is no finding");
    const std::string all = formatFindings(result);
-   for (const Agent::Finding& finding : result.findings) {
+   for (const Postcard::Policy::File::Finding& finding : result.findings) {
       require(!finding.message.empty() && finding.message.find('\n') == std::string::npos,
               "a message is one line", all);
       require(finding.location.line == 0 || Agent::isWithin(finding.location, text),
@@ -62,9 +62,9 @@ void answer(Helper& helper, U32 requestsBefore) {
 }
 
 // As the agent does it. What the helper refuses with a message is fine.
-void live(Helper& helper, const Agent::Policy& policy, Family family) {
+void live(Helper& helper, const Postcard::Policy::Policy& policy, Family family) {
    const PolicyMap::PolicyMapAclHelper::PolicyData data = buildPolicy(policy);
-   const auto matchOption = Agent::matchOptionOf(family);
+   const auto matchOption = Postcard::Policy::matchOptionOf(family);
    const bool created = helper.createPolicy(data, matchOption).empty();
    helper.showPostcardAcl(nowhere());
    if (created) {
@@ -83,8 +83,8 @@ void live(Helper& helper, const Agent::Policy& policy, Family family) {
 
 // `visit(policy, family)` for every family of every policy to which interfaces are attached.
 template <class Visit>
-void forEachAttached(const Agent::PolicyFile& file, Visit visit) {
-   for (const Agent::Policy& policy : file.policies) {
+void forEachAttached(const Postcard::Policy::PolicyFile& file, Visit visit) {
+   for (const Postcard::Policy::Policy& policy : file.policies) {
       for (const Family family : {Family::ipv4, Family::ipv6}) {
          if (!policy.interfaces(family).empty()) {
             visit(policy, family);
@@ -93,20 +93,21 @@ void forEachAttached(const Agent::PolicyFile& file, Visit visit) {
    }
 }
 
-void compile(const Agent::PolicyFile& file) {
+void compile(const Postcard::Policy::PolicyFile& file) {
    const auto requests = OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory();
    const Pello::Ptr<Helper> helper{new Helper{requests, buildHwCapability(file.hardware)}};
    helper->hwInit();
-   forEachAttached(
-         file, [&](const Agent::Policy& policy, Family family) { live(*helper, policy, family); });
-   forEachAttached(file, [&](const Agent::Policy& policy, Family family) {
-      helper->deletePolicy(buildPolicy(policy), Agent::matchOptionOf(family));
+   forEachAttached(file, [&](const Postcard::Policy::Policy& policy, Family family) {
+      live(*helper, policy, family);
+   });
+   forEachAttached(file, [&](const Postcard::Policy::Policy& policy, Family family) {
+      helper->deletePolicy(buildPolicy(policy), Postcard::Policy::matchOptionOf(family));
    });
    require(helper->aclConfigColls() == 0, "deleted policies are gone");
 }
 
 // The process's toggles stand; a file that wants others has them after a restart.
-bool wantsOtherToggles(const Agent::PolicyFile& file) {
+bool wantsOtherToggles(const Postcard::Policy::PolicyFile& file) {
    return file.featureToggles.at(toggle) != tcpControl;
 }
 
@@ -117,8 +118,8 @@ bool enoughNames() {
    return ++files > enough;
 }
 
-void renameInterfaces(Agent::PolicyFile& file) {
-   for (Agent::Policy& policy : file.policies) {
+void renameInterfaces(Postcard::Policy::PolicyFile& file) {
+   for (Postcard::Policy::Policy& policy : file.policies) {
       for (auto* names : {&policy.ipv4Interfaces, &policy.ipv6Interfaces}) {
          for (std::size_t i = 0; i < names->size(); ++i) {
             (*names)[i].text = std::to_string(i);
@@ -136,21 +137,21 @@ extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const U8* data, std::size_t size) {
    const std::string_view text{reinterpret_cast<const char*>(data), size};
-   Agent::LoadOptions limits = options();
-   const Agent::LoadResult result = parsePolicyText(text, "file", limits);
+   Postcard::Policy::File::LoadOptions limits = options();
+   const Postcard::Policy::File::LoadResult result = parsePolicyText(text, "file", limits);
    checkFindings(result, text);
    if (!result.policyFile || wantsOtherToggles(*result.policyFile)) {
       return 0;
    }
    limits.maxRules = fewRules;
-   Agent::PolicyFile file = *result.policyFile;
+   Postcard::Policy::PolicyFile file = *result.policyFile;
    if (enoughNames()) {
       renameInterfaces(file);
    }
    if (parsePolicyText(text, "file", limits).policyFile) {
       compile(file);
    } else {
-      for (const Agent::Policy& policy : file.policies) {
+      for (const Postcard::Policy::Policy& policy : file.policies) {
          buildPolicy(policy);
       }
    }

@@ -11,7 +11,7 @@
 #include <deque>
 #include <map>
 
-namespace Agent {
+namespace Postcard::Agent {
 
 inline constexpr const char* module = POSTCARD_MODULE_DIR "/OruPostcardTelemetryPolicyAclHelper.so";
 
@@ -36,10 +36,10 @@ inline const std::string oneClass = "{ name: all, actions: [sample], ipv4: {} }"
 inline const std::string twoClasses = oneClass + ", { name: more, actions: [sample], ipv4: {} }";
 inline const std::string wrongClass = "{ name: all, actions: [drop], ipv4: {} }";
 
-inline PolicyFile parse(const std::string& text) {
-   const LoadResult loaded = parsePolicyText(text, "test.yaml");
+inline Policy::PolicyFile parse(const std::string& text) {
+   const Policy::File::LoadResult loaded = Policy::File::parsePolicyText(text, "test.yaml");
    EXPECT_TRUE(loaded.policyFile) << formatFindings(loaded);
-   return loaded.policyFile.value_or(PolicyFile{});
+   return loaded.policyFile.value_or(Policy::PolicyFile{});
 }
 
 class PolicyAgentTest : public testing::Test {
@@ -128,7 +128,7 @@ class PolicyAgentTest : public testing::Test {
       return interfaces;
    }
 
-   PluginHost host_;
+   Host::PluginHost host_;
    std::deque<std::function<void()>> laters_;
    std::optional<std::chrono::milliseconds> timer_;
    int changes_ = 0;
@@ -139,4 +139,4 @@ class PolicyAgentTest : public testing::Test {
    Pello::Publisher::Subscription subscription_;
 };
 
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -2,7 +2,7 @@
 // refusals.
 #include "postcard/agent/PolicyAgentFixture.h"
 
-namespace Agent {
+namespace Postcard::Agent {
 namespace {
 
 // A class whose only port entry matches nothing: it has a filter, and makes no rule.
@@ -325,4 +325,4 @@ TEST_F(PolicyAgentTest, whatWasDeletedOnlyByHalfIsCreatedByTheNextFile) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Agent

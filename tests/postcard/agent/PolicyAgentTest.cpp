@@ -1,7 +1,7 @@
 // The life of policies in the agent: creation, reload, deletion; a rules client that answers.
 #include "postcard/agent/PolicyAgentFixture.h"
 
-namespace Agent {
+namespace Postcard::Agent {
 namespace {
 
 TEST_F(PolicyAgentTest, everyPolicyIsCreatedAndCommittedInTheOrderOfTheFile) {
@@ -287,4 +287,4 @@ TEST_F(PolicyAgentTest, reloadsWhileRequestsAreInFlightEndInTheLatestFile) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -14,7 +14,7 @@
 #include <memory>
 #include <stdexcept>
 
-namespace Agent {
+namespace Postcard::Agent {
 namespace {
 
 using RulesClient::InjectedFailure;
@@ -60,15 +60,15 @@ std::string policyText(const std::string& name, unsigned variant) {
 
 constexpr unsigned fileChoices = 13 * 13 * 2;
 
-const PolicyFile& fileOf(unsigned choice) {
-   static std::map<unsigned, PolicyFile> files;
+const Policy::PolicyFile& fileOf(unsigned choice) {
+   static std::map<unsigned, Policy::PolicyFile> files;
    if (const auto known = files.find(choice); known != files.end()) {
       return known->second;
    }
    const std::string policies = policyText("P", choice % 13) + policyText("Q", choice / 13 % 13);
    const std::string text = (choice / 169 == 0 ? "" : "hardware: { tcp-flags: false }\n") +
                             (policies.empty() ? "policies: []\n" : "policies:\n" + policies);
-   const LoadResult loaded = parsePolicyText(text, "walk.yaml");
+   const Policy::File::LoadResult loaded = Policy::File::parsePolicyText(text, "walk.yaml");
    if (!loaded.policyFile) {
       throw std::logic_error{formatFindings(loaded) + text};
    }
@@ -79,7 +79,7 @@ const PolicyFile& fileOf(unsigned choice) {
 
 using Rules = std::vector<std::string>; // "index name sampled", and the interfaces
 
-Rules rulesOf(const RulesClient::AclTable& table) {
+Rules rulesOf(const Classifier::AclTable& table) {
    Rules rules;
    for (const auto& entry : table.entries()) {
       rules.push_back(std::to_string(entry.index) + " " + entry.rule.str() +
@@ -93,18 +93,20 @@ Rules rulesOf(const RulesClient::AclTable& table) {
 
 class Walker {
  public:
-   explicit Walker(const PolicyFile& file, std::size_t capacity = 1000) {
-      static const PluginHost host{POSTCARD_MODULE_DIR "/OruPostcardTelemetryPolicyAclHelper.so"};
+   explicit Walker(const Policy::PolicyFile& file, std::size_t capacity = 1000) {
+      static const Host::PluginHost host{POSTCARD_MODULE_DIR
+                                         "/OruPostcardTelemetryPolicyAclHelper.so"};
       const auto later = [this](std::function<void()> work) { laters_.push_back(std::move(work)); };
       agent_ = std::make_unique<PolicyAgent>(
             host, file, PolicyAgent::Options{},
             PolicyAgent::Hooks{later, [this](auto time) { timed_ = time.has_value(); }, [] {}});
-      tcam_ = std::make_unique<SoftwareTcam>(agent_->requests(), agent_->answers(),
-                                             SoftwareTcam::Options{capacity, later});
+      tcam_ = std::make_unique<RulesClient::SoftwareTcam>(
+            agent_->requests(), agent_->answers(),
+            RulesClient::SoftwareTcam::Options{capacity, later});
    }
 
    PolicyAgent& agent() { return *agent_; }
-   SoftwareTcam& tcam() { return *tcam_; }
+   RulesClient::SoftwareTcam& tcam() { return *tcam_; }
 
    void runLaters(std::size_t most) {
       for (; most > 0 && !laters_.empty(); --most) {
@@ -143,7 +145,7 @@ class Walker {
       std::map<std::string, Rules> built;
       agent_->forEachAclConfig([&](const auto& config) {
          if (config.ruleByNames() != 0) {
-            built[config.aclConfigKey().str()] = rulesOf(RulesClient::AclTable{config});
+            built[config.aclConfigKey().str()] = rulesOf(Classifier::AclTable{config});
          }
       });
       const auto held = this->held();
@@ -163,7 +165,7 @@ class Walker {
    std::deque<std::function<void()>> laters_;
    bool timed_ = false;
    std::unique_ptr<PolicyAgent> agent_;
-   std::unique_ptr<SoftwareTcam> tcam_;
+   std::unique_ptr<RulesClient::SoftwareTcam> tcam_;
 };
 
 // ---- The walk ----
@@ -171,9 +173,10 @@ class Walker {
 using Move = std::pair<unsigned, unsigned>; // what, and with which argument
 
 void take(const Move& move, Walker& walker) {
-   constexpr InjectedFailure::Kind kinds[] = {InjectedFailure::refuse, InjectedFailure::late,
-                                              InjectedFailure::never, InjectedFailure::twice,
-                                              InjectedFailure::gone};
+   constexpr RulesClient::InjectedFailure::Kind kinds[] = {
+         RulesClient::InjectedFailure::refuse, RulesClient::InjectedFailure::late,
+         RulesClient::InjectedFailure::never, RulesClient::InjectedFailure::twice,
+         RulesClient::InjectedFailure::gone};
    switch (move.first) {
    case 0:
    case 1:
@@ -205,7 +208,7 @@ rc::Gen<std::vector<Move>> someMoves() {
 constexpr unsigned firstChoice = fileChoices / 2 - 1;
 
 // What a new agent would have put into an empty TCAM.
-std::map<std::string, Rules> freshlyHeld(const PolicyFile& file) {
+std::map<std::string, Rules> freshlyHeld(const Policy::PolicyFile& file) {
    Walker fresh{file};
    fresh.agent().start();
    fresh.settle();
@@ -255,4 +258,4 @@ RC_GTEST_PROP(PolicyAgentWalk, saysWhatIsTrueOfATcamThatIsTooSmall, ()) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Agent

@@ -16,9 +16,9 @@ namespace {
 using namespace RulesClientTest;
 using Orlix::AddressFamily;
 using Orlix::IpGenPrefix;
-using RulesClient::AclError;
-using RulesClient::AclTable;
-using RulesClient::parsePacket;
+using Postcard::Classifier::AclError;
+using Postcard::Classifier::AclTable;
+using Postcard::Packets::parsePacket;
 
 void randomPorts(Random& random, RuleFilter& filter) {
    const auto match = [&] {

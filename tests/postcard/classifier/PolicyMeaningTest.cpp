@@ -17,8 +17,8 @@ namespace {
 
 using namespace RulesClientTest;
 using Orlix::AddressFamily;
-using RulesClient::AclTable;
-using RulesClient::parsePacket;
+using Postcard::Classifier::AclTable;
+using Postcard::Packets::parsePacket;
 using TestSupport::ClassRecords;
 using TestSupport::FilterRecords;
 using TestSupport::HelperRecords;

@@ -53,8 +53,8 @@ inline std::vector<std::string_view> prefixes(Orlix::AddressFamily family) {
 inline const std::vector<U16> somePorts = {0, 1, 2, 3, 4, 80, 443, 1023, 1024, 65535};
 inline const std::vector<U16> someSamples = {0, 1, 2, 3, 0x0100, 0x8001};
 
-inline RulesClient::Packet randomPacket(Random& random, Orlix::AddressFamily family) {
-   RulesClient::Packet packet;
+inline Postcard::Packets::Packet randomPacket(Random& random, Orlix::AddressFamily family) {
+   Postcard::Packets::Packet packet;
    packet.family = family;
    randomAddress(random, family, packet.source);
    randomAddress(random, family, packet.destination);

@@ -12,7 +12,7 @@ namespace RulesClientTest {
 
 using OruPostcardTelemetry::RuleConfig;
 using OruPostcardTelemetry::RuleFilter;
-using RulesClient::Packet;
+using Postcard::Packets::Packet;
 
 inline bool bitAt(std::span<const U8> bytes, unsigned bit) {
    return (bytes[bit / 8] >> (7 - bit % 8) & 1U) != 0;

@@ -12,8 +12,8 @@
 
 namespace {
 
-using Agent::Frame;
-using Agent::Literal;
+using Postcard::Policy::File::Frame;
+using Postcard::Policy::File::Literal;
 
 struct Refused {
    const char* name;
@@ -47,7 +47,8 @@ TEST(CompileRefused, everyFindingIsReportedAndNothingIsPrinted) {
    ASSERT_NE(::mkdtemp(folder), nullptr);
    const std::string path = std::string{folder} + "/policy.yaml";
    for (const Refused& row : refusedPolicies) {
-      std::ofstream{path, std::ios::binary} << framed(row.frame, row.text.view);
+      std::ofstream{path, std::ios::binary}
+            << Postcard::Policy::File::framed(row.frame, row.text.view);
       const auto result =
             TestSupport::runProgram({std::string{POSTCARD_BIN_DIR} + "/postcard", "compile", path});
       EXPECT_EQ(result.exitCode, 2) << row.name;

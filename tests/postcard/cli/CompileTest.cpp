@@ -265,7 +265,7 @@ TEST_F(Compile, aModuleThatCannotBeUsed) {
    EXPECT_EQ(missing.exitCode, 3);
    EXPECT_NE(missing.err.find("helper module cannot be loaded: /nonexistent.so"), std::string::npos)
          << missing.err;
-   const std::string other = std::string{POSTCARD_LIB_DIR} + "/libPello.so";
+   const std::string other = std::string{POSTCARD_LIB_DIR} + "/libOruPostcardPlatform.so";
    const auto wrong = compile({path}, {"POSTCARD_MODULE=" + other});
    EXPECT_EQ(wrong.exitCode, 3);
    EXPECT_EQ(wrong.err,
@@ -283,8 +283,8 @@ TEST_F(Compile, aModuleThatCannotBeUsed) {
 // would meet a policy for which it is not made.
 TEST_F(Compile, aToggleThatIsDeclaredOff) {
    const TestSupport::TemporaryFolder libraries;
-   std::filesystem::copy(std::string{POSTCARD_LIB_DIR} + "/libFeatureToggle.so",
-                         libraries.path("libFeatureToggle.so"));
+   std::filesystem::copy(std::string{POSTCARD_LIB_DIR} + "/libOruPostcardPlatform.so",
+                         libraries.path("libOruPostcardPlatform.so"));
    libraries.write("PostcardTelemetryCommon.json",
                    R"({"toggles": {"FeaturePostcardTelemetryTcpControl": {"default": false}}})");
    const std::string environment = "LD_LIBRARY_PATH=" + libraries.path("");

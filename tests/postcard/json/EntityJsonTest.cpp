@@ -11,7 +11,7 @@
 
 namespace {
 
-using Agent::entityJson;
+using Postcard::Json::entityJson;
 using Json = nlohmann::ordered_json;
 using OruPostcardTelemetry::PostcardTelemetryAclConfig;
 using OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig;

@@ -14,10 +14,10 @@
 
 namespace {
 
-using RulesClient::CaptureError;
-using RulesClient::Packet;
-using RulesClient::readCapture;
-using RulesClient::Undecodable;
+using Postcard::Packets::CaptureError;
+using Postcard::Packets::Packet;
+using Postcard::Packets::readCapture;
+using Postcard::Packets::Undecodable;
 using TestSupport::Bytes;
 using TestSupport::Capture;
 using TestSupport::little;

@@ -11,9 +11,9 @@
 
 namespace {
 
-using RulesClient::LinkType;
-using RulesClient::Packet;
-using RulesClient::Undecodable;
+using Postcard::Packets::LinkType;
+using Postcard::Packets::Packet;
+using Postcard::Packets::Undecodable;
 using Bytes = std::vector<U8>;
 
 Bytes operator+(Bytes left, const Bytes& right) {
@@ -71,7 +71,7 @@ const Bytes ethernet6 = macs + Bytes{0x86, 0xdd};
 std::string decoded(LinkType linkType, const Bytes& frame) {
    const std::unique_ptr<U8[]> exact{new U8[frame.size()]};
    std::ranges::copy(frame, exact.get());
-   const auto result = RulesClient::decodeFrame(linkType, {exact.get(), frame.size()});
+   const auto result = Postcard::Packets::decodeFrame(linkType, {exact.get(), frame.size()});
    if (const auto* packet = std::get_if<Packet>(&result)) {
       return printPacket(*packet);
    }

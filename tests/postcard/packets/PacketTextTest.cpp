@@ -11,17 +11,17 @@
 namespace {
 
 using Orlix::AddressFamily;
-using RulesClient::Packet;
-using RulesClient::parsePacket;
-using RulesClient::printPacket;
+using Postcard::Packets::Packet;
+using Postcard::Packets::parsePacket;
+using Postcard::Packets::printPacket;
 
 TEST(PacketText, saysEveryField) {
    const Packet packet =
          parsePacket("tcp 10.1.2.3:1025 > 192.0.2.1:443 flags=syn,ack checksum=0x1200 id=7 dscp=46 "
                      "interface=Ethernet1");
    EXPECT_EQ(packet.family, AddressFamily::ipv4);
-   EXPECT_EQ(RulesClient::printAddress(packet.sourceAddress()), "10.1.2.3");
-   EXPECT_EQ(RulesClient::printAddress(packet.destinationAddress()), "192.0.2.1");
+   EXPECT_EQ(Postcard::Packets::printAddress(packet.sourceAddress()), "10.1.2.3");
+   EXPECT_EQ(Postcard::Packets::printAddress(packet.destinationAddress()), "192.0.2.1");
    EXPECT_EQ(packet.protocol, 6);
    EXPECT_EQ(packet.sourcePort, 1025);
    EXPECT_EQ(packet.destinationPort, 443);

@@ -8,19 +8,19 @@
 
 namespace {
 
-using Cli::ExplainedAcl;
+using Postcard::Report::ExplainedAcl;
 using RulesClientTest::AclRecords;
 
 // A policy with two classes, the first about the sources 10.0.0.0/8.
-Agent::Policy twoClasses() {
-   Agent::Policy policy;
+Postcard::Policy::Policy twoClasses() {
+   Postcard::Policy::Policy policy;
    policy.classes.resize(2);
    for (U32 i = 0; i < 2; ++i) {
       policy.classes[i].name.text = i == 0 ? "ten" : "rest";
       policy.classes[i].priority = i;
       policy.classes[i].ipv4.emplace();
    }
-   Agent::Prefix ten;
+   Postcard::Policy::Prefix ten;
    ten.text = "10.0.0.0/8";
    ten.address = {10};
    ten.length = 8;
@@ -30,8 +30,8 @@ Agent::Policy twoClasses() {
 
 // What is said of a packet when the ACL has one rule of this name, or none without a name.
 std::string said(const std::string& rule, const char* packet) {
-   const Agent::Policy policy = twoClasses();
-   const Agent::Hardware hardware;
+   const Postcard::Policy::Policy policy = twoClasses();
+   const Postcard::Policy::Hardware hardware;
    AclRecords records{"p-ipv4"};
    if (!rule.empty()) {
       const auto only = records.data()->ruleByNameIs(Pello::String{rule});
@@ -39,9 +39,10 @@ std::string said(const std::string& rule, const char* packet) {
       only->ruleActionIs();
       records.data()->ruleByIndexIs(0, only);
    }
-   ExplainedAcl acl{policy, Agent::Family::ipv4, hardware, *records};
+   ExplainedAcl acl{policy, Postcard::Policy::Family::ipv4, hardware, *records};
    try {
-      const Cli::Explanation explanation = acl.explain(RulesClient::parsePacket(packet));
+      const Postcard::Report::Explanation explanation =
+            acl.explain(Postcard::Packets::parsePacket(packet));
       return explanation.entry == nullptr ? "none" : acl.classes()[explanation.matched]->name.text;
    } catch (const std::logic_error& error) {
       return error.what();

@@ -10,19 +10,20 @@
 
 namespace {
 
-using Agent::MemoryReport;
-using Agent::memoryReport;
 using OruPostcardTelemetry::RuleConfig;
+using Postcard::Report::MemoryReport;
+using Postcard::Report::memoryReport;
 
 const char* const ruleType = "OruPostcardTelemetry::RuleConfig";
 
-Agent::TypeMemory rulesIn(const MemoryReport& report) {
-   const auto found = std::ranges::find(report.types, ruleType, &Agent::TypeMemory::type);
-   return found == report.types.end() ? Agent::TypeMemory{} : *found;
+Postcard::Report::TypeMemory rulesIn(const MemoryReport& report) {
+   const auto found =
+         std::ranges::find(report.types, ruleType, &Postcard::Report::TypeMemory::type);
+   return found == report.types.end() ? Postcard::Report::TypeMemory{} : *found;
 }
 
 TEST(MemoryReport, countsWhatExistsAndWhatWasMade) {
-   const Agent::TypeMemory before = rulesIn(memoryReport());
+   const Postcard::Report::TypeMemory before = rulesIn(memoryReport());
    EXPECT_EQ(before.objectSize, sizeof(RuleConfig));
    Pello::Ptr<RuleConfig> rule{new RuleConfig{"a"}};
    const Pello::Ptr<RuleConfig> other{new RuleConfig{"b"}};

@@ -3,16 +3,17 @@
 
 #include <atomic>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 namespace {
 
 // Every tenth request goes wrong.
-void goesWrongAtTimes(SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
+void goesWrongAtTimes(RulesClient::SoftwareTcam& tcam, const AgentServer::Later&,
+                      PolicyAgent& agent) {
    static const auto subscription =
          agent.requests()->publisher()->subscribe([&tcam](const Pello::Change& change) {
-            constexpr InjectedFailure::Kind kinds[] = {
-                  InjectedFailure::refuse, InjectedFailure::twice, InjectedFailure::gone,
-                  InjectedFailure::never};
+            constexpr RulesClient::InjectedFailure::Kind kinds[] = {
+                  RulesClient::InjectedFailure::refuse, RulesClient::InjectedFailure::twice,
+                  RulesClient::InjectedFailure::gone, RulesClient::InjectedFailure::never};
             if (change.attribute == 133 && tcam.requests() % 10 == 0) {
                tcam.inject({kinds[tcam.requests() / 10 % std::size(kinds)], "busy"});
             }
@@ -32,12 +33,13 @@ std::string editedFile(int edit) {
    if (edit % 5 != 0) {
       policies += ", " + namedPolicy("dns", sampleAll);
    }
-   return fileText(policies);
+   return Agent::Service::fileText(policies);
 }
 
 TEST_F(AgentServerTest, tenThousandReloadsUnderLoadLeaveNothingBehind) {
    write(editedFile(0));
-   start(20ms, goesWrongAtTimes, [](ServerOptions& options) { options.agent.retryTime = 20ms; });
+   start(20ms, goesWrongAtTimes,
+         [](Agent::Service::ServerOptions& options) { options.agent.retryTime = 20ms; });
    const auto reloadOften = [this](int times) {
       for (int i = 0; i < times; ++i) {
          write(editedFile(i));
@@ -56,7 +58,7 @@ TEST_F(AgentServerTest, tenThousandReloadsUnderLoadLeaveNothingBehind) {
    }};
    constexpr int half = sanitized ? 250 : 5000;
    reloadOften(half); // the history and the allocators' pools fill up
-   const std::size_t memory = residentKilobytes(child());
+   const std::size_t memory = Agent::Service::residentKilobytes(child());
    reloadOften(half);
    over = true;
    others.join();
@@ -70,12 +72,12 @@ TEST_F(AgentServerTest, tenThousandReloadsUnderLoadLeaveNothingBehind) {
    write(editedFile(1));
    EXPECT_EQ(ask("reload").exitCode, 0);
    EXPECT_TRUE(eventually([this] { return allAre("programmed"); })) << statuses();
-   const std::size_t descriptors = openDescriptors(child());
+   const std::size_t descriptors = Agent::Service::openDescriptors(child());
    EXPECT_EQ(end(SIGTERM), 0);
-   start(20ms, allGoesWell);
+   start(20ms, Agent::Service::allGoesWell);
    EXPECT_EQ(descriptors, openDescriptors(child())); // as many as one that has done nothing yet
    RecordProperty("descriptors", static_cast<int>(descriptors));
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Agent::Service

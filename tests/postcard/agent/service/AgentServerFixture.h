@@ -26,7 +26,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 
 using namespace std::chrono_literals;
 using RulesClient::InjectedFailure;
@@ -70,7 +70,8 @@ inline std::size_t residentKilobytes(pid_t process) {
 
 class AgentServerTest : public testing::Test {
  protected:
-   using Inject = std::function<void(SoftwareTcam&, const AgentServer::Later&, PolicyAgent&)>;
+   using Inject =
+         std::function<void(RulesClient::SoftwareTcam&, const AgentServer::Later&, PolicyAgent&)>;
 
    using Tweak = std::function<void(ServerOptions&)>;
 
@@ -117,11 +118,11 @@ class AgentServerTest : public testing::Test {
       options.agent.answerTime = answerTime;
       tweak(options);
       try {
-         AgentServer server{options, *loadPolicyFile(file()).policyFile,
+         AgentServer server{options, *Policy::File::loadPolicyFile(file()).policyFile,
                             [&](PolicyAgent& agent, const AgentServer::Later& later) {
-                               auto tcam = std::make_shared<SoftwareTcam>(
+                               auto tcam = std::make_shared<RulesClient::SoftwareTcam>(
                                      agent.requests(), agent.answers(),
-                                     SoftwareTcam::Options{100'000, later});
+                                     RulesClient::SoftwareTcam::Options{100'000, later});
                                inject(*tcam, later, agent);
                                return tcam;
                             }};
@@ -177,6 +178,6 @@ class AgentServerTest : public testing::Test {
    pid_t child_ = 0;
 };
 
-inline void allGoesWell(SoftwareTcam&, const AgentServer::Later&, PolicyAgent&) {}
+inline void allGoesWell(RulesClient::SoftwareTcam&, const AgentServer::Later&, PolicyAgent&) {}
 
-} // namespace Agent
+} // namespace Postcard::Agent::Service

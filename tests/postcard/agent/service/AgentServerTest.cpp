@@ -3,7 +3,7 @@
 
 #include <ctime>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 namespace {
 
 // UTC, to the second, as the status has it.
@@ -16,7 +16,9 @@ std::string timeText(std::chrono::system_clock::time_point when) {
 
 TEST_F(AgentServerTest, anAnswerThatNeverComesIsToldAndTheNextOneRepairsIt) {
    write(policyText(sampleAll));
-   start(50ms, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::never, {}}); });
+   start(50ms, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
+      tcam.inject({RulesClient::InjectedFailure::never, {}});
+   });
    ASSERT_TRUE(eventually([this] { return status()["overdue"] == true; }));
    const auto waiting = status();
    EXPECT_EQ(waiting["state"], "waiting");
@@ -31,7 +33,7 @@ TEST_F(AgentServerTest, anAnswerThatNeverComesIsToldAndTheNextOneRepairsIt) {
 }
 
 // Lets the held answers go at `deadline`, from the event loop.
-void releaseAt(std::chrono::steady_clock::time_point deadline, SoftwareTcam& tcam,
+void releaseAt(std::chrono::steady_clock::time_point deadline, RulesClient::SoftwareTcam& tcam,
                const AgentServer::Later& later) {
    if (std::chrono::steady_clock::now() < deadline) {
       later([deadline, &tcam, later] { releaseAt(deadline, tcam, later); });
@@ -42,8 +44,8 @@ void releaseAt(std::chrono::steady_clock::time_point deadline, SoftwareTcam& tca
 
 TEST_F(AgentServerTest, aLateAnswerIsTaken) {
    write(policyText(sampleAll));
-   start(50ms, [](SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
-      tcam.inject({InjectedFailure::late, {}});
+   start(50ms, [](RulesClient::SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
+      tcam.inject({RulesClient::InjectedFailure::late, {}});
       releaseAt(std::chrono::steady_clock::now() + 1s, tcam, later);
    });
    ASSERT_TRUE(eventually([this] { return status()["overdue"] == true; }));
@@ -55,7 +57,9 @@ TEST_F(AgentServerTest, aLateAnswerIsTaken) {
 
 TEST_F(AgentServerTest, anAnswerThatComesTwiceIsTakenOnce) {
    write(policyText(sampleAll));
-   start(5s, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::twice, {}}); });
+   start(5s, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
+      tcam.inject({RulesClient::InjectedFailure::twice, {}});
+   });
    ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
    EXPECT_EQ(status()["history"].size(), 1U);
 }
@@ -70,14 +74,16 @@ void writeStale(PolicyAgent& agent) {
 // event loop: then the record holds one answer while the agent is told of the other.
 TEST_F(AgentServerTest, aStaleAnswerBeforeTheRightOneIsNotTaken) {
    write(policyText(sampleAll));
-   start(5s, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::gone, "stale"}); });
+   start(5s, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
+      tcam.inject({RulesClient::InjectedFailure::gone, "stale"});
+   });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    EXPECT_EQ(status()["history"], nlohmann::json::parse(R"([""])"));
 }
 
 TEST_F(AgentServerTest, aStaleAnswerAfterTheRightOneIsNotTaken) {
    write(policyText(sampleAll));
-   start(5s, [](SoftwareTcam&, const AgentServer::Later& later, PolicyAgent& agent) {
+   start(5s, [](RulesClient::SoftwareTcam&, const AgentServer::Later& later, PolicyAgent& agent) {
       static const auto subscription =
             agent.answers()->publisher()->subscribe([&agent, later](const Pello::Change& change) {
                if (change.attribute == 132 && agent.answers()->kickResponse() == 1) {
@@ -94,8 +100,8 @@ TEST_F(AgentServerTest, aRefusalIsShown) {
    write(policyText(sampleAll));
    start(
          5s,
-         [](SoftwareTcam& tcam, auto&&...) {
-            tcam.inject({InjectedFailure::refuse, "no power"});
+         [](RulesClient::SoftwareTcam& tcam, auto&&...) {
+            tcam.inject({RulesClient::InjectedFailure::refuse, "no power"});
          },
          [](ServerOptions& options) { options.agent.retryTime = 1h; });
    ASSERT_TRUE(eventually([this] { return status()["state"] == "failed"; }));
@@ -115,8 +121,8 @@ TEST_F(AgentServerTest, whoWaitsSinceWhenIsToldUntilItIsRepairedWithoutAReload) 
    const auto begin = std::chrono::system_clock::now();
    start(
          100ms,
-         [](SoftwareTcam& tcam, auto&&...) {
-            tcam.inject({InjectedFailure::never, {}}, 9);
+         [](RulesClient::SoftwareTcam& tcam, auto&&...) {
+            tcam.inject({RulesClient::InjectedFailure::never, {}}, 9);
          },
          [](ServerOptions& options) { options.agent.retryTime = 300ms; });
    ASSERT_TRUE(eventually([this] { return status(2)["overdue"] == true; }));
@@ -136,10 +142,10 @@ TEST_F(AgentServerTest, whoWaitsSinceWhenIsToldUntilItIsRepairedWithoutAReload) 
 
 TEST_F(AgentServerTest, oneLostOneLateOneRepeatedAnswer) {
    write(threePolicies);
-   start(200ms, [](SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
-      tcam.inject({InjectedFailure::never, {}});
-      tcam.inject({InjectedFailure::late, {}});
-      tcam.inject({InjectedFailure::twice, {}});
+   start(200ms, [](RulesClient::SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
+      tcam.inject({RulesClient::InjectedFailure::never, {}});
+      tcam.inject({RulesClient::InjectedFailure::late, {}});
+      tcam.inject({RulesClient::InjectedFailure::twice, {}});
       releaseAt(std::chrono::steady_clock::now() + 600ms, tcam, later);
    });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
@@ -150,7 +156,9 @@ TEST_F(AgentServerTest, oneLostOneLateOneRepeatedAnswer) {
 
 TEST_F(AgentServerTest, killedWithARequestInFlightItComesUpClean) {
    write(threePolicies);
-   start(10s, [](SoftwareTcam& tcam, auto&&...) { tcam.inject({InjectedFailure::never, {}}); });
+   start(10s, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
+      tcam.inject({RulesClient::InjectedFailure::never, {}});
+   });
    EXPECT_EQ(status()["state"], "waiting");
    EXPECT_EQ(end(SIGKILL), -SIGKILL);
    start(10s, allGoesWell);
@@ -159,8 +167,8 @@ TEST_F(AgentServerTest, killedWithARequestInFlightItComesUpClean) {
 
 // ---- The end ----
 
-void never(SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent&) {
-   tcam.inject({InjectedFailure::never, {}}, 1000);
+void never(RulesClient::SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent&) {
+   tcam.inject({RulesClient::InjectedFailure::never, {}}, 1000);
 }
 
 TEST_F(AgentServerTest, itEndsAtOnceWhileAPolicyWaits) {
@@ -186,8 +194,8 @@ TEST_F(AgentServerTest, takingBackFromADeadRulesClientHasOneDeadline) {
 }
 
 // Does `what` to the rules client right before it is asked for the first removal of three policies.
-auto atTheFirstRemoval(InjectedFailure what, std::size_t times) {
-   return [=](SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
+auto atTheFirstRemoval(RulesClient::InjectedFailure what, std::size_t times) {
+   return [=](RulesClient::SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
       static const auto subscription = agent.requests()->publisher()->subscribe(
             [=, &tcam, &agent](const Pello::Change& change) {
                constexpr U16 eventId = 130; // written before the counter
@@ -201,7 +209,7 @@ auto atTheFirstRemoval(InjectedFailure what, std::size_t times) {
 
 TEST_F(AgentServerTest, aRemovalThatIsAlwaysRefusedIsToldAtTheEnd) {
    write(threePolicies);
-   start(5s, atTheFirstRemoval({InjectedFailure::refuse, "busy"}, 1000),
+   start(5s, atTheFirstRemoval({RulesClient::InjectedFailure::refuse, "busy"}, 1000),
          [](ServerOptions& options) {
             options.deleteOnExit = true;
             options.deleteTime = 500ms;
@@ -215,7 +223,8 @@ TEST_F(AgentServerTest, aRemovalThatIsAlwaysRefusedIsToldAtTheEnd) {
 }
 
 TEST_F(AgentServerTest, aRemovalThatIsRefusedOrLostOnceIsMadeAgainBeforeTheEnd) {
-   for (const auto kind : {InjectedFailure::refuse, InjectedFailure::never}) {
+   for (const auto kind :
+        {RulesClient::InjectedFailure::refuse, RulesClient::InjectedFailure::never}) {
       write(threePolicies);
       start(200ms, atTheFirstRemoval({kind, "busy"}, 1), [](ServerOptions& options) {
          options.deleteOnExit = true;
@@ -232,7 +241,7 @@ TEST_F(AgentServerTest, aRemovalThatIsRefusedOrLostOnceIsMadeAgainBeforeTheEnd) 
 
 TEST_F(AgentServerTest, aRemovalThatWaitsSaysSinceWhenHoweverOftenItIsMadeAgain) {
    write(threePolicies);
-   start(200ms, atTheFirstRemoval({InjectedFailure::never, {}}, 1000),
+   start(200ms, atTheFirstRemoval({RulesClient::InjectedFailure::never, {}}, 1000),
          [](ServerOptions& options) { options.agent.retryTime = 50ms; });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    write(fileText(namedPolicy("web", sampleAll)));
@@ -285,4 +294,4 @@ TEST_F(AgentServerTest, aHangUpWithARefusedFileChangesNothing) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Agent::Service

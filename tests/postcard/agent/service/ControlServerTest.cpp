@@ -8,7 +8,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-namespace Agent {
+namespace Postcard::Agent::Service {
 namespace {
 
 // A client that sends and reads what the test says.
@@ -255,7 +255,7 @@ TEST_F(ControlServerTest, theSocketOfAMachineIsWhereTheUnitPutsIt) {
    const std::string before = folder == nullptr ? "" : folder;
    ::unsetenv("XDG_RUNTIME_DIR");
    EXPECT_EQ(defaultSocketPath(), "/run/postcard/postcard.sock");
-   std::ifstream unit{POSTCARD_SOURCE_DIR "/share/postcard-agent.service"};
+   std::ifstream unit{POSTCARD_SOURCE_DIR "/packaging/postcard-agent.service"};
    const std::string text{std::istreambuf_iterator<char>{unit}, {}};
    EXPECT_NE(text.find("\nRuntimeDirectory=postcard\n"), std::string::npos);
    EXPECT_NE(text.find(" --socket " + defaultSocketPath() + " "), std::string::npos);
@@ -265,4 +265,4 @@ TEST_F(ControlServerTest, theSocketOfAMachineIsWhereTheUnitPutsIt) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Agent::Service

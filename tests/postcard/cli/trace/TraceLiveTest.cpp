@@ -152,13 +152,14 @@ TEST_F(TraceLive, aProcessKilledInTheMiddleOfAnOperation) {
 
 // What the helper does when its contract is broken: a policy that it does not know is committed.
 void commitUnknownPolicy() {
-   const Agent::PluginHost host{Agent::PluginHost::defaultModule()};
-   const Agent::HelperHandle helper =
+   const Postcard::Host::PluginHost host{Postcard::Host::PluginHost::defaultModule()};
+   const Postcard::Host::HelperHandle helper =
          host.makeHelper(OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(),
-                         Agent::buildHwCapability({}));
-   Agent::Policy policy;
+                         Postcard::Policy::buildHwCapability({}));
+   Postcard::Policy::Policy policy;
    policy.name.text = "unknown";
-   helper->commitPolicy(Agent::buildPolicy(policy), Agent::matchOptionOf(Agent::Family::ipv4));
+   helper->commitPolicy(Postcard::Policy::buildPolicy(policy),
+                        Postcard::Policy::matchOptionOf(Postcard::Policy::Family::ipv4));
 }
 
 TEST_F(TraceLive, aProcessThatAbortsLeavesItsLastLine) {

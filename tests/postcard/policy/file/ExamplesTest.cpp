@@ -16,7 +16,7 @@
 #include <variant>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 const std::string exampleFolder = POSTCARD_SOURCE_DIR "/examples/";
@@ -185,4 +185,4 @@ TEST(PolicyFileExamples, everySingleByteMayGoMissing) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 // The oracle keeps everything and sorts.
@@ -100,4 +100,4 @@ TEST(PolicyFileFindings, capIsAnOption) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

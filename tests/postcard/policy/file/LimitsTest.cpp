@@ -14,7 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 using TestSupport::patience;
@@ -275,4 +275,4 @@ TEST(PolicyFileLimits, limitsAreInclusive) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

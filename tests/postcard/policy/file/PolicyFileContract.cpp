@@ -2,7 +2,7 @@
 
 #include "postcard/policy/file/PolicyFileContract.h"
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -179,4 +179,4 @@ std::string brokenPromise(const PolicyFile& file) {
                 : "policies";
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

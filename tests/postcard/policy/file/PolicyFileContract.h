@@ -6,9 +6,9 @@
 
 #include <string>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // The first promise of the structs that `file` breaks, in words; empty when it keeps all of them.
 std::string brokenPromise(const PolicyFile& file);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

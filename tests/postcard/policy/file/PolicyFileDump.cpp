@@ -2,9 +2,11 @@
 
 #include "postcard/policy/file/PolicyFileDump.h"
 
+#include "postcard/policy/file/Keys.h"
+
 #include <fmt/format.h>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -127,4 +129,4 @@ std::string dump(const PolicyFile& file) {
    return out;
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

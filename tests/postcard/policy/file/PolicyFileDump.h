@@ -6,10 +6,10 @@
 
 #include <string>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // One line per policy, class, filter and protocol; locations as @LINE:COLUMN. What is absent is not
 // printed.
 std::string dump(const PolicyFile& file);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // Where the lines of a row stand. All but `file` follow a policy `p` on the interface `e1`.
 enum class Frame {
@@ -70,4 +70,4 @@ inline bool isWithin(Location location, std::string_view text) {
    return line == location.line && location.column >= 1 && location.column <= characters + 1;
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -12,7 +12,7 @@
 
 #include <string>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 struct Accepted {
@@ -102,4 +102,4 @@ TEST(PolicyFile, longestNameAndGreatestNumbers) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

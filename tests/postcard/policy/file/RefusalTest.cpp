@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 struct Refused {
@@ -63,4 +63,4 @@ TEST(PolicyFileRefusal, frameAloneIsAccepted) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <rapidcheck.h>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 // The fewest aligned blocks that make up the range, by halving the whole space: a block within the
@@ -138,4 +138,4 @@ TEST(PolicyFileRules, hugeCountIsAtLeast) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

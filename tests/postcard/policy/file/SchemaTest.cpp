@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 using Json = nlohmann::json;
@@ -248,4 +248,4 @@ TEST(PolicyFileSchema, refusesWhatTheLoaderRefuses) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

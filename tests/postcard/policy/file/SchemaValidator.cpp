@@ -9,7 +9,7 @@
 #include <set>
 #include <stdexcept>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 namespace {
 
@@ -173,4 +173,4 @@ std::string schemaProblem(const Json& value, const Json& schema, const Json& roo
    return "";
 }
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 
 // The first place where `value` does not keep to `schema`, a part of `root`; empty when it does.
 // Throws std::logic_error for a keyword that it does not know, so that none is passed over.
@@ -16,4 +16,4 @@ std::string schemaProblem(const nlohmann::json& value, const nlohmann::json& sch
 // `schema`, or what its $ref points to.
 const nlohmann::json& resolved(const nlohmann::json& schema, const nlohmann::json& root);
 
-} // namespace Agent
+} // namespace Postcard::Policy::File

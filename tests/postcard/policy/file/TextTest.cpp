@@ -15,7 +15,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 TEST(PolicyFileText, decodeUtf8) {
@@ -149,4 +149,4 @@ TEST_F(PolicyFileReading, fileThatCannotBeReadAfterOpening) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

@@ -9,7 +9,7 @@
 #include <rapidcheck.h>
 #include <string>
 
-namespace Agent {
+namespace Postcard::Policy::File {
 namespace {
 
 constexpr std::uint64_t greatest = std::numeric_limits<std::uint64_t>::max();
@@ -118,4 +118,4 @@ TEST(PolicyFileValues, everyActionHasItsName) {
 }
 
 } // namespace
-} // namespace Agent
+} // namespace Postcard::Policy::File

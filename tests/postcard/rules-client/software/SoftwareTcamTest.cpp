@@ -12,13 +12,13 @@
 namespace {
 
 using namespace OruPostcardTelemetry;
-using RulesClient::InjectedFailure;
-using RulesClient::parsePacket;
-using RulesClient::SoftwareTcam;
+using Postcard::Packets::parsePacket;
+using Postcard::RulesClient::InjectedFailure;
+using Postcard::RulesClient::SoftwareTcam;
 using RulesClientTest::AclRecords;
 using Texts = std::vector<std::string>;
 
-const RulesClient::Packet tcpPacket = parsePacket("tcp 1.2.3.4:1 > 5.6.7.8:2 dscp=10");
+const Postcard::Packets::Packet tcpPacket = parsePacket("tcp 1.2.3.4:1 > 5.6.7.8:2 dscp=10");
 
 // A client with its records, and everything that is published of the answers.
 class Client : public testing::Test {
@@ -208,7 +208,7 @@ TEST_F(Client, classifiesInTheAclsThatTheInterfaceIsAttachedTo) {
    ask(policyCreate, AclRecords{"b-ipv4"}.rules(2).intf("Ethernet1"));
    ask(policyCreate, AclRecords{"a-ipv4"}.rules(1).intf("Ethernet1").intf("Ethernet2"));
    ask(policyCreate, AclRecords{"a-ipv6", Acl::AclType::ipv6}.rules(1).intf("Ethernet1"));
-   RulesClient::Packet packet = tcpPacket;
+   Postcard::Packets::Packet packet = tcpPacket;
    const auto acls = [&](const char* intf) {
       packet.intf = Orlix::IntfId{intf};
       Texts keys;
