@@ -1,0 +1,334 @@
+#pragma once
+
+// Set-up calls of the platform around the library: what the agent does before it calls the helper,
+// how one listens to a record, how the framework's texts look. Each spelling stands here once, so
+// that a correction is a correction of one line; the sources beside this one use these functions.
+
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes.h"
+
+#include "Acl/AclType.h"
+#include "Classification/NumericalRange.h"
+#include "Classification/ProtoField.h"
+#include "Classification/StructuredFilter.h"
+#include "Classification/TcpFlagAndMask.h"
+#include "Classification/TcpUdpCheckSumOrIpId.h"
+#include "Kiv/String.h"
+#include "L3/VrfName.h"
+#include "Orlix/DscpValue.h"
+#include "Orlix/IntfId.h"
+#include "Orlix/IpGenPrefix.h"
+#include "Pello/Ptr.h"
+#include "Pello/Publisher.h"
+#include "Pello/String.h"
+#include "PolicyMap/AclRuleKey.h"
+#include "PolicyMap/Action.h"
+#include "PolicyMap/ActionType.h"
+#include "PolicyMap/AsyncOperationResult.h"
+#include "PolicyMap/ClassMapMatchOption.h"
+#include "PolicyMap/ClassMapSmCommonData.h"
+#include "PolicyMap/PolicyMapSmCommonData.h"
+#include "PolicyMap/PolicyMapSmKey.h"
+#include "PolicyMap/RulePriorityData.h"
+#include "PolicyMap/SetDscpAction.h"
+#include "PostcardTelemetry/HwCapability.h"
+#include "TrafficPolicy/TrafficPolicyClassMapSmCommonData.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+namespace thirdparty {
+
+namespace Oru = OruPostcardTelemetry;
+
+using PolicyData = PolicyMap::PolicyMapSmCommonData;
+using ClassData = TrafficPolicy::TrafficPolicyClassMapSmCommonData;
+using Capability = PostcardTelemetry::HwCapability;
+using Filter = Classification::StructuredFilter;
+using ProtoField = Classification::ProtoField;
+using MatchOption = PolicyMap::ClassMapMatchOption;
+
+// ---- Texts -------------------------------------------------------------------------------------
+
+template <typename String>
+std::string text(String const& value) {
+   std::string out = value;
+   return out;
+}
+
+template <typename Value>
+std::string streamed(Value const& value) {
+   std::ostringstream out{};
+   out << value;
+   return out.str();
+}
+
+// The framework's text of a boolean.
+inline std::string boolText(bool value) { return value ? "true" : "false"; }
+
+// What the show command prints for a prefix that nobody has set.
+inline std::string unsetPrefixText() { return "0.0.0.0/0"; }
+
+// The message of the exception that the action raises; empty when it raises none.
+template <typename Action>
+std::string raised(Action action) {
+   try {
+      action();
+   } catch (std::exception const& error) {
+      return error.what();
+   }
+   return "";
+}
+
+// Reads an enumerator's name from a range of characters.
+template <typename Enumeration>
+Enumeration fromName(std::string_view name) {
+   Enumeration value{};
+   sequenceToValue(name, value);
+   return value;
+}
+
+// ---- Values of the platform ---------------------------------------------------------------------
+
+inline Orlix::IntfId intf(char const* name) { return Orlix::IntfId{Pello::String{name}}; }
+
+inline Orlix::IpGenPrefix prefix(char const* spelled) {
+   return Orlix::IpGenPrefix{Pello::String{spelled}};
+}
+
+inline L3::VrfName vrf(char const* name) { return L3::VrfName{name}; }
+
+inline Classification::TcpFlagAndMask tcpFlags(std::uint8_t flag, std::uint8_t mask) {
+   return Classification::TcpFlagAndMask{flag, mask};
+}
+
+inline Classification::NumericalRange range(std::uint32_t low, std::uint32_t high) {
+   return Classification::NumericalRange{low, high};
+}
+
+inline MatchOption ipv4() { return PolicyMap::matchIpAccessGroup(); }
+inline MatchOption ipv6() { return PolicyMap::matchIpv6AccessGroup(); }
+inline MatchOption unsupportedOption() { return static_cast<MatchOption>(7); }
+
+inline Acl::AclType aclType(unsigned number) { return static_cast<Acl::AclType>(number); }
+
+// ---- References and creators --------------------------------------------------------------------
+
+// Takes a new object into a counted reference.
+template <typename Entity>
+Pello::Ptr<Entity> adopt(Entity* object) {
+   return Pello::Ptr<Entity>{object};
+}
+
+// The creators belong to the type they create.
+inline auto createdRule(char const* name) { return Oru::RuleConfig::RuleConfigIs(name); }
+inline auto createdFilter() { return Oru::RuleFilter::RuleFilterIs(); }
+inline auto createdAction() { return Oru::RuleAction::RuleActionIs(); }
+inline auto createdConfig(char const* key) {
+   return Oru::PostcardTelemetryAclConfig::PostcardTelemetryAclConfigIs(key);
+}
+inline auto createdStatus() {
+   return Oru::PostcardTelemetryAclConfigStatus::PostcardTelemetryAclConfigStatusIs();
+}
+inline auto createdRequest() {
+   return Oru::PostcardTelemetryRulesClientSmConfig::PostcardTelemetryRulesClientSmConfigIs();
+}
+inline auto createdAnswer() {
+   return Oru::PostcardTelemetryRulesClientSmStatus::PostcardTelemetryRulesClientSmStatusIs();
+}
+inline auto createdHelper(Pello::Ptr<Oru::PostcardTelemetryRulesClientSmConfig> const& request,
+                          Pello::Ptr<Capability const> const& capability) {
+   return Oru::OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelperIs(request, capability);
+}
+
+// ---- Collections: the whole one behind the lookup by key ----------------------------------------
+
+inline decltype(auto) rulesByName(Oru::PostcardTelemetryAclConfig const& config) {
+   return config.ruleByName();
+}
+inline decltype(auto) rulesByIndex(Oru::PostcardTelemetryAclConfig const& config) {
+   return config.ruleByIndex();
+}
+inline decltype(auto) interfaces(Oru::PostcardTelemetryAclConfig const& config) {
+   return config.policyIntf();
+}
+inline decltype(auto) texts(Oru::PostcardTelemetryAclConfigStatus const& status) {
+   return status.statusInOrder();
+}
+inline decltype(auto) actions(Oru::RuleAction const& action) { return action.action(); }
+inline decltype(auto) configs(Oru::OruPostcardPolicyAclHelper const& helper) {
+   return helper.aclConfigColl();
+}
+
+template <typename Collection>
+std::size_t count(Collection const& collection) {
+   return collection.size();
+}
+
+// ---- Listening to a record ----------------------------------------------------------------------
+
+struct Change {
+   unsigned identifier{0};
+   std::string key{};
+   std::string oldValue{};
+};
+
+// Calls the watcher once per published change for as long as the returned subscription is kept.
+template <typename Publisher>
+auto subscribe(Publisher& publisher, std::function<void(Change const&)> watcher) {
+   return publisher.subscribe([watcher](auto const& change) {
+      watcher(Change{change.attributeId(), streamed(change.key()), streamed(change.oldValue())});
+   });
+}
+
+// ---- The agent's records ------------------------------------------------------------------------
+
+inline Pello::Ptr<Capability const> capability(bool tcpFlagsSupported) {
+   Pello::Ptr<Capability> const record{PostcardTelemetry::hwCapabilityFactory()};
+   record->tcpControlSupportedIs(tcpFlagsSupported);
+   return record;
+}
+
+inline Pello::Ptr<PolicyData> makePolicy(char const* name, char const* group = "") {
+   return PolicyMap::policyMapSmCommonDataFactory(
+      PolicyMap::PolicyMapSmKey{Pello::String{name}, Pello::String{group}});
+}
+
+inline PolicyMap::PolicyMapSmKey keyOf(Pello::Ptr<PolicyData> const& policy) {
+   return policy->key();
+}
+
+inline std::string description(Pello::Ptr<PolicyData> const& policy) {
+   return text(keyOf(policy).strDesc());
+}
+
+inline void attachIntf4(Pello::Ptr<PolicyData> const& policy, char const* name) {
+   policy->intf4Is(intf(name));
+}
+
+inline void attachIntf6(Pello::Ptr<PolicyData> const& policy, char const* name) {
+   policy->intf6Is(intf(name));
+}
+
+inline std::size_t intf4Count(Pello::Ptr<PolicyData> const& policy) { return policy->intf4s(); }
+inline std::size_t intf6Count(Pello::Ptr<PolicyData> const& policy) { return policy->intf6s(); }
+
+// Makes the policy's table of rule priorities for the family, which may stay without entries.
+inline void addPriorityTable(Pello::Ptr<PolicyData> const& policy, MatchOption option) {
+   policy->rulePriorityIs(Oru::matchOptionToAclType(option));
+}
+
+// The name under which the classes made here keep their filters.
+inline constexpr char const* filterName{"filters"};
+
+inline PolicyMap::AclRuleKey ruleKey(Pello::Ptr<PolicyData> const& policy, char const* className,
+                                     MatchOption option) {
+   return PolicyMap::AclRuleKey{keyOf(policy), className, filterName, 0, option};
+}
+
+struct Class {
+   Pello::Ptr<ClassData> data{};
+   Pello::Ptr<Filter> filter{};
+};
+
+// Adds a class with one filter that matches everything, at a place in the order of priorities.
+inline Class addClass(Pello::Ptr<PolicyData> const& policy, MatchOption option, unsigned priority,
+                      char const* name) {
+   Class made{};
+   made.data = TrafficPolicy::trafficPolicyClassMapSmCommonDataFactory(name);
+   made.filter = made.data->aclStructuredFilterIs(filterName)->filterIs(0);
+   policy->classDataIs(name, made.data);
+   policy->rulePriorityIs(Oru::matchOptionToAclType(option))
+      ->aclRuleKeyIs(PolicyMap::RulePriority{priority}, ruleKey(policy, name, option));
+   return made;
+}
+
+inline void addSecondFilter(Class const& made) {
+   made.data->aclStructuredFilterIs(filterName)->filterIs(1);
+}
+
+// ---- A class's actions --------------------------------------------------------------------------
+
+inline constexpr unsigned setDscp{7};
+inline constexpr unsigned sample{18};
+inline constexpr unsigned sampleAll{19};
+
+inline void addAction(Class const& made, unsigned number) {
+   auto const type = static_cast<PolicyMap::ActionType>(number);
+   made.data->actionIs(type, PolicyMap::actionFactory(type));
+}
+
+inline void addSetDscp(Class const& made, std::uint8_t value) {
+   auto const type = static_cast<PolicyMap::ActionType>(setDscp);
+   auto const action = PolicyMap::setDscpActionFactory(type);
+   action->dscpIs(Orlix::DscpValue{value});
+   made.data->actionIs(type, action);
+}
+
+// ---- A filter's matches -------------------------------------------------------------------------
+
+inline void addSource(Class const& made, char const* spelled) {
+   made.filter->sourceIs(prefix(spelled));
+}
+inline void addDestination(Class const& made, char const* spelled) {
+   made.filter->destinationIs(prefix(spelled));
+}
+inline void addFragments(Class const& made) { made.filter->fragmentsIs(); }
+inline void addIpOptions(Class const& made) { made.filter->ipOptionsIs(true); }
+
+inline void addSampleMatch(Class const& made, std::uint32_t data, std::uint32_t mask,
+                           std::uint32_t version) {
+   auto const match = made.filter->tcpUdpCheckSumOrIpIdIs("match");
+   match->dataIs(data);
+   match->maskIs(mask);
+   match->versionIs(version);
+}
+
+inline Pello::Ptr<ProtoField> addProtocols(Class const& made, unsigned low, unsigned high) {
+   return made.filter->protoIs(range(low, high));
+}
+
+inline void addIcmpType(Pello::Ptr<ProtoField> const& field, unsigned type) {
+   field->icmpTypeIs(static_cast<std::uint8_t>(type));
+}
+
+inline void addTcpFlags(Pello::Ptr<ProtoField> const& field, std::uint8_t flag,
+                        std::uint8_t mask) {
+   field->tcpFlagIs(tcpFlags(flag, mask));
+}
+
+// Port entries are told apart by a number; ranges go to one entry until another number is used.
+inline void addPortEntry(Pello::Ptr<ProtoField> const& field, unsigned entry) {
+   field->portIs(entry);
+}
+inline void addSourcePorts(Pello::Ptr<ProtoField> const& field, unsigned entry, unsigned low,
+                           unsigned high) {
+   field->portIs(entry)->sportIs(range(low, high));
+}
+inline void addDestinationPorts(Pello::Ptr<ProtoField> const& field, unsigned entry, unsigned low,
+                                unsigned high) {
+   field->portIs(entry)->dportIs(range(low, high));
+}
+inline void nameSourcePortSet(Pello::Ptr<ProtoField> const& field, unsigned entry) {
+   field->portIs(entry)->sportFieldSetIs("well-known");
+}
+inline void nameDestinationPortSet(Pello::Ptr<ProtoField> const& field, unsigned entry) {
+   field->portIs(entry)->dportFieldSetIs("well-known");
+}
+
+// ---- What the helper told the agent -------------------------------------------------------------
+
+inline std::string asyncStatus(Oru::OruPostcardPolicyAclHelper const& helper) {
+   return text(helper.asyncOperationResult().status());
+}
+
+inline void asyncStatusIs(Oru::OruPostcardPolicyAclHelper& helper, char const* status) {
+   helper.asyncOperationResultIs(PolicyMap::AsyncOperationResult{status, 0.0});
+}
+
+} // namespace thirdparty

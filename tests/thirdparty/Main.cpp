@@ -1,0 +1,23 @@
+#include "Check.h"
+
+#include <exception>
+
+namespace {
+
+// An exception that nobody expected is one failed check, not the end of the other subjects.
+void run(char const* name, thirdparty::Subject::Run subject) {
+   try {
+      subject();
+   } catch (std::exception const& error) {
+      thirdparty::Tally::instance().note(false, name, 0, error.what());
+   }
+}
+
+} // namespace
+
+int main() {
+   for (auto const& [name, subject] : thirdparty::Subject::all()) {
+      run(name, subject);
+   }
+   return thirdparty::Tally::instance().report();
+}
