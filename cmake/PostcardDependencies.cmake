@@ -32,8 +32,8 @@ function(postcard_found_library name header library what)
    target_link_libraries(postcard-${name} INTERFACE "${POSTCARD_${name}_LIBRARY}")
 endfunction()
 
-# fmt is used header-only, so that the private copy needs no library and clashes with none. A folder with
-# an older fmt is passed over: with two of them installed, the first that is new enough wins.
+# fmt's headers are used, and compiled by one source of ours, so that no library of it is needed and none clashes. A
+# folder with an older fmt is passed over: with two of them installed, the first that is new enough wins.
 function(postcard_fmt)
    foreach(folder IN ITEMS "${POSTCARD_FMT_INCLUDE}" "${PROJECT_SOURCE_DIR}/.deps/fmt-10/usr/include"
                            /usr/local/include /usr/include)
@@ -44,10 +44,13 @@ function(postcard_fmt)
          file(STRINGS "${folder}/fmt/${header}" line REGEX "^#define FMT_VERSION [0-9]+" LIMIT_COUNT 1)
          if(line MATCHES "FMT_VERSION ([0-9]+)" AND CMAKE_MATCH_1 GREATER_EQUAL 100000)
             message(STATUS "fmt ${CMAKE_MATCH_1} in ${folder}")
-            add_library(postcard-fmt INTERFACE)
+            # Hidden: each library has its own, so that none meets another version in the same process.
+            add_library(postcard-fmt STATIC "${PROJECT_SOURCE_DIR}/cmake/Fmt.cpp")
+            set_target_properties(postcard-fmt PROPERTIES
+               CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+            target_compile_options(postcard-fmt PRIVATE -w)
             # Before all others: a package may have put an older fmt beside the other headers.
-            target_include_directories(postcard-fmt SYSTEM BEFORE INTERFACE "${folder}")
-            target_compile_definitions(postcard-fmt INTERFACE FMT_HEADER_ONLY)
+            target_include_directories(postcard-fmt SYSTEM BEFORE PUBLIC "${folder}")
             add_library(postcard::fmt ALIAS postcard-fmt)
             return()
          endif()
