@@ -1,8 +1,8 @@
 #include "postcard/cli/trace/TraceOutput.h"
 
+#include "Pello/Utf8.h"
 #include "postcard/cli/trace/TraceFilter.h"
 #include "postcard/cli/trace/TraceTime.h"
-#include "postcard/policy/file/Text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -66,7 +66,7 @@ std::string textOf(const Ringlog::Record& record, const std::string& process) {
 std::string oneLine(std::string_view text) {
    std::string out;
    while (!text.empty()) {
-      const Policy::File::Decoded decoded = Policy::File::decodeUtf8(text);
+      const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
       const std::string_view bytes = text.substr(0, decoded.length);
       if (!decoded.valid || breaksLine(decoded.character)) {
          escape(out, bytes);

@@ -2,7 +2,7 @@
 
 #include "postcard/policy/file/Document.h"
 
-#include "postcard/policy/file/Text.h"
+#include "Pello/Utf8.h"
 
 #include <fmt/format.h>
 #include <yaml.h>
@@ -91,7 +91,7 @@ std::string_view textFrom(std::string_view text, Location location) {
       takeLine(text);
    }
    for (std::uint32_t column = 1; column < location.column && !text.empty(); ++column) {
-      text.remove_prefix(decodeUtf8(text).length);
+      text.remove_prefix(Pello::decodeUtf8(text).length);
    }
    return text;
 }

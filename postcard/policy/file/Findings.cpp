@@ -2,7 +2,7 @@
 
 #include "postcard/policy/file/Findings.h"
 
-#include "postcard/policy/file/Text.h"
+#include "Pello/Utf8.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -26,7 +26,7 @@ void appendCharacter(std::string& out, std::string_view bytes, char32_t characte
       out += "\\n";
    } else if (character == '\t') {
       out += "\\t";
-   } else if (!isPrintable(character)) {
+   } else if (!Pello::isPrintable(character)) {
       out += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(character));
    } else {
       out += bytes;
@@ -90,7 +90,7 @@ std::string inQuotes(std::string_view text) {
          out += "…";
          break;
       }
-      const Decoded decoded = decodeUtf8(text);
+      const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
       appendCharacter(out, text.substr(0, decoded.length), decoded.character);
       text.remove_prefix(decoded.length);
    }

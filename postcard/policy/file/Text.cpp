@@ -2,6 +2,8 @@
 
 #include "postcard/policy/file/Text.h"
 
+#include "Pello/Utf8.h"
+
 #include <fmt/format.h>
 
 #include <array>
@@ -76,26 +78,6 @@ std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std
    }
 }
 
-// Bytes that follow the first one, and the smallest character that needs so many.
-struct Form {
-   std::size_t length;
-   char32_t smallest;
-   unsigned char mask;
-};
-
-Form formOf(unsigned char first) {
-   if ((first & 0xe0U) == 0xc0U) {
-      return {2, 0x80, 0x1f};
-   }
-   if ((first & 0xf0U) == 0xe0U) {
-      return {3, 0x800, 0x0f};
-   }
-   if ((first & 0xf8U) == 0xf0U) {
-      return {4, 0x10000, 0x07};
-   }
-   return {0, 0, 0};
-}
-
 std::string_view byteOrderMark(std::string_view text) {
    if (text.starts_with("\xef\xbb\xbf")) {
       return "the file starts with a byte order mark (expected UTF-8 without one)";
@@ -106,7 +88,7 @@ std::string_view byteOrderMark(std::string_view text) {
    return {};
 }
 
-std::string refusal(std::string_view rest, const Decoded& decoded) {
+std::string refusal(std::string_view rest, const Pello::Utf8Character& decoded) {
    if (!decoded.valid) {
       return fmt::format("byte 0x{:02x} is not UTF-8", static_cast<unsigned char>(rest.front()));
    }
@@ -126,36 +108,6 @@ void advance(Location& location, std::string_view rest) {
 }
 
 } // namespace
-
-Decoded decodeUtf8(std::string_view text) {
-   const auto first = static_cast<unsigned char>(text.front());
-   if (first < 0x80) {
-      return {first, 1, true};
-   }
-   const Form form = formOf(first);
-   char32_t character = first & form.mask;
-   for (std::size_t i = 1; i < form.length; ++i) {
-      const auto next = i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-      if ((next & 0xc0U) != 0x80U) {
-         return {replacementCharacter, 1, false};
-      }
-      character = character << 6U | (next & 0x3fU);
-   }
-   const bool surrogate = character >= 0xd800 && character <= 0xdfff;
-   if (form.length == 0 || character < form.smallest || character > 0x10ffff || surrogate) {
-      return {replacementCharacter, 1, false};
-   }
-   return {character, form.length, true};
-}
-
-bool isPrintable(char32_t character) {
-   if (character < 0xa0) {
-      return character >= 0x20 && character < 0x7f;
-   }
-   const bool separator = character == 0x2028 || character == 0x2029;
-   const bool noncharacter = (character & 0xfffeU) == 0xfffeU;
-   return !separator && !noncharacter && character != 0xfeff;
-}
 
 std::variant<std::string, Finding> readPolicyText(const std::string& path, std::size_t maxBytes) {
    // Opening a pipe would wait for a writer; the flag only matters for what is refused next.
@@ -178,10 +130,10 @@ std::optional<Finding> checkText(std::string_view text) {
       return Finding{location, std::string(mark)};
    }
    while (!text.empty()) {
-      const Decoded decoded = decodeUtf8(text);
+      const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
       const bool blank =
             decoded.character == '\t' || decoded.character == '\n' || decoded.character == '\r';
-      if (!decoded.valid || (!blank && !isPrintable(decoded.character))) {
+      if (!decoded.valid || (!blank && !Pello::isPrintable(decoded.character))) {
          return Finding{location, refusal(text, decoded)};
       }
       advance(location, text);

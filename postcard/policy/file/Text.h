@@ -14,21 +14,6 @@
 
 namespace Postcard::Policy::File {
 
-struct Decoded {
-   char32_t character = 0; // U+FFFD when the bytes are not UTF-8
-   std::size_t length = 0; // bytes of the character; 1 when they are not UTF-8
-   bool valid = true;
-};
-
-// The first character of `text`, which must not be empty. Overlong forms, surrogates and numbers
-// past U+10FFFF are not UTF-8.
-inline constexpr char32_t replacementCharacter = 0xfffd;
-Decoded decodeUtf8(std::string_view text);
-
-// Whether a character may stand in a line of output: no control character, no line or paragraph
-// separator, no byte order mark, no noncharacter.
-bool isPrintable(char32_t character);
-
 // The content of the regular file at `path`, or the finding that says why there is none. A file
 // that is longer than `maxBytes` is refused without being read.
 std::variant<std::string, Finding> readPolicyText(const std::string& path, std::size_t maxBytes);

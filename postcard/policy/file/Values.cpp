@@ -2,7 +2,7 @@
 
 #include "postcard/policy/file/Values.h"
 
-#include "postcard/policy/file/Text.h"
+#include "Pello/Utf8.h"
 
 #include <arpa/inet.h>
 #include <charconv>
@@ -106,8 +106,8 @@ std::string found(const Node& node) {
 // The first character that may not stand in a name.
 std::optional<char32_t> unprintableIn(std::string_view text) {
    while (!text.empty()) {
-      const Decoded decoded = decodeUtf8(text);
-      if (!isPrintable(decoded.character)) {
+      const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
+      if (!Pello::isPrintable(decoded.character)) {
          return decoded.character;
       }
       text.remove_prefix(decoded.length);
