@@ -17,11 +17,8 @@ inline constexpr bool sanitized = false;
 inline constexpr bool sanitized = false;
 #endif
 
-// Seconds of processor time that an answer may take which users wait for.
-#if defined(__OPTIMIZE__)
-inline constexpr double patience = sanitized ? 10 : 1;
-#else
-inline constexpr double patience = 10;
-#endif
+// Seconds of processor time that an answer may take which users wait for: 1 where the tested
+// libraries are optimised, 10 where they are not or run under a sanitizer.
+extern const double patience;
 
 } // namespace TestSupport
