@@ -2,6 +2,7 @@
 // express.
 #pragma once
 
+#include "Classification/ProtocolNumbers.h"
 #include "Classification/StructuredFilter.h"
 #include "Kiv/String.h"
 #include "PostcardTelemetry/HwCapability.h"
@@ -19,8 +20,8 @@ checkUnsupportedFields(const Pello::Ptr<const Classification::StructuredFilter>&
 bool toggleFeaturePostcardTelemetryTcpControlEnabled();
 
 // The protocol fields that rules can be made for.
-inline constexpr U8 protocolTcp = 6;  // RFC 9293
-inline constexpr U8 protocolUdp = 17; // RFC 768
+using Classification::protocolTcp;
+using Classification::protocolUdp;
 
 // Exactly the protocol `number`.
 inline Classification::NumericalRange singleProtocol(U8 number) {

@@ -8,9 +8,6 @@ namespace Postcard::Packets {
 
 namespace {
 
-constexpr std::array<std::string_view, 8> flagNames = {"fin", "syn", "rst", "psh",
-                                                       "ack", "urg", "ece", "cwr"};
-
 std::string endText(std::span<const U8> address, const std::optional<U16>& port) {
    const std::string text = printAddress(address);
    if (address.size() == 4) {
@@ -36,26 +33,16 @@ std::string printAddress(std::span<const U8> address) {
 }
 
 std::string protocolName(U8 protocol) {
-   switch (protocol) {
-   case protocolIcmp:
-      return "icmp";
-   case protocolTcp:
-      return "tcp";
-   case protocolUdp:
-      return "udp";
-   case protocolIcmpV6:
-      return "icmpv6";
-   default:
-      return std::to_string(protocol);
-   }
+   const std::string_view word = Classification::protocolWord(protocol);
+   return word.empty() ? std::to_string(protocol) : std::string{word};
 }
 
 std::string tcpFlagNames(U8 flags) {
    std::string names;
-   for (unsigned bit = 0; bit < flagNames.size(); ++bit) {
-      if ((unsigned{flags} >> bit & 1U) != 0) {
+   for (const auto& [word, bit] : Classification::tcpFlagWords) {
+      if ((flags & bit) != 0) {
          names += names.empty() ? "" : ",";
-         names += flagNames[bit];
+         names += word;
       }
    }
    return names.empty() ? "none" : names;

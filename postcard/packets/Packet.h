@@ -5,6 +5,7 @@
 // fragment has neither ports nor flags nor checksum, whatever its bytes look like.
 #pragma once
 
+#include "Classification/ProtocolNumbers.h"
 #include "Orlix/AddressFamily.h"
 #include "Orlix/IntfId.h"
 #include "Pello/Types.h"
@@ -17,11 +18,9 @@
 
 namespace Postcard::Packets {
 
-// IP protocol numbers that have a meaning here.
-inline constexpr U8 protocolIcmp = 1;
-inline constexpr U8 protocolTcp = 6;
-inline constexpr U8 protocolUdp = 17;
-inline constexpr U8 protocolIcmpV6 = 58;
+// The protocols whose packets have ports.
+using Classification::protocolTcp;
+using Classification::protocolUdp;
 
 struct Packet {
    Orlix::AddressFamily family = Orlix::AddressFamily::ipv4; // never `none`

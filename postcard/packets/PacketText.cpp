@@ -12,15 +12,6 @@ namespace Postcard::Packets {
 
 namespace {
 
-constexpr std::pair<std::string_view, U8> protocols[] = {{"tcp", protocolTcp},
-                                                         {"udp", protocolUdp},
-                                                         {"icmpv6", protocolIcmpV6},
-                                                         {"icmp", protocolIcmp}};
-
-constexpr std::pair<std::string_view, U8> flagBits[] = {{"fin", 0x01}, {"syn", 0x02}, {"rst", 0x04},
-                                                        {"psh", 0x08}, {"ack", 0x10}, {"urg", 0x20},
-                                                        {"ece", 0x40}, {"cwr", 0x80}};
-
 class PacketParser {
  public:
    explicit PacketParser(std::string_view text) : parser_{text} {}
@@ -84,10 +75,16 @@ class PacketParser {
    }
 
    U8 protocol() {
-      for (const auto& [name, value] : protocols) {
-         if (parser_.accept(name)) {
-            return value;
+      const Classification::NamedNumber* longest = nullptr;
+      for (const Classification::NamedNumber& row : Classification::protocolWords) {
+         if (parser_.next(row.word) &&
+             (longest == nullptr || row.word.size() > longest->word.size())) {
+            longest = &row;
          }
+      }
+      if (longest != nullptr) {
+         parser_.expect(longest->word);
+         return longest->number;
       }
       if (atEnd() || parser_.rest().front() < '0' || parser_.rest().front() > '9') {
          parser_.fail("expected a protocol: tcp, udp, icmp, icmpv6 or a number");
@@ -179,8 +176,8 @@ class PacketParser {
       packet_.tcpFlags = value;
    }
    U8 flag() {
-      for (const auto& [name, bit] : flagBits) {
-         if (parser_.accept(name)) {
+      for (const auto& [word, bit] : Classification::tcpFlagWords) {
+         if (parser_.accept(word)) {
             return bit;
          }
       }

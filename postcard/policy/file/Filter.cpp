@@ -203,7 +203,7 @@ class FilterReader {
 
    // A word, a number or a range.
    std::optional<NumberRange> readProtocolRange(const Node& node) const {
-      if (const NumberWord* row = findWord(protocolWords(), node.text)) {
+      if (const Classification::NamedNumber* row = findWord(protocolWords(), node.text)) {
          return NumberRange{row->number, row->number, node.location};
       }
       const bool mayBeNumber = node.text.find_first_of("0123456789") == 0;
@@ -298,7 +298,7 @@ class FilterReader {
       unsigned int bits = 0;
       bool good = true;
       for (const Node& child : node.children()) {
-         const NumberWord* row = word(child, tcpFlagWords(), "TCP flag");
+         const Classification::NamedNumber* row = word(child, tcpFlagWords(), "TCP flag");
          good = row != nullptr && once.isFirst(row->number, child.location, row->word) && good;
          bits |= row != nullptr ? row->number : 0U;
       }

@@ -133,22 +133,14 @@ constexpr bool inOrder() {
 }
 static_assert(inOrder());
 
-constexpr auto protocols = std::to_array<NumberWord>({
-      {"icmp", 1},
-      {"tcp", 6},
-      {"udp", 17},
-});
+constexpr Classification::NamedNumber protocol(U8 number) {
+   return {Classification::protocolWord(number), number};
+}
 
-constexpr auto tcpFlags = std::to_array<NumberWord>({
-      {"fin", 0x01},
-      {"syn", 0x02},
-      {"rst", 0x04},
-      {"psh", 0x08},
-      {"ack", 0x10},
-      {"urg", 0x20},
-      {"ece", 0x40},
-      {"cwr", 0x80},
-});
+// The words of the published schema. Every other protocol is written as a number.
+constexpr std::array protocols{protocol(Classification::protocolIcmp),
+                               protocol(Classification::protocolTcp),
+                               protocol(Classification::protocolUdp)};
 
 constexpr auto sampleFields = std::to_array<FieldWord>({
       {"checksum", SampleField::checksum},
@@ -164,11 +156,11 @@ const ShapeRow& shapeOf(Shape shape) {
 std::span<const ActionWord> actionWords() {
    return actions;
 }
-std::span<const NumberWord> protocolWords() {
+std::span<const Classification::NamedNumber> protocolWords() {
    return protocols;
 }
-std::span<const NumberWord> tcpFlagWords() {
-   return tcpFlags;
+std::span<const Classification::NamedNumber> tcpFlagWords() {
+   return Classification::tcpFlagWords;
 }
 std::span<const FieldWord> sampleFieldWords() {
    return sampleFields;

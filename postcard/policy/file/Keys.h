@@ -5,7 +5,8 @@
 
 #pragma once
 
-#include "postcard/policy/file/PolicyFile.h"
+#include "Classification/ProtocolNumbers.h"
+#include "postcard/policy/Policy.h"
 
 #include <cstdint>
 #include <span>
@@ -50,20 +51,14 @@ struct ActionWord {
    ActionKind kind;
 };
 
-// A word and the number it stands for.
-struct NumberWord {
-   std::string_view word;
-   std::uint8_t number;
-};
-
 struct FieldWord {
    std::string_view word;
    SampleField field;
 };
 
 std::span<const ActionWord> actionWords();
-std::span<const NumberWord> protocolWords();
-std::span<const NumberWord> tcpFlagWords();
+std::span<const Classification::NamedNumber> protocolWords();
+std::span<const Classification::NamedNumber> tcpFlagWords();
 std::span<const FieldWord> sampleFieldWords();
 
 // The words of a table, in its order.

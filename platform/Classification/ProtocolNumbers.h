@@ -1,0 +1,58 @@
+// The IP protocol numbers and TCP flag bits that filters and packets speak of, with the words that
+// people write for them: `protocolWords`, `tcpFlagWords` and the constants. Relies on nothing.
+#pragma once
+
+#include "Pello/Types.h"
+
+#include <array>
+#include <string_view>
+
+namespace Classification {
+
+// IP protocol numbers (IANA registry "Assigned Internet Protocol Numbers").
+inline constexpr U8 protocolIcmp = 1;    // RFC 792
+inline constexpr U8 protocolTcp = 6;     // RFC 9293
+inline constexpr U8 protocolUdp = 17;    // RFC 768
+inline constexpr U8 protocolIcmpV6 = 58; // RFC 4443
+
+// A word and the number that it stands for.
+struct NamedNumber {
+   std::string_view word; // lower case; a literal
+   U8 number = 0;
+
+   friend constexpr bool operator==(const NamedNumber&, const NamedNumber&) = default;
+};
+
+// The protocols that have a word, by number. One word is the beginning of another: who reads them
+// from a longer text takes the longest.
+inline constexpr std::array<NamedNumber, 4> protocolWords{{
+      {"icmp", protocolIcmp},
+      {"tcp", protocolTcp},
+      {"udp", protocolUdp},
+      {"icmpv6", protocolIcmpV6},
+}};
+
+// The bits of the flag byte of a TCP header (RFC 9293, section 3.1; ECE and CWR: RFC 3168), from
+// the lowest on.
+inline constexpr std::array<NamedNumber, 8> tcpFlagWords{{
+      {"fin", 0x01},
+      {"syn", 0x02},
+      {"rst", 0x04},
+      {"psh", 0x08},
+      {"ack", 0x10},
+      {"urg", 0x20},
+      {"ece", 0x40},
+      {"cwr", 0x80},
+}};
+
+// The word of the protocol `number`; empty when it has none.
+constexpr std::string_view protocolWord(U8 number) {
+   for (const NamedNumber& row : protocolWords) {
+      if (row.number == number) {
+         return row.word;
+      }
+   }
+   return {};
+}
+
+} // namespace Classification
