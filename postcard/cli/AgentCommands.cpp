@@ -2,7 +2,7 @@
 
 #include "postcard/agent/service/AgentServer.h"
 #include "postcard/agent/service/ControlSocket.h"
-#include "postcard/policy/PolicyBuilder.h"
+#include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/rules-client/software/SoftwareTcam.h"
 

@@ -1,5 +1,6 @@
 #include "postcard/host/PolicyCompiler.h"
 
+#include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/PolicyBuilder.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 #include "postcard/policy/PolicyBuilder.h"
 
 #include "Classification/StructuredFilter.h"
-#include "FeatureToggle/FeatureToggle.h"
 #include "TrafficPolicy/TrafficPolicyClassMapSmCommonData.h"
 
-#include <span>
+#include <algorithm>
+#include <utility>
 
 namespace Postcard::Policy {
 
@@ -15,36 +15,25 @@ using PolicyMap::ActionType;
 using PolicyMap::PolicyMapSmCommonData;
 using TrafficPolicy::TrafficPolicyClassMapSmCommonData;
 
+constexpr std::pair<ActionKind, ActionType> actionTypes[] = {
+      {ActionKind::sample, ActionType::sample},
+      {ActionKind::sampleAll, ActionType::sampleAll},
+      {ActionKind::setDscp, ActionType::setDscp},
+      {ActionKind::permit, ActionType::permit},
+      {ActionKind::drop, ActionType::drop},
+      {ActionKind::count, ActionType::count},
+      {ActionKind::police, ActionType::police},
+      {ActionKind::redirect, ActionType::redirect},
+      {ActionKind::mirror, ActionType::mirror},
+      {ActionKind::setTrafficClass, ActionType::setTrafficClass},
+      {ActionKind::setVlan, ActionType::setVlan},
+      {ActionKind::log, ActionType::log},
+      {ActionKind::nat, ActionType::nat},
+};
+static_assert(std::size(actionTypes) == static_cast<std::size_t>(ActionKind::nat) + 1);
+
 ActionType actionTypeOf(ActionKind kind) {
-   switch (kind) {
-   case ActionKind::sample:
-      return ActionType::sample;
-   case ActionKind::sampleAll:
-      return ActionType::sampleAll;
-   case ActionKind::setDscp:
-      return ActionType::setDscp;
-   case ActionKind::permit:
-      return ActionType::permit;
-   case ActionKind::drop:
-      return ActionType::drop;
-   case ActionKind::count:
-      return ActionType::count;
-   case ActionKind::police:
-      return ActionType::police;
-   case ActionKind::redirect:
-      return ActionType::redirect;
-   case ActionKind::mirror:
-      return ActionType::mirror;
-   case ActionKind::setTrafficClass:
-      return ActionType::setTrafficClass;
-   case ActionKind::setVlan:
-      return ActionType::setVlan;
-   case ActionKind::log:
-      return ActionType::log;
-   case ActionKind::nat:
-      return ActionType::nat;
-   }
-   return ActionType::permit; // not reached: every kind is listed
+   return std::ranges::find(actionTypes, kind, &std::pair<ActionKind, ActionType>::first)->second;
 }
 
 Pello::Ptr<PolicyMap::Action> buildAction(const Action& action) {
@@ -52,12 +41,6 @@ Pello::Ptr<PolicyMap::Action> buildAction(const Action& action) {
       return new PolicyMap::SetDscpAction{Orlix::DscpValue{action.dscp}};
    }
    return new PolicyMap::Action{actionTypeOf(action.kind)};
-}
-
-Orlix::IpGenPrefix buildPrefix(const Prefix& prefix) {
-   const bool isIpv4 = prefix.family == Family::ipv4;
-   const auto family = isIpv4 ? Orlix::AddressFamily::ipv4 : Orlix::AddressFamily::ipv6;
-   return {family, std::span{prefix.address}.first(isIpv4 ? 4 : 16), prefix.length};
 }
 
 NumericalRange buildRange(const NumberRange& range) {
@@ -79,6 +62,7 @@ void buildPortEntry(Classification::PortField& field, const PortEntry& entry) {
    field.dportFieldSetIs(nameOf(entry.destinationSet));
 }
 
+// Port entries are numbered in file order, because rules are made in the order of their numbers.
 void buildProtocol(Classification::StructuredFilter& filter, const ProtocolMatch& match) {
    const auto field = filter.protoFieldIs(NumericalRange{match.low, match.high});
    U32 id = 0;
@@ -103,16 +87,16 @@ void buildSample(Classification::StructuredFilter& filter, const SampleMatch& ma
 
 void buildAddresses(Classification::StructuredFilter& filter, const Filter& from) {
    for (const Prefix& prefix : from.source) {
-      filter.sourceIs(buildPrefix(prefix));
+      filter.sourceIs(prefix.value);
    }
    for (const Prefix& prefix : from.destination) {
-      filter.destinationIs(buildPrefix(prefix));
+      filter.destinationIs(prefix.value);
    }
    for (const Prefix& prefix : from.sourceExcept) {
-      filter.sourceExceptIs(buildPrefix(prefix));
+      filter.sourceExceptIs(prefix.value);
    }
    for (const Prefix& prefix : from.destinationExcept) {
-      filter.destinationExceptIs(buildPrefix(prefix));
+      filter.destinationExceptIs(prefix.value);
    }
    filter.sourcePrefixSetIs(nameOf(from.sourcePrefixSet));
    filter.destinationPrefixSetIs(nameOf(from.destinationPrefixSet));
@@ -140,7 +124,7 @@ void buildFilter(Classification::StructuredFilter& filter, const Filter& from) {
    }
 }
 
-// The class's filter and its place among the others, in one family.
+// Adds the filter and the priority of `from` to the records, when it takes part in `family`.
 void buildFamily(PolicyMapSmCommonData& policy, TrafficPolicyClassMapSmCommonData& classData,
                  const Class& from, Family family) {
    const Filter* filter = from.filter(family);
@@ -194,12 +178,6 @@ Pello::Ptr<PostcardTelemetry::HwCapability> buildHwCapability(const Hardware& ha
    Pello::Ptr<PostcardTelemetry::HwCapability> capability{new PostcardTelemetry::HwCapability};
    capability->tcpFlagsSupportedIs(hardware.tcpFlags);
    return capability;
-}
-
-void applyFeatureToggles(const ToggleMap& toggles) {
-   for (const auto& [name, on] : toggles) {
-      FeatureToggle::toggleOverrideIs(name, on);
-   }
 }
 
 } // namespace Postcard::Policy

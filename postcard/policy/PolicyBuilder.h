@@ -1,5 +1,5 @@
-// `buildPolicy`: turns a policy of the policy file into the records that a switch's agent hands to
-// a helper. Relies on the file having been checked: nothing is refused here.
+// `buildPolicy`: the records that a switch's agent hands to a helper, made from a policy as plain
+// values. Relies on the policy having been checked: nothing is refused here.
 #pragma once
 
 #include "PolicyMap/PolicyMapSmCommonData.h"
@@ -8,18 +8,15 @@
 
 namespace Postcard::Policy {
 
-// The match option, and so the address family of rules, that stands for `family`.
+// The match option that stands for `family` in the records and in the helper's operations.
 PolicyMap::ClassMapMatchOption matchOptionOf(Family family);
 
-// The record of `policy`, with its interfaces, classes and the order of its classes. A family to
-// which interfaces are attached has priority data, be it empty; another family has none.
+// The record of `policy`: its key, interfaces and classes, and the priorities of the classes. A
+// family with interfaces has priority data, which is empty when no class takes part; a family
+// without interfaces has none. Never null.
 Pello::Ptr<PolicyMap::PolicyMapSmCommonData> buildPolicy(const Policy& policy);
 
-// The record of the hardware's abilities.
+// The record of what the hardware can match. Never null.
 Pello::Ptr<PostcardTelemetry::HwCapability> buildHwCapability(const Hardware& hardware);
-
-// Makes the feature toggles be those of a file. Helpers read toggles once per process, so this
-// comes before the first one works.
-void applyFeatureToggles(const ToggleMap& toggles);
 
 } // namespace Postcard::Policy

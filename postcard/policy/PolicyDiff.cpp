@@ -15,7 +15,7 @@ using Json = nlohmann::json;
 Json document(const std::vector<Prefix>& prefixes) {
    Json json = Json::array();
    for (const Prefix& prefix : prefixes) {
-      json.push_back(prefix.text);
+      json.push_back(prefix.value.stringValue());
    }
    std::sort(json.begin(), json.end());
    return json;

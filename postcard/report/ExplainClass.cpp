@@ -24,21 +24,12 @@ bool hasAction(const Policy::Class& each, Policy::ActionKind kind) {
 
 // ---- Addresses ----
 
-bool inPrefix(const Policy::Prefix& prefix, std::span<const U8> address) {
-   for (unsigned bit = 0; bit < prefix.length; ++bit) {
-      if (((prefix.address[bit / 8] ^ address[bit / 8]) >> (7 - bit % 8) & 1) != 0) {
-         return false;
-      }
-   }
-   return true;
-}
-
 OptionalMiss addressMiss(Field field, const std::vector<Policy::Prefix>& prefixes,
                          std::span<const U8> address) {
-   if (prefixes.empty() || inPrefix(prefixes.front(), address)) { // more than one is refused
+   if (prefixes.empty() || prefixes.front().value.contains(address)) { // more than one is refused
       return std::nullopt;
    }
-   return Miss{field, prefixes.front().text, Packets::printAddress(address)};
+   return Miss{field, prefixes.front().value.stringValue(), Packets::printAddress(address)};
 }
 
 // ---- Ports ----

@@ -1,5 +1,3 @@
-// From the parser's events to nodes. See `PolicyFileDocument.h`.
-
 #include "postcard/policy/file/Document.h"
 
 #include "Pello/Utf8.h"
@@ -19,19 +17,19 @@ namespace Postcard::Policy::File {
 namespace {
 
 Location locationOf(const yaml_mark_t& mark) {
-   return {static_cast<std::uint32_t>(mark.line + 1), static_cast<std::uint32_t>(mark.column + 1)};
+   return {static_cast<U32>(mark.line + 1), static_cast<U32>(mark.column + 1)};
 }
 
 std::string_view viewOf(const yaml_char_t* text) {
-   return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
+   return text == nullptr ? std::string_view{} : reinterpret_cast<const char*>(text);
 }
 
-// Owns the parser's state, which must not move.
+// LibYAML's parser, whose state must not move.
 class Parser {
  public:
    explicit Parser(std::string_view text) {
       if (yaml_parser_initialize(&parser_) == 0) {
-         throw std::bad_alloc();
+         throw std::bad_alloc{};
       }
       yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
                                    text.size());
@@ -41,17 +39,18 @@ class Parser {
    Parser& operator=(const Parser&) = delete;
    ~Parser() { yaml_parser_delete(&parser_); }
 
+   // Whether there is another event; false when the text is not YAML.
    bool next(yaml_event_t& event) {
       if (yaml_parser_parse(&parser_, &event) != 0) {
          return true;
       }
       if (parser_.error == YAML_MEMORY_ERROR) {
-         throw std::bad_alloc();
+         throw std::bad_alloc{};
       }
       return false;
    }
 
-   // Why `next` returned false.
+   // Why the last call of `next` returned false.
    Finding problem() const {
       std::string message = fmt::format("not YAML: {}", parser_.problem);
       if (parser_.context != nullptr) {
@@ -63,10 +62,10 @@ class Parser {
    }
 
  private:
-   yaml_parser_t parser_ = {};
+   yaml_parser_t parser_{};
 };
 
-// An event that frees itself.
+// An event of the parser, with its memory.
 struct Event : yaml_event_t {
    Event() : yaml_event_t{} {}
    Event(const Event&) = delete;
@@ -76,7 +75,7 @@ struct Event : yaml_event_t {
    Location location() const { return locationOf(start_mark); }
 };
 
-// The text from one line to the end, without the line's break; advances to the next line.
+// The first line of `text` without its break. Leaves `text` at the line after it.
 std::string_view takeLine(std::string_view& text) {
    const std::size_t end = text.find_first_of("\r\n");
    const std::string_view line = text.substr(0, end);
@@ -85,12 +84,12 @@ std::string_view takeLine(std::string_view& text) {
    return line;
 }
 
-// What follows `location` in the text; empty when the text ends before it.
+// The text from `location` on; empty when it ends before.
 std::string_view textFrom(std::string_view text, Location location) {
-   for (std::uint32_t line = 1; line < location.line; ++line) {
+   for (U32 line = 1; line < location.line; ++line) {
       takeLine(text);
    }
-   for (std::uint32_t column = 1; column < location.column && !text.empty(); ++column) {
+   for (U32 column = 1; column < location.column && !text.empty(); ++column) {
       text.remove_prefix(Pello::decodeUtf8(text).length);
    }
    return text;
@@ -103,7 +102,7 @@ std::optional<Location> somethingAfter(std::string_view text, Location location)
       const std::string_view line = takeLine(text);
       const std::size_t column = line.find_first_not_of(" \t");
       if (column != std::string_view::npos && line[column] != '#') {
-         location.column += static_cast<std::uint32_t>(column);
+         location.column += static_cast<U32>(column);
          return location;
       }
       location = {location.line + 1, 1};
@@ -111,10 +110,11 @@ std::optional<Location> somethingAfter(std::string_view text, Location location)
    return std::nullopt;
 }
 
-// The parser compares every tag directive with all that came before it, and a policy file has no
-// use for one. So directives are found before it sees them; they can only stand before the content.
+// A directive other than %YAML. A policy file has no use for one, and the parser compares every tag
+// directive with all before it, which takes quadratic time. So directives are looked for before the
+// parser runs; they can only stand before the content.
 std::optional<Finding> findDirective(std::string_view text) {
-   for (std::uint32_t line = 1; !text.empty(); ++line) {
+   for (U32 line = 1; !text.empty(); ++line) {
       const std::string_view content = takeLine(text);
       if (content.starts_with('%') && !content.starts_with("%YAML ")) {
          return Finding{{line, 1}, fmt::format("directive {} is not accepted", inQuotes(content))};
@@ -132,12 +132,12 @@ class Builder {
  public:
    Builder(std::string_view text, std::size_t maxNodes, std::pmr::memory_resource& texts,
            std::vector<Node>& nodes, Findings& findings)
-      : text_(text),
-        maxNodes_(maxNodes),
-        texts_(texts),
-        nodes_(nodes),
-        findings_(findings),
-        parser_(text) {}
+      : text_{text},
+        maxNodes_{maxNodes},
+        texts_{texts},
+        nodes_{nodes},
+        findings_{findings},
+        parser_{text} {}
 
    // Whether the tree is complete.
    bool run() {
@@ -147,7 +147,7 @@ class Builder {
             reportProblem();
             return false;
          }
-         if (event.type == YAML_DOCUMENT_END_EVENT) {
+         if (event.type == YAML_DOCUMENT_END_EVENT) { // what follows is never parsed
             return endDocument(event);
          }
          if (event.type == YAML_STREAM_END_EVENT) {
@@ -160,11 +160,13 @@ class Builder {
    }
 
  private:
+   // Returns false, for callers that end with it.
    bool refuse(Location location, std::string message) {
       findings_.add(location, std::move(message));
       return false;
    }
 
+   // Adds a hint to the one message of the parser that prefixes such as ::/0 run into.
    void reportProblem() {
       Finding problem = parser_.problem();
       const bool noContent = problem.message.find("expected node content") != std::string::npos;
@@ -179,7 +181,7 @@ class Builder {
       return !rest || refuse(*rest, "text after the end of the document (expected one document)");
    }
 
-   // False when a limit is passed.
+   // Whether to go on; false when a limit is passed.
    bool accept(const Event& event) {
       switch (event.type) {
       case YAML_SCALAR_EVENT:
@@ -207,11 +209,12 @@ class Builder {
       const auto& data = event.data.scalar;
       checkProperties(event, viewOf(data.anchor), viewOf(data.tag));
       const bool plain = data.style == YAML_PLAIN_SCALAR_STYLE;
-      const std::string_view text(reinterpret_cast<const char*>(data.value), data.length);
+      const std::string_view text{reinterpret_cast<const char*>(data.value), data.length};
       return add({keep(text), event.location(), 1, plain ? NodeKind::plain : NodeKind::quoted});
    }
 
    bool alias(const Event& event) {
+      // The message shows fewer characters than these 100; a name of megabytes need not be copied.
       const std::string_view anchor = viewOf(event.data.alias.anchor);
       findings_.add(event.location(),
                     fmt::format("alias {} is not accepted; write the value out",
@@ -230,7 +233,7 @@ class Builder {
    }
 
    void close() {
-      nodes_[open_.back()].size = static_cast<std::uint32_t>(nodes_.size() - open_.back());
+      nodes_[open_.back()].size = static_cast<U32>(nodes_.size() - open_.back());
       open_.pop_back();
    }
 
@@ -269,7 +272,8 @@ class Builder {
    std::vector<Node>& nodes_;
    Findings& findings_;
    Parser parser_;
-   std::vector<std::size_t> open_; // the lists and mappings that have begun and not ended
+   std::vector<std::size_t>
+         open_; // positions in `nodes_` of lists and mappings that have not ended
 };
 
 void checkKey(const Node& key, std::unordered_map<std::string_view, Location>& seen,
@@ -281,9 +285,7 @@ void checkKey(const Node& key, std::unordered_map<std::string_view, Location>& s
    } else if (key.kind == NodeKind::plain && key.text == "<<") {
       findings.add(key.location, "merge key '<<' is not accepted; write the keys out");
    } else if (const auto [first, inserted] = seen.try_emplace(key.text, key.location); !inserted) {
-      findings.add(key.location,
-                   fmt::format("duplicate key {} (first at {}:{})", inQuotes(key.text),
-                               first->second.line, first->second.column));
+      findings.add(key.location, duplicate("key", inQuotes(key.text), first->second));
    }
 }
 
@@ -318,7 +320,7 @@ Document::Document(std::string_view text, std::size_t maxNodes, Findings& findin
       findings.add(directive->location, std::move(directive->message));
       return;
    }
-   if (!Builder(text, maxNodes, texts_, nodes_, findings).run()) {
+   if (!Builder{text, maxNodes, texts_, nodes_, findings}.run()) {
       nodes_.clear();
       return;
    }

@@ -1,48 +1,48 @@
-// A policy file as a tree of located nodes. Door: the constructor of `Document`. Relies on the
-// event parser of LibYAML, which reads a text in one pass with bounded look-ahead; the tree is ours
-// because the traps of YAML have to be closed while it grows: aliases, anchors, tags, merge keys,
-// second documents and duplicate keys are refused, depth and number of nodes are bounded.
-
+// `Document`: a policy file as a tree of located nodes. Relies on the event parser of LibYAML,
+// which reads a text in one pass with bounded look-ahead.
+//
+// The tree is ours because the traps of YAML have to be closed while it grows: aliases, anchors,
+// tags, directives, merge keys, second documents and duplicate keys are refused; depth and number
+// of nodes are bounded.
 #pragma once
 
+#include "postcard/policy/Location.h"
 #include "postcard/policy/file/Findings.h"
-#include "postcard/policy/file/PolicyFile.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <memory_resource>
 #include <string_view>
 #include <vector>
 
 namespace Postcard::Policy::File {
 
-enum class NodeKind : std::uint8_t {
+enum class NodeKind : U8 {
    plain,    // a scalar without quotes: may be read as a number, a boolean or nothing
    quoted,   // a scalar that is text whatever it looks like (quotes or a block)
    sequence, // its children are the elements
    mapping,  // its children are key, value, key, value, …
-   refused,  // an alias; already reported, so readers pass it over in silence
+   refused,  // an alias; it has its finding, so readers pass it over in silence
 };
 
 // One node. The nodes of a document lie in one array in the order of the file, every node followed
-// by its descendants: children are found by stepping over subtrees, and a node takes 32 bytes.
+// by its descendants. So children are found by stepping over subtrees, and a node takes 32 bytes.
 struct Node {
-   std::string_view text; // of a scalar, escapes resolved; owned by the document
+   std::string_view text; // of a scalar, escapes resolved; owned by the document; else empty
    Location location;
-   std::uint32_t size = 1; // nodes of the subtree, this one included
+   U32 size = 1; // nodes of the subtree, this one included
    NodeKind kind = NodeKind::plain;
 
    bool isScalar() const { return kind == NodeKind::plain || kind == NodeKind::quoted; }
 
-   // Whether it is the absence of a value: an empty place, `~` or `null`.
+   // Whether the node stands for no value: it is empty, `~` or `null`, without quotes.
    bool isNull() const;
 
-   // Iterates the children; of a mapping, keys and values in turn.
+   // The children for range-for; of a mapping, keys and values in turn.
    class Children {
     public:
       class Iterator {
        public:
-         explicit Iterator(const Node* node) : node_(node) {}
+         explicit Iterator(const Node* node) : node_{node} {}
          const Node& operator*() const { return *node_; }
          Iterator& operator++() {
             node_ += node_->size;
@@ -54,27 +54,28 @@ struct Node {
          const Node* node_;
       };
 
-      explicit Children(const Node& parent) : parent_(&parent) {}
-      Iterator begin() const { return Iterator(parent_ + 1); }
-      Iterator end() const { return Iterator(parent_ + parent_->size); }
+      explicit Children(const Node& parent) : parent_{&parent} {}
+      Iterator begin() const { return Iterator{parent_ + 1}; }
+      Iterator end() const { return Iterator{parent_ + parent_->size}; }
 
     private:
       const Node* parent_;
    };
-   Children children() const { return Children(*this); }
+   // Of a node that lies in its document: the children are found behind it.
+   Children children() const { return Children{*this}; }
 
-   // The number of children; linear in it.
+   // The number of children. Takes time linear in it.
    std::size_t childCount() const;
 };
 
 class Document {
  public:
-   // Nesting that a policy file may have; its own structure needs eleven levels.
+   // How deep lists and mappings may be nested; what a policy file means has eleven levels.
    static constexpr std::size_t maxDepth = 32;
 
    // Reads `text`, which `checkText` has accepted, into a tree of at most `maxNodes` nodes. What is
    // wrong goes to `findings`. The document has no root when the text is not well formed, is past a
-   // limit or holds nothing; that is a finding too.
+   // limit or holds nothing; each of these is a finding too. The nodes do not refer to `text`.
    Document(std::string_view text, std::size_t maxNodes, Findings& findings);
 
    // The root, or null. Valid as long as the document.

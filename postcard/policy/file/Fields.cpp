@@ -1,6 +1,4 @@
-// The keys of a mapping, by the vocabulary's tables. See `Fields` in `PolicyFileValues.h`.
-
-#include "postcard/policy/file/Values.h"
+#include "postcard/policy/file/Fields.h"
 
 #include <algorithm>
 #include <cassert>
@@ -9,7 +7,7 @@
 namespace Postcard::Policy::File {
 
 Fields::Fields(const Node& mapping, Shape shape, const Values& values)
-   : shape_(&shapeOf(shape)), fields_{} {
+   : shape_{&shapeOf(shape)}, fields_{} {
    assert(shape_->keys.size() <= mostKeys);
    if (mapping.kind != NodeKind::mapping) {
       values.mismatch(mapping, "a mapping", shape_->noun);
@@ -29,7 +27,7 @@ std::size_t Fields::indexOf(std::string_view key) const {
 void Fields::take(const Node& key, const Node& value, const Values& values) {
    for (std::size_t i = 0; i < shape_->keys.size(); ++i) {
       if (shape_->keys[i].name == key.text) {
-         if (fields_[i].key == nullptr) { // the document has reported the others
+         if (fields_[i].key == nullptr) { // the document has reported repetitions
             fields_[i].key = &key;
             fields_[i].value = &value;
          }
@@ -51,7 +49,7 @@ void Fields::reportUnknown(const Node& key, const Values& values) {
    }
 }
 
-// One mistake, one finding: a required key that is there, but misspelt, is not reported as missing.
+// A required key that is there, but misspelt, has its finding already.
 void Fields::reportMissing(const Node& mapping, const Values& values) const {
    for (std::size_t i = 0; i < shape_->keys.size(); ++i) {
       const KeyRow& row = shape_->keys[i];

@@ -1,9 +1,9 @@
-// The filter of a class in one family. Door: `readFilter`. Relies on `PolicyFileValues.h`.
-
+// `readFilter`: the filter of a class in one family. Relies on `Values` for scalars and on
+// `Protocols` for the list of protocols.
 #pragma once
 
+#include "postcard/policy/Policy.h"
 #include "postcard/policy/file/Document.h"
-#include "postcard/policy/file/PolicyFile.h"
 #include "postcard/policy/file/Values.h"
 
 namespace Postcard::Policy::File {
@@ -12,13 +12,12 @@ namespace Postcard::Policy::File {
 struct FilterRules {
    Family family = Family::ipv4;
 
-   // Whether a protocol may have more than one port entry. With the TCP-control toggle off, every
-   // consumer of a filter takes for granted that there is at most one.
+   // Whether a protocol may have more than one port entry: only while the TCP-control toggle is on.
    bool severalPortEntries = true;
 };
 
-// The filter behind the key `key`; what is wrong with it goes to the findings of `values`, and then
-// the result is only fit to go on checking.
+// The filter behind the key `key`. What is wrong with it goes to the findings of `values`; the
+// result is then only fit to go on checking.
 Filter readFilter(const Node& key, const Node& value, const FilterRules& rules,
                   const Values& values);
 

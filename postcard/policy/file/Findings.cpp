@@ -1,5 +1,3 @@
-// Findings: bounded list and the wording that all messages share. See `PolicyFileFindings.h`.
-
 #include "postcard/policy/file/Findings.h"
 
 #include "Pello/Utf8.h"
@@ -9,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <numeric>
 #include <tuple>
 #include <utility>
@@ -19,7 +16,7 @@ namespace Postcard::Policy::File {
 namespace {
 
 constexpr std::size_t quotedCharacters = 60;
-constexpr std::size_t longestGuess = 32; // no key of ours is longer; bounds the work for garbage
+constexpr std::size_t longestGuess = 32; // longer words are never guessed; bounds the work
 
 void appendCharacter(std::string& out, std::string_view bytes, char32_t character) {
    if (character == '\n') {
@@ -33,7 +30,8 @@ void appendCharacter(std::string& out, std::string_view bytes, char32_t characte
    }
 }
 
-// Levenshtein's distance, one row at a time; both words are at most `longestGuess` long.
+// Levenshtein's distance, one row of its table at a time. Neither word is longer than
+// `longestGuess`.
 std::size_t distance(std::string_view left, std::string_view right) {
    std::array<std::size_t, longestGuess + 1> row{};
    std::iota(row.begin(), row.end(), std::size_t{0});
@@ -62,7 +60,7 @@ void Findings::add(Location location, std::string message) {
    }
 }
 
-// Halving a full list costs linear time, so an added finding costs constant time on average.
+// Linear time, for as many findings as were added since the last call: constant time for each.
 void Findings::trim() {
    if (list_.size() > kept_) {
       const auto end = list_.begin() + static_cast<std::ptrdiff_t>(kept_);
@@ -76,14 +74,15 @@ std::vector<Finding> Findings::take() {
    std::sort(list_.begin(), list_.end(), before);
    std::vector<Finding> result;
    result.reserve(list_.size());
-   std::transform(list_.begin(), list_.end(), std::back_inserter(result),
-                  [](Numbered& numbered) { return std::move(numbered.finding); });
+   for (Numbered& numbered : list_) {
+      result.push_back(std::move(numbered.finding));
+   }
    list_.clear();
    return result;
 }
 
 std::string inQuotes(std::string_view text) {
-   std::string out = "'";
+   std::string out{"'"};
    std::size_t characters = 0;
    while (!text.empty()) {
       if (characters++ == quotedCharacters) {
@@ -123,6 +122,10 @@ std::string unknownWord(std::string_view noun, std::string_view text,
    const std::string_view guess = closest(text, words);
    return fmt::format("unknown {} {} (expected one of: {}){}", noun, inQuotes(text), joined(words),
                       guess.empty() ? "" : fmt::format("; did you mean '{}'?", guess));
+}
+
+std::string duplicate(std::string_view noun, std::string_view text, Location first) {
+   return fmt::format("duplicate {} {} (first at {}:{})", noun, text, first.line, first.column);
 }
 
 } // namespace Postcard::Policy::File

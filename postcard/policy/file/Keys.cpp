@@ -1,5 +1,3 @@
-// The tables of the policy file's vocabulary. See `PolicyFileKeys.h`.
-
 #include "postcard/policy/file/Keys.h"
 
 #include <array>

@@ -1,14 +1,14 @@
-// The vocabulary of the policy file: which keys each mapping has, and the words that stand for
-// actions, protocols, flags and fields. Door: `shapeOf` and the word tables. Relies on nothing but
-// the structs of `PolicyFile.h`. The loader reads by these tables and by nothing else, so a test
-// that compares them with the published schema compares the loader with it.
-
+// `shapeOf` and the word tables: the vocabulary of the policy file, that is which keys each mapping
+// has, and the words for actions, protocols, flags and fields. Relies on the plain values of
+// `Policy.h` and on the words of the platform for protocols and flags.
+//
+// Everything that reads a policy file looks words up here. So a test that compares these tables
+// with the published schema compares the schema with what is really read.
 #pragma once
 
 #include "Classification/ProtocolNumbers.h"
 #include "postcard/policy/Policy.h"
 
-#include <cstdint>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -16,10 +16,10 @@
 namespace Postcard::Policy::File {
 
 // The mappings of a policy file.
-enum class Shape : std::uint8_t {
+enum class Shape : U8 {
    file,
    hardware,
-   toggles, // its keys are the names of the toggles that exist, which the caller knows
+   toggles, // its keys are the toggles that exist, which only the caller of the reader knows
    policy,
    interfaces,
    policyClass,
@@ -32,25 +32,29 @@ enum class Shape : std::uint8_t {
    none, // the key's value is not a mapping, nor a list of mappings
 };
 
+// A key of a mapping.
 struct KeyRow {
    std::string_view name;
    bool required = false;
    Shape inside = Shape::none; // of the value, or of the elements when the value is a list
 };
 
+// A mapping.
 struct ShapeRow {
-   std::string_view noun; // for messages, such as "a policy"
+   std::string_view noun; // what messages call the mapping, such as "a policy"
    std::span<const KeyRow> keys;
 };
 
 // The keys of a mapping; none for `Shape::toggles` and `Shape::none`.
 const ShapeRow& shapeOf(Shape shape);
 
+// The word of an action.
 struct ActionWord {
    std::string_view word;
    ActionKind kind;
 };
 
+// The word of the field that a sample match compares.
 struct FieldWord {
    std::string_view word;
    SampleField field;
@@ -61,7 +65,7 @@ std::span<const Classification::NamedNumber> protocolWords();
 std::span<const Classification::NamedNumber> tcpFlagWords();
 std::span<const FieldWord> sampleFieldWords();
 
-// The words of a table, in its order.
+// The words of a table, in its order. They stay valid for the life of the process.
 template <class Row>
 std::vector<std::string_view> wordsOf(std::span<const Row> rows) {
    std::vector<std::string_view> words;
@@ -72,7 +76,7 @@ std::vector<std::string_view> wordsOf(std::span<const Row> rows) {
    return words;
 }
 
-// The row of `word`, or null.
+// The row of `word` in `rows`, or null.
 template <class Row>
 const Row* findWord(std::span<const Row> rows, std::string_view word) {
    for (const Row& row : rows) {

@@ -1,5 +1,3 @@
-// The doors of the policy file, and its findings as text. See `PolicyFile.h`.
-
 #include "postcard/policy/file/PolicyFile.h"
 
 #include "postcard/policy/file/Document.h"
@@ -25,7 +23,7 @@ std::optional<PolicyFile> read(std::string_view text, const LoadOptions& options
       findings.add(finding->location, std::move(finding->message));
       return std::nullopt;
    }
-   const Document document(text, options.maxNodes, findings);
+   const Document document{text, options.maxNodes, findings};
    if (document.root() == nullptr) {
       return std::nullopt;
    }
@@ -55,7 +53,7 @@ std::string formatFindings(const LoadResult& result) {
 
 LoadResult parsePolicyText(std::string_view text, const std::string& fileName,
                            const LoadOptions& options) {
-   Findings findings(options.maxFindings);
+   Findings findings{options.maxFindings};
    LoadResult result;
    result.fileName = fileName;
    auto policyFile = read(text, options, findings);

@@ -1,7 +1,6 @@
-// Reading a file and checking its characters. See `PolicyFileText.h`.
-
 #include "postcard/policy/file/Text.h"
 
+#include "Pello/FileDescriptor.h"
 #include "Pello/Utf8.h"
 
 #include <fmt/format.h>
@@ -17,23 +16,6 @@
 namespace Postcard::Policy::File {
 
 namespace {
-
-// A descriptor that closes itself.
-class Descriptor {
- public:
-   explicit Descriptor(int number) : number_(number) {}
-   Descriptor(const Descriptor&) = delete;
-   Descriptor& operator=(const Descriptor&) = delete;
-   ~Descriptor() {
-      if (number_ >= 0) {
-         ::close(number_);
-      }
-   }
-   int number() const { return number_; }
-
- private:
-   int number_;
-};
 
 Finding systemFailure(std::string_view what) {
    return {{}, fmt::format("{}: {}", what, std::generic_category().message(errno))};
@@ -56,7 +38,7 @@ std::string_view fileKind(mode_t mode) {
    return "a device";
 }
 
-// The file may grow while it is read (somebody appends to it), so the limit is kept here too.
+// Keeps the limit too, because somebody may append to the file while it is read.
 std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std::size_t maxBytes) {
    std::string text;
    text.reserve(size);
@@ -93,13 +75,14 @@ std::string refusal(std::string_view rest, const Pello::Utf8Character& decoded) 
       return fmt::format("byte 0x{:02x} is not UTF-8", static_cast<unsigned char>(rest.front()));
    }
    return fmt::format("character U+{:04X} is not allowed in a policy file",
-                      static_cast<std::uint32_t>(decoded.character));
+                      static_cast<U32>(decoded.character));
 }
 
-// A carriage return ends a line unless a line feed follows, which then ends it.
+// Moves `location` past the first character of `rest`. Of the pair of carriage return and line
+// feed, the line feed ends the line.
 void advance(Location& location, std::string_view rest) {
-   const bool brokenLater = rest.starts_with("\r\n");
-   if ((rest.front() == '\n' || rest.front() == '\r') && !brokenLater) {
+   const bool pair = rest.starts_with("\r\n");
+   if ((rest.front() == '\n' || rest.front() == '\r') && !pair) {
       ++location.line;
       location.column = 1;
    } else {
@@ -107,13 +90,24 @@ void advance(Location& location, std::string_view rest) {
    }
 }
 
+// The printable ASCII characters that `text` begins with. Nearly all of a policy file is such text,
+// and counting it needs no decoding.
+std::size_t plainLength(std::string_view text) {
+   std::size_t length = 0;
+   while (length < text.size() && text[length] >= 0x20 && text[length] < 0x7f) {
+      ++length;
+   }
+   return length;
+}
+
 } // namespace
 
 std::variant<std::string, Finding> readPolicyText(const std::string& path, std::size_t maxBytes) {
-   // Opening a pipe would wait for a writer; the flag only matters for what is refused next.
-   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-   struct stat status = {};
-   if (file.number() < 0 || ::fstat(file.number(), &status) != 0) {
+   // Without O_NONBLOCK, opening a pipe would wait for its writer.
+   const Pello::FileDescriptor file{
+         ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
+   struct stat status {};
+   if (file.get() < 0 || ::fstat(file.get(), &status) != 0) {
       return systemFailure("cannot open");
    }
    if (!S_ISREG(status.st_mode)) {
@@ -121,15 +115,21 @@ std::variant<std::string, Finding> readPolicyText(const std::string& path, std::
                      fmt::format("expected a regular file, found {}", fileKind(status.st_mode))};
    }
    const auto size = static_cast<std::size_t>(status.st_size);
-   return size > maxBytes ? tooLong(maxBytes) : readAll(file.number(), size, maxBytes);
+   return size > maxBytes ? tooLong(maxBytes) : readAll(file.get(), size, maxBytes);
 }
 
 std::optional<Finding> checkText(std::string_view text) {
    Location location{1, 1};
    if (const std::string_view mark = byteOrderMark(text); !mark.empty()) {
-      return Finding{location, std::string(mark)};
+      return Finding{location, std::string{mark}};
    }
-   while (!text.empty()) {
+   for (;;) {
+      const std::size_t plain = plainLength(text);
+      location.column += static_cast<U32>(plain);
+      text.remove_prefix(plain);
+      if (text.empty()) {
+         return std::nullopt;
+      }
       const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
       const bool blank =
             decoded.character == '\t' || decoded.character == '\n' || decoded.character == '\r';
@@ -139,7 +139,6 @@ std::optional<Finding> checkText(std::string_view text) {
       advance(location, text);
       text.remove_prefix(decoded.length);
    }
-   return std::nullopt;
 }
 
 } // namespace Postcard::Policy::File

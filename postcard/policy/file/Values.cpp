@@ -1,94 +1,108 @@
-// Scalars to numbers, ranges, names and prefixes. See `PolicyFileValues.h`.
-
 #include "postcard/policy/file/Values.h"
 
+#include "Kiv/Exception.h"
 #include "Pello/Utf8.h"
 
-#include <arpa/inet.h>
+#include <fmt/format.h>
+
 #include <charconv>
 #include <limits>
-#include <sys/socket.h>
 
 namespace Postcard::Policy::File {
 
 namespace {
 
-// The longest text that can be a prefix or a range; bounds the work for garbage.
-constexpr std::size_t longestValue = 64;
+// No range is longer; bounds the work for garbage.
+constexpr std::size_t longestRange = 64;
 
-std::optional<std::uint64_t> parseDigits(std::string_view digits, int base) {
-   std::uint64_t number = 0;
+// ---- Numbers ----
+
+std::optional<U64> parseDigits(std::string_view digits, int base) {
+   U64 number = 0;
    const char* end = digits.data() + digits.size();
    const auto [stop, error] = std::from_chars(digits.data(), end, number, base);
    if (stop != end || error == std::errc::invalid_argument) {
       return std::nullopt;
    }
-   return error == std::errc::result_out_of_range ? std::numeric_limits<std::uint64_t>::max()
-                                                  : number;
+   return error == std::errc::result_out_of_range ? std::numeric_limits<U64>::max() : number;
 }
 
-int systemFamily(Family family) {
-   return family == Family::ipv4 ? AF_INET : AF_INET6;
+// ---- Prefixes ----
+
+Orlix::AddressFamily addressFamily(Family family) {
+   return family == Family::ipv4 ? Orlix::AddressFamily::ipv4 : Orlix::AddressFamily::ipv6;
 }
 
-unsigned int bitsOf(Family family) {
-   return family == Family::ipv4 ? 32 : 128;
-}
-
-Family otherFamily(Family family) {
-   return family == Family::ipv4 ? Family::ipv6 : Family::ipv4;
+std::size_t bitsOf(Family family) {
+   return 8 * Orlix::addressSize(addressFamily(family));
 }
 
 std::string_view displayName(Family family) {
    return family == Family::ipv4 ? "IPv4" : "IPv6";
 }
 
-// The address in network order, an IPv4 one in the first four bytes.
-std::optional<std::array<std::uint8_t, 16>> parseAddress(std::string_view text, Family family) {
-   std::array<std::uint8_t, 16> address{};
-   if (text.size() > longestValue ||
-       ::inet_pton(systemFamily(family), std::string(text).c_str(), address.data()) != 1) {
+// The address `text` as a prefix of full length; nothing when it is no address. The empty text is
+// no address, although it makes the unset prefix.
+std::optional<Orlix::IpGenPrefix> parseAddress(std::string_view text) {
+   if (text.empty()) {
       return std::nullopt;
    }
-   return address;
-}
-
-void clearHostBits(Prefix& prefix) {
-   for (std::size_t byte = 0; byte < prefix.address.size(); ++byte) {
-      const std::size_t firstBit = 8 * byte;
-      const std::size_t kept = prefix.length > firstBit ? prefix.length - firstBit : 0;
-      const unsigned int mask = kept >= 8 ? 0xffU : 0xff00U >> kept & 0xffU;
-      prefix.address[byte] = static_cast<std::uint8_t>(prefix.address[byte] & mask);
+   try {
+      return Orlix::IpGenPrefix{text};
+   } catch (const Kiv::ParseError&) {
+      return std::nullopt;
    }
 }
 
-std::string canonicalText(const Prefix& prefix) {
-   std::array<char, INET6_ADDRSTRLEN> buffer{};
-   ::inet_ntop(systemFamily(prefix.family), prefix.address.data(), buffer.data(),
-               static_cast<socklen_t>(buffer.size()));
-   return fmt::format("{}/{}", buffer.data(), prefix.length);
+// The two parts of a prefix.
+struct WrittenPrefix {
+   std::string_view addressText;
+   std::optional<Orlix::IpGenPrefix> address; // of full length; nothing: no address
+   std::optional<std::string_view> length;    // nothing: no slash
+
+   explicit WrittenPrefix(std::string_view text)
+      : addressText{text.substr(0, text.find('/'))}, address{parseAddress(addressText)} {
+      if (addressText.size() < text.size()) {
+         length = text.substr(addressText.size() + 1);
+      }
+   }
+};
+
+std::optional<Orlix::IpGenPrefix> prefixOf(const WrittenPrefix& written, Family family) {
+   if (!written.address || written.address->family() != addressFamily(family) || !written.length) {
+      return std::nullopt;
+   }
+   const bool decimal = written.length->find_first_not_of("0123456789") == std::string_view::npos;
+   const auto length = decimal ? parseNumber(*written.length) : std::nullopt;
+   if (!length || *length > bitsOf(family)) {
+      return std::nullopt;
+   }
+   return Orlix::IpGenPrefix{addressFamily(family), written.address->address(),
+                             static_cast<unsigned>(*length)};
 }
 
-// Why `text` is not a prefix of `family`.
-std::string prefixProblem(std::string_view text, std::string_view what, Family family) {
-   const std::size_t slash = text.find('/');
-   const std::string_view address = text.substr(0, slash);
-   if (parseAddress(address, otherFamily(family))) {
-      return fmt::format("{} is an {} prefix in an {} filter", inQuotes(text),
-                         displayName(otherFamily(family)), displayName(family));
-   }
-   if (!parseAddress(address, family)) {
+// Why `text`, of which `written` is made, is not a prefix of `family`.
+std::string prefixProblem(std::string_view text, const WrittenPrefix& written,
+                          std::string_view what, Family family) {
+   if (!written.address) {
       return fmt::format("expected an {} prefix such as {} for {}, found {}", displayName(family),
                          family == Family::ipv4 ? "192.0.2.0/24" : "2001:db8::/32", what,
                          inQuotes(text));
    }
-   if (slash == std::string_view::npos) {
+   if (written.address->family() != addressFamily(family)) {
+      const Family other = family == Family::ipv4 ? Family::ipv6 : Family::ipv4;
+      return fmt::format("{} is an {} prefix in an {} filter", inQuotes(text), displayName(other),
+                         displayName(family));
+   }
+   if (!written.length) {
       return fmt::format("prefix {} has no length (expected {}/{} for a single address)",
-                         inQuotes(text), address, bitsOf(family));
+                         inQuotes(text), written.addressText, bitsOf(family));
    }
    return fmt::format("prefix {} has a bad length (expected a number from 0 to {})", inQuotes(text),
                       bitsOf(family));
 }
+
+// ---- Messages ----
 
 std::string found(const Node& node) {
    switch (node.kind) {
@@ -125,14 +139,14 @@ std::string nameProblem(std::string_view text, std::string_view what) {
    }
    if (const auto character = unprintableIn(text)) {
       return fmt::format("{} {} holds the character U+{:04X} (expected printable ones)", what,
-                         inQuotes(text), static_cast<std::uint32_t>(*character));
+                         inQuotes(text), static_cast<U32>(*character));
    }
    return {};
 }
 
 } // namespace
 
-std::optional<std::uint64_t> parseNumber(std::string_view text) {
+std::optional<U64> parseNumber(std::string_view text) {
    if (text.starts_with("0x")) {
       return parseDigits(text.substr(2), 16);
    }
@@ -143,25 +157,8 @@ std::optional<std::uint64_t> parseNumber(std::string_view text) {
    return leadingZero ? std::nullopt : parseDigits(text, 10);
 }
 
-std::optional<Prefix> parsePrefix(std::string_view text, Family family) {
-   const std::size_t slash = text.find('/');
-   if (slash == std::string_view::npos) {
-      return std::nullopt;
-   }
-   const auto address = parseAddress(text.substr(0, slash), family);
-   const std::string_view digits = text.substr(slash + 1);
-   const bool decimal = digits.find_first_not_of("0123456789") == std::string_view::npos;
-   const auto length = decimal ? parseNumber(digits) : std::nullopt;
-   if (!address || !length || *length > bitsOf(family)) {
-      return std::nullopt;
-   }
-   Prefix prefix;
-   prefix.family = family;
-   prefix.address = *address;
-   prefix.length = static_cast<std::uint8_t>(*length);
-   clearHostBits(prefix);
-   prefix.text = canonicalText(prefix);
-   return prefix;
+std::optional<Orlix::IpGenPrefix> parsePrefix(std::string_view text, Family family) {
+   return prefixOf(WrittenPrefix{text}, family);
 }
 
 std::optional<bool> Values::boolean(const Node& node, std::string_view what) const {
@@ -172,8 +169,8 @@ std::optional<bool> Values::boolean(const Node& node, std::string_view what) con
    return std::nullopt;
 }
 
-std::optional<std::uint64_t> Values::number(const Node& node, std::string_view what,
-                                            std::uint64_t low, std::uint64_t high) const {
+std::optional<U64> Values::number(const Node& node, std::string_view what, U64 low,
+                                  U64 high) const {
    const auto number = node.kind == NodeKind::plain ? parseNumber(node.text) : std::nullopt;
    if (!number || *number < low || *number > high) {
       mismatch(node, fmt::format("a number from {} to {}", low, high), what);
@@ -182,9 +179,8 @@ std::optional<std::uint64_t> Values::number(const Node& node, std::string_view w
    return number;
 }
 
-std::optional<NumberRange> Values::range(const Node& node, std::string_view what,
-                                         std::uint16_t high) const {
-   const std::string_view text = node.text.substr(0, longestValue);
+std::optional<NumberRange> Values::range(const Node& node, std::string_view what, U16 high) const {
+   const std::string_view text = node.text.substr(0, longestRange);
    const std::size_t dash = text.find('-');
    const auto first = parseNumber(text.substr(0, dash));
    const auto last = dash == std::string_view::npos ? first : parseNumber(text.substr(dash + 1));
@@ -197,8 +193,7 @@ std::optional<NumberRange> Values::range(const Node& node, std::string_view what
                                                 inQuotes(node.text), *last, *first));
       return std::nullopt;
    }
-   return NumberRange{static_cast<std::uint16_t>(*first), static_cast<std::uint16_t>(*last),
-                      node.location};
+   return NumberRange{static_cast<U16>(*first), static_cast<U16>(*last), node.location};
 }
 
 std::optional<Name> Values::name(const Node& node, std::string_view what) const {
@@ -210,7 +205,7 @@ std::optional<Name> Values::name(const Node& node, std::string_view what) const 
       findings().add(node.location, std::move(problem));
       return std::nullopt;
    }
-   return Name{std::string(node.text), node.location};
+   return Name{std::string{node.text}, node.location};
 }
 
 std::optional<Prefix> Values::prefix(const Node& node, std::string_view what, Family family) const {
@@ -218,13 +213,22 @@ std::optional<Prefix> Values::prefix(const Node& node, std::string_view what, Fa
       mismatch(node, fmt::format("an {} prefix", displayName(family)), what);
       return std::nullopt;
    }
-   auto prefix = parsePrefix(node.text, family);
-   if (prefix) {
-      prefix->location = node.location;
-   } else {
-      findings().add(node.location, prefixProblem(node.text, what, family));
+   const WrittenPrefix written{node.text};
+   if (const auto prefix = prefixOf(written, family)) {
+      return Prefix{*prefix, node.location};
    }
-   return prefix;
+   findings().add(node.location, prefixProblem(node.text, written, what, family));
+   return std::nullopt;
+}
+
+bool Values::fitsMask(const Node& node, std::string_view what, unsigned bits, unsigned mask) const {
+   if ((bits & ~mask) == 0) {
+      return true;
+   }
+   findings().add(node.location,
+                  fmt::format("{} {:#x} has bits outside the mask {:#x}, so nothing can match",
+                              what, bits, mask));
+   return false;
 }
 
 bool Values::isList(const Node& node, std::string_view what) const {

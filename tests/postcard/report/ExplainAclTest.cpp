@@ -20,11 +20,7 @@ Postcard::Policy::Policy twoClasses() {
       policy.classes[i].priority = i;
       policy.classes[i].ipv4.emplace();
    }
-   Postcard::Policy::Prefix ten;
-   ten.text = "10.0.0.0/8";
-   ten.address = {10};
-   ten.length = 8;
-   policy.classes[0].ipv4->source = {ten};
+   policy.classes[0].ipv4->source = {{Orlix::IpGenPrefix{"10.0.0.0/8"}, {}}};
    return policy;
 }
 

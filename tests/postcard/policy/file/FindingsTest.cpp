@@ -2,6 +2,8 @@
 
 #include "postcard/policy/file/Findings.h"
 
+#include "postcard/policy/file/PolicyFile.h"
+
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 

@@ -244,6 +244,9 @@ TEST(PolicyFileLimits, hostilePolicies) {
          {"bad prefixes",
           [] { return inFilter("source: [", repeated("10.0.0.0/33,", 199950), "]"); },
           "bad length"},
+         {"no prefixes",
+          [] { return inFilter("source: [", repeated("1:2:3:4:5:6:7,", 199950), "]"); },
+          "expected an IPv4 prefix"},
          {"bad flags",
           [] {
              return inFilter("protocols: [{protocol: 6, tcp-flags: [{mask: [",

@@ -1,4 +1,4 @@
-// See `PolicyFileContract.h`. Everything is compared with everything: slow and plain.
+// Compares every element with every other: slow, but plain enough to be trusted.
 
 #include "postcard/policy/file/PolicyFileContract.h"
 
@@ -33,19 +33,21 @@ bool goodName(const std::string& text) {
 }
 
 bool goodPrefixes(const std::vector<Prefix>& prefixes, Family family) {
+   const auto expected =
+         family == Family::ipv4 ? Orlix::AddressFamily::ipv4 : Orlix::AddressFamily::ipv6;
    for (const Prefix& prefix : prefixes) {
-      const unsigned int bits = family == Family::ipv4 ? 32 : 128;
-      if (prefix.family != family || prefix.length > bits) {
+      if (prefix.value.family() != expected) {
          return false;
       }
-      for (unsigned int bit = prefix.length; bit < 128; ++bit) {
-         if ((prefix.address[bit / 8] >> (7 - bit % 8) & 1) != 0) {
+      const auto address = prefix.value.address();
+      for (std::size_t bit = prefix.value.length(); bit < 8 * address.size(); ++bit) {
+         if ((address[bit / 8] >> (7 - bit % 8) & 1) != 0) {
             return false;
          }
       }
    }
    return allDiffer(prefixes, [](const Prefix& left, const Prefix& right) {
-      return left.address == right.address && left.length == right.length;
+      return left.value == right.value;
    });
 }
 

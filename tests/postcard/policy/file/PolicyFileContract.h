@@ -1,4 +1,4 @@
-// The promises of `PolicyFile.h`, checked one by one in the plainest way. Door: `brokenPromise`.
+// `brokenPromise`: checks the promises of `Policy.h` one by one, in the plainest way.
 
 #pragma once
 

@@ -1,5 +1,3 @@
-// See `PolicyFileDump.h`.
-
 #include "postcard/policy/file/PolicyFileDump.h"
 
 #include "postcard/policy/file/Keys.h"
@@ -19,7 +17,7 @@ std::string text(const Name& name) {
 }
 
 std::string text(const Prefix& prefix) {
-   return prefix.text + at(prefix.location);
+   return prefix.value.stringValue() + at(prefix.location);
 }
 
 std::string text(const NumberRange& range) {

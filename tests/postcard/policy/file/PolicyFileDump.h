@@ -1,4 +1,4 @@
-// A policy file as text, so that tests compare printed state. Door: `dump`.
+// `dump`: a policy file as text, so that tests compare printed state.
 
 #pragma once
 

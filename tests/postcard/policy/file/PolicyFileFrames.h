@@ -1,5 +1,5 @@
-// Texts of policy files for the tests. Door: `framed`, which puts a few lines into a whole file, so
-// that a row of a table shows only what it is about.
+// `framed`: a whole policy file around a few lines, so that a row of a table shows only what it is
+// about.
 
 #pragma once
 

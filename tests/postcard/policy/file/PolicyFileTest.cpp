@@ -2,11 +2,9 @@
 
 #include "postcard/policy/file/PolicyFile.h"
 
-#include "FeatureToggle/FeatureToggle.h"
 #include "postcard/policy/file/PolicyFileContract.h"
 #include "postcard/policy/file/PolicyFileDump.h"
 #include "postcard/policy/file/PolicyFileFrames.h"
-#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -67,17 +65,8 @@ TEST(PolicyFile, togglesAreThoseOfTheOptions) {
    EXPECT_TRUE(parsePolicyText(entries, "F", options).policyFile);
 }
 
-TEST(PolicyFile, togglesAreDeclaredBesideThePlatform) {
-   const char* const name = "FeaturePostcardTelemetryTcpControl";
-   EXPECT_EQ(declaredToggles(), (ToggleMap{{name, true}}));
-   const TestSupport::TemporaryFolder folder;
-   folder.write("PostcardTelemetryCommon.json",
-                R"({"toggles": {"FeaturePostcardTelemetryTcpControl": {"default": false}}})");
-   FeatureToggle::toggleDirectoryIs(folder.path(""));
-   FeatureToggle::toggleOverrideIs(name, true); // as an earlier file of this process set it
-   EXPECT_EQ(LoadOptions().toggles, (ToggleMap{{name, false}}));
-   FeatureToggle::toggleOverridesDelAll();
-   FeatureToggle::toggleDirectoryIs({});
+TEST(PolicyFile, togglesAreTheDeclaredOnesByDefault) {
+   EXPECT_EQ(LoadOptions{}.toggles, declaredToggles());
 }
 
 TEST(PolicyFile, filterAndInterfacesByFamily) {

@@ -1,5 +1,3 @@
-// See `SchemaValidator.h`.
-
 #include "postcard/policy/file/SchemaValidator.h"
 
 #include <algorithm>

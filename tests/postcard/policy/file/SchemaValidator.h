@@ -1,4 +1,4 @@
-// As much of JSON Schema as the policy file's schema uses. Door: `schemaProblem`.
+// `schemaProblem`: as much of JSON Schema as the schema of the policy file uses.
 
 #pragma once
 

@@ -1,6 +1,7 @@
 // How many rules a filter makes, against counting block by block.
 
 #include "postcard/policy/RuleCount.h"
+
 #include "postcard/policy/file/PolicyFileFrames.h"
 
 #include <fmt/format.h>
@@ -32,7 +33,7 @@ NumberRange ports(unsigned int low, unsigned int high) {
    return {static_cast<std::uint16_t>(low), static_cast<std::uint16_t>(high), {}};
 }
 
-TEST(PolicyFileRules, blockCount) {
+TEST(RuleCount, blockCount) {
    const struct {
       unsigned int low;
       unsigned int high;
@@ -44,7 +45,7 @@ TEST(PolicyFileRules, blockCount) {
    }
 }
 
-TEST(PolicyFileRules, blockCountOfEveryRangeOfSixBits) {
+TEST(RuleCount, blockCountOfEveryRangeOfSixBits) {
    for (unsigned int low = 0; low < 64; ++low) {
       for (unsigned int high = low; high < 64; ++high) {
          ASSERT_EQ(blockCount(ports(low, high)), naiveBlocks(low, high, 0, 65536));
@@ -52,7 +53,7 @@ TEST(PolicyFileRules, blockCountOfEveryRangeOfSixBits) {
    }
 }
 
-RC_GTEST_PROP(PolicyFileRules, blockCountAgreesWithHalving, ()) {
+RC_GTEST_PROP(RuleCount, blockCountAgreesWithHalving, ()) {
    const auto bound = rc::gen::element<unsigned int>(0, 1, 2, 3, 1023, 1024, 1025, 32767, 32768,
                                                      40000, 65533, 65534, 65535);
    const unsigned int one = *bound;
@@ -62,7 +63,7 @@ RC_GTEST_PROP(PolicyFileRules, blockCountAgreesWithHalving, ()) {
    RC_ASSERT(blockCount(ports(low, high)) == naiveBlocks(low, high, 0, 65536));
 }
 
-TEST(PolicyFileRules, ruleCount) {
+TEST(RuleCount, ruleCount) {
    const struct {
       const char* filter;
       std::uint64_t withFlags;
@@ -96,7 +97,7 @@ TEST(PolicyFileRules, ruleCount) {
 }
 
 // Counts that would wrap 64 bits stop at what a rule index can hold.
-TEST(PolicyFileRules, countsDoNotWrap) {
+TEST(RuleCount, countsDoNotWrap) {
    Filter filter;
    ProtocolMatch& match = filter.protocols.emplace_back();
    match.low = 6;
@@ -114,7 +115,7 @@ std::string twoFamiliesOf900() {
    return framed(Frame::ipv4, entry) + "    ipv6:\n" + entry + "  - name: d\n    ipv4: {}\n";
 }
 
-TEST(PolicyFileRules, limitCountsTheWholeFileAndIsReportedOnce) {
+TEST(RuleCount, limitCountsTheWholeFileAndIsReportedOnce) {
    LoadOptions options;
    options.maxRules = 1802;
    EXPECT_TRUE(parsePolicyText(twoFamiliesOf900(), "F", options).policyFile);
@@ -123,7 +124,7 @@ TEST(PolicyFileRules, limitCountsTheWholeFileAndIsReportedOnce) {
              "8:5: class 'c' adds 900 ipv6 rules, which makes more than 1799 in the file\n");
 }
 
-TEST(PolicyFileRules, hugeCountIsAtLeast) {
+TEST(RuleCount, hugeCountIsAtLeast) {
    std::string ranges;
    for (int i = 1; i < 5000; ++i) {
       ranges += fmt::format("{}{}-{}", i == 1 ? "" : ", ", i, 65535 - i);
