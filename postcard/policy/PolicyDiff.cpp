@@ -1,118 +1,120 @@
 #include "postcard/policy/PolicyDiff.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
+#include <functional>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 namespace Postcard::Policy {
 
 namespace {
 
-using Json = nlohmann::json;
+// Each `…Meaning` function below turns a structure into a tuple of what counts in it, to be
+// compared and sorted. Tuples refer to the texts of the structures, so both policies must outlive
+// them.
 
-// Structures are compared as documents without places: a new member is then forgotten in one place
-// only, and the documents are small beside the rules they become.
-Json document(const std::vector<Prefix>& prefixes) {
-   Json json = Json::array();
-   for (const Prefix& prefix : prefixes) {
-      json.push_back(prefix.value.stringValue());
+// What `meaning` makes of each element, in the order of the elements.
+template <class Element, class Meaning>
+auto listed(const std::vector<Element>& elements, Meaning meaning) {
+   std::vector<std::decay_t<std::invoke_result_t<Meaning, const Element&>>> meanings;
+   meanings.reserve(elements.size());
+   for (const Element& element : elements) {
+      meanings.push_back(std::invoke(meaning, element));
    }
-   std::sort(json.begin(), json.end());
-   return json;
+   return meanings;
 }
 
-Json document(const NumberRange& range) {
-   return {range.low, range.high};
+// The same where the order of the elements has no meaning.
+template <class Element, class Meaning>
+auto sorted(const std::vector<Element>& elements, Meaning meaning) {
+   auto meanings = listed(elements, meaning);
+   std::ranges::sort(meanings);
+   return meanings;
 }
 
-Json document(const std::vector<NumberRange>& ranges) {
-   Json json = Json::array();
-   for (const NumberRange& range : ranges) {
-      json.push_back(document(range));
+template <class Element, class Meaning>
+auto given(const std::optional<Element>& element, Meaning meaning) {
+   std::optional<std::decay_t<std::invoke_result_t<Meaning, const Element&>>> result;
+   if (element) {
+      result = std::invoke(meaning, *element);
    }
-   std::sort(json.begin(), json.end());
-   return json;
+   return result;
 }
 
-Json document(const std::optional<Name>& name) {
-   return name ? Json(name->text) : Json(nullptr);
+std::string_view nameMeaning(const Name& name) {
+   return name.text;
 }
 
-Json document(const std::optional<NumberRange>& range) {
-   return range ? document(*range) : Json(nullptr);
+auto rangeMeaning(const NumberRange& range) {
+   return std::pair{range.low, range.high};
 }
 
-Json document(const std::optional<SampleMatch>& sample) {
-   return sample ? Json{sample->data, sample->mask, static_cast<int>(sample->field)}
-                 : Json(nullptr);
+auto sampleMeaning(const SampleMatch& match) {
+   return std::tuple{match.data, match.mask, match.field};
 }
 
-Json document(const ProtocolMatch& match) {
-   Json ports = Json::array();
-   for (const PortEntry& entry : match.ports) {
-      ports.push_back({document(entry.source), document(entry.destination),
-                       document(entry.sourceSet), document(entry.destinationSet)});
-   }
-   Json flags = Json::array();
-   for (const TcpFlagMatch& flag : match.tcpFlags) {
-      flags.push_back({flag.flags, flag.mask});
-   }
-   std::sort(flags.begin(), flags.end());
-   Json types = Json::array();
-   for (const IcmpType& type : match.icmpTypes) {
-      types.push_back(type.type);
-   }
-   std::sort(types.begin(), types.end());
-   return {match.low, match.high, ports, flags, types};
+auto flagsMeaning(const TcpFlagMatch& match) {
+   return std::pair{match.flags, match.mask};
 }
 
-Json document(const Filter& filter) {
-   Json protocols = Json::array();
-   for (const ProtocolMatch& match : filter.protocols) {
-      protocols.push_back(document(match));
-   }
-   std::sort(protocols.begin(), protocols.end());
-   return {document(filter.source),
-           document(filter.destination),
-           document(filter.sourceExcept),
-           document(filter.destinationExcept),
-           document(filter.sourcePrefixSet),
-           document(filter.destinationPrefixSet),
-           document(filter.payloadLength),
-           document(filter.ipTtl),
-           filter.fragments,
-           filter.ipOptions,
-           filter.protocol,
-           filter.protocolNeighbor,
-           document(filter.sample),
-           protocols};
+auto portMeaning(const PortEntry& entry) {
+   return std::tuple{sorted(entry.source, rangeMeaning), sorted(entry.destination, rangeMeaning),
+                     given(entry.sourceSet, nameMeaning), given(entry.destinationSet, nameMeaning)};
 }
 
-Json document(const std::vector<Action>& actions) {
-   Json json = Json::array();
-   for (const Action& action : actions) {
-      json.push_back({static_cast<int>(action.kind), action.dscp});
-   }
-   std::sort(json.begin(), json.end());
-   return json;
+auto protocolMeaning(const ProtocolMatch& match) {
+   return std::tuple{match.low, match.high, listed(match.ports, portMeaning),
+                     sorted(match.tcpFlags, flagsMeaning),
+                     sorted(match.icmpTypes, &IcmpType::type)};
 }
 
-Json document(const Policy& policy, Family family) {
-   Json classes = Json::array();
+auto addressMeaning(const Filter& filter) {
+   return std::tuple{sorted(filter.source, &Prefix::value),
+                     sorted(filter.destination, &Prefix::value),
+                     sorted(filter.sourceExcept, &Prefix::value),
+                     sorted(filter.destinationExcept, &Prefix::value),
+                     given(filter.sourcePrefixSet, nameMeaning),
+                     given(filter.destinationPrefixSet, nameMeaning)};
+}
+
+auto filterMeaning(const Filter& filter) {
+   return std::tuple{addressMeaning(filter),
+                     given(filter.payloadLength, rangeMeaning),
+                     given(filter.ipTtl, rangeMeaning),
+                     filter.fragments,
+                     filter.ipOptions,
+                     filter.protocol,
+                     filter.protocolNeighbor,
+                     given(filter.sample, sampleMeaning),
+                     sorted(filter.protocols, protocolMeaning)};
+}
+
+auto actionMeaning(const Action& action) {
+   return std::pair{action.kind, action.dscp};
+}
+
+auto classMeaning(const Class& from, const Filter& filter) {
+   return std::tuple{from.priority, nameMeaning(from.name), sorted(from.actions, actionMeaning),
+                     filterMeaning(filter)};
+}
+
+// By priority, which is the order of matching.
+auto classMeanings(const Policy& policy, Family family) {
+   std::vector<std::invoke_result_t<decltype(classMeaning), const Class&, const Filter&>> meanings;
    for (const Class& from : policy.classes) {
       if (const Filter* filter = from.filter(family)) {
-         classes.push_back(
-               {from.priority, from.name.text, document(from.actions), document(*filter)});
+         meanings.push_back(classMeaning(from, *filter));
       }
    }
-   std::sort(classes.begin(), classes.end()); // by priority, which is the order of matching
-   return {policy.scope, classes};
+   std::ranges::sort(meanings);
+   return meanings;
 }
 
 } // namespace
 
 bool samePolicyClasses(const Policy& a, const Policy& b, Family family) {
-   return document(a, family) == document(b, family);
+   return a.scope == b.scope && classMeanings(a, family) == classMeanings(b, family);
 }
 
 } // namespace Postcard::Policy

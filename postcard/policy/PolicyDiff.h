@@ -1,14 +1,17 @@
-// What a new policy file changes about an old one: `samePolicyClasses`. Places in the file do not
-// count, nor does the order in which equal things are written where the order has
-// no meaning to the plug-in.
+// `samePolicyClasses`: whether two versions of a policy mean the same. Relies on the plain values
+// of `Policy.h`.
 #pragma once
 
 #include "postcard/policy/Policy.h"
 
 namespace Postcard::Policy {
 
-// Whether both mean the same in `family`: the classes that take part, their order, filters and
-// actions, and the policy's scope.
+// Whether `a` and `b` make the same rules for `family` on the same hardware: equal scope, and equal
+// classes with a filter of the family, in equal order of priority.
+//
+// Not compared: names and interfaces of the policies, filters of the other family, places in the
+// file, and the order of what a record keeps sorted (prefixes, ranges, flag matches, ICMP types,
+// protocols, actions). The order of the port entries of a protocol counts, because rules follow it.
 bool samePolicyClasses(const Policy& a, const Policy& b, Family family);
 
 } // namespace Postcard::Policy
