@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 namespace Orlix {
 
@@ -20,41 +21,88 @@ bool isDigit(char c) {
 
 // ---- Reading ----
 
-U8 parseOctet(Kiv::TextParser& parser) {
-   const std::string_view text = parser.rest();
-   if (text.size() > 1 && text[0] == '0' && isDigit(text[1])) {
-      parser.fail("expected a number without leading zeros"); // some read them as octal
+// What is read of a text, from left to right. It remembers the first failure and throws nothing,
+// because a file may hold a wrong address at each of a hundred thousand places.
+class Scanner {
+ public:
+   explicit Scanner(std::string_view text) : text_{text} {}
+
+   std::string_view rest() const { return text_.substr(position_); }
+   std::size_t position() const { return position_; }
+   bool next(std::string_view token) const { return rest().starts_with(token); }
+   void skip(std::size_t size) { position_ += size; }
+   bool accept(std::string_view token) {
+      const bool found = next(token);
+      skip(found ? token.size() : 0);
+      return found;
    }
-   return static_cast<U8>(parser.number(255));
+
+   // What was expected at `position()`; null when nothing failed.
+   const char* failure() const { return failure_; }
+   // Returns false, for callers that end with it.
+   bool fail(const char* reason) {
+      failure_ = reason;
+      return false;
+   }
+
+ private:
+   std::string_view text_;
+   std::size_t position_ = 0;
+   const char* failure_ = nullptr;
+};
+
+// The functions below return whether they succeeded. When they do not, the scanner has the failure.
+
+bool readOctet(Scanner& scanner, U8& octet) {
+   const std::string_view text = scanner.rest();
+   if (text.size() > 1 && text[0] == '0' && isDigit(text[1])) {
+      return scanner.fail("expected a number without leading zeros"); // some read them as octal
+   }
+   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), octet);
+   if (error == std::errc::invalid_argument) {
+      return scanner.fail("expected a number");
+   }
+   if (error == std::errc::result_out_of_range) {
+      return scanner.fail("expected a number from 0 to 255");
+   }
+   scanner.skip(static_cast<std::size_t>(end - text.data()));
+   return true;
 }
 
-void parseDottedQuad(Kiv::TextParser& parser, std::span<U8> bytes) {
+bool readDottedQuad(Scanner& scanner, std::span<U8> bytes) {
    for (std::size_t index = 0; index < 4; ++index) {
-      if (index > 0) {
-         parser.expect(".");
+      if (index > 0 && !scanner.accept(".")) {
+         return scanner.fail("expected \".\"");
       }
-      bytes[index] = parseOctet(parser);
+      if (!readOctet(scanner, bytes[index])) {
+         return false;
+      }
    }
+   return true;
 }
 
 // The text of IPv6 from left to right: groups, at most one "::", perhaps a dotted quad at the end.
 class GroupReader {
  public:
-   GroupReader(Kiv::TextParser& parser, std::span<U8, 16> bytes) : parser_{parser}, out_{bytes} {}
+   GroupReader(Scanner& scanner, std::span<U8, 16> bytes) : scanner_{scanner}, out_{bytes} {}
 
-   void read() {
+   bool read() {
       acceptGap();
       while (count_ < limit() && !endsAfterGap()) {
          if (isDottedQuad()) {
-            readDottedQuad();
+            if (!readQuad()) {
+               return false;
+            }
             break;
          }
-         readGroup();
-         if (count_ == limit() || (!acceptGap() && !parser_.accept(":"))) {
+         if (!readGroup()) {
+            return false;
+         }
+         if (count_ == limit() || !acceptSeparator()) {
             break;
          }
       }
-      spread();
+      return scanner_.failure() == nullptr && spread();
    }
 
  private:
@@ -62,55 +110,62 @@ class GroupReader {
    std::size_t limit() const { return gap_ ? groupCount - 1 : groupCount; }
 
    bool acceptGap() {
-      if (!parser_.next("::")) {
+      if (!scanner_.next("::")) {
          return false;
       }
       if (gap_) {
-         parser_.fail("expected no second \"::\"");
+         return scanner_.fail("expected no second \"::\"");
       }
-      parser_.accept("::");
+      scanner_.accept("::");
       gap_ = count_;
       return true;
    }
 
+   // Whether another group may follow; false also after a failure.
+   bool acceptSeparator() {
+      return acceptGap() || (scanner_.failure() == nullptr && scanner_.accept(":"));
+   }
+
    // "::" is the one separator that nothing needs to follow.
    bool endsAfterGap() const {
-      return gap_ == count_ && (parser_.rest().empty() || parser_.next("/"));
+      return gap_ == count_ && (scanner_.rest().empty() || scanner_.next("/"));
    }
 
    std::size_t digitCount() const {
-      const std::size_t end = parser_.rest().find_first_not_of(hexDigits);
-      return end == std::string_view::npos ? parser_.rest().size() : end;
+      const std::size_t end = scanner_.rest().find_first_not_of(hexDigits);
+      return end == std::string_view::npos ? scanner_.rest().size() : end;
    }
 
    bool isDottedQuad() const {
       const std::size_t digits = digitCount();
-      return digits > 0 && count_ + 2 <= limit() && parser_.rest().substr(digits).starts_with('.');
+      return digits > 0 && count_ + 2 <= limit() && scanner_.rest().substr(digits).starts_with('.');
    }
 
-   void readDottedQuad() {
-      parseDottedQuad(parser_, std::span{written_}.subspan(2 * count_, 4));
+   bool readQuad() {
+      const bool good = readDottedQuad(scanner_, std::span{written_}.subspan(2 * count_, 4));
       count_ += 2;
+      return good;
    }
 
-   void readGroup() {
+   bool readGroup() {
       const std::size_t digits = digitCount();
       if (digits < 1 || digits > 4) {
-         parser_.fail("expected 1 to 4 hexadecimal digits");
+         return scanner_.fail("expected 1 to 4 hexadecimal digits");
       }
-      const std::string_view text = parser_.rest().substr(0, digits);
+      const std::string_view text = scanner_.rest().substr(0, digits);
       U16 group = 0;
       std::from_chars(text.data(), text.data() + text.size(), group, 16);
       written_[2 * count_] = static_cast<U8>(group >> 8);
       written_[2 * count_ + 1] = static_cast<U8>(group & 0xff);
       ++count_;
-      parser_.accept(text);
+      scanner_.skip(digits);
+      return true;
    }
 
-   // The groups before the gap to the front, those behind it to the end, zeros between them.
-   void spread() {
+   // Puts the groups before the gap to the front, those behind it to the end, zeros between them.
+   bool spread() {
       if (!gap_ && count_ < groupCount) {
-         parser_.fail("expected eight groups or \"::\"");
+         return scanner_.fail("expected eight groups or \"::\"");
       }
       const std::size_t before = 2 * gap_.value_or(groupCount);
       for (std::size_t index = 0; index < 16; ++index) {
@@ -122,14 +177,24 @@ class GroupReader {
             out_[index] = fromEnd > behind ? U8{0} : written_[2 * count_ - fromEnd];
          }
       }
+      return true;
    }
 
-   Kiv::TextParser& parser_;
+   Scanner& scanner_;
    std::span<U8, 16> out_;
    std::array<U8, 16> written_{};
    std::size_t count_ = 0;          // groups read, a dotted quad counting as two
    std::optional<std::size_t> gap_; // groups before "::"
 };
+
+// The family of the address that is next; nothing after a failure.
+std::optional<AddressFamily> scanAddress(Scanner& scanner, std::span<U8, 16> bytes) {
+   const std::string_view text = scanner.rest();
+   if (text.substr(0, text.find('/')).find(':') == std::string_view::npos) {
+      return readDottedQuad(scanner, bytes) ? std::optional{AddressFamily::ipv4} : std::nullopt;
+   }
+   return GroupReader{scanner, bytes}.read() ? std::optional{AddressFamily::ipv6} : std::nullopt;
+}
 
 // ---- Writing ----
 
@@ -191,13 +256,19 @@ std::array<U16, groupCount> groupsOf(std::span<const U8> bytes) {
 } // namespace
 
 AddressFamily parseAddress(Kiv::TextParser& parser, std::span<U8, 16> bytes) {
-   const std::string_view text = parser.rest();
-   if (text.substr(0, text.find('/')).find(':') == std::string_view::npos) {
-      parseDottedQuad(parser, bytes);
-      return AddressFamily::ipv4;
+   Scanner scanner{parser.rest()};
+   const auto family = scanAddress(scanner, bytes);
+   parser.accept(parser.rest().substr(0, scanner.position()));
+   if (!family) {
+      parser.fail(scanner.failure());
    }
-   GroupReader{parser, bytes}.read();
-   return AddressFamily::ipv6;
+   return *family;
+}
+
+std::optional<AddressFamily> readAddress(std::string_view text, std::span<U8, 16> bytes) {
+   Scanner scanner{text};
+   const auto family = scanAddress(scanner, bytes);
+   return scanner.rest().empty() ? family : std::nullopt;
 }
 
 void printAddress(std::string& out, std::span<const U8> bytes) {

@@ -1,12 +1,14 @@
 #include "postcard/policy/file/Values.h"
 
-#include "Kiv/Exception.h"
+#include "Orlix/IpAddressText.h"
 #include "Pello/Utf8.h"
 
 #include <fmt/format.h>
 
+#include <array>
 #include <charconv>
 #include <limits>
+#include <span>
 
 namespace Postcard::Policy::File {
 
@@ -41,17 +43,16 @@ std::string_view displayName(Family family) {
    return family == Family::ipv4 ? "IPv4" : "IPv6";
 }
 
-// The address `text` as a prefix of full length; nothing when it is no address. The empty text is
-// no address, although it makes the unset prefix.
+// The address `text` as a prefix of full length; nothing when it is no address.
 std::optional<Orlix::IpGenPrefix> parseAddress(std::string_view text) {
-   if (text.empty()) {
+   std::array<U8, 16> bytes{};
+   const auto family = Orlix::readAddress(text, bytes);
+   if (!family) {
       return std::nullopt;
    }
-   try {
-      return Orlix::IpGenPrefix{text};
-   } catch (const Kiv::ParseError&) {
-      return std::nullopt;
-   }
+   const std::size_t size = Orlix::addressSize(*family);
+   return Orlix::IpGenPrefix{*family, std::span{bytes}.first(size),
+                             static_cast<unsigned>(8 * size)};
 }
 
 // The two parts of a prefix.

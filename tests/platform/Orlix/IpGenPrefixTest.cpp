@@ -2,6 +2,7 @@
 #include "Orlix/IpGenPrefix.h"
 
 #include "Kiv/Exception.h"
+#include "Orlix/IpAddressText.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -269,6 +270,14 @@ Bytes ourAddress(const std::string& text) {
    }
 }
 
+// What `readAddress` reads, or nothing.
+Bytes readBytes(const std::string& text) {
+   std::array<U8, 16> bytes{};
+   const auto family = readAddress(text, bytes);
+   const auto size = static_cast<std::ptrdiff_t>(family ? addressSize(*family) : 0);
+   return {bytes.begin(), bytes.begin() + size};
+}
+
 rc::Gen<std::string> drawAddressLikeText() {
    static const std::vector<std::string> pieces{
          ":",   ":",  "::",   "1", "0",     "ff:", "0:", "1.2.3.4",  ".",    "255",
@@ -286,6 +295,17 @@ rc::Gen<std::string> drawAddressLikeText() {
 RC_GTEST_PROP(IpGenPrefix, readsWhatTheCLibraryReads, ()) {
    const std::string text = *drawAddressLikeText();
    RC_ASSERT(ourAddress(text) == cAddress(text));
+   RC_ASSERT(readBytes(text) == cAddress(text));
+}
+
+TEST(IpGenPrefix, readAddressWantsAnAddressAndNothingElse) {
+   for (const char* text :
+        {"", "/", "10.0.0.0/8", "::/0", "10.0.0.1 ", " ::1", "::1%1", "1.2.3.4.5"}) {
+      EXPECT_EQ(readBytes(text), Bytes{}) << text;
+   }
+   EXPECT_EQ(readBytes({"10.0.0.1\0", 9}), Bytes{});
+   EXPECT_EQ(readBytes("10.0.0.1"), (Bytes{10, 0, 0, 1}));
+   EXPECT_EQ(readBytes("1::").size(), 16U);
 }
 
 // All texts of up to six of the pieces that make or break IPv6.
@@ -300,6 +320,7 @@ TEST(IpGenPrefix, readsAllShortTextsAsTheCLibrary) {
             longer.push_back(text + piece);
             const Bytes expected = cAddress(longer.back());
             ASSERT_EQ(ourAddress(longer.back()), expected) << longer.back();
+            ASSERT_EQ(readBytes(longer.back()), expected) << longer.back();
             accepted += expected.empty() ? 0U : 1U;
          }
       }
