@@ -44,7 +44,8 @@ void checkFindings(const Postcard::Policy::File::LoadResult& result, std::string
    for (const Postcard::Policy::File::Finding& finding : result.findings) {
       require(!finding.message.empty() && finding.message.find('\n') == std::string::npos,
               "a message is one line", all);
-      require(finding.location.line == 0 || Agent::isWithin(finding.location, text),
+      require(finding.location.line == 0 ||
+                    Postcard::Policy::File::isWithin(finding.location, text),
               "a finding lies in the file", all);
    }
 }
