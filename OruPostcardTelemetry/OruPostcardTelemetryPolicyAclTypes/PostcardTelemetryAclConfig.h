@@ -33,6 +33,11 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
 
    explicit PostcardTelemetryAclConfig(Pello::String aclConfigKey)
       : aclConfigKey_{std::move(aclConfigKey)} {}
+   // Enters `rule` under `index` in place of another one; null removes the entry. `ruleByName` is
+   // left as it is.
+   void ruleByIndexIs(U32 index, const Pello::Ptr<RuleConfig>& rule) {
+      ruleByIndexIs<>(index, rule);
+   }
    // The table by name goes first. The rules themselves then go in the order of their indexes,
    // which is the order in which they lie in memory, and that memory is used again in this order.
    ~PostcardTelemetryAclConfig() override { ruleByNameDelAll(); }

@@ -19,6 +19,9 @@ class PostcardTelemetryAclConfigStatus : public Kiv::Entity {
    using KivStatusInOrder = Kiv::RbTreeMap<U32, Pello::String>::Node;
 
    PostcardTelemetryAclConfigStatus() = default;
+
+   // Enters `text` under `key` in place of another one.
+   void statusInOrderIs(U32 key, const Pello::String& text) { statusInOrderIs<>(key, text); }
 };
 
 // Makes a new history without texts.

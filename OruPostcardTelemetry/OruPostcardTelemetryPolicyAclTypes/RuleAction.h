@@ -6,6 +6,8 @@
 #include "Kiv/HashMap2018.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/DscpDataAndMask.h"
 
+#include <string_view>
+
 namespace OruPostcardTelemetry {
 
 class RuleAction : public Kiv::Entity {
@@ -27,8 +29,22 @@ class RuleAction : public Kiv::Entity {
 
    // Adds the actions of `other` to this one's. The DSCP is not copied: it belongs to the rule.
    void copy(const RuleAction& other);
+   // The same; `other` must not be null.
+   void copy(const Pello::Ptr<const RuleAction>& other) { copy(*other); }
+
+   // The action of a number; throws Kiv::RangeError when none has it.
+   static Action ActionInstance(U32 number);
+   // The action of a name; throws Kiv::ParseError when none has it.
+   static Action ActionInstance(std::string_view name);
 };
 KIV_ENUM(RuleAction::Action, ActionInstance)
+
+inline RuleAction::Action RuleAction::ActionInstance(U32 number) {
+   return OruPostcardTelemetry::ActionInstance(number);
+}
+inline RuleAction::Action RuleAction::ActionInstance(std::string_view name) {
+   return OruPostcardTelemetry::ActionInstance(name);
+}
 
 // Makes a new action with an empty set.
 Pello::Ptr<RuleAction> ruleActionFactory();

@@ -20,6 +20,8 @@ class RuleConfig : public Kiv::Entity {
    // Merges the filter and the action of `other` into this rule's own, made when there are none; a
    // part that `other` has not stays as it is here. The name stays.
    void copy(const RuleConfig& other);
+   // The same; `other` must not be null.
+   void copy(const Pello::Ptr<const RuleConfig>& other) { copy(*other); }
 };
 
 // Makes a new rule without filter and action.

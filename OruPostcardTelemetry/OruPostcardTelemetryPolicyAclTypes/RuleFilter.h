@@ -34,6 +34,8 @@ class RuleFilter : public Kiv::Entity {
    // sample and TCP-flag match that `other` has; those that it has not stay as they are here. The
    // sample match of a copy is a part of its own, under the name "sampleDataAndMask".
    void copy(const RuleFilter& other);
+   // The same; `other` must not be null.
+   void copy(const Pello::Ptr<const RuleFilter>& other) { copy(*other); }
 
  private:
    void copyPorts(const RuleFilter& other);
