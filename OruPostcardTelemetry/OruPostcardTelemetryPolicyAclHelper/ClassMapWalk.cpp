@@ -10,6 +10,8 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
 using TrafficPolicy::TrafficPolicyClassMapSmCommonData;
@@ -54,10 +56,10 @@ Kiv::String checkClass(const PolicyMap::AclRuleKey& key,
 
 } // namespace
 
-Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataPtr& policyData,
                                                                MatchOption matchOption) {
    RINGLOG_ENTRY();
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = Kiv::String::join(
             {"Acl Config not found for Policy ", " ", policyData->key().strDesc()});
@@ -83,14 +85,14 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData&
 
 // Indexes run on from class to class.
 Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorityData& rules,
-                                                    const PolicyData& policyData,
+                                                    const PolicyDataPtr& policyData,
                                                     Acl::AclType aclType,
-                                                    const AclConfig& aclConfig) {
+                                                    const AclConfigPtr& aclConfig) {
    U32 nextRuleIndex = 0;
    for (const auto& rule : rules.rule()) {
       const PolicyMap::AclRuleKey& key = rule.value();
       RINGLOG_TRACE_OF("updateRulesInAclConfig", 5, "Class Map : {}", key.className());
-      const TrafficClassData classData =
+      const TrafficClassDataPtr classData =
             Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
                   policyData->classData(key.className()));
       Kiv::String error = checkClass(key, classData, hwCapability());

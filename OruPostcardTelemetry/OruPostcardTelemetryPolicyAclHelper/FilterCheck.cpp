@@ -1,10 +1,12 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 
-#include "FeatureToggle/FeatureToggle.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
+
+using HelperTrace::traceSource;
 
 namespace {
 
@@ -82,23 +84,11 @@ bool checkPorts(const ProtoField& field, bool tcpControl, bool faulty, Findings&
 
 } // namespace
 
-bool toggleFeaturePostcardTelemetryTcpControlEnabled() {
-   static const bool enabled =
-         (FeatureToggle::getToggleState("FeaturePostcardTelemetryTcpControl",
-                                        "PostcardTelemetryCommon.json", true) &
-          1U) != 0;
-   return enabled;
-}
-
-std::string portCountMessage(std::size_t ports) {
-   return "Expected ports() to be 1, got " + std::to_string(ports);
-}
-
 Kiv::String
 checkUnsupportedFields(const Pello::Ptr<const StructuredFilter>& filter,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
    RINGLOG_ENTRY();
-   const bool tcpControl = hwCapability->tcpFlagsSupported();
+   const bool tcpControl = tcpFlagsSupported(hwCapability);
    Findings findings;
    checkFilterWide(*filter, findings);
    for (const auto& protoIter : filter->protoField()) {

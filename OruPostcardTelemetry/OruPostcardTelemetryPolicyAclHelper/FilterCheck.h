@@ -14,10 +14,6 @@ Kiv::String
 checkUnsupportedFields(const Pello::Ptr<const Classification::StructuredFilter>& filter,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability);
 
-// Whether the feature toggle FeaturePostcardTelemetryTcpControl is on. The first answer holds for
-// the life of the process.
-bool toggleFeaturePostcardTelemetryTcpControlEnabled();
-
 // The protocol fields that rules can be made for.
 inline constexpr U8 protocolTcp = 6;  // RFC 9293
 inline constexpr U8 protocolUdp = 17; // RFC 768
@@ -26,8 +22,5 @@ inline constexpr U8 protocolUdp = 17; // RFC 768
 inline Classification::NumericalRange singleProtocol(U8 number) {
    return {number, number};
 }
-
-// "Expected ports() to be 1, got 2", for the contract of producers that know no TCP control.
-std::string portCountMessage(std::size_t ports);
 
 } // namespace OruPostcardTelemetry

@@ -5,6 +5,8 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 const Pello::TraceSource HelperTrace::traceSource{"OruPostcardTelemetryPolicyAclHelper"};
 
 OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper(

@@ -37,11 +37,11 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
 
  public:
    using MatchOption = PolicyMap::ClassMapMatchOption;
-   using AclConfig = Pello::Ptr<PostcardTelemetryAclConfig>;
-   using Rule = Pello::Ptr<RuleConfig>;
-   using Filter = Pello::Ptr<const Classification::StructuredFilter>;
-   using ProtoField = Pello::Ptr<const Classification::ProtoField>;
-   using TrafficClassData = Pello::Ptr<const TrafficPolicy::TrafficPolicyClassMapSmCommonData>;
+   using AclConfigPtr = Pello::Ptr<PostcardTelemetryAclConfig>;
+   using RulePtr = Pello::Ptr<RuleConfig>;
+   using FilterPtr = Pello::Ptr<const Classification::StructuredFilter>;
+   using ProtoFieldPtr = Pello::Ptr<const Classification::ProtoField>;
+   using TrafficClassDataPtr = Pello::Ptr<const TrafficPolicy::TrafficPolicyClassMapSmCommonData>;
 
    // Takes a reference to each record. Null is taken as it is; the operations that read the record
    // require it.
@@ -53,16 +53,16 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    void hwInit() override;
 
    // PolicyLifecycle. Each returns the empty text on success, else a message for the operator.
-   Kiv::String createPolicy(const PolicyData& policyData, MatchOption matchOption) override;
-   Kiv::String recreatePolicy(const PolicyData& policyData, MatchOption matchOption) override;
-   Kiv::String deletePolicy(const PolicyData& policyData, MatchOption matchOption) override;
-   Kiv::String commitPolicy(const PolicyData& policyData, MatchOption matchOption) override;
+   Kiv::String createPolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
+   Kiv::String recreatePolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
+   Kiv::String deletePolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
+   Kiv::String commitPolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
 
    // InterfaceBinding, with results as above.
-   Kiv::String addIntfToPolicy(const PolicyData& policyData, Orlix::IntfId intf,
+   Kiv::String addIntfToPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                MatchOption matchOption) override;
-   Kiv::String removeIntfFromPolicy(const PolicyData& policyData, Orlix::IntfId intf,
+   Kiv::String removeIntfFromPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                     Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                     MatchOption matchOption) override;
 
@@ -70,34 +70,35 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    // this order; like there, new ones are added at the end.
 
    // RuleConstruction: gives the rule the actions of the class.
-   virtual void updateRuleAction(const ClassData& classData, const Rule& ruleConfig);
+   virtual void updateRuleAction(const ClassDataPtr& classData, const RulePtr& ruleConfig);
    // RuleConstruction: whether the class's sample match is dropped, because no action asks for it.
-   virtual bool ignoreSampleData(const ClassData& classData);
+   virtual bool ignoreSampleData(const ClassDataPtr& classData);
    // PortExpansion: makes the rule of one pair of port matches. Returns the next free index.
-   virtual U32 addRulesL4PortDataMask(const ProtoField& protoField, const Rule& ruleConfig,
-                                      const AclConfig& aclConfig, bool sportDataMaskValid,
+   virtual U32 addRulesL4PortDataMask(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                                      const AclConfigPtr& aclConfig, bool sportDataMaskValid,
                                       L4PortDataMask sportDataMask, bool dportDataMaskValid,
                                       L4PortDataMask dportDataMask, bool tcpFlagAvailable,
                                       U32 nextRuleIndex);
    // ProtocolExpansion: makes the rules of one protocol from a template. Returns the next free
    // index.
-   virtual U32 addRulesProtoField(const AclConfig& aclConfig, const Rule& ruleConfig,
-                                  const Filter& sf, U8 proto, U32 nextRuleIndex);
+   virtual U32 addRulesProtoField(const AclConfigPtr& aclConfig, const RulePtr& ruleConfig,
+                                  const FilterPtr& sf, U8 proto, U32 nextRuleIndex);
    // RuleConstruction: makes all rules of one class. Returns the next free index.
-   virtual U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyData& policyData,
-                        const TrafficClassData& classMapData, const AclConfig& aclConfig,
+   virtual U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyDataPtr& policyData,
+                        const TrafficClassDataPtr& classMapData, const AclConfigPtr& aclConfig,
                         U32 nextRuleIndex);
    // Naming: makes the ACL configuration of a policy, which must not exist yet; removes it; its
    // key.
-   virtual AclConfig createAclConfig(const PolicyData& policyData, MatchOption matchOption);
-   virtual void deleteAclConfig(const PolicyData& policyData, MatchOption matchOption);
-   virtual Pello::String getAclConfigKey(const PolicyData& policyData, MatchOption matchOption);
+   virtual AclConfigPtr createAclConfig(const PolicyDataPtr& policyData, MatchOption matchOption);
+   virtual void deleteAclConfig(const PolicyDataPtr& policyData, MatchOption matchOption);
+   virtual Pello::String getAclConfigKey(const PolicyDataPtr& policyData, MatchOption matchOption);
    // ClassMapWalk: fills the ACL configuration of the policy, which must exist, with rules. Returns
    // the empty text, or why the policy cannot be expressed.
-   virtual Kiv::String updateRulesInAclConfig(const PolicyData& policyData,
+   virtual Kiv::String updateRulesInAclConfig(const PolicyDataPtr& policyData,
                                               MatchOption matchOption);
    // InterfaceBinding: enters the interface into the configuration, or removes it.
-   virtual void updateIntfInAclConfig(const AclConfig& aclConfig, Orlix::IntfId intf, bool remove);
+   virtual void updateIntfInAclConfig(const AclConfigPtr& aclConfig, Orlix::IntfId intf,
+                                      bool remove);
    // PolicyStatus: records the rules client's answer to the latest request. Returns the text to
    // show: empty for success.
    virtual Kiv::String updatePolicyStatus(PostcardTelemetryRulesClientSmStatusType policyStatus,
@@ -107,14 +108,14 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
 
    // RulesClientRequest: posts a request. The counter changes last.
    void updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent event,
-                                const AclConfig& aclConfig, Orlix::IntfId intf);
+                                const AclConfigPtr& aclConfig, Orlix::IntfId intf);
 
    // PortExpansion: the rules of a protocol's port entries, and of its TCP flags. Return the next
    // free index.
-   U32 addRulesPortField(const ProtoField& protoField, const Rule& ruleConfig,
-                         const AclConfig& aclConfig, bool expandTcpFlags, U32 nextRuleIndex);
-   U32 addRulesTcpFlagField(const ProtoField& protoField, const Rule& ruleConfig,
-                            const AclConfig& aclConfig, U32 nextRuleIndex);
+   U32 addRulesPortField(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                         const AclConfigPtr& aclConfig, bool expandTcpFlags, U32 nextRuleIndex);
+   U32 addRulesTcpFlagField(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                            const AclConfigPtr& aclConfig, U32 nextRuleIndex);
 
    // The new operations by name.
    using KivOperationsOf = OruPostcardPolicyAclHelper;
@@ -125,8 +126,8 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    // one, the template argument tells them apart.
    // PolicyLifecycle.
    template <class Operation>
-   void addAttachedInterfaces(const PolicyData& policyData, MatchOption matchOption,
-                              const AclConfig& aclConfig);
+   void addAttachedInterfaces(const PolicyDataPtr& policyData, MatchOption matchOption,
+                              const AclConfigPtr& aclConfig);
    void carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
                          PostcardTelemetryAclConfig& newConfig);
    template <class Operation>
@@ -134,25 +135,26 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    void asyncOutcome(const Kiv::String& status);
    // InterfaceBinding.
    template <class Change>
-   Kiv::String changeIntf(const PolicyData& policyData, Orlix::IntfId intf,
+   Kiv::String changeIntf(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                           Orlix::IntfId logicalIntf, const L3::VrfName& vrfName,
                           MatchOption matchOption);
    template <class Change>
-   Kiv::String uncommittedIntfChange(const PolicyData& policyData, MatchOption matchOption,
-                                     const AclConfig& aclConfig);
+   Kiv::String uncommittedIntfChange(const PolicyDataPtr& policyData, MatchOption matchOption,
+                                     const AclConfigPtr& aclConfig);
    // ClassMapWalk.
-   Kiv::String walkClasses(const PolicyMap::RulePriorityData& rules, const PolicyData& policyData,
-                           Acl::AclType aclType, const AclConfig& aclConfig);
+   Kiv::String walkClasses(const PolicyMap::RulePriorityData& rules,
+                           const PolicyDataPtr& policyData, Acl::AclType aclType,
+                           const AclConfigPtr& aclConfig);
    // RuleConstruction.
    static void setDscp(RuleAction& ruleAction, const Pello::Ptr<PolicyMap::Action>& action);
-   void setSampleMatch(const Classification::StructuredFilter& filter, const ClassData& classData,
-                       RuleFilter& ruleFilter);
-   U32 addRulesOfProtocols(const AclConfig& aclConfig, const Rule& rule, const Filter& sf,
+   void setSampleMatch(const Classification::StructuredFilter& filter,
+                       const ClassDataPtr& classData, RuleFilter& ruleFilter);
+   U32 addRulesOfProtocols(const AclConfigPtr& aclConfig, const RulePtr& rule, const FilterPtr& sf,
                            U32 nextRuleIndex);
    // PortExpansion.
-   U32 addRulesPortEntry(const Classification::PortField& entry, const ProtoField& protoField,
-                         const Rule& ruleConfig, const AclConfig& aclConfig, bool expandTcpFlags,
-                         U32 nextRuleIndex);
+   U32 addRulesPortEntry(const Classification::PortField& entry, const ProtoFieldPtr& protoField,
+                         const RulePtr& ruleConfig, const AclConfigPtr& aclConfig,
+                         bool expandTcpFlags, U32 nextRuleIndex);
 };
 
 constexpr auto OruPostcardPolicyAclHelper::kivOperations() {

@@ -8,6 +8,8 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
 // What tells the two operations apart: their names, and the messages up to "Policy :".
@@ -34,7 +36,7 @@ struct Removal {
 
 } // namespace
 
-void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfig& aclConfig,
+void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfigPtr& aclConfig,
                                                        Orlix::IntfId intf, bool remove) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Acl Config Key : {}, Interface : {}, Remove Interface : {}",
@@ -48,7 +50,7 @@ void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfig& aclConfi
    }
 }
 
-Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyDataPtr& policyData,
                                                         Orlix::IntfId intf,
                                                         Orlix::IntfId logicalIntf,
                                                         L3::VrfName vrfName,
@@ -56,7 +58,7 @@ Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyData& policy
    return changeIntf<Addition>(policyData, intf, logicalIntf, vrfName, matchOption);
 }
 
-Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyDataPtr& policyData,
                                                              Orlix::IntfId intf,
                                                              Orlix::IntfId logicalIntf,
                                                              L3::VrfName vrfName,
@@ -65,8 +67,8 @@ Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& p
 }
 
 template <class Change>
-Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData, Orlix::IntfId intf,
-                                                   Orlix::IntfId logicalIntf,
+Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyDataPtr& policyData,
+                                                   Orlix::IntfId intf, Orlix::IntfId logicalIntf,
                                                    const L3::VrfName& vrfName,
                                                    MatchOption matchOption) {
    RINGLOG_TRACE_OF(Change::name, 8, "");
@@ -75,7 +77,7 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData,
                     "VRF Name : {}, Match Type : {}",
                     policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
                     logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = policyMessage(Change::nonExistent, policyData->key(), matchOption);
       RINGLOG_TRACE_OF(Change::name, 0, "Error: {}", error);
@@ -101,13 +103,13 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData,
 // The change is kept but not passed on. Once the rules client has reported on the configuration,
 // its latest text tells the operator more than ours.
 template <class Change>
-Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const PolicyDataPtr& policyData,
                                                               MatchOption matchOption,
-                                                              const AclConfig& aclConfig) {
+                                                              const AclConfigPtr& aclConfig) {
    Kiv::String result = policyMessage(Change::nonCommitted, policyData->key(), matchOption);
    RINGLOG_TRACE_OF(Change::name, 0, "Error: {}", result);
    const auto& status = aclConfig->aclConfigStatus();
-   if (const U32 currentIndex = status->currentIndex(); currentIndex != 0) {
+   if (const U32 currentIndex = status == nullptr ? 0 : status->currentIndex(); currentIndex != 0) {
       if constexpr (Change::remove) {
          RINGLOG_TRACE_OF(Change::name, 5, "currentIndex : {}", currentIndex);
       }

@@ -10,6 +10,8 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
 void requireSupportedMatchOption(PolicyMap::ClassMapMatchOption matchOption,
@@ -44,9 +46,9 @@ struct Recreation {
 } // namespace
 
 template <class Operation>
-void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyData& policyData,
+void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyDataPtr& policyData,
                                                        MatchOption matchOption,
-                                                       const AclConfig& aclConfig) {
+                                                       const AclConfigPtr& aclConfig) {
    if (matchOption == PolicyMap::matchIpv6AccessGroup()) {
       RINGLOG_TRACE_OF(Operation::name, 5, "Adding interface from intf6");
       requireAttached(policyData->intf6s(), "policyData->intf6s()", Operation::text);
@@ -79,26 +81,26 @@ void OruPostcardPolicyAclHelper::asyncOutcome(const Kiv::String& status) {
    asyncOperationResultIs(PolicyMap::AsyncOperationResult{status, Kiv::System::currentTime()});
 }
 
-Kiv::String OruPostcardPolicyAclHelper::createPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::createPolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
    requireSupportedMatchOption(matchOption, Creation::text);
-   const AclConfig aclConfig = createAclConfig(policyData, matchOption);
+   const AclConfigPtr aclConfig = createAclConfig(policyData, matchOption);
    addAttachedInterfaces<Creation>(policyData, matchOption, aclConfig);
    return finishRuleGeneration<Creation>(updateRulesInAclConfig(policyData, matchOption));
 }
 
-Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyDataPtr& policyData,
                                                        MatchOption matchOption) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
    requireSupportedMatchOption(matchOption, Recreation::text);
-   const AclConfig oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    deleteAclConfig(policyData, matchOption); // ends the process when there is no old one
-   const AclConfig newConfig = createAclConfig(policyData, matchOption);
+   const AclConfigPtr newConfig = createAclConfig(policyData, matchOption);
    addAttachedInterfaces<Recreation>(policyData, matchOption, newConfig);
    const Kiv::String status = updateRulesInAclConfig(policyData, matchOption);
    carryHistoryOver(*oldConfig, *newConfig);
@@ -114,23 +116,26 @@ void OruPostcardPolicyAclHelper::carryHistoryOver(const PostcardTelemetryAclConf
    newConfig.rulesClientUpdatedIs(oldConfig.rulesClientUpdated());
    RINGLOG_TRACE_OF(Recreation::name, 5, "Rules Client Updated : {}",
                     newConfig.rulesClientUpdated());
-   const auto& oldStatus = *oldConfig.aclConfigStatus();
+   const auto& oldStatus = oldConfig.aclConfigStatus();
    RINGLOG_TRACE_OF(Recreation::name, 5, "Number of Statuses Strings in Old Config : {}",
-                    oldStatus.statusInOrders());
+                    oldStatus == nullptr ? 0 : oldStatus->statusInOrders());
+   if (oldStatus == nullptr) {
+      return;
+   }
    U32 index = 0;
-   for (const auto& status : oldStatus.statusInOrder()) {
+   for (const auto& status : oldStatus->statusInOrder()) {
       RINGLOG_TRACE_OF(Recreation::name, 5, "Status : {} Current Index : {}", status.value(),
                        index);
-      newConfig.aclConfigStatus()->statusInOrderIs(index, status.value());
+      newConfig.aclConfigStatusIs()->statusInOrderIs(index, status.value());
       ++index;
-      newConfig.aclConfigStatus()->currentIndexIs(index);
+      newConfig.aclConfigStatusIs()->currentIndexIs(index);
    }
 }
 
-Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = policyMessage(
             "Commit Policy received for a non-existent policy, Policy :", policyData->key(),
@@ -151,11 +156,11 @@ Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyData& policyDat
    return {};
 }
 
-Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
    // Held to the end: the collection drops it on the way.
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       Kiv::String error = policyMessage(
             "Delete Policy received for a non-existent policy, Policy :", policyData->key(),

@@ -16,6 +16,8 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
 using Blocks = std::vector<Orlix::RangeMaskGen<U16>::Entry>;
@@ -79,16 +81,18 @@ Kiv::String tcpFlagRuleName(const Pello::String& name,
 
 } // namespace
 
-Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port) {
+// Users take this function's address, so its type stays although it copies two strings.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+Kiv::String ruleNameL4Port(Pello::String name, Pello::String label, L4Port port) {
    GrowingName result{name};
    ruleNameL4Port(result, label, port);
    return result.view();
 }
 
-U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoField& protoField,
-                                                  const Rule& ruleConfig,
-                                                  const AclConfig& aclConfig, bool expandTcpFlags,
-                                                  U32 nextRuleIndex) {
+U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoFieldPtr& protoField,
+                                                  const RulePtr& ruleConfig,
+                                                  const AclConfigPtr& aclConfig,
+                                                  bool expandTcpFlags, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
    for (const auto& entry : protoField->port()) {
       nextRuleIndex = addRulesPortEntry(*entry.value(), protoField, ruleConfig, aclConfig,
@@ -98,10 +102,10 @@ U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoField& protoField,
 }
 
 U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortField& entry,
-                                                  const ProtoField& protoField,
-                                                  const Rule& ruleConfig,
-                                                  const AclConfig& aclConfig, bool expandTcpFlags,
-                                                  U32 nextRuleIndex) {
+                                                  const ProtoFieldPtr& protoField,
+                                                  const RulePtr& ruleConfig,
+                                                  const AclConfigPtr& aclConfig,
+                                                  bool expandTcpFlags, U32 nextRuleIndex) {
    RINGLOG_TRACE_OF("addRulesPortField", 5,
                     "Structured Filter with Proto fields, Sports : {}, Dports : {}", entry.sports(),
                     entry.dports());
@@ -140,7 +144,7 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
 }
 
 U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
-      const ProtoField& protoField, const Rule& ruleConfig, const AclConfig& aclConfig,
+      const ProtoFieldPtr& protoField, const RulePtr& ruleConfig, const AclConfigPtr& aclConfig,
       bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
       L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
    const Ringlog::SharedMoment moment; // ten traces per rule
@@ -160,7 +164,7 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
    }
    const Kiv::String name = growing.view();
    RINGLOG_TRACE(5, "Creating additional ruleConfig : {}", name);
-   const Rule newRule = aclConfig->ruleByNameIs(name);
+   const RulePtr newRule = aclConfig->ruleByNameIs(name);
    newRule->copy(*ruleConfig);
    RuleFilter& filter = *newRule->ruleFilter();
    if (sportDataMaskValid) {
@@ -180,9 +184,9 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
                                nextRuleIndex);
 }
 
-U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoField& protoField,
-                                                     const Rule& ruleConfig,
-                                                     const AclConfig& aclConfig,
+U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoFieldPtr& protoField,
+                                                     const RulePtr& ruleConfig,
+                                                     const AclConfigPtr& aclConfig,
                                                      U32 nextRuleIndex) {
    RINGLOG_TRACE(9, "Rule Name : {}, NextRuleIndex : {}", ruleConfig->name(), nextRuleIndex);
    for (const auto& flagIter : protoField->tcpFlag()) {
@@ -193,7 +197,7 @@ U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoField& protoFiel
       const Kiv::String name = tcpFlagRuleName(ruleConfig->name(), match);
       RINGLOG_TRACE(9, "Creating addtional ruleConfig: {} for tcpFlag {} tcpMask {}", name,
                     match.tcpFlag().value(), match.tcpFlagMask().value());
-      const Rule newRule = aclConfig->ruleByNameIs(name);
+      const RulePtr newRule = aclConfig->ruleByNameIs(name);
       newRule->copy(*ruleConfig);
       newRule->ruleFilter()->tcpFlagAndMaskIs(match);
       aclConfig->ruleByIndexIs(nextRuleIndex, newRule);

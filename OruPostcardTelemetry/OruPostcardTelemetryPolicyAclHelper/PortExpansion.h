@@ -6,7 +6,7 @@
 
 namespace OruPostcardTelemetry {
 
-// `name-label-port`, the port in decimal.
-Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port);
+// Returns `name-label-port`, the port in decimal.
+Kiv::String ruleNameL4Port(Pello::String name, Pello::String label, L4Port port);
 
 } // namespace OruPostcardTelemetry

@@ -3,9 +3,12 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
+
+using HelperTrace::traceSource;
 
 namespace {
 
@@ -31,27 +34,27 @@ void requireOnePortEntry(std::size_t ports) {
 
 } // namespace
 
-U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfig& aclConfig,
-                                                   const Rule& ruleConfig, const Filter& sf,
+U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfigPtr& aclConfig,
+                                                   const RulePtr& ruleConfig, const FilterPtr& sf,
                                                    U8 proto, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Rule Name : {}, Proto : 0x{:x}, NextRuleIndex : {}", ruleConfig->name(), proto,
                  nextRuleIndex);
    const Pello::String name = protocolRuleName(ruleConfig->name(), proto);
    RINGLOG_TRACE(5, "Creating Additional Rules : {}", name);
-   const Rule newRule = aclConfig->ruleByNameIs(name);
+   const RulePtr newRule = aclConfig->ruleByNameIs(name);
    newRule->copy(*ruleConfig);
    newRule->ruleFilter()->protoIs(Protocol{proto});
-   const ProtoField protoField = sf->protoField(singleProtocol(proto));
+   const ProtoFieldPtr protoField = sf->protoField(singleProtocol(proto));
    const std::size_t ports = protoField == nullptr ? 0 : protoField->ports();
-   const bool tcpFlags = hwCapability()->tcpFlagsSupported() && protoField != nullptr &&
-                         protoField->tcpFlags() != 0;
+   const bool tcpFlags =
+         tcpFlagsSupported(hwCapability()) && protoField != nullptr && protoField->tcpFlags() != 0;
    if (ports == 0 && !tcpFlags) {
       RINGLOG_TRACE(5, "Structured Filter with no proto fields");
       aclConfig->ruleByIndexIs(nextRuleIndex, newRule);
       return nextRuleIndex + 1;
    }
-   if (!hwCapability()->tcpFlagsSupported()) {
+   if (!tcpFlagsSupported(hwCapability())) {
       requireOnePortEntry(ports);
    }
    nextRuleIndex =

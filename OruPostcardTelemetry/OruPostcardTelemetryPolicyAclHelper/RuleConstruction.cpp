@@ -10,10 +10,11 @@
 namespace OruPostcardTelemetry {
 
 using Classification::StructuredFilter;
+using HelperTrace::traceSource;
 using PolicyMap::ActionType;
 
-void OruPostcardPolicyAclHelper::updateRuleAction(const ClassData& classData,
-                                                  const Rule& ruleConfig) {
+void OruPostcardPolicyAclHelper::updateRuleAction(const ClassDataPtr& classData,
+                                                  const RulePtr& ruleConfig) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Update action for Class : {}", classData->name());
    const Pello::Ptr<RuleAction> ruleAction = ruleConfig->ruleActionIs();
@@ -51,7 +52,7 @@ void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
 }
 
 // Without a plain sample action nothing asks for a share of the packets, and the rule takes all.
-bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassData& classData) {
+bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassDataPtr& classData) {
    RINGLOG_TRACE(9, "Class Name : {}", classData->name());
    const bool present = classData->actionHas(ActionType::sample);
    RINGLOG_TRACE(9, "Sample Action Present : {}", present);
@@ -59,12 +60,12 @@ bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassData& classData) {
 }
 
 U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
-                                         const PolicyData& policyData,
-                                         const TrafficClassData& classMapData,
-                                         const AclConfig& aclConfig, U32 nextRuleIndex) {
+                                         const PolicyDataPtr& policyData,
+                                         const TrafficClassDataPtr& classMapData,
+                                         const AclConfigPtr& aclConfig, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(5, "Acl Rule Key : {}", key);
-   const Filter sf = classMapData->aclStructuredFilter(key.aclName())->filter(0);
+   const FilterPtr sf = classMapData->aclStructuredFilter(key.aclName())->filter(0);
    const Acl::AclType aclType = matchOptionToAclType(key.matchOption());
    const auto rulePriority = policyData->rulePriority(aclType);
    if (!rulePriority->priorityHas(key)) {
@@ -72,7 +73,7 @@ U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
    }
    RINGLOG_TRACE(5, "Class : {}, Acl Type : {}", classMapData->name(), aclType);
    const Pello::String name = ruleName(classMapData->name(), aclType);
-   const Rule rule = aclConfig->ruleByNameIs(name);
+   const RulePtr rule = aclConfig->ruleByNameIs(name);
    const Pello::Ptr<RuleFilter> ruleFilter = rule->ruleFilterIs();
    if (sf->sources() != 0) {
       const Orlix::IpGenPrefix& source = sf->source().begin().key();
@@ -93,7 +94,7 @@ U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
 }
 
 void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
-                                                const ClassData& classData,
+                                                const ClassDataPtr& classData,
                                                 RuleFilter& ruleFilter) {
    static const Pello::String childName{"sampleDataAndMask"};
    const auto& match = filter.tcpUdpCheckSumOrIpId();
@@ -119,8 +120,9 @@ void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
 }
 
 // Rules are made for TCP and UDP, for one of them where the filter names only that one.
-U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfig& aclConfig, const Rule& rule,
-                                                    const Filter& sf, U32 nextRuleIndex) {
+U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfigPtr& aclConfig,
+                                                    const RulePtr& rule, const FilterPtr& sf,
+                                                    U32 nextRuleIndex) {
    const bool tcp = sf->protoFieldHas(singleProtocol(protocolTcp));
    const bool udp = sf->protoFieldHas(singleProtocol(protocolUdp));
    if (!tcp && !udp) {

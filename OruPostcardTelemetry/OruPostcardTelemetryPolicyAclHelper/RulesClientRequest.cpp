@@ -5,8 +5,10 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 void OruPostcardPolicyAclHelper::updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent event,
-                                                         const AclConfig& aclConfig,
+                                                         const AclConfigPtr& aclConfig,
                                                          Orlix::IntfId intf) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(5, "Acl Config Key : {}, Event : {}, Current Interface : {}",

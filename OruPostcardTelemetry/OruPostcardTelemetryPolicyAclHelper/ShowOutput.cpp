@@ -2,6 +2,7 @@
 // interface; tools read them. Each line is written as it is made, and write errors are ignored: the
 // reader of a diagnostic may have gone.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 #include <cstdio>
@@ -9,14 +10,15 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
 // Writes the blocks of one show command.
 class Show {
  public:
-   // The capability is needed where there is a filter to show.
-   Show(int fd, const PostcardTelemetry::HwCapability* hwCapability)
-      : fd_{fd}, hwCapability_{hwCapability} {}
+   // `tcpFlags`: whether the hardware matches TCP flags; lines on them are written only then.
+   Show(int fd, bool tcpFlags) : fd_{fd}, tcpFlags_{tcpFlags} {}
 
    void aclConfig(const PostcardTelemetryAclConfig& config) const {
       separator();
@@ -83,7 +85,7 @@ class Show {
       } else {
          field("Destination Port:", "Not Configured");
       }
-      if (hwCapability_->tcpFlagsSupported()) {
+      if (tcpFlags_) {
          tcpFlags(filter.tcpFlagAndMask());
       }
       field("Protocol:", filter.proto().value());
@@ -147,7 +149,7 @@ class Show {
    }
 
    int fd_;
-   const PostcardTelemetry::HwCapability* hwCapability_;
+   bool tcpFlags_;
 };
 
 } // namespace
@@ -158,7 +160,7 @@ void OruPostcardPolicyAclHelper::showPostcardAcl(U32 socket) const {
    if (::fcntl(static_cast<int>(socket), F_GETFD) == -1) {
       return;
    }
-   const Show show{static_cast<int>(socket), hwCapability().get()};
+   const Show show{static_cast<int>(socket), tcpFlagsSupported(hwCapability())};
    for (const auto& config : aclConfigColl()) {
       show.aclConfig(*config.value());
    }

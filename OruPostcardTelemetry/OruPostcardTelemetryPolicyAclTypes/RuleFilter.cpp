@@ -4,6 +4,8 @@
 
 namespace OruPostcardTelemetry {
 
+using TypesTrace::traceSource;
+
 const Orlix::IpGenPrefix& anyPrefix() {
    static const Orlix::IpGenPrefix prefix{"0.0.0.0/0"};
    return prefix;

@@ -211,6 +211,15 @@ TEST(FilterCheck, protocolFieldsComeAfterFilterWideMatches) {
              "Unsupported match(es): 'Fragments', 'IP Protocol', in configuration");
 }
 
+// UDP with TCP flags is a fault only where hardware matches TCP flags.
+TEST(FilterCheck, withoutACapabilityRecordTcpFlagsAreNotMatched) {
+   FilterRecords filter = newFilter();
+   filter.udp().flag(2, 18);
+   EXPECT_EQ(checked(filter, true), message(" 'TCP Flag',"));
+   EXPECT_EQ(checked(filter, false), "");
+   EXPECT_EQ(checkUnsupportedFields(filter.data(), nullptr), "");
+}
+
 TEST(FilterCheck, tracesItsEntryAndTheMessage) {
    FilterRecords filter = newFilter();
    const TraceCapture capture;

@@ -116,8 +116,8 @@ TEST_F(PortExpansion, twoSourceRangesAndThreeDestinationBlocks) {
 class Asked : public OruPostcardPolicyAclHelper {
  public:
    using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
-   U32 addRulesL4PortDataMask(const ProtoField& protoField, const Rule& ruleConfig,
-                              const AclConfig& aclConfig, bool sportValid, L4PortDataMask sport,
+   U32 addRulesL4PortDataMask(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                              const AclConfigPtr& aclConfig, bool sportValid, L4PortDataMask sport,
                               bool dportValid, L4PortDataMask dport, bool flags,
                               U32 next) override {
       const auto side = [](bool valid, const L4PortDataMask& match) {
@@ -131,7 +131,7 @@ class Asked : public OruPostcardPolicyAclHelper {
    }
    Lines asked;
    bool same = true;
-   std::pair<ProtoField, Rule> first;
+   std::pair<ProtoFieldPtr, RulePtr> first;
 };
 
 // The side that is not valid is 0, and each call takes the index that the one before returned.
