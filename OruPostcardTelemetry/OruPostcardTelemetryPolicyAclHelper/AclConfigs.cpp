@@ -45,7 +45,8 @@ void OruPostcardPolicyAclHelper::deleteAclConfig(const PolicyDataPtr& policyData
    if (aclConfigColl(key) == nullptr) {
       const Kiv::String error = policyMessage(
             "Acl Config does not exists for Policy :", policyData->key(), matchOption);
-      RINGLOG_TRACE(0, "Error : {}", error); // log filters tell the two errors apart by the blank
+      RINGLOG_TRACE(0, "Error : {}",
+                    error); // unlike at creation, a blank before the colon: log filters rely on it
       contractBroken(FunctionText::deleteAclConfig, "0");
    }
    aclConfigCollDel(key);

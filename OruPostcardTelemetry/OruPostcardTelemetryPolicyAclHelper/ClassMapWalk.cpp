@@ -1,6 +1,6 @@
-// `updateRulesInAclConfig`: visits the classes of a policy in the order in which they match, and
-// makes the rules of each one that can be expressed. The first that cannot ends the walk; the rules
-// of those before it stay. Relies on FilterCheck and RuleConstruction.
+// `updateRulesInAclConfig`: visits the classes of a policy in the order of their priorities and
+// makes the rules of each. The first class that rules cannot express ends the walk; the rules of
+// the classes before it stay. Relies on FilterCheck and RuleConstruction.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -22,7 +22,8 @@ const TrafficPolicy::ActionSupportedMap& supportedActions() {
    return map;
 }
 
-// The class's filter must be there, exactly one of it.
+// Returns why rules cannot express the filter of the class, or the empty text. The class must have
+// the filter collection that `key` names, with exactly one filter in it.
 Kiv::String checkFilter(const PolicyMap::AclRuleKey& key,
                         const TrafficPolicyClassMapSmCommonData& classData,
                         const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
@@ -46,7 +47,9 @@ checkUnsupportedActions(const Pello::Ptr<const TrafficPolicyClassMapSmCommonData
    return error;
 }
 
-// Why the class cannot be expressed; the actions are looked at only when the filter can.
+// Returns why rules cannot express the class, or the empty text. A message names the unsupported
+// matches or the unsupported actions, never both: the actions are checked only after the filter has
+// passed.
 Kiv::String checkClass(const PolicyMap::AclRuleKey& key,
                        const Pello::Ptr<const TrafficPolicyClassMapSmCommonData>& classData,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
@@ -83,7 +86,7 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataP
    return walkClasses(*rules, policyData, aclType, aclConfig);
 }
 
-// Indexes run on from class to class.
+// Each class begins at the index after the last rule of the class before it.
 Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorityData& rules,
                                                     const PolicyDataPtr& policyData,
                                                     Acl::AclType aclType,

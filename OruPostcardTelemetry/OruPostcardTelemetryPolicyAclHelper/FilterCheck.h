@@ -1,5 +1,5 @@
-// `checkUnsupportedFields`: names, in one message, every match of a filter that a rule cannot
-// express.
+// `checkUnsupportedFields`: names, in one message, every match of a class's filter that a rule
+// cannot express. Relies on TcpControl and on the classification library.
 #pragma once
 
 #include "Classification/StructuredFilter.h"
@@ -8,17 +8,21 @@
 
 namespace OruPostcardTelemetry {
 
-// Empty when the filter can be expressed. Ends the process when the hardware matches TCP flags, the
-// feature toggle is off, and a protocol field has port entries but not exactly one.
+// Returns the empty text when rules can express the filter, which must not be null; otherwise a
+// message for the operator. A null `hwCapability` means hardware that cannot match TCP flags.
+//
+// Contract with the producers of filters: where the hardware matches TCP flags and the feature
+// toggle is off, a protocol field with port entries has exactly one. The process ends when it has
+// more.
 Kiv::String
 checkUnsupportedFields(const Pello::Ptr<const Classification::StructuredFilter>& filter,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability);
 
-// The protocol fields that rules can be made for.
+// The protocols that rules are made for.
 inline constexpr U8 protocolTcp = 6;  // RFC 9293
 inline constexpr U8 protocolUdp = 17; // RFC 768
 
-// Exactly the protocol `number`.
+// Returns the key of the protocol field for the protocol `number` alone.
 inline Classification::NumericalRange singleProtocol(U8 number) {
    return {number, number};
 }

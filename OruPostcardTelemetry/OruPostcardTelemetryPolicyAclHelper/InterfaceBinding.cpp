@@ -1,6 +1,6 @@
-// Interfaces join and leave a policy that exists: `addIntfToPolicy`, `removeIntfFromPolicy`, and
-// `updateIntfInAclConfig`, through which every change of a configuration's interfaces goes. Relies
-// on Naming and RulesClientRequest.
+// `addIntfToPolicy` and `removeIntfFromPolicy`: an interface joins or leaves a policy that exists.
+// `updateIntfInAclConfig`: the only function that changes a configuration's interfaces. Relies on
+// Naming and RulesClientRequest.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
@@ -12,7 +12,8 @@ using HelperTrace::traceSource;
 
 namespace {
 
-// What tells the two operations apart: their names, and the messages up to "Policy :".
+// The differences between the two operations: the direction, the name in traces and assertions, and
+// the messages up to "Policy :".
 struct Addition {
    static constexpr bool remove = false;
    static constexpr const char* name = "addIntfToPolicy";
@@ -84,7 +85,8 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyDataPtr& policyDa
       contractBroken(Change::text, "0");
    }
    if (aclConfig->ruleByNames() == 0) {
-      // Such a configuration keeps the interfaces with which it was built.
+      // The configuration is not changed: without rules it has nothing to apply to an interface,
+      // and building it anew takes the interfaces from the policy.
       const Kiv::String error =
             Kiv::String::join({"No rules configured in policy ", " ", aclConfig->aclConfigKey()});
       RINGLOG_TRACE_OF(Change::name, 5, "Error: {}", error);
@@ -100,8 +102,9 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyDataPtr& policyDa
    return {};
 }
 
-// The change is kept but not passed on. Once the rules client has reported on the configuration,
-// its latest text tells the operator more than ours.
+// The change stays in the configuration and reaches the rules client with the next commit. The
+// operator reads the latest text of the rules client where there is one, because it says why the
+// policy is not programmed.
 template <class Change>
 Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const PolicyDataPtr& policyData,
                                                               MatchOption matchOption,

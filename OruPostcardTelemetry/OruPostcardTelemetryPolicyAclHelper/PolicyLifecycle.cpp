@@ -1,7 +1,8 @@
 // The life of a policy: `createPolicy` and `recreatePolicy` build its ACL configuration,
-// `commitPolicy` hands it to the rules client, `deletePolicy` takes both back. Relies on Naming,
-// InterfaceBinding, ClassMapWalk and RulesClientRequest, whose operations are called through the
-// virtual table where they stand in it.
+// `commitPolicy` hands it to the rules client, `deletePolicy` removes it from both. Relies on
+// AclConfigs, InterfaceBinding, ClassMapWalk and RulesClientRequest. The virtual operations among
+// theirs are called through the virtual table, so that a class that derives from the helper can
+// replace them.
 #include "Kiv/System.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -33,7 +34,7 @@ void requireAttached(std::size_t interfaces, std::string_view expression, std::s
    }
 }
 
-// The two operations that build a configuration.
+// The names of the two operations that build a configuration, for traces and assertions.
 struct Creation {
    static constexpr const char* name = "createPolicy";
    static constexpr std::string_view text = FunctionText::createPolicy;
@@ -64,7 +65,8 @@ void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyDataPtr& poli
    }
 }
 
-// A policy without rules is no error to the agent: the operator may be about to add some.
+// Turns the result of rule generation into that of the operation. A policy without rules is a
+// success for the agent, because the operator may be about to add some.
 template <class Operation>
 Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& status) {
    if (status.empty()) {
@@ -99,7 +101,7 @@ Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyDataPtr& poli
                  static_cast<U8>(matchOption));
    requireSupportedMatchOption(matchOption, Recreation::text);
    const AclConfigPtr oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
-   deleteAclConfig(policyData, matchOption); // ends the process when there is no old one
+   deleteAclConfig(policyData, matchOption); // ends the process if there is no old configuration
    const AclConfigPtr newConfig = createAclConfig(policyData, matchOption);
    addAttachedInterfaces<Recreation>(policyData, matchOption, newConfig);
    const Kiv::String status = updateRulesInAclConfig(policyData, matchOption);
@@ -107,8 +109,8 @@ Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyDataPtr& poli
    return finishRuleGeneration<Recreation>(status);
 }
 
-// After the rules are made, so that the old flags win over whatever making them did. The texts are
-// numbered anew without gaps.
+// Runs after the rules are made: an override of `updateRulesInAclConfig` may set the flags, and the
+// old values must win. The old texts keep their order; their keys become 0, 1, 2 and so on.
 void OruPostcardPolicyAclHelper::carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
                                                   PostcardTelemetryAclConfig& newConfig) {
    newConfig.programmedPolicyIs(oldConfig.programmedPolicy());
@@ -159,7 +161,7 @@ Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyDataPtr& policy
 Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
-   // Held to the end: the collection drops it on the way.
+   // A counted reference: `deleteAclConfig` removes the configuration from the collection.
    const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       Kiv::String error = policyMessage(

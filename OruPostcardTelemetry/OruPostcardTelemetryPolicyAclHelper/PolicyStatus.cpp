@@ -1,5 +1,6 @@
-// `updatePolicyStatus`: folds the rules client's answer into the ACL configuration that the latest
-// request was about.
+// `updatePolicyStatus`: records the rules client's answer in the ACL configuration that the latest
+// request was about. The configuration is found by its key, so a configuration that has replaced it
+// since gets the answer.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
@@ -17,7 +18,7 @@ requestedConfig(const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& request)
    return request == nullptr ? nullptr : request->aclConfig();
 }
 
-// Appends the text to the history.
+// Appends `text` to the history.
 void record(PostcardTelemetryAclConfigStatus& status, const Pello::String& text) {
    const U32 index = status.currentIndex();
    status.statusInOrderIs(index, text);

@@ -1,6 +1,8 @@
-// `addRulesPortField`: hardware matches ports by value and mask, operators write ranges. Every
-// range is cut into aligned blocks, and every block, or pair of a source and a destination block,
-// becomes a rule; with TCP flags, every flag match of it does.
+// `addRulesPortField`, `addRulesL4PortDataMask` and `addRulesTcpFlagField`: rules for layer-4 ports
+// and TCP flags. Operators write ranges of ports, hardware matches a value under a mask. Each range
+// is cut into aligned blocks; each block, or each pair of a source and a destination block, becomes
+// a rule; and where TCP flags count, each such rule becomes one rule for each flag match. Relies on
+// `Orlix/RangeMaskGen.h`.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/PortExpansion.h"
 
 #include "Orlix/RangeMaskGen.h"
@@ -22,8 +24,8 @@ namespace {
 
 using Blocks = std::vector<Orlix::RangeMaskGen<U16>::Entry>;
 
-// The blocks of all ranges one after another. Ranges that overlap give blocks that do. No bound may
-// be above 65535; whoever makes a filter sees to it.
+// Returns the blocks of all ranges, range by range. Ranges are not merged, so blocks of overlapping
+// ranges overlap. Bounds must be at most 65535, for which the producers of filters answer.
 Blocks blocksOf(const Kiv::RbTreeSet<Classification::NumericalRange>& ranges) {
    Blocks blocks;
    for (const auto& range : ranges) {
@@ -37,7 +39,7 @@ L4PortDataMask portMatch(const Orlix::RangeMaskGen<U16>::Entry& block) {
    return {block.data, block.mask};
 }
 
-// A number of up to five digits as text, without a trip through a formatter.
+// A 16-bit number as decimal text, made without a formatter: a rule's name has up to six numbers.
 class Decimal {
  public:
    explicit Decimal(U16 number) {
@@ -50,8 +52,8 @@ class Decimal {
    char* end_;
 };
 
-// A rule's name while it grows part by part, each state of it traced; a string of its own for every
-// state would cost more than the rule.
+// A rule's name, to which parts are appended. Each intermediate name is traced, which would take an
+// allocation per part if each were a string.
 class GrowingName {
  public:
    explicit GrowingName(std::string_view base) { append(base); }
@@ -81,7 +83,7 @@ Kiv::String tcpFlagRuleName(const Pello::String& name,
 
 } // namespace
 
-// Users take this function's address, so its type stays although it copies two strings.
+// The exact type is part of the interface: users take this function's address.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 Kiv::String ruleNameL4Port(Pello::String name, Pello::String label, L4Port port) {
    GrowingName result{name};
@@ -147,7 +149,9 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
       const ProtoFieldPtr& protoField, const RulePtr& ruleConfig, const AclConfigPtr& aclConfig,
       bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
       L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
-   const Ringlog::SharedMoment moment; // ten traces per rule
+   // The traces of one rule, about ten, share one time stamp: reading the clock is most of their
+   // cost.
+   const Ringlog::SharedMoment moment;
    RINGLOG_TRACE(9,
                  "Rule Name : {}, Sport Valid : {}, Sport : 0x{:x}, Dport Valid : {}, "
                  "Dport : 0x{:x}, NextRuleIndex : {}",
@@ -179,7 +183,8 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
    if (!tcpFlagAvailable) {
       return nextRuleIndex + 1;
    }
-   // The first flag rule takes this rule's index.
+   // The first rule with TCP flags replaces this rule at its index, and this rule's name is
+   // removed.
    return addRulesTcpFlagField(protoField, aclConfig->ruleByIndex(nextRuleIndex), aclConfig,
                                nextRuleIndex);
 }

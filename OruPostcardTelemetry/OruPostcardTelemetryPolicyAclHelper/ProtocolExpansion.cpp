@@ -1,5 +1,6 @@
-// `addRulesProtoField`: the rules of one class in one protocol. The template becomes one rule as it
-// stands, or PortExpansion makes several from it.
+// `addRulesProtoField`: the rules of one class in one protocol. The template is copied for the
+// protocol. The copy is the only rule when the filter has no ports and no TCP flags to match in
+// this protocol; otherwise PortExpansion makes the rules from the copy. Relies on TcpControl.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -12,7 +13,7 @@ using HelperTrace::traceSource;
 
 namespace {
 
-// Other protocols than these two are never asked for.
+// Returns the empty name for protocols other than TCP and UDP; RuleConstruction asks for no others.
 Pello::String protocolRuleName(const Pello::String& name, U8 proto) {
    switch (proto) {
    case protocolTcp:
@@ -24,7 +25,8 @@ Pello::String protocolRuleName(const Pello::String& name, U8 proto) {
    }
 }
 
-// Producers that know no TCP control give each protocol field exactly one port entry.
+// While the feature toggle is off, producers of filters must give a protocol field exactly one port
+// entry.
 void requireOnePortEntry(std::size_t ports) {
    if (!toggleFeaturePostcardTelemetryTcpControlEnabled() && ports != 1) {
       contractBroken(FunctionText::addRulesProtoField, "protoField->ports() == 1",

@@ -1,6 +1,6 @@
-// `addRules`: the rules of one class. A template rule takes what all of them share (prefixes,
-// sample match, actions), ProtocolExpansion makes the numbered rules from it, and the template goes
-// again.
+// `addRules`: the rules of one class. A template rule gets what all rules of the class share
+// (prefixes, sample match, actions); ProtocolExpansion copies it into the numbered rules; then the
+// template is removed. Relies on Naming and ProtocolExpansion.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -32,12 +32,12 @@ void OruPostcardPolicyAclHelper::updateRuleAction(const ClassDataPtr& classData,
          setDscp(*ruleAction, entry.value());
          break;
       default:
-         break; // the walk has refused what cannot be carried out
+         break; // ClassMapWalk has refused classes with actions that rules cannot carry out
       }
    }
 }
 
-// All six bits of the DSCP are rewritten.
+// The mask 0x3F rewrites all six bits of the DSCP.
 void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
                                          const Pello::Ptr<PolicyMap::Action>& action) {
    const auto dscpAction = Pello::dynamicCast<const PolicyMap::SetDscpAction>(action);
@@ -51,7 +51,8 @@ void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
                     ruleAction.dscpDataAndMask().dscpMask());
 }
 
-// Without a plain sample action nothing asks for a share of the packets, and the rule takes all.
+// The plain sample action takes the packets that satisfy the sample match; "sample all" takes every
+// packet, so the rule must not have the sample match.
 bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassDataPtr& classData) {
    RINGLOG_TRACE(9, "Class Name : {}", classData->name());
    const bool present = classData->actionHas(ActionType::sample);
@@ -119,7 +120,8 @@ void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
    sample->versionIs(sampleVersion);
 }
 
-// Rules are made for TCP and UDP, for one of them where the filter names only that one.
+// Makes rules for TCP and for UDP, or for only one of them when the filter has a protocol field for
+// that one and none for the other.
 U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfigPtr& aclConfig,
                                                     const RulePtr& rule, const FilterPtr& sf,
                                                     U32 nextRuleIndex) {

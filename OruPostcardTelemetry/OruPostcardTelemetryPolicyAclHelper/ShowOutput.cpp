@@ -1,6 +1,6 @@
-// `showPostcardAcl`: the text of the show command. Labels and column widths are part of the
-// interface; tools read them. Each line is written as it is made, and write errors are ignored: the
-// reader of a diagnostic may have gone.
+// `showPostcardAcl`: the text of the show command. Tools read it, so labels and column widths are
+// part of the interface. Errors of writing are ignored, because the reader may have closed its end.
+// Relies on TcpControl.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
@@ -14,7 +14,7 @@ using HelperTrace::traceSource;
 
 namespace {
 
-// Writes the blocks of one show command.
+// Writes the text of ACL configurations to a file descriptor, line by line.
 class Show {
  public:
    // `tcpFlags`: whether the hardware matches TCP flags; lines on them are written only then.
@@ -116,7 +116,8 @@ class Show {
       dprintf(fd_, "%-6s %-15s %u\n", "", "Mask:", sample->mask());
    }
 
-   // The DSCP block follows every action of a rule that sets the DSCP, whichever action that is.
+   // In a rule that sets the DSCP, the DSCP block follows every action, not only that one: tools
+   // expect it there.
    void action(const RuleAction& action) const {
       for (const auto& member : action.action()) {
          if (const char* name = actionName(member.key())) {
@@ -140,7 +141,7 @@ class Show {
       return nullptr;
    }
 
-   // The bounds of the field, not the configured value.
+   // Writes the smallest and largest DSCP, not the configured one: tools expect these numbers.
    void dscpBounds() const {
       item("DSCP:");
       for (const char* label : {"Data:", "Mask:"}) {
@@ -156,7 +157,7 @@ class Show {
 
 void OruPostcardPolicyAclHelper::showPostcardAcl(U32 socket) const {
    RINGLOG_ENTRY();
-   // The C library loses a buffer with every line for a descriptor that is not open.
+   // On a descriptor that is not open, each dprintf of the C library leaks a buffer.
    if (::fcntl(static_cast<int>(socket), F_GETFD) == -1) {
       return;
    }
