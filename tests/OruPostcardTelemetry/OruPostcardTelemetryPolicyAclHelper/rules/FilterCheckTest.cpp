@@ -2,6 +2,7 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 
 #include "FeatureToggle/FeatureToggle.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "support/FatalLine.h"
 #include "support/PolicyRecords.h"
 #include "support/TraceCapture.h"

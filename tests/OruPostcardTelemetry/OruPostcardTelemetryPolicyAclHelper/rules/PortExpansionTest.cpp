@@ -54,7 +54,8 @@ using PortExpansionDeathTest = PortExpansion;
 
 TEST(RuleNameL4Port, joinsNameLabelAndDecimalPort) {
    const TraceCapture capture;
-   EXPECT_EQ(ruleNameL4Port("web-tcp", "SportData", L4Port{U16{80}}), "web-tcp-SportData-80");
+   Kiv::String (*const exactType)(Pello::String, Pello::String, L4Port) = &ruleNameL4Port;
+   EXPECT_EQ(exactType("web-tcp", "SportData", L4Port{80}), "web-tcp-SportData-80");
    EXPECT_EQ(ruleNameL4Port("", Pello::String{"DportMask"}, L4Port{U16{65535}}),
              "-DportMask-65535");
    EXPECT_EQ(ruleNameL4Port("a%s", "b", L4Port{U16{0}}), "a%s-b-0");
