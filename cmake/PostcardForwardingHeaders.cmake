@@ -3,9 +3,13 @@
 #   postcard_forwarding_header(<Name.h> <header>...)   <build>/include/<Name.h> includes each <header>
 #
 # Names and headers are written as they stand in an #include. A header that does not exist in the tree, in platform/
-# or among those already made is an error here, not at a user's.
+# or among those already made is an error here, not at a user's; so is a name that the tree has a header for, which
+# would be hidden.
 
 function(postcard_forwarding_header name)
+   if(EXISTS "${PROJECT_SOURCE_DIR}/${name}" OR EXISTS "${PROJECT_SOURCE_DIR}/platform/${name}")
+      message(FATAL_ERROR "postcard_forwarding_header(${name}): the tree has a header of this name")
+   endif()
    set(includes "")
    foreach(header IN LISTS ARGN)
       if(NOT EXISTS "${PROJECT_SOURCE_DIR}/${header}" AND NOT EXISTS "${PROJECT_SOURCE_DIR}/platform/${header}"
