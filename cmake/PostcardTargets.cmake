@@ -2,7 +2,7 @@
 # ROOMS names, which are relative to it:
 #
 #   postcard_library(<Name> [STATIC] [ROOMS ...] [DEPENDS ...] [PRIVATE_DEPENDS ...])
-#   postcard_module(<Name> [SOURCES ...] [DEPENDS ...] EXPORTS symbol...)
+#   postcard_module(<Name> [OUTPUT_NAME <name>] [SOURCES ...] [DEPENDS ...] EXPORTS symbol...)
 #   postcard_executable(<Name> [ROOMS ...] [DEPENDS ...])
 #   postcard_test(<Name> [ROOMS ...] [DEPENDS ...]) executable and target test-<Name>, ctest test <Name>
 #   postcard_benchmark(<Name> [DEPENDS ...])        executable and target bench-<Name>
@@ -131,13 +131,16 @@ function(postcard_library name)
    postcard_depend_later(${name} PRIVATE ${arg_PRIVATE_DEPENDS})
 endfunction()
 
-# A module for the run-time loader, <build>/lib/postcard/<Name>.so. It exports EXPORTS and nothing else; a
+# A module for the run-time loader, <build>/lib/postcard/<OUTPUT_NAME>.so, by default <Name>.so. It exports EXPORTS and nothing else; a
 # symbol of them that no source and no static library defines is a link error. SOURCES are taken as given,
 # none by default: the static libraries among DEPENDS give what the exported symbols need.
 function(postcard_module name)
-   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;DEPENDS;EXPORTS")
+   cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_NAME" "SOURCES;DEPENDS;EXPORTS")
    if(NOT arg_EXPORTS)
       message(FATAL_ERROR "postcard_module(${name}): EXPORTS is missing")
+   endif()
+   if(NOT arg_OUTPUT_NAME)
+      set(arg_OUTPUT_NAME "${name}")
    endif()
    list(JOIN arg_EXPORTS "; " symbols)
    set(script "${CMAKE_CURRENT_BINARY_DIR}/${name}.map")
@@ -149,6 +152,7 @@ function(postcard_module name)
    add_library(${name} MODULE ${arg_SOURCES})
    set_target_properties(${name} PROPERTIES
       PREFIX ""
+      OUTPUT_NAME "${arg_OUTPUT_NAME}"
       LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib/postcard"
       INSTALL_RPATH "$ORIGIN/.."
       LINK_DEPENDS "${script}")

@@ -1,6 +1,6 @@
-// `updateRulesInAclConfig`: visits the classes of a policy in the order in which they match, and
-// makes the rules of each one that can be expressed. The first that cannot ends the walk; the rules
-// of those before it stay. Relies on FilterCheck and RuleConstruction.
+// `updateRulesInAclConfig`: visits the classes of a policy in the order of their priorities and
+// makes the rules of each. The first class that rules cannot express ends the walk; the rules of
+// the classes before it stay. Relies on FilterCheck and RuleConstruction.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -9,6 +9,8 @@
 #include "TrafficPolicy/ActionSupportedMap.h"
 
 namespace OruPostcardTelemetry {
+
+using HelperTrace::traceSource;
 
 namespace {
 
@@ -20,7 +22,8 @@ const TrafficPolicy::ActionSupportedMap& supportedActions() {
    return map;
 }
 
-// The class's filter must be there, exactly one of it.
+// Returns why rules cannot express the filter of the class, or the empty text. The class must have
+// the filter collection that `key` names, with exactly one filter in it.
 Kiv::String checkFilter(const PolicyMap::AclRuleKey& key,
                         const TrafficPolicyClassMapSmCommonData& classData,
                         const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
@@ -44,7 +47,9 @@ checkUnsupportedActions(const Pello::Ptr<const TrafficPolicyClassMapSmCommonData
    return error;
 }
 
-// Why the class cannot be expressed; the actions are looked at only when the filter can.
+// Returns why rules cannot express the class, or the empty text. A message names the unsupported
+// matches or the unsupported actions, never both: the actions are checked only after the filter has
+// passed.
 Kiv::String checkClass(const PolicyMap::AclRuleKey& key,
                        const Pello::Ptr<const TrafficPolicyClassMapSmCommonData>& classData,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
@@ -54,10 +59,10 @@ Kiv::String checkClass(const PolicyMap::AclRuleKey& key,
 
 } // namespace
 
-Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataPtr& policyData,
                                                                MatchOption matchOption) {
    RINGLOG_ENTRY();
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = Kiv::String::join(
             {"Acl Config not found for Policy ", " ", policyData->key().strDesc()});
@@ -81,16 +86,16 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyData&
    return walkClasses(*rules, policyData, aclType, aclConfig);
 }
 
-// Indexes run on from class to class.
+// Each class begins at the index after the last rule of the class before it.
 Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorityData& rules,
-                                                    const PolicyData& policyData,
+                                                    const PolicyDataPtr& policyData,
                                                     Acl::AclType aclType,
-                                                    const AclConfig& aclConfig) {
+                                                    const AclConfigPtr& aclConfig) {
    U32 nextRuleIndex = 0;
    for (const auto& rule : rules.rule()) {
       const PolicyMap::AclRuleKey& key = rule.value();
       RINGLOG_TRACE_OF("updateRulesInAclConfig", 5, "Class Map : {}", key.className());
-      const TrafficClassData classData =
+      const TrafficClassDataPtr classData =
             Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
                   policyData->classData(key.className()));
       Kiv::String error = checkClass(key, classData, hwCapability());

@@ -1,6 +1,9 @@
-// `contractBroken`: ends the process because a caller broke the helper's contract. Operators and
-// test tools look for these lines, so the source file and the function text are fixed and do not
-// follow what a compiler makes of them.
+// `contractBroken`: ends the process because a caller broke the helper's contract. Relies on
+// `Pello/Assert.h`, which writes the assertion to standard error and the ring and aborts.
+//
+// Operators and test tools search for the line that an assertion writes. Its source file and its
+// function text are therefore written out here: they do not depend on the compiler or on where in
+// this folder the check stands.
 #pragma once
 
 #include "Pello/Assert.h"
@@ -10,12 +13,13 @@
 
 namespace OruPostcardTelemetry {
 
-// `function` is the full text of the operation, `expression` what did not hold.
+// Ends the process. `function` is one of the texts below, `expression` what did not hold, `message`
+// what the line says besides (empty: nothing). `where` gives the line number only.
 [[noreturn]] void contractBroken(std::string_view function, std::string_view expression,
                                  std::string_view message = {},
                                  std::source_location where = std::source_location::current());
 
-// Function texts of the operations that check something.
+// The function texts, one for each operation that checks something.
 namespace FunctionText {
 inline constexpr std::string_view matchOptionToAclType =
       "Acl::AclType OruPostcardTelemetry::matchOptionToAclType(PolicyMap::ClassMapMatchOption)";

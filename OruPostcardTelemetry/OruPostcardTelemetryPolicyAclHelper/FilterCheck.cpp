@@ -1,10 +1,12 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 
-#include "FeatureToggle/FeatureToggle.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
+
+using HelperTrace::traceSource;
 
 namespace {
 
@@ -12,10 +14,10 @@ using Classification::PortField;
 using Classification::ProtoField;
 using Classification::StructuredFilter;
 
-// Collects what is wrong with a filter.
+// Collects the message about a filter. Each unsupported match adds a fragment.
 class Findings {
  public:
-   // Adds `fragment` when `found`; returns `found`.
+   // Adds `fragment` if `found` is true. Returns `found`.
    bool add(bool found, std::string_view fragment) {
       if (found) {
          text_ += fragment;
@@ -23,7 +25,8 @@ class Findings {
       return found;
    }
    bool empty() const { return text_ == opening; }
-   // The whole message; the comma of the last fragment stays.
+   // Returns the whole message. Each fragment ends in a comma, the last one too: the text is part
+   // of the interface.
    Kiv::String message() const { return Kiv::String::join({text_, " in configuration"}); }
 
  private:
@@ -46,7 +49,7 @@ void checkFilterWide(const StructuredFilter& filter, Findings& findings) {
    findings.add(filter.protocolNeighbor(), " 'Protocol Neighbor',");
 }
 
-// Returns whether the field is faulty so far.
+// Checks all of a protocol field but its port entries. Returns whether something is unsupported.
 bool checkProtocol(const Classification::NumericalRange& range, const ProtoField& field,
                    bool tcpControl, Findings& findings) {
    const bool isTcp = range == singleProtocol(protocolTcp);
@@ -57,15 +60,16 @@ bool checkProtocol(const Classification::NumericalRange& range, const ProtoField
    return faulty;
 }
 
-// Returns whether the entry names a set of ports.
+// Returns whether the entry refers to named sets of ports, which rules cannot express.
 bool checkPortEntry(const PortField& entry, Findings& findings) {
    const bool source = findings.add(!entry.sportFieldSet().empty(), " 'Sport Field Set',");
    const bool destination = findings.add(!entry.dportFieldSet().empty(), " 'Dport Field Set',");
    return source || destination;
 }
 
-// Returns whether the field is faulty in the end. A faulty one has at most its first entry looked
-// at.
+// Checks the field's port entries; `faulty` says whether the field had a fault before. Returns
+// whether it has one now. The entry at which the field turns out to be faulty is the last one that
+// is checked; in a field that was faulty before, that is the first.
 bool checkPorts(const ProtoField& field, bool tcpControl, bool faulty, Findings& findings) {
    for (const auto& entry : field.port()) {
       if (tcpControl && !toggleFeaturePostcardTelemetryTcpControlEnabled() && field.ports() != 1) {
@@ -82,23 +86,12 @@ bool checkPorts(const ProtoField& field, bool tcpControl, bool faulty, Findings&
 
 } // namespace
 
-bool toggleFeaturePostcardTelemetryTcpControlEnabled() {
-   static const bool enabled =
-         (FeatureToggle::getToggleState("FeaturePostcardTelemetryTcpControl",
-                                        "PostcardTelemetryCommon.json", true) &
-          1U) != 0;
-   return enabled;
-}
-
-std::string portCountMessage(std::size_t ports) {
-   return "Expected ports() to be 1, got " + std::to_string(ports);
-}
-
 Kiv::String
 checkUnsupportedFields(const Pello::Ptr<const StructuredFilter>& filter,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) {
    RINGLOG_ENTRY();
-   const bool tcpControl = hwCapability->tcpFlagsSupported();
+   // The first faulty field ends the check, so that a message names the faults of one field only.
+   const bool tcpControl = tcpFlagsSupported(hwCapability);
    Findings findings;
    checkFilterWide(*filter, findings);
    for (const auto& protoIter : filter->protoField()) {

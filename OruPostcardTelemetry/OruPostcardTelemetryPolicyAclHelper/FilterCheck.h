@@ -1,5 +1,5 @@
-// `checkUnsupportedFields`: names, in one message, every match of a filter that a rule cannot
-// express.
+// `checkUnsupportedFields`: names, in one message, every match of a class's filter that a rule
+// cannot express. Relies on TcpControl and on the classification library.
 #pragma once
 
 #include "Classification/ProtocolNumbers.h"
@@ -9,26 +9,23 @@
 
 namespace OruPostcardTelemetry {
 
-// Empty when the filter can be expressed. Ends the process when the hardware matches TCP flags, the
-// feature toggle is off, and a protocol field has port entries but not exactly one.
+// Returns the empty text when rules can express the filter, which must not be null; otherwise a
+// message for the operator. A null `hwCapability` means hardware that cannot match TCP flags.
+//
+// Contract with the producers of filters: where the hardware matches TCP flags and the feature
+// toggle is off, a protocol field with port entries has exactly one. The process ends when it has
+// more.
 Kiv::String
 checkUnsupportedFields(const Pello::Ptr<const Classification::StructuredFilter>& filter,
                        const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability);
 
-// Whether the feature toggle FeaturePostcardTelemetryTcpControl is on. The first answer holds for
-// the life of the process.
-bool toggleFeaturePostcardTelemetryTcpControlEnabled();
-
-// The protocol fields that rules can be made for.
+// The protocols that rules are made for.
 using Classification::protocolTcp;
 using Classification::protocolUdp;
 
-// Exactly the protocol `number`.
+// Returns the key of the protocol field for the protocol `number` alone.
 inline Classification::NumericalRange singleProtocol(U8 number) {
    return {number, number};
 }
-
-// "Expected ports() to be 1, got 2", for the contract of producers that know no TCP control.
-std::string portCountMessage(std::size_t ports);
 
 } // namespace OruPostcardTelemetry

@@ -1,9 +1,11 @@
-// The helper itself: construction, the collection of ACL configurations, the start-up switches.
+// The helper as an object: construction, destruction and the switches of its base class.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
+
+using HelperTrace::traceSource;
 
 const Pello::TraceSource HelperTrace::traceSource{"OruPostcardTelemetryPolicyAclHelper"};
 
@@ -12,8 +14,9 @@ OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper(
       Pello::Ptr<const PostcardTelemetry::HwCapability> hwCapability)
    : clientConfig_{std::move(clientConfig)}, hwCapability_{std::move(hwCapability)} {}
 
-// The members go in the reverse order of their declaration: the collection's storage, the hardware
-// capability, the request record.
+// Empties the collection while the publisher still exists, so that subscribers hear of each
+// removal. The members are then released in the reverse order of their declaration: the collection,
+// the hardware capability, the request record.
 OruPostcardPolicyAclHelper::~OruPostcardPolicyAclHelper() {
    aclConfigCollDelAll();
 }
@@ -24,8 +27,8 @@ Pello::Ptr<OruPostcardPolicyAclHelper> oruPostcardPolicyAclHelperFactory(
    return new OruPostcardPolicyAclHelper{clientConfig, hwCapability};
 }
 
-// Ports are expanded here, not by the agent, and every operation ends with the rules client's
-// answer.
+// PortExpansion cuts port ranges into rules, so the agent must not; and operations complete with
+// the rules client's answer, so they are asynchronous.
 void OruPostcardPolicyAclHelper::hwInit() {
    RINGLOG_ENTRY();
    updateActionSupportedIs(false);

@@ -1,15 +1,18 @@
 // `OruPostcardPolicyAclHelper`: the object that a switch's policy agent talks to. It turns each
 // policy, in each address family, into one ACL configuration, tells the rules client when one has
-// changed, and keeps the answers. Relies on the data model and on the platform; owns every ACL
-// configuration it makes.
+// changed, and keeps the answers. It owns every ACL configuration that it makes. Relies on the data
+// model and on the platform.
 //
-// One policy goes through the rooms of this folder in this order: PolicyLifecycle (create, commit,
-// delete, re-create), Naming (its key), InterfaceBinding, ClassMapWalk with FilterCheck, then per
-// class RuleConstruction, ProtocolExpansion and PortExpansion; RulesClientRequest posts it,
-// PolicyStatus takes the answer, ShowOutput prints it.
+// The sources of this folder each implement a few of its operations. A policy passes through them
+// in this order: PolicyLifecycle (create, commit, delete, re-create), AclConfigs (the configuration
+// and its key), InterfaceBinding, ClassMapWalk with FilterCheck; then for each class
+// RuleConstruction, ProtocolExpansion and PortExpansion. RulesClientRequest posts the
+// configuration, PolicyStatus takes the answer, ShowOutput prints everything.
 //
-// Everything runs on the agent's one thread. A broken contract of the caller ends the process after
-// a trace at level 0; whatever a policy can contain is reported as text instead.
+// All operations run on the agent's single thread. A caller that breaks a contract ends the
+// process, after a trace at level 0 where the operation has one. What an operator may have
+// configured never does: it is reported as text. Counted references passed as arguments must not be
+// null, unless an operation says otherwise.
 #pragma once
 
 #include "Classification/ProtoField.h"
@@ -27,106 +30,141 @@ namespace OruPostcardTelemetry {
 class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    KIV_ENTITY(OruPostcardPolicyAclHelper, PolicyMap::PolicyMapAclHelper,
               "OruPostcardTelemetry::OruPostcardPolicyAclHelper");
-   // The request record, written by this helper and read by the rules client.
+   // The request record, which this helper writes and the rules client reads. Null: the helper has
+   // none, and no operation may post a request.
    KIV_CONSTANT(258, Pello::Ptr<PostcardTelemetryRulesClientSmConfig>, clientConfig);
+   // What the hardware can match. Null: it does not match TCP flags.
    KIV_CONSTANT(259, Pello::Ptr<const PostcardTelemetry::HwCapability>, hwCapability);
-   // The ACL configurations by their key. Insertions and removals are published.
+   // The ACL configurations by their key. `aclConfigCollIs(key)` makes one where there is none.
+   // Insertions and removals are published.
    KIV_COLLECTION(260, aclConfigColl,
                   Kiv::HashMap2018<Pello::String, PostcardTelemetryAclConfig,
                                    &PostcardTelemetryAclConfig::aclConfigKey, 0xf5fef739>);
 
  public:
    using MatchOption = PolicyMap::ClassMapMatchOption;
-   using AclConfig = Pello::Ptr<PostcardTelemetryAclConfig>;
-   using Rule = Pello::Ptr<RuleConfig>;
-   using Filter = Pello::Ptr<const Classification::StructuredFilter>;
-   using ProtoField = Pello::Ptr<const Classification::ProtoField>;
-   using TrafficClassData = Pello::Ptr<const TrafficPolicy::TrafficPolicyClassMapSmCommonData>;
+   using AclConfigPtr = Pello::Ptr<PostcardTelemetryAclConfig>;
+   using RulePtr = Pello::Ptr<RuleConfig>;
+   using FilterPtr = Pello::Ptr<const Classification::StructuredFilter>;
+   using ProtoFieldPtr = Pello::Ptr<const Classification::ProtoField>;
+   using TrafficClassDataPtr = Pello::Ptr<const TrafficPolicy::TrafficPolicyClassMapSmCommonData>;
 
-   // Takes a reference to each record. Null is taken as it is; the operations that read the record
-   // require it.
+   // Takes a counted reference to each record; each may be null (see the attributes above).
    OruPostcardPolicyAclHelper(Pello::Ptr<PostcardTelemetryRulesClientSmConfig> clientConfig,
                               Pello::Ptr<const PostcardTelemetry::HwCapability> hwCapability);
    // Removes the ACL configurations one by one, each removal published.
    ~OruPostcardPolicyAclHelper() override;
 
+   // Sets the switches of the base class.
    void hwInit() override;
 
-   // PolicyLifecycle. Each returns the empty text on success, else a message for the operator.
-   Kiv::String createPolicy(const PolicyData& policyData, MatchOption matchOption) override;
-   Kiv::String recreatePolicy(const PolicyData& policyData, MatchOption matchOption) override;
-   Kiv::String deletePolicy(const PolicyData& policyData, MatchOption matchOption) override;
-   Kiv::String commitPolicy(const PolicyData& policyData, MatchOption matchOption) override;
+   // PolicyLifecycle. Each returns the empty text on success, otherwise a message for the operator.
+   // `matchOption` must be the IPv4 or the IPv6 access group; the process ends for any other.
+   //
+   // Builds the configuration of a policy that has none yet, with the interfaces attached to the
+   // policy (at least one) and its rules. Posts nothing. After a message the configuration stays,
+   // with the rules built so far.
+   Kiv::String createPolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
+   // Replaces the configuration of a policy, which must exist, by a new one, which inherits the
+   // flags and the history. Posts nothing.
+   Kiv::String recreatePolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
+   // Removes the configuration; posts `policyDelete` before, if the rules client knows it. A policy
+   // without configuration gives a message.
+   Kiv::String deletePolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
+   // Posts `policyCreate`, or `policyUpdate` when the rules client knows the configuration, which
+   // must exist. Without rules nothing is posted, and that is a success.
+   Kiv::String commitPolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override;
 
-   // InterfaceBinding, with results as above.
-   Kiv::String addIntfToPolicy(const PolicyData& policyData, Orlix::IntfId intf,
+   // InterfaceBinding, with results as above; the configuration must exist. Enters the interface
+   // into the configuration, or removes it. Posts `policyIntfUpdate` when the policy is programmed;
+   // otherwise returns the latest text of the history or, without one, a message that the policy is
+   // not committed. A configuration without rules is left as it is.
+   Kiv::String addIntfToPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                MatchOption matchOption) override;
-   Kiv::String removeIntfFromPolicy(const PolicyData& policyData, Orlix::IntfId intf,
+   Kiv::String removeIntfFromPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                     Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                     MatchOption matchOption) override;
 
    // The operations below follow those of the base class in the table of virtual operations, in
-   // this order; like there, new ones are added at the end.
+   // this order, on which agents built elsewhere rely: new ones are added at the end.
 
-   // RuleConstruction: gives the rule the actions of the class.
-   virtual void updateRuleAction(const ClassData& classData, const Rule& ruleConfig);
-   // RuleConstruction: whether the class's sample match is dropped, because no action asks for it.
-   virtual bool ignoreSampleData(const ClassData& classData);
-   // PortExpansion: makes the rule of one pair of port matches. Returns the next free index.
-   virtual U32 addRulesL4PortDataMask(const ProtoField& protoField, const Rule& ruleConfig,
-                                      const AclConfig& aclConfig, bool sportDataMaskValid,
+   // RuleConstruction: adds the actions of the class to those of the rule. A set-DSCP action must
+   // be a `PolicyMap::SetDscpAction`; actions that rules cannot carry out are passed over.
+   virtual void updateRuleAction(const ClassDataPtr& classData, const RulePtr& ruleConfig);
+   // RuleConstruction: whether rules go without the class's sample match. They do unless the class
+   // has the plain sample action, which alone asks for a share of the packets.
+   virtual bool ignoreSampleData(const ClassDataPtr& classData);
+   // PortExpansion: makes a copy of `ruleConfig` with the valid ones of the two port matches, at
+   // `nextRuleIndex`; with `tcpFlagAvailable`, one such rule for each TCP-flag match of the
+   // protocol field instead. Returns the next free index.
+   virtual U32 addRulesL4PortDataMask(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                                      const AclConfigPtr& aclConfig, bool sportDataMaskValid,
                                       L4PortDataMask sportDataMask, bool dportDataMaskValid,
                                       L4PortDataMask dportDataMask, bool tcpFlagAvailable,
                                       U32 nextRuleIndex);
-   // ProtocolExpansion: makes the rules of one protocol from a template. Returns the next free
-   // index.
-   virtual U32 addRulesProtoField(const AclConfig& aclConfig, const Rule& ruleConfig,
-                                  const Filter& sf, U8 proto, U32 nextRuleIndex);
-   // RuleConstruction: makes all rules of one class. Returns the next free index.
-   virtual U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyData& policyData,
-                        const TrafficClassData& classMapData, const AclConfig& aclConfig,
+   // ProtocolExpansion: makes the rules of the filter `sf` in one protocol, as copies of the
+   // template `ruleConfig`, from `nextRuleIndex` on. Returns the next free index.
+   virtual U32 addRulesProtoField(const AclConfigPtr& aclConfig, const RulePtr& ruleConfig,
+                                  const FilterPtr& sf, U8 proto, U32 nextRuleIndex);
+   // RuleConstruction: makes all rules of one class, from `nextRuleIndex` on. `key` must be among
+   // the policy's rule priorities, and the class must have the filter that `key` names, with a
+   // sample mask other than 0 where it has a sample match. Returns the next free index.
+   virtual U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyDataPtr& policyData,
+                        const TrafficClassDataPtr& classMapData, const AclConfigPtr& aclConfig,
                         U32 nextRuleIndex);
-   // Naming: makes the ACL configuration of a policy, which must not exist yet; removes it; its
-   // key.
-   virtual AclConfig createAclConfig(const PolicyData& policyData, MatchOption matchOption);
-   virtual void deleteAclConfig(const PolicyData& policyData, MatchOption matchOption);
-   virtual Pello::String getAclConfigKey(const PolicyData& policyData, MatchOption matchOption);
-   // ClassMapWalk: fills the ACL configuration of the policy, which must exist, with rules. Returns
-   // the empty text, or why the policy cannot be expressed.
-   virtual Kiv::String updateRulesInAclConfig(const PolicyData& policyData,
+   // AclConfigs: makes the ACL configuration of the policy, which must not exist yet, with its
+   // family and an empty history.
+   virtual AclConfigPtr createAclConfig(const PolicyDataPtr& policyData, MatchOption matchOption);
+   // AclConfigs: removes the ACL configuration of the policy, which must exist.
+   virtual void deleteAclConfig(const PolicyDataPtr& policyData, MatchOption matchOption);
+   // AclConfigs: returns the key, whether or not there is a configuration. It depends on the
+   // policy's name and the family alone.
+   virtual Pello::String getAclConfigKey(const PolicyDataPtr& policyData, MatchOption matchOption);
+   // ClassMapWalk: fills the ACL configuration of the policy, which must exist, with the rules of
+   // all classes, in the order of their priorities. Returns the empty text, or why a class cannot
+   // be expressed; the rules of the classes before it stay.
+   virtual Kiv::String updateRulesInAclConfig(const PolicyDataPtr& policyData,
                                               MatchOption matchOption);
-   // InterfaceBinding: enters the interface into the configuration, or removes it.
-   virtual void updateIntfInAclConfig(const AclConfig& aclConfig, Orlix::IntfId intf, bool remove);
-   // PolicyStatus: records the rules client's answer to the latest request. Returns the text to
-   // show: empty for success.
+   // InterfaceBinding: enters the interface into the configuration, or removes it. Posts nothing.
+   virtual void updateIntfInAclConfig(const AclConfigPtr& aclConfig, Orlix::IntfId intf,
+                                      bool remove);
+   // PolicyStatus: records the rules client's answer in the configuration that the latest request
+   // was about, which must still be here. Returns the text to show to the operator: empty for a
+   // success, otherwise `statusString`.
    virtual Kiv::String updatePolicyStatus(PostcardTelemetryRulesClientSmStatusType policyStatus,
                                           const Pello::String& statusString);
-   // ShowOutput: writes all ACL configurations to the open file descriptor `socket`.
+   // ShowOutput: writes all ACL configurations as text to the file descriptor `socket`, which stays
+   // open. Errors of writing are ignored.
    virtual void showPostcardAcl(U32 socket) const;
 
-   // RulesClientRequest: posts a request. The counter changes last.
+   // RulesClientRequest: writes a request into the request record, which must not be null. An empty
+   // `intf` leaves the record's interface as it is. The request counter changes last.
    void updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent event,
-                                const AclConfig& aclConfig, Orlix::IntfId intf);
+                                const AclConfigPtr& aclConfig, Orlix::IntfId intf);
 
-   // PortExpansion: the rules of a protocol's port entries, and of its TCP flags. Return the next
-   // free index.
-   U32 addRulesPortField(const ProtoField& protoField, const Rule& ruleConfig,
-                         const AclConfig& aclConfig, bool expandTcpFlags, U32 nextRuleIndex);
-   U32 addRulesTcpFlagField(const ProtoField& protoField, const Rule& ruleConfig,
-                            const AclConfig& aclConfig, U32 nextRuleIndex);
+   // PortExpansion: makes the rules of the protocol field's port entries, as copies of
+   // `ruleConfig`; with `expandTcpFlags`, one for each TCP-flag match too. Returns the next free
+   // index.
+   U32 addRulesPortField(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                         const AclConfigPtr& aclConfig, bool expandTcpFlags, U32 nextRuleIndex);
+   // PortExpansion: makes one copy of `ruleConfig` for each TCP-flag match of the protocol field,
+   // none of which may have the mask 0, and removes the name of `ruleConfig`. Returns the next free
+   // index.
+   U32 addRulesTcpFlagField(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                            const AclConfigPtr& aclConfig, U32 nextRuleIndex);
 
-   // The new operations by name.
+   // The table of the operations that can be called by name.
    using KivOperationsOf = OruPostcardPolicyAclHelper;
    static constexpr auto kivOperations();
 
  private:
-   // What these do is traced as the work of the operation that needs it. Where two operations share
-   // one, the template argument tells them apart.
+   // Steps of the operations above. A step's traces name the operation, not the step; where two
+   // operations share a step, the template argument says which one it is.
    // PolicyLifecycle.
    template <class Operation>
-   void addAttachedInterfaces(const PolicyData& policyData, MatchOption matchOption,
-                              const AclConfig& aclConfig);
+   void addAttachedInterfaces(const PolicyDataPtr& policyData, MatchOption matchOption,
+                              const AclConfigPtr& aclConfig);
    void carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
                          PostcardTelemetryAclConfig& newConfig);
    template <class Operation>
@@ -134,25 +172,26 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    void asyncOutcome(const Kiv::String& status);
    // InterfaceBinding.
    template <class Change>
-   Kiv::String changeIntf(const PolicyData& policyData, Orlix::IntfId intf,
+   Kiv::String changeIntf(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                           Orlix::IntfId logicalIntf, const L3::VrfName& vrfName,
                           MatchOption matchOption);
    template <class Change>
-   Kiv::String uncommittedIntfChange(const PolicyData& policyData, MatchOption matchOption,
-                                     const AclConfig& aclConfig);
+   Kiv::String uncommittedIntfChange(const PolicyDataPtr& policyData, MatchOption matchOption,
+                                     const AclConfigPtr& aclConfig);
    // ClassMapWalk.
-   Kiv::String walkClasses(const PolicyMap::RulePriorityData& rules, const PolicyData& policyData,
-                           Acl::AclType aclType, const AclConfig& aclConfig);
+   Kiv::String walkClasses(const PolicyMap::RulePriorityData& rules,
+                           const PolicyDataPtr& policyData, Acl::AclType aclType,
+                           const AclConfigPtr& aclConfig);
    // RuleConstruction.
    static void setDscp(RuleAction& ruleAction, const Pello::Ptr<PolicyMap::Action>& action);
-   void setSampleMatch(const Classification::StructuredFilter& filter, const ClassData& classData,
-                       RuleFilter& ruleFilter);
-   U32 addRulesOfProtocols(const AclConfig& aclConfig, const Rule& rule, const Filter& sf,
+   void setSampleMatch(const Classification::StructuredFilter& filter,
+                       const ClassDataPtr& classData, RuleFilter& ruleFilter);
+   U32 addRulesOfProtocols(const AclConfigPtr& aclConfig, const RulePtr& rule, const FilterPtr& sf,
                            U32 nextRuleIndex);
    // PortExpansion.
-   U32 addRulesPortEntry(const Classification::PortField& entry, const ProtoField& protoField,
-                         const Rule& ruleConfig, const AclConfig& aclConfig, bool expandTcpFlags,
-                         U32 nextRuleIndex);
+   U32 addRulesPortEntry(const Classification::PortField& entry, const ProtoFieldPtr& protoField,
+                         const RulePtr& ruleConfig, const AclConfigPtr& aclConfig,
+                         bool expandTcpFlags, U32 nextRuleIndex);
 };
 
 constexpr auto OruPostcardPolicyAclHelper::kivOperations() {
@@ -181,7 +220,7 @@ constexpr auto OruPostcardPolicyAclHelper::kivOperations() {
    };
 }
 
-// Makes a new helper. The records may be null (see the constructor).
+// Both return a new helper. The records may be null (see the class's attributes).
 Pello::Ptr<OruPostcardPolicyAclHelper> oruPostcardPolicyAclHelperFactory(
       const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& clientConfig,
       const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability);

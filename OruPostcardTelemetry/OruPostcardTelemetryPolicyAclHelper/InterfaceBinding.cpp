@@ -1,6 +1,6 @@
-// Interfaces join and leave a policy that exists: `addIntfToPolicy`, `removeIntfFromPolicy`, and
-// `updateIntfInAclConfig`, through which every change of a configuration's interfaces goes. Relies
-// on Naming and RulesClientRequest.
+// `addIntfToPolicy` and `removeIntfFromPolicy`: an interface joins or leaves a policy that exists.
+// `updateIntfInAclConfig`: the only function that changes a configuration's interfaces. Relies on
+// Naming and RulesClientRequest.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
@@ -8,9 +8,12 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
-// What tells the two operations apart: their names, and the messages up to "Policy :".
+// The differences between the two operations: the direction, the name in traces and assertions, and
+// the messages up to "Policy :".
 struct Addition {
    static constexpr bool remove = false;
    static constexpr const char* name = "addIntfToPolicy";
@@ -34,7 +37,7 @@ struct Removal {
 
 } // namespace
 
-void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfig& aclConfig,
+void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfigPtr& aclConfig,
                                                        Orlix::IntfId intf, bool remove) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Acl Config Key : {}, Interface : {}, Remove Interface : {}",
@@ -48,7 +51,7 @@ void OruPostcardPolicyAclHelper::updateIntfInAclConfig(const AclConfig& aclConfi
    }
 }
 
-Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyDataPtr& policyData,
                                                         Orlix::IntfId intf,
                                                         Orlix::IntfId logicalIntf,
                                                         L3::VrfName vrfName,
@@ -56,7 +59,7 @@ Kiv::String OruPostcardPolicyAclHelper::addIntfToPolicy(const PolicyData& policy
    return changeIntf<Addition>(policyData, intf, logicalIntf, vrfName, matchOption);
 }
 
-Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyDataPtr& policyData,
                                                              Orlix::IntfId intf,
                                                              Orlix::IntfId logicalIntf,
                                                              L3::VrfName vrfName,
@@ -65,8 +68,8 @@ Kiv::String OruPostcardPolicyAclHelper::removeIntfFromPolicy(const PolicyData& p
 }
 
 template <class Change>
-Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData, Orlix::IntfId intf,
-                                                   Orlix::IntfId logicalIntf,
+Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyDataPtr& policyData,
+                                                   Orlix::IntfId intf, Orlix::IntfId logicalIntf,
                                                    const L3::VrfName& vrfName,
                                                    MatchOption matchOption) {
    RINGLOG_TRACE_OF(Change::name, 8, "");
@@ -75,14 +78,15 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData,
                     "VRF Name : {}, Match Type : {}",
                     policyData->key().strDesc(), static_cast<U8>(matchOption), intf.stringValue(),
                     logicalIntf.stringValue(), vrfName, static_cast<U8>(matchOption));
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = policyMessage(Change::nonExistent, policyData->key(), matchOption);
       RINGLOG_TRACE_OF(Change::name, 0, "Error: {}", error);
       contractBroken(Change::text, "0");
    }
    if (aclConfig->ruleByNames() == 0) {
-      // Such a configuration keeps the interfaces with which it was built.
+      // The configuration is not changed: without rules it has nothing to apply to an interface,
+      // and building it anew takes the interfaces from the policy.
       const Kiv::String error =
             Kiv::String::join({"No rules configured in policy ", " ", aclConfig->aclConfigKey()});
       RINGLOG_TRACE_OF(Change::name, 5, "Error: {}", error);
@@ -98,16 +102,17 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyData& policyData,
    return {};
 }
 
-// The change is kept but not passed on. Once the rules client has reported on the configuration,
-// its latest text tells the operator more than ours.
+// The change stays in the configuration and reaches the rules client with the next commit. The
+// operator reads the latest text of the rules client where there is one, because it says why the
+// policy is not programmed.
 template <class Change>
-Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::uncommittedIntfChange(const PolicyDataPtr& policyData,
                                                               MatchOption matchOption,
-                                                              const AclConfig& aclConfig) {
+                                                              const AclConfigPtr& aclConfig) {
    Kiv::String result = policyMessage(Change::nonCommitted, policyData->key(), matchOption);
    RINGLOG_TRACE_OF(Change::name, 0, "Error: {}", result);
    const auto& status = aclConfig->aclConfigStatus();
-   if (const U32 currentIndex = status->currentIndex(); currentIndex != 0) {
+   if (const U32 currentIndex = status == nullptr ? 0 : status->currentIndex(); currentIndex != 0) {
       if constexpr (Change::remove) {
          RINGLOG_TRACE_OF(Change::name, 5, "currentIndex : {}", currentIndex);
       }

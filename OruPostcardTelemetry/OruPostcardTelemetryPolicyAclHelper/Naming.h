@@ -1,5 +1,6 @@
-// How ACL configurations and rules are named: `aclName`, `ruleName`, `matchOptionToAclType`, and
-// the message about a policy that is not where it should be.
+// The names of ACL configurations and rules (`aclName`, `ruleName`), the address family in them
+// (`matchOptionToAclType`), and the message that names a policy (`policyMessage`). Relies on the
+// policy-map library's keys.
 #pragma once
 
 #include "Acl/AclType.h"
@@ -11,16 +12,17 @@
 
 namespace OruPostcardTelemetry {
 
-// The ACL type of the option's number. Ends the process for an option that is not an IPv4 or IPv6
-// access group.
+// Returns the ACL type with the option's number. `option` must be the IPv4 or the IPv6 access
+// group; the process ends for any other.
 Acl::AclType matchOptionToAclType(PolicyMap::ClassMapMatchOption option);
 
-// `name-type`: the policy p1 in IPv4 is p1-ipv4.
+// Returns `name-type`; the policy p1 in IPv4 is p1-ipv4. It is the key of the ACL configuration.
 Pello::String aclName(Pello::String name, Acl::AclType aclType);
-// The same for a class and its rules.
+// The same for a class; the names of the class's rules begin with it.
 Pello::String ruleName(Pello::String name, Acl::AclType aclType);
 
-// `text policy Match Option : number`, where `text` ends in "Policy :".
+// Returns "`text` `policy` Match Option : `number`", for the error about a policy that exists and
+// should not, or the reverse. `text` must end in "Policy :".
 Kiv::String policyMessage(std::string_view text, const PolicyMap::PolicyMapSmKey& key,
                           PolicyMap::ClassMapMatchOption matchOption);
 

@@ -1,7 +1,8 @@
 // The life of a policy: `createPolicy` and `recreatePolicy` build its ACL configuration,
-// `commitPolicy` hands it to the rules client, `deletePolicy` takes both back. Relies on Naming,
-// InterfaceBinding, ClassMapWalk and RulesClientRequest, whose operations are called through the
-// virtual table where they stand in it.
+// `commitPolicy` hands it to the rules client, `deletePolicy` removes it from both. Relies on
+// AclConfigs, InterfaceBinding, ClassMapWalk and RulesClientRequest. The virtual operations among
+// theirs are called through the virtual table, so that a class that derives from the helper can
+// replace them.
 #include "Kiv/System.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -9,6 +10,8 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
+
+using HelperTrace::traceSource;
 
 namespace {
 
@@ -31,7 +34,7 @@ void requireAttached(std::size_t interfaces, std::string_view expression, std::s
    }
 }
 
-// The two operations that build a configuration.
+// The names of the two operations that build a configuration, for traces and assertions.
 struct Creation {
    static constexpr const char* name = "createPolicy";
    static constexpr std::string_view text = FunctionText::createPolicy;
@@ -44,9 +47,9 @@ struct Recreation {
 } // namespace
 
 template <class Operation>
-void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyData& policyData,
+void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyDataPtr& policyData,
                                                        MatchOption matchOption,
-                                                       const AclConfig& aclConfig) {
+                                                       const AclConfigPtr& aclConfig) {
    if (matchOption == PolicyMap::matchIpv6AccessGroup()) {
       RINGLOG_TRACE_OF(Operation::name, 5, "Adding interface from intf6");
       requireAttached(policyData->intf6s(), "policyData->intf6s()", Operation::text);
@@ -62,7 +65,8 @@ void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyData& policyD
    }
 }
 
-// A policy without rules is no error to the agent: the operator may be about to add some.
+// Turns the result of rule generation into that of the operation. A policy without rules is a
+// success for the agent, because the operator may be about to add some.
 template <class Operation>
 Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& status) {
    if (status.empty()) {
@@ -79,34 +83,34 @@ void OruPostcardPolicyAclHelper::asyncOutcome(const Kiv::String& status) {
    asyncOperationResultIs(PolicyMap::AsyncOperationResult{status, Kiv::System::currentTime()});
 }
 
-Kiv::String OruPostcardPolicyAclHelper::createPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::createPolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
    requireSupportedMatchOption(matchOption, Creation::text);
-   const AclConfig aclConfig = createAclConfig(policyData, matchOption);
+   const AclConfigPtr aclConfig = createAclConfig(policyData, matchOption);
    addAttachedInterfaces<Creation>(policyData, matchOption, aclConfig);
    return finishRuleGeneration<Creation>(updateRulesInAclConfig(policyData, matchOption));
 }
 
-Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyDataPtr& policyData,
                                                        MatchOption matchOption) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
    requireSupportedMatchOption(matchOption, Recreation::text);
-   const AclConfig oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
-   deleteAclConfig(policyData, matchOption); // ends the process when there is no old one
-   const AclConfig newConfig = createAclConfig(policyData, matchOption);
+   const AclConfigPtr oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   deleteAclConfig(policyData, matchOption); // ends the process if there is no old configuration
+   const AclConfigPtr newConfig = createAclConfig(policyData, matchOption);
    addAttachedInterfaces<Recreation>(policyData, matchOption, newConfig);
    const Kiv::String status = updateRulesInAclConfig(policyData, matchOption);
    carryHistoryOver(*oldConfig, *newConfig);
    return finishRuleGeneration<Recreation>(status);
 }
 
-// After the rules are made, so that the old flags win over whatever making them did. The texts are
-// numbered anew without gaps.
+// Runs after the rules are made: an override of `updateRulesInAclConfig` may set the flags, and the
+// old values must win. The old texts keep their order; their keys become 0, 1, 2 and so on.
 void OruPostcardPolicyAclHelper::carryHistoryOver(const PostcardTelemetryAclConfig& oldConfig,
                                                   PostcardTelemetryAclConfig& newConfig) {
    newConfig.programmedPolicyIs(oldConfig.programmedPolicy());
@@ -114,23 +118,26 @@ void OruPostcardPolicyAclHelper::carryHistoryOver(const PostcardTelemetryAclConf
    newConfig.rulesClientUpdatedIs(oldConfig.rulesClientUpdated());
    RINGLOG_TRACE_OF(Recreation::name, 5, "Rules Client Updated : {}",
                     newConfig.rulesClientUpdated());
-   const auto& oldStatus = *oldConfig.aclConfigStatus();
+   const auto& oldStatus = oldConfig.aclConfigStatus();
    RINGLOG_TRACE_OF(Recreation::name, 5, "Number of Statuses Strings in Old Config : {}",
-                    oldStatus.statusInOrders());
+                    oldStatus == nullptr ? 0 : oldStatus->statusInOrders());
+   if (oldStatus == nullptr) {
+      return;
+   }
    U32 index = 0;
-   for (const auto& status : oldStatus.statusInOrder()) {
+   for (const auto& status : oldStatus->statusInOrder()) {
       RINGLOG_TRACE_OF(Recreation::name, 5, "Status : {} Current Index : {}", status.value(),
                        index);
-      newConfig.aclConfigStatus()->statusInOrderIs(index, status.value());
+      newConfig.aclConfigStatusIs()->statusInOrderIs(index, status.value());
       ++index;
-      newConfig.aclConfigStatus()->currentIndexIs(index);
+      newConfig.aclConfigStatusIs()->currentIndexIs(index);
    }
 }
 
-Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       const Kiv::String error = policyMessage(
             "Commit Policy received for a non-existent policy, Policy :", policyData->key(),
@@ -151,11 +158,11 @@ Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyData& policyDat
    return {};
 }
 
-Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyData& policyData,
+Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyDataPtr& policyData,
                                                      MatchOption matchOption) {
    RINGLOG_ENTRY();
-   // Held to the end: the collection drops it on the way.
-   const AclConfig aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
+   // A counted reference: `deleteAclConfig` removes the configuration from the collection.
+   const AclConfigPtr aclConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
    if (aclConfig == nullptr) {
       Kiv::String error = policyMessage(
             "Delete Policy received for a non-existent policy, Policy :", policyData->key(),

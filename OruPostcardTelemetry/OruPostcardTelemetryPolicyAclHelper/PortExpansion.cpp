@@ -1,6 +1,8 @@
-// `addRulesPortField`: hardware matches ports by value and mask, operators write ranges. Every
-// range is cut into aligned blocks, and every block, or pair of a source and a destination block,
-// becomes a rule; with TCP flags, every flag match of it does.
+// `addRulesPortField`, `addRulesL4PortDataMask` and `addRulesTcpFlagField`: rules for layer-4 ports
+// and TCP flags. Operators write ranges of ports, hardware matches a value under a mask. Each range
+// is cut into aligned blocks; each block, or each pair of a source and a destination block, becomes
+// a rule; and where TCP flags count, each such rule becomes one rule for each flag match. Relies on
+// `Orlix/RangeMaskGen.h`.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/PortExpansion.h"
 
 #include "Orlix/RangeMaskGen.h"
@@ -16,12 +18,14 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
 using Blocks = std::vector<Orlix::RangeMaskGen<U16>::Entry>;
 
-// The blocks of all ranges one after another. Ranges that overlap give blocks that do. No bound may
-// be above 65535; whoever makes a filter sees to it.
+// Returns the blocks of all ranges, range by range. Ranges are not merged, so blocks of overlapping
+// ranges overlap. Bounds must be at most 65535, for which the producers of filters answer.
 Blocks blocksOf(const Kiv::RbTreeSet<Classification::NumericalRange>& ranges) {
    Blocks blocks;
    for (const auto& range : ranges) {
@@ -35,7 +39,7 @@ L4PortDataMask portMatch(const Orlix::RangeMaskGen<U16>::Entry& block) {
    return {block.data, block.mask};
 }
 
-// A number of up to five digits as text, without a trip through a formatter.
+// A 16-bit number as decimal text, made without a formatter: a rule's name has up to six numbers.
 class Decimal {
  public:
    explicit Decimal(U16 number) {
@@ -48,8 +52,8 @@ class Decimal {
    char* end_;
 };
 
-// A rule's name while it grows part by part, each state of it traced; a string of its own for every
-// state would cost more than the rule.
+// A rule's name, to which parts are appended. Each intermediate name is traced, which would take an
+// allocation per part if each were a string.
 class GrowingName {
  public:
    explicit GrowingName(std::string_view base) { append(base); }
@@ -79,16 +83,18 @@ Kiv::String tcpFlagRuleName(const Pello::String& name,
 
 } // namespace
 
-Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port) {
+// The exact type is part of the interface: users take this function's address.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
+Kiv::String ruleNameL4Port(Pello::String name, Pello::String label, L4Port port) {
    GrowingName result{name};
    ruleNameL4Port(result, label, port);
    return result.view();
 }
 
-U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoField& protoField,
-                                                  const Rule& ruleConfig,
-                                                  const AclConfig& aclConfig, bool expandTcpFlags,
-                                                  U32 nextRuleIndex) {
+U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoFieldPtr& protoField,
+                                                  const RulePtr& ruleConfig,
+                                                  const AclConfigPtr& aclConfig,
+                                                  bool expandTcpFlags, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
    for (const auto& entry : protoField->port()) {
       nextRuleIndex = addRulesPortEntry(*entry.value(), protoField, ruleConfig, aclConfig,
@@ -98,10 +104,10 @@ U32 OruPostcardPolicyAclHelper::addRulesPortField(const ProtoField& protoField,
 }
 
 U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortField& entry,
-                                                  const ProtoField& protoField,
-                                                  const Rule& ruleConfig,
-                                                  const AclConfig& aclConfig, bool expandTcpFlags,
-                                                  U32 nextRuleIndex) {
+                                                  const ProtoFieldPtr& protoField,
+                                                  const RulePtr& ruleConfig,
+                                                  const AclConfigPtr& aclConfig,
+                                                  bool expandTcpFlags, U32 nextRuleIndex) {
    RINGLOG_TRACE_OF("addRulesPortField", 5,
                     "Structured Filter with Proto fields, Sports : {}, Dports : {}", entry.sports(),
                     entry.dports());
@@ -140,10 +146,12 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
 }
 
 U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
-      const ProtoField& protoField, const Rule& ruleConfig, const AclConfig& aclConfig,
+      const ProtoFieldPtr& protoField, const RulePtr& ruleConfig, const AclConfigPtr& aclConfig,
       bool sportDataMaskValid, L4PortDataMask sportDataMask, bool dportDataMaskValid,
       L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex) {
-   const Ringlog::SharedMoment moment; // ten traces per rule
+   // The traces of one rule, about ten, share one time stamp: reading the clock is most of their
+   // cost.
+   const Ringlog::SharedMoment moment;
    RINGLOG_TRACE(9,
                  "Rule Name : {}, Sport Valid : {}, Sport : 0x{:x}, Dport Valid : {}, "
                  "Dport : 0x{:x}, NextRuleIndex : {}",
@@ -160,7 +168,7 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
    }
    const Kiv::String name = growing.view();
    RINGLOG_TRACE(5, "Creating additional ruleConfig : {}", name);
-   const Rule newRule = aclConfig->ruleByNameIs(name);
+   const RulePtr newRule = aclConfig->ruleByNameIs(name);
    newRule->copy(*ruleConfig);
    RuleFilter& filter = *newRule->ruleFilter();
    if (sportDataMaskValid) {
@@ -175,14 +183,15 @@ U32 OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
    if (!tcpFlagAvailable) {
       return nextRuleIndex + 1;
    }
-   // The first flag rule takes this rule's index.
+   // The first rule with TCP flags replaces this rule at its index, and this rule's name is
+   // removed.
    return addRulesTcpFlagField(protoField, aclConfig->ruleByIndex(nextRuleIndex), aclConfig,
                                nextRuleIndex);
 }
 
-U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoField& protoField,
-                                                     const Rule& ruleConfig,
-                                                     const AclConfig& aclConfig,
+U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoFieldPtr& protoField,
+                                                     const RulePtr& ruleConfig,
+                                                     const AclConfigPtr& aclConfig,
                                                      U32 nextRuleIndex) {
    RINGLOG_TRACE(9, "Rule Name : {}, NextRuleIndex : {}", ruleConfig->name(), nextRuleIndex);
    for (const auto& flagIter : protoField->tcpFlag()) {
@@ -193,7 +202,7 @@ U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoField& protoFiel
       const Kiv::String name = tcpFlagRuleName(ruleConfig->name(), match);
       RINGLOG_TRACE(9, "Creating addtional ruleConfig: {} for tcpFlag {} tcpMask {}", name,
                     match.tcpFlag().value(), match.tcpFlagMask().value());
-      const Rule newRule = aclConfig->ruleByNameIs(name);
+      const RulePtr newRule = aclConfig->ruleByNameIs(name);
       newRule->copy(*ruleConfig);
       newRule->ruleFilter()->tcpFlagAndMaskIs(match);
       aclConfig->ruleByIndexIs(nextRuleIndex, newRule);

@@ -1,4 +1,4 @@
-// How the rules of the layer-4 expansion are named: `ruleNameL4Port`.
+// `ruleNameL4Port`: the names of rules that match layer-4 ports. Relies on `L4Port`.
 #pragma once
 
 #include "Kiv/String.h"
@@ -6,7 +6,8 @@
 
 namespace OruPostcardTelemetry {
 
-// `name-label-port`, the port in decimal.
-Kiv::String ruleNameL4Port(const Pello::String& name, std::string_view label, L4Port port);
+// Returns `name-label-port`, the port in decimal, and traces it. `label` says which number it is:
+// "SportData", "SportMask", "DportData" or "DportMask".
+Kiv::String ruleNameL4Port(Pello::String name, Pello::String label, L4Port port);
 
 } // namespace OruPostcardTelemetry

@@ -1,15 +1,19 @@
-// `addRulesProtoField`: the rules of one class in one protocol. The template becomes one rule as it
-// stands, or PortExpansion makes several from it.
+// `addRulesProtoField`: the rules of one class in one protocol. The template is copied for the
+// protocol. The copy is the only rule when the filter has no ports and no TCP flags to match in
+// this protocol; otherwise PortExpansion makes the rules from the copy. Relies on TcpControl.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
-// Other protocols than these two are never asked for.
+// Returns the empty name for protocols other than TCP and UDP; RuleConstruction asks for no others.
 Pello::String protocolRuleName(const Pello::String& name, U8 proto) {
    switch (proto) {
    case protocolTcp:
@@ -21,7 +25,8 @@ Pello::String protocolRuleName(const Pello::String& name, U8 proto) {
    }
 }
 
-// Producers that know no TCP control give each protocol field exactly one port entry.
+// While the feature toggle is off, producers of filters must give a protocol field exactly one port
+// entry.
 void requireOnePortEntry(std::size_t ports) {
    if (!toggleFeaturePostcardTelemetryTcpControlEnabled() && ports != 1) {
       contractBroken(FunctionText::addRulesProtoField, "protoField->ports() == 1",
@@ -31,27 +36,27 @@ void requireOnePortEntry(std::size_t ports) {
 
 } // namespace
 
-U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfig& aclConfig,
-                                                   const Rule& ruleConfig, const Filter& sf,
+U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfigPtr& aclConfig,
+                                                   const RulePtr& ruleConfig, const FilterPtr& sf,
                                                    U8 proto, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Rule Name : {}, Proto : 0x{:x}, NextRuleIndex : {}", ruleConfig->name(), proto,
                  nextRuleIndex);
    const Pello::String name = protocolRuleName(ruleConfig->name(), proto);
    RINGLOG_TRACE(5, "Creating Additional Rules : {}", name);
-   const Rule newRule = aclConfig->ruleByNameIs(name);
+   const RulePtr newRule = aclConfig->ruleByNameIs(name);
    newRule->copy(*ruleConfig);
    newRule->ruleFilter()->protoIs(Protocol{proto});
-   const ProtoField protoField = sf->protoField(singleProtocol(proto));
+   const ProtoFieldPtr protoField = sf->protoField(singleProtocol(proto));
    const std::size_t ports = protoField == nullptr ? 0 : protoField->ports();
-   const bool tcpFlags = hwCapability()->tcpFlagsSupported() && protoField != nullptr &&
-                         protoField->tcpFlags() != 0;
+   const bool tcpFlags =
+         tcpFlagsSupported(hwCapability()) && protoField != nullptr && protoField->tcpFlags() != 0;
    if (ports == 0 && !tcpFlags) {
       RINGLOG_TRACE(5, "Structured Filter with no proto fields");
       aclConfig->ruleByIndexIs(nextRuleIndex, newRule);
       return nextRuleIndex + 1;
    }
-   if (!hwCapability()->tcpFlagsSupported()) {
+   if (!tcpFlagsSupported(hwCapability())) {
       requireOnePortEntry(ports);
    }
    nextRuleIndex =

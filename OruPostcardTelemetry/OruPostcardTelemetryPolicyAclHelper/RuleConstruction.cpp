@@ -1,6 +1,6 @@
-// `addRules`: the rules of one class. A template rule takes what all of them share (prefixes,
-// sample match, actions), ProtocolExpansion makes the numbered rules from it, and the template goes
-// again.
+// `addRules`: the rules of one class. A template rule gets what all rules of the class share
+// (prefixes, sample match, actions); ProtocolExpansion copies it into the numbered rules; then the
+// template is removed. Relies on Naming and ProtocolExpansion.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
@@ -10,10 +10,11 @@
 namespace OruPostcardTelemetry {
 
 using Classification::StructuredFilter;
+using HelperTrace::traceSource;
 using PolicyMap::ActionType;
 
-void OruPostcardPolicyAclHelper::updateRuleAction(const ClassData& classData,
-                                                  const Rule& ruleConfig) {
+void OruPostcardPolicyAclHelper::updateRuleAction(const ClassDataPtr& classData,
+                                                  const RulePtr& ruleConfig) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Update action for Class : {}", classData->name());
    const Pello::Ptr<RuleAction> ruleAction = ruleConfig->ruleActionIs();
@@ -31,12 +32,12 @@ void OruPostcardPolicyAclHelper::updateRuleAction(const ClassData& classData,
          setDscp(*ruleAction, entry.value());
          break;
       default:
-         break; // the walk has refused what cannot be carried out
+         break; // ClassMapWalk has refused classes with actions that rules cannot carry out
       }
    }
 }
 
-// All six bits of the DSCP are rewritten.
+// The mask 0x3F rewrites all six bits of the DSCP.
 void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
                                          const Pello::Ptr<PolicyMap::Action>& action) {
    const auto dscpAction = Pello::dynamicCast<const PolicyMap::SetDscpAction>(action);
@@ -50,8 +51,9 @@ void OruPostcardPolicyAclHelper::setDscp(RuleAction& ruleAction,
                     ruleAction.dscpDataAndMask().dscpMask());
 }
 
-// Without a plain sample action nothing asks for a share of the packets, and the rule takes all.
-bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassData& classData) {
+// The plain sample action takes the packets that satisfy the sample match; "sample all" takes every
+// packet, so the rule must not have the sample match.
+bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassDataPtr& classData) {
    RINGLOG_TRACE(9, "Class Name : {}", classData->name());
    const bool present = classData->actionHas(ActionType::sample);
    RINGLOG_TRACE(9, "Sample Action Present : {}", present);
@@ -59,12 +61,12 @@ bool OruPostcardPolicyAclHelper::ignoreSampleData(const ClassData& classData) {
 }
 
 U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
-                                         const PolicyData& policyData,
-                                         const TrafficClassData& classMapData,
-                                         const AclConfig& aclConfig, U32 nextRuleIndex) {
+                                         const PolicyDataPtr& policyData,
+                                         const TrafficClassDataPtr& classMapData,
+                                         const AclConfigPtr& aclConfig, U32 nextRuleIndex) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(5, "Acl Rule Key : {}", key);
-   const Filter sf = classMapData->aclStructuredFilter(key.aclName())->filter(0);
+   const FilterPtr sf = classMapData->aclStructuredFilter(key.aclName())->filter(0);
    const Acl::AclType aclType = matchOptionToAclType(key.matchOption());
    const auto rulePriority = policyData->rulePriority(aclType);
    if (!rulePriority->priorityHas(key)) {
@@ -72,7 +74,7 @@ U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
    }
    RINGLOG_TRACE(5, "Class : {}, Acl Type : {}", classMapData->name(), aclType);
    const Pello::String name = ruleName(classMapData->name(), aclType);
-   const Rule rule = aclConfig->ruleByNameIs(name);
+   const RulePtr rule = aclConfig->ruleByNameIs(name);
    const Pello::Ptr<RuleFilter> ruleFilter = rule->ruleFilterIs();
    if (sf->sources() != 0) {
       const Orlix::IpGenPrefix& source = sf->source().begin().key();
@@ -93,7 +95,7 @@ U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
 }
 
 void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
-                                                const ClassData& classData,
+                                                const ClassDataPtr& classData,
                                                 RuleFilter& ruleFilter) {
    static const Pello::String childName{"sampleDataAndMask"};
    const auto& match = filter.tcpUdpCheckSumOrIpId();
@@ -118,9 +120,11 @@ void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
    sample->versionIs(sampleVersion);
 }
 
-// Rules are made for TCP and UDP, for one of them where the filter names only that one.
-U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfig& aclConfig, const Rule& rule,
-                                                    const Filter& sf, U32 nextRuleIndex) {
+// Makes rules for TCP and for UDP, or for only one of them when the filter has a protocol field for
+// that one and none for the other.
+U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfigPtr& aclConfig,
+                                                    const RulePtr& rule, const FilterPtr& sf,
+                                                    U32 nextRuleIndex) {
    const bool tcp = sf->protoFieldHas(singleProtocol(protocolTcp));
    const bool udp = sf->protoFieldHas(singleProtocol(protocolUdp));
    if (!tcp && !udp) {

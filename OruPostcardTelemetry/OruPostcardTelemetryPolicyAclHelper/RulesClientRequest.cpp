@@ -1,20 +1,23 @@
-// `updateRulesClientConfig`: the one place that posts a request to the rules client. The rules
-// client acts when the request counter changes, so everything else is written before it.
+// `updateRulesClientConfig`: the only function that posts a request to the rules client. The rules
+// client acts as soon as the request counter changes, so the counter is written after everything
+// else.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 void OruPostcardPolicyAclHelper::updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent event,
-                                                         const AclConfig& aclConfig,
+                                                         const AclConfigPtr& aclConfig,
                                                          Orlix::IntfId intf) {
    RINGLOG_ENTRY();
    RINGLOG_TRACE(5, "Acl Config Key : {}, Event : {}, Current Interface : {}",
                  aclConfig->aclConfigKey(), static_cast<U8>(event), intf.stringValue());
    clientConfig()->eventIs(event);
    clientConfig()->aclConfigIs(aclConfig);
-   // A request about no single interface leaves the record naming that of an earlier one; the rules
-   // client does not read it then.
+   // A request without an interface leaves that of an earlier request in the record. The rules
+   // client reads the interface for `policyIntfUpdate` only.
    if (intf != Orlix::IntfId{}) {
       RINGLOG_TRACE(5, "Updating clientConfig()->currIntf() with {}", intf.stringValue());
       clientConfig()->currIntfIs(intf);

@@ -1,7 +1,8 @@
-// `showPostcardAcl`: the text of the show command. Labels and column widths are part of the
-// interface; tools read them. Each line is written as it is made, and write errors are ignored: the
-// reader of a diagnostic may have gone.
+// `showPostcardAcl`: the text of the show command. Tools read it, so labels and column widths are
+// part of the interface. Errors of writing are ignored, because the reader may have closed its end.
+// Relies on TcpControl.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 
 #include <cstdio>
@@ -9,14 +10,15 @@
 
 namespace OruPostcardTelemetry {
 
+using HelperTrace::traceSource;
+
 namespace {
 
-// Writes the blocks of one show command.
+// Writes the text of ACL configurations to a file descriptor, line by line.
 class Show {
  public:
-   // The capability is needed where there is a filter to show.
-   Show(int fd, const PostcardTelemetry::HwCapability* hwCapability)
-      : fd_{fd}, hwCapability_{hwCapability} {}
+   // `tcpFlags`: whether the hardware matches TCP flags; lines on them are written only then.
+   Show(int fd, bool tcpFlags) : fd_{fd}, tcpFlags_{tcpFlags} {}
 
    void aclConfig(const PostcardTelemetryAclConfig& config) const {
       separator();
@@ -83,7 +85,7 @@ class Show {
       } else {
          field("Destination Port:", "Not Configured");
       }
-      if (hwCapability_->tcpFlagsSupported()) {
+      if (tcpFlags_) {
          tcpFlags(filter.tcpFlagAndMask());
       }
       field("Protocol:", filter.proto().value());
@@ -114,7 +116,8 @@ class Show {
       dprintf(fd_, "%-6s %-15s %u\n", "", "Mask:", sample->mask());
    }
 
-   // The DSCP block follows every action of a rule that sets the DSCP, whichever action that is.
+   // In a rule that sets the DSCP, the DSCP block follows every action, not only that one: tools
+   // expect it there.
    void action(const RuleAction& action) const {
       for (const auto& member : action.action()) {
          if (const char* name = actionName(member.key())) {
@@ -138,7 +141,7 @@ class Show {
       return nullptr;
    }
 
-   // The bounds of the field, not the configured value.
+   // Writes the smallest and largest DSCP, not the configured one: tools expect these numbers.
    void dscpBounds() const {
       item("DSCP:");
       for (const char* label : {"Data:", "Mask:"}) {
@@ -147,18 +150,18 @@ class Show {
    }
 
    int fd_;
-   const PostcardTelemetry::HwCapability* hwCapability_;
+   bool tcpFlags_;
 };
 
 } // namespace
 
 void OruPostcardPolicyAclHelper::showPostcardAcl(U32 socket) const {
    RINGLOG_ENTRY();
-   // The C library loses a buffer with every line for a descriptor that is not open.
+   // On a descriptor that is not open, each dprintf of the C library leaks a buffer.
    if (::fcntl(static_cast<int>(socket), F_GETFD) == -1) {
       return;
    }
-   const Show show{static_cast<int>(socket), hwCapability().get()};
+   const Show show{static_cast<int>(socket), tcpFlagsSupported(hwCapability())};
    for (const auto& config : aclConfigColl()) {
       show.aclConfig(*config.value());
    }

@@ -1,14 +1,11 @@
-// The helper's trace source; every file here that traces includes it.
+// `HelperTrace::traceSource`: the source that the helper's traces name. A file that traces says
+// `using HelperTrace::traceSource;`, so that the headers of several sources can stand side by side.
 #pragma once
 
 #include "Ringlog/Trace.h"
 
-namespace OruPostcardTelemetry {
+namespace OruPostcardTelemetry::HelperTrace {
 
-namespace HelperTrace {
 extern const Pello::TraceSource traceSource;
-} // namespace HelperTrace
 
-using HelperTrace::traceSource;
-
-} // namespace OruPostcardTelemetry
+} // namespace OruPostcardTelemetry::HelperTrace

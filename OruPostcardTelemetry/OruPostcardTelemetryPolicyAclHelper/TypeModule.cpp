@@ -1,5 +1,5 @@
-// The helper's type module: its type for the framework's registry, where it stands from the moment
-// this library is loaded.
+// The helper's type descriptor and type module. The module registers itself with the type framework
+// when this library is loaded.
 #include "Kiv/Reflection.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 

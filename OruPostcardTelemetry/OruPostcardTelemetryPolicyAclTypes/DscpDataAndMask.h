@@ -1,23 +1,35 @@
-// `DscpDataAndMask`: a DSCP (RFC 2474) as value and bit mask.
+// `DscpDataAndMask`: which bits of a packet's DSCP (differentiated services code point, RFC 2474) a
+// set-DSCP action rewrites, and to what. Relies on the type framework.
 #pragma once
 
 #include "Kiv/Value.h"
 #include "Orlix/DscpValue.h"
 
+#include <concepts>
+#include <string_view>
+
 namespace OruPostcardTelemetry {
 
 class DscpDataAndMask : public Kiv::Value<DscpDataAndMask> {
    KIV_VALUE(DscpDataAndMask, "OruPostcardTelemetry::DscpDataAndMask");
-   KIV_FIELD(1, Orlix::DscpValue, dscpData);
-   KIV_FIELD(2, U8, dscpMask); // a mask of 0 rewrites no bits
+   KIV_FIELD(1, Orlix::DscpValue, dscpData); // the new DSCP
+   KIV_FIELD(2, U8, dscpMask);               // set bits are rewritten; 0 rewrites none
 
  public:
+   // Both 0.
    DscpDataAndMask() = default;
    DscpDataAndMask(Orlix::DscpValue dscpData, U8 dscpMask)
       : dscpData_{dscpData}, dscpMask_{dscpMask} {}
-   // Reads the generic value text. Throws ParseError that names the attribute.
+   // The same from plain numbers.
+   DscpDataAndMask(U8 dscpData, U8 dscpMask)
+      : DscpDataAndMask{Orlix::DscpValue{dscpData}, dscpMask} {}
+   // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
+   // names the attribute that cannot be read.
    explicit DscpDataAndMask(std::string_view text)
       : DscpDataAndMask{Kiv::parseValue<DscpDataAndMask>(text)} {}
+   template <std::same_as<char> Character> // a literal 0 must not pass for a null range
+   explicit DscpDataAndMask(const Character* begin, const Character* end)
+      : DscpDataAndMask{std::string_view{begin, end}} {}
 };
 
 } // namespace OruPostcardTelemetry

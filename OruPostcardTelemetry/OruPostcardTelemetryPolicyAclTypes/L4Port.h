@@ -1,37 +1,53 @@
-// `L4Port` and `L4PortDataMask`: a layer-4 port, and a set of ports as value and bit mask.
+// `L4Port` and `L4PortDataMask`: a layer-4 port (RFC 9293, RFC 768), and a set of ports in the form
+// in which hardware matches them, value and bit mask. Relies on the type framework.
 #pragma once
 
 #include "Kiv/Value.h"
 
+#include <concepts>
+#include <string_view>
+
 namespace OruPostcardTelemetry {
 
+// One port.
 class L4Port : public Kiv::Value<L4Port> {
    KIV_VALUE(L4Port, "OruPostcardTelemetry::L4Port");
    KIV_FIELD(1, U16, value);
 
  public:
-   // The bounds span all that the type can hold, so nothing is ever refused.
+   // The bounds span all 16 bits, so no number is refused.
    static constexpr U16 minPort = 0;
    static constexpr U16 maxPort = 65535;
 
+   // Port 0.
    L4Port() = default;
    explicit L4Port(U16 value) : value_{value} {}
-   // Reads a decimal number. Throws ParseError.
+   // Reads a decimal number, also from a range of characters. Throws Kiv::ParseError for any other
+   // text.
    explicit L4Port(std::string_view text) : L4Port{Kiv::parseValue<L4Port>(text)} {}
+   template <std::same_as<char> Character>
+   explicit L4Port(const Character* begin, const Character* end)
+      : L4Port{std::string_view{begin, end}} {}
 };
 
+// The ports that agree with `l4PortData` in every bit that is set in `l4PortMask`.
 class L4PortDataMask : public Kiv::Value<L4PortDataMask> {
    KIV_VALUE(L4PortDataMask, "OruPostcardTelemetry::L4PortDataMask");
    KIV_FIELD(1, U16, l4PortData);
-   KIV_FIELD(2, U16, l4PortMask); // set bits are compared; 0 matches every port
+   KIV_FIELD(2, U16, l4PortMask); // 0xffff matches one port, 0 every port
 
  public:
+   // Both 0.
    L4PortDataMask() = default;
    L4PortDataMask(U16 l4PortData, U16 l4PortMask)
       : l4PortData_{l4PortData}, l4PortMask_{l4PortMask} {}
-   // Reads the generic value text. Throws ParseError that names the attribute.
+   // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
+   // names the attribute that cannot be read.
    explicit L4PortDataMask(std::string_view text)
       : L4PortDataMask{Kiv::parseValue<L4PortDataMask>(text)} {}
+   template <std::same_as<char> Character> // a literal 0 must not pass for a null range
+   explicit L4PortDataMask(const Character* begin, const Character* end)
+      : L4PortDataMask{std::string_view{begin, end}} {}
 };
 
 } // namespace OruPostcardTelemetry

@@ -1,6 +1,8 @@
-// `PostcardTelemetryAclConfig`: one ACL, made for one policy and one address family. Its rules
-// stand in two tables that know nothing of each other: by name, which makes and owns them, and by
-// index, the order in which hardware matches them. Whoever adds a rule enters it in both.
+// `PostcardTelemetryAclConfig`: one ACL configuration, made for one policy and one address family.
+// Two collections hold its rules: `ruleByName` makes and owns them; `ruleByIndex` refers to them in
+// the order in which hardware matches them. Nothing keeps the two in step: whoever adds a rule
+// enters it in both, and whoever removes a rule by name leaves its index to the caller. Relies on
+// `RuleConfig` and `PostcardTelemetryAclConfigStatus`.
 #pragma once
 
 #include "Acl/AclType.h"
@@ -18,27 +20,39 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
    KIV_ENTITY(PostcardTelemetryAclConfig, Kiv::Entity,
               "OruPostcardTelemetry::PostcardTelemetryAclConfig");
    KIV_CONSTANT(130, Pello::String, aclConfigKey); // its key in the helper's collection
-   KIV_ATTRIBUTE(131, Acl::AclType, aclType);
+   KIV_ATTRIBUTE(131, Acl::AclType, aclType);      // the address family
+   // `ruleByNameIs(name)` returns the rule of that name, or makes one without filter and action.
    KIV_COLLECTION(132, ruleByName,
                   Kiv::HashMap2018<Pello::String, RuleConfig, &RuleConfig::name, 158383795>);
+   // Ascending indexes are the order of matching. Entering null removes an entry.
    KIV_COLLECTION(133, ruleByIndex, Kiv::RbTreeMap<U32, Pello::Ptr<RuleConfig>>);
-   // The interfaces to which the policy is applied.
+   // The interfaces to which the policy is applied. The hash seed differs from process to process.
    KIV_COLLECTION(134, policyIntf, Kiv::HashSet2018<Orlix::IntfId, 0x485a4f7b, true>);
-   KIV_ATTRIBUTE(135, bool, programmedPolicy);   // the rules client's latest answer was success
-   KIV_ATTRIBUTE(136, bool, rulesClientUpdated); // the rules client has been told of this ACL
-   KIV_CHILD(137, PostcardTelemetryAclConfigStatus, aclConfigStatus); // null until asked for
+   // Whether the latest answer of the rules client was a success.
+   KIV_ATTRIBUTE(135, bool, programmedPolicy);
+   // Whether a request about this configuration has been posted to the rules client.
+   KIV_ATTRIBUTE(136, bool, rulesClientUpdated);
+   // The rules client's answers. Null until `aclConfigStatusIs()` makes it: no answer yet.
+   KIV_CHILD(137, PostcardTelemetryAclConfigStatus, aclConfigStatus);
 
  public:
    using KivRuleByIndex = Kiv::RbTreeMap<U32, Pello::Ptr<RuleConfig>>::Node;
 
+   // Makes a configuration without rules, interfaces and history; both flags are false.
    explicit PostcardTelemetryAclConfig(Pello::String aclConfigKey)
       : aclConfigKey_{std::move(aclConfigKey)} {}
-   // The table by name goes first. The rules themselves then go in the order of their indexes,
-   // which is the order in which they lie in memory, and that memory is used again in this order.
+   // Enters `rule` under `index`, in place of the rule that is there; null removes the entry. Does
+   // not change `ruleByName`. A function without template parameters, so that its address can be
+   // taken.
+   void ruleByIndexIs(U32 index, const Pello::Ptr<RuleConfig>& rule) {
+      ruleByIndexIs<>(index, rule);
+   }
+   // Empties `ruleByName` first, so that the rules are freed in ascending order of their indexes.
+   // They were allocated in that order, and the allocator hands freed memory out in the same order.
    ~PostcardTelemetryAclConfig() override { ruleByNameDelAll(); }
 };
 
-// Makes a new, empty ACL; looks nothing up.
+// Both return a new configuration; neither looks anything up.
 Pello::Ptr<PostcardTelemetryAclConfig>
 postcardTelemetryAclConfigFactory(const Pello::String& aclConfigKey);
 inline Pello::Ptr<PostcardTelemetryAclConfig>

@@ -1,4 +1,5 @@
-// `PostcardTelemetryPolicyKey`: names a policy in one address family.
+// `PostcardTelemetryPolicyKey`: names a policy in one address family. Relies on the keys of the
+// policy-map library.
 #pragma once
 
 #include "Kiv/Value.h"
@@ -6,33 +7,43 @@
 #include "PolicyMap/PolicyMapSmKey.h"
 
 #include <compare>
+#include <concepts>
+#include <string_view>
+#include <utility>
 
 namespace OruPostcardTelemetry {
 
 class PostcardTelemetryPolicyKey : public Kiv::Value<PostcardTelemetryPolicyKey> {
    KIV_VALUE(PostcardTelemetryPolicyKey, "OruPostcardTelemetry::PostcardTelemetryPolicyKey");
-   KIV_FIELD(1, PolicyMap::PolicyMapSmKey, key);
-   KIV_FIELD(2, PolicyMap::ClassMapMatchOption, option);
+   KIV_FIELD(1, PolicyMap::PolicyMapSmKey, key);         // the policy
+   KIV_FIELD(2, PolicyMap::ClassMapMatchOption, option); // the address family
 
  public:
+   // The empty key with option 0, which names no policy.
    PostcardTelemetryPolicyKey() = default;
    PostcardTelemetryPolicyKey(PolicyMap::PolicyMapSmKey key, PolicyMap::ClassMapMatchOption option)
       : key_{std::move(key)}, option_{option} {}
-   // Reads the generic value text. Throws ParseError that names the attribute.
+   // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
+   // names the attribute that cannot be read.
    explicit PostcardTelemetryPolicyKey(std::string_view text)
       : PostcardTelemetryPolicyKey{Kiv::parseValue<PostcardTelemetryPolicyKey>(text)} {}
+   template <std::same_as<char> Character>
+   explicit PostcardTelemetryPolicyKey(const Character* begin, const Character* end)
+      : PostcardTelemetryPolicyKey{std::string_view{begin, end}} {}
 
-   // The option first: it is one byte, and tells most keys apart.
+   // Compares the option first: comparing one byte spares most comparisons of strings.
    bool isEq(const PostcardTelemetryPolicyKey& other) const {
       return this == &other || (option_ == other.option_ && key_ == other.key_);
    }
+   // Mixes the hash of the key, which has seed 0, and the option into a state that begins with
+   // `seed`.
    U64 hash(U64 seed) const {
       return Kiv::HashState{seed}.mix(key_.hash(0)).mix(static_cast<U8>(option_)).result();
    }
-   // Whether it names anything: differs from the default key.
+   // Whether the key names a policy, that is, differs from the default one.
    explicit operator bool() const { return !isEq(PostcardTelemetryPolicyKey{}); }
 
-   // By the key; on a tie by the option's number.
+   // Orders by the key, and equal keys by the number of the option.
    friend std::strong_ordering operator<=>(const PostcardTelemetryPolicyKey& a,
                                            const PostcardTelemetryPolicyKey& b) {
       const auto byKey = a.key_ <=> b.key_;

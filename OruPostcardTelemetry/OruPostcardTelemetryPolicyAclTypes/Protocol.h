@@ -1,26 +1,36 @@
-// `Protocol`: an IP protocol number (IANA protocol numbers registry); 0 is not one that a rule can
-// match.
+// `Protocol`: the IP protocol number that a rule matches (IANA registry "Assigned Internet Protocol
+// Numbers"). Rules cannot match number 0. Relies on the type framework.
 #pragma once
 
 #include "Kiv/Value.h"
+
+#include <concepts>
+#include <string_view>
 
 namespace OruPostcardTelemetry {
 
 class Protocol : public Kiv::Value<Protocol> {
    KIV_VALUE(Protocol, "OruPostcardTelemetry::Protocol");
-   KIV_FIELD(1, U8, value);
+   KIV_FIELD(1, U8, value); // minProto to maxProto
 
  public:
    static constexpr U8 minProto = 1;
    static constexpr U8 maxProto = 255;
 
+   // Protocol 1, the smallest that is allowed.
    Protocol() : value_{minProto} {}
    // Throws Kiv::RangeError for 0.
    explicit Protocol(U8 value) : value_{checked(value)} {}
-   // Reads a decimal number. Throws ParseError, and RangeError for 0.
+   // Reads a decimal number, also from a range of characters. Throws Kiv::RangeError for 0 and
+   // Kiv::ParseError for a text that is no number from 0 to 255.
    explicit Protocol(std::string_view text) : Protocol{Kiv::parseValue<Protocol>(text)} {}
+   template <std::same_as<char> Character>
+   explicit Protocol(const Character* begin, const Character* end)
+      : Protocol{std::string_view{begin, end}} {}
 
-   U64 hash(U64) const = delete; // protocols are nobody's key
+   // No collection has protocols for keys; asking the framework for a hash throws
+   // Kiv::NotHashable.
+   U64 hash(U64) const = delete;
 
  private:
    static U8 checked(U8 value) {
@@ -29,6 +39,7 @@ class Protocol : public Kiv::Value<Protocol> {
       }
       return value;
    }
+   // Throws Kiv::RangeError. A function of its own, so that `checked` stays small enough to inline.
    [[noreturn]] static void refuse();
 };
 

@@ -4,6 +4,8 @@
 
 namespace OruPostcardTelemetry {
 
+using TypesTrace::traceSource;
+
 void RuleAction::copy(const RuleAction& other) {
    RINGLOG_ENTRY();
    for (const auto& member : other.action()) {

@@ -4,6 +4,8 @@
 
 namespace OruPostcardTelemetry {
 
+using TypesTrace::traceSource;
+
 void RuleConfig::copy(const RuleConfig& other) {
    RINGLOG_ENTRY();
    if (other.ruleFilter() != nullptr) {

@@ -4,6 +4,8 @@
 
 namespace OruPostcardTelemetry {
 
+using TypesTrace::traceSource;
+
 const Orlix::IpGenPrefix& anyPrefix() {
    static const Orlix::IpGenPrefix prefix{"0.0.0.0/0"};
    return prefix;
@@ -15,7 +17,8 @@ void RuleFilter::copy(const RuleFilter& other) {
    destinationIs(other.destination());
    copyPorts(other);
    protoIs(other.proto());
-   // Held: when a filter is merged into itself, its sample match is replaced on the way.
+   // A counted reference, because a filter that is copied into itself replaces the object to which
+   // `sample` refers.
    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
    if (const auto sample = other.sampleDataAndMask(); sample != nullptr) {
       copySample(*sample);
@@ -37,7 +40,7 @@ void RuleFilter::copyPorts(const RuleFilter& other) {
 }
 
 void RuleFilter::copySample(const Classification::TcpUdpCheckSumOrIpId& other) {
-   // One string for all copies, so that none is allocated per rule.
+   // All copies share one string; a string per copy would be an allocation per rule.
    static const Pello::String name{"sampleDataAndMask"};
    const Pello::Ptr<Classification::TcpUdpCheckSumOrIpId> sample = sampleDataAndMaskIs(name);
    sample->dataIs(other.data());

@@ -1,14 +1,11 @@
-// The data model's trace source; every file here that traces includes it.
+// `TypesTrace::traceSource`: the source that the data model's traces name. A file that traces says
+// `using TypesTrace::traceSource;`, so that the headers of several sources can stand side by side.
 #pragma once
 
 #include "Ringlog/Trace.h"
 
-namespace OruPostcardTelemetry {
+namespace OruPostcardTelemetry::TypesTrace {
 
-namespace TypesTrace {
 extern const Pello::TraceSource traceSource;
-} // namespace TypesTrace
 
-using TypesTrace::traceSource;
-
-} // namespace OruPostcardTelemetry
+} // namespace OruPostcardTelemetry::TypesTrace

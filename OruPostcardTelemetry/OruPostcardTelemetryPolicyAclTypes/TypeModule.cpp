@@ -1,3 +1,5 @@
+// The descriptors of this library's types, each defined here once: a descriptor that the compiler
+// emitted in several libraries would make one type look like several.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/TypeModule.h"
 
 #include "Kiv/Reflection.h"

@@ -1,5 +1,5 @@
-// The data model's types, for the framework's registry, where they stand from the moment this
-// library is loaded.
+// `policyAclTypesModule`: the list of this library's types. The library registers it with the type
+// framework when it is loaded; naming the function makes a linker keep the library.
 #pragma once
 
 #include "Kiv/TypeData.h"

@@ -20,39 +20,39 @@ void PolicyMapAclHelper::handleVlanTcamIdConfig() {}
 
 void PolicyMapAclHelper::hwInit() {}
 
-void PolicyMapAclHelper::cacheFieldSets(const PolicyData&, ClassMapMatchOption) {}
+void PolicyMapAclHelper::cacheFieldSets(const PolicyDataPtr&, ClassMapMatchOption) {}
 
-void PolicyMapAclHelper::cacheUdfs(const PolicyData&, ClassMapMatchOption) {}
+void PolicyMapAclHelper::cacheUdfs(const PolicyDataPtr&, ClassMapMatchOption) {}
 
 void PolicyMapAclHelper::setAsyncAddRuleInProgress(bool) {}
 
-U32 PolicyMapAclHelper::maybeAddOldRules(const PolicyData&, ClassMapMatchOption) {
+U32 PolicyMapAclHelper::maybeAddOldRules(const PolicyDataPtr&, ClassMapMatchOption) {
    return 0;
 }
 
-Kiv::String PolicyMapAclHelper::createPolicy(const PolicyData&, ClassMapMatchOption) {
+Kiv::String PolicyMapAclHelper::createPolicy(const PolicyDataPtr&, ClassMapMatchOption) {
    return notSupported("createPolicy");
 }
 
-Kiv::String PolicyMapAclHelper::recreatePolicy(const PolicyData&, ClassMapMatchOption) {
+Kiv::String PolicyMapAclHelper::recreatePolicy(const PolicyDataPtr&, ClassMapMatchOption) {
    return notSupported("recreatePolicy");
 }
 
-bool PolicyMapAclHelper::initInPlaceUpdate(const PolicyData&, ClassMapMatchOption) {
+bool PolicyMapAclHelper::initInPlaceUpdate(const PolicyDataPtr&, ClassMapMatchOption) {
    return false;
 }
 
-Kiv::String PolicyMapAclHelper::deletePolicy(const PolicyData&, ClassMapMatchOption) {
+Kiv::String PolicyMapAclHelper::deletePolicy(const PolicyDataPtr&, ClassMapMatchOption) {
    return notSupported("deletePolicy");
 }
 
-Kiv::String PolicyMapAclHelper::commitPolicy(const PolicyData&, ClassMapMatchOption) {
+Kiv::String PolicyMapAclHelper::commitPolicy(const PolicyDataPtr&, ClassMapMatchOption) {
    return notSupported("commitPolicy");
 }
 
-Kiv::String PolicyMapAclHelper::batchCommitPolicy(const std::vector<PolicyData>& policies,
+Kiv::String PolicyMapAclHelper::batchCommitPolicy(const std::vector<PolicyDataPtr>& policies,
                                                   ClassMapMatchOption matchOption) {
-   for (const PolicyData& policyData : policies) {
+   for (const PolicyDataPtr& policyData : policies) {
       Kiv::String status = commitPolicy(policyData, matchOption);
       if (!status.empty()) {
          return status;
@@ -61,50 +61,50 @@ Kiv::String PolicyMapAclHelper::batchCommitPolicy(const std::vector<PolicyData>&
    return {};
 }
 
-Kiv::String PolicyMapAclHelper::addIntfToPolicy(const PolicyData&, Orlix::IntfId, Orlix::IntfId,
+Kiv::String PolicyMapAclHelper::addIntfToPolicy(const PolicyDataPtr&, Orlix::IntfId, Orlix::IntfId,
                                                 L3::VrfName, ClassMapMatchOption) {
    return notSupported("addIntfToPolicy");
 }
 
-Kiv::String PolicyMapAclHelper::removeIntfFromPolicy(const PolicyData&, Orlix::IntfId,
+Kiv::String PolicyMapAclHelper::removeIntfFromPolicy(const PolicyDataPtr&, Orlix::IntfId,
                                                      Orlix::IntfId, L3::VrfName,
                                                      ClassMapMatchOption) {
    return notSupported("removeIntfFromPolicy");
 }
 
-Kiv::String PolicyMapAclHelper::addRule(const PolicyData&, const AclRuleKey&) {
+Kiv::String PolicyMapAclHelper::addRule(const PolicyDataPtr&, const AclRuleKey&) {
    return notSupported("addRule");
 }
 
-bool PolicyMapAclHelper::tryAddRules(const PolicyData&, const std::vector<AclRuleKey>&) {
+bool PolicyMapAclHelper::tryAddRules(const PolicyDataPtr&, const std::vector<AclRuleKey>&) {
    return false;
 }
 
-bool PolicyMapAclHelper::tryMoveRules(const PolicyData&, const std::vector<AclRuleKey>&) {
+bool PolicyMapAclHelper::tryMoveRules(const PolicyDataPtr&, const std::vector<AclRuleKey>&) {
    return false;
 }
 
-Kiv::String PolicyMapAclHelper::beginUpdateActions(const PolicyData&) {
+Kiv::String PolicyMapAclHelper::beginUpdateActions(const PolicyDataPtr&) {
    return notSupported("beginUpdateActions");
 }
 
-Kiv::String PolicyMapAclHelper::updateAction(const PolicyData&, const AclRuleKey&) {
+Kiv::String PolicyMapAclHelper::updateAction(const PolicyDataPtr&, const AclRuleKey&) {
    return notSupported("updateAction");
 }
 
-Kiv::String PolicyMapAclHelper::updateNexthopGroupMatch(const PolicyData&, const AclRuleKey&) {
+Kiv::String PolicyMapAclHelper::updateNexthopGroupMatch(const PolicyDataPtr&, const AclRuleKey&) {
    return notSupported("updateNexthopGroupMatch");
 }
 
-Kiv::String PolicyMapAclHelper::endUpdateActions(const PolicyData&) {
+Kiv::String PolicyMapAclHelper::endUpdateActions(const PolicyDataPtr&) {
    return notSupported("endUpdateActions");
 }
 
-U64 PolicyMapAclHelper::getCountForRule(const PolicyData&, const AclRuleKey&) const {
+U64 PolicyMapAclHelper::getCountForRule(const PolicyDataPtr&, const AclRuleKey&) const {
    return 0;
 }
 
-U64 PolicyMapAclHelper::getCountForRulePerInterface(const PolicyData&, const AclRuleKey&,
+U64 PolicyMapAclHelper::getCountForRulePerInterface(const PolicyDataPtr&, const AclRuleKey&,
                                                     Orlix::IntfId) const {
    return 0;
 }
@@ -113,7 +113,7 @@ void PolicyMapAclHelper::showAclRule(U32, const AclRuleKey&) const {}
 
 void PolicyMapAclHelper::showAclSummary(U32) const {}
 
-Kiv::String PolicyMapAclHelper::handlePendingOperationTimeout(const PolicyData& policyData,
+Kiv::String PolicyMapAclHelper::handlePendingOperationTimeout(const PolicyDataPtr& policyData,
                                                               ClassMapMatchOption matchOption) {
    return Kiv::String::join({"Operation pending for policy ", policyData->key().strDesc(), ", ",
                              stringValue(matchOption), " has not been answered in time"});
@@ -123,7 +123,7 @@ bool PolicyMapAclHelper::intfExists(Orlix::IntfId) const {
    return true;
 }
 
-U32 PolicyMapAclHelper::getLastInstalledPriority(const PolicyData&) const {
+U32 PolicyMapAclHelper::getLastInstalledPriority(const PolicyDataPtr&) const {
    return 0;
 }
 
@@ -135,19 +135,19 @@ Kiv::String PolicyMapAclHelper::linecardName() const {
    return {};
 }
 
-Kiv::String PolicyMapAclHelper::validPoliceAction(const ClassData&) const {
+Kiv::String PolicyMapAclHelper::validPoliceAction(const ClassDataPtr&) const {
    return actionNotSupported("police");
 }
 
-Kiv::String PolicyMapAclHelper::validEgressRedirectAction(const ClassData&) const {
+Kiv::String PolicyMapAclHelper::validEgressRedirectAction(const ClassDataPtr&) const {
    return actionNotSupported("egress redirect");
 }
 
-Kiv::String PolicyMapAclHelper::validateUseVrfSecondaryAction(const ClassData&) const {
+Kiv::String PolicyMapAclHelper::validateUseVrfSecondaryAction(const ClassDataPtr&) const {
    return actionNotSupported("use VRF secondary");
 }
 
-Kiv::String PolicyMapAclHelper::validateDefaultActions(const PolicyData&) const {
+Kiv::String PolicyMapAclHelper::validateDefaultActions(const PolicyDataPtr&) const {
    return {};
 }
 

@@ -38,8 +38,8 @@ class PolicyMapAclHelper : public Kiv::Entity {
    KIV_ATTRIBUTE(135, AsyncOperationResult, asyncOperationResult);
 
  public:
-   using PolicyData = Pello::Ptr<const PolicyMapSmCommonData>;
-   using ClassData = Pello::Ptr<const ClassMapSmCommonData>;
+   using PolicyDataPtr = Pello::Ptr<const PolicyMapSmCommonData>;
+   using ClassDataPtr = Pello::Ptr<const ClassMapSmCommonData>;
 
    PolicyMapAclHelper() = default;
    ~PolicyMapAclHelper() override;
@@ -49,71 +49,75 @@ class PolicyMapAclHelper : public Kiv::Entity {
    // The hardware layer starts: time to set the switches.
    virtual void hwInit();
    // Field sets, or user-defined fields, that the policy refers to should be read now.
-   virtual void cacheFieldSets(const PolicyData& policyData, ClassMapMatchOption matchOption);
-   virtual void cacheUdfs(const PolicyData& policyData, ClassMapMatchOption matchOption);
+   virtual void cacheFieldSets(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
+   virtual void cacheUdfs(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
    // The agent begins (`true`) or ends adding rules piece by piece.
    virtual void setAsyncAddRuleInProgress(bool inProgress);
    // Adds rules of an earlier version that still stand in hardware; returns how many.
-   virtual U32 maybeAddOldRules(const PolicyData& policyData, ClassMapMatchOption matchOption);
+   virtual U32 maybeAddOldRules(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
 
    // Builds what hardware needs for a policy in one address family.
-   virtual Kiv::String createPolicy(const PolicyData& policyData, ClassMapMatchOption matchOption);
+   virtual Kiv::String createPolicy(const PolicyDataPtr& policyData,
+                                    ClassMapMatchOption matchOption);
    // Builds it anew for a policy that exists.
-   virtual Kiv::String recreatePolicy(const PolicyData& policyData,
+   virtual Kiv::String recreatePolicy(const PolicyDataPtr& policyData,
                                       ClassMapMatchOption matchOption);
    // Whether a change of the policy can be made in place; begins it if so.
-   virtual bool initInPlaceUpdate(const PolicyData& policyData, ClassMapMatchOption matchOption);
+   virtual bool initInPlaceUpdate(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
    // Removes the policy.
-   virtual Kiv::String deletePolicy(const PolicyData& policyData, ClassMapMatchOption matchOption);
+   virtual Kiv::String deletePolicy(const PolicyDataPtr& policyData,
+                                    ClassMapMatchOption matchOption);
    // Hands what was built to hardware.
-   virtual Kiv::String commitPolicy(const PolicyData& policyData, ClassMapMatchOption matchOption);
+   virtual Kiv::String commitPolicy(const PolicyDataPtr& policyData,
+                                    ClassMapMatchOption matchOption);
    // Commits several policies in order; stops at the first that fails and returns its text.
-   virtual Kiv::String batchCommitPolicy(const std::vector<PolicyData>& policies,
+   virtual Kiv::String batchCommitPolicy(const std::vector<PolicyDataPtr>& policies,
                                          ClassMapMatchOption matchOption);
    // An interface joins or leaves the policy. `logicalIntf` is the interface as the operator knows
    // it, when `intf` is a part of it.
-   virtual Kiv::String addIntfToPolicy(const PolicyData& policyData, Orlix::IntfId intf,
+   virtual Kiv::String addIntfToPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                        Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                        ClassMapMatchOption matchOption);
-   virtual Kiv::String removeIntfFromPolicy(const PolicyData& policyData, Orlix::IntfId intf,
+   virtual Kiv::String removeIntfFromPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                             Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                             ClassMapMatchOption matchOption);
 
    // Rule by rule, for helpers whose agent cuts policies into rules.
-   virtual Kiv::String addRule(const PolicyData& policyData, const AclRuleKey& key);
+   virtual Kiv::String addRule(const PolicyDataPtr& policyData, const AclRuleKey& key);
    // Whether all the rules would fit, without adding them.
-   virtual bool tryAddRules(const PolicyData& policyData, const std::vector<AclRuleKey>& keys);
+   virtual bool tryAddRules(const PolicyDataPtr& policyData, const std::vector<AclRuleKey>& keys);
    // Whether the rules can take new priorities without being written anew.
-   virtual bool tryMoveRules(const PolicyData& policyData, const std::vector<AclRuleKey>& keys);
+   virtual bool tryMoveRules(const PolicyDataPtr& policyData, const std::vector<AclRuleKey>& keys);
    // A change of actions: begin, one call per rule, end.
-   virtual Kiv::String beginUpdateActions(const PolicyData& policyData);
-   virtual Kiv::String updateAction(const PolicyData& policyData, const AclRuleKey& key);
-   virtual Kiv::String updateNexthopGroupMatch(const PolicyData& policyData, const AclRuleKey& key);
-   virtual Kiv::String endUpdateActions(const PolicyData& policyData);
+   virtual Kiv::String beginUpdateActions(const PolicyDataPtr& policyData);
+   virtual Kiv::String updateAction(const PolicyDataPtr& policyData, const AclRuleKey& key);
+   virtual Kiv::String updateNexthopGroupMatch(const PolicyDataPtr& policyData,
+                                               const AclRuleKey& key);
+   virtual Kiv::String endUpdateActions(const PolicyDataPtr& policyData);
 
    // Packets counted by a rule, in all and on one interface.
-   virtual U64 getCountForRule(const PolicyData& policyData, const AclRuleKey& key) const;
-   virtual U64 getCountForRulePerInterface(const PolicyData& policyData, const AclRuleKey& key,
+   virtual U64 getCountForRule(const PolicyDataPtr& policyData, const AclRuleKey& key) const;
+   virtual U64 getCountForRulePerInterface(const PolicyDataPtr& policyData, const AclRuleKey& key,
                                            Orlix::IntfId intf) const;
    // Diagnostics, written to the open file descriptor `fd`.
    virtual void showAclRule(U32 fd, const AclRuleKey& key) const;
    virtual void showAclSummary(U32 fd) const;
 
    // An operation has not ended in time. Returns the text for the operator.
-   virtual Kiv::String handlePendingOperationTimeout(const PolicyData& policyData,
+   virtual Kiv::String handlePendingOperationTimeout(const PolicyDataPtr& policyData,
                                                      ClassMapMatchOption matchOption);
    // Whether the helper has use for the interface.
    virtual bool intfExists(Orlix::IntfId intf) const;
    // The largest priority in hardware; 0 when there is none.
-   virtual U32 getLastInstalledPriority(const PolicyData& policyData) const;
+   virtual U32 getLastInstalledPriority(const PolicyDataPtr& policyData) const;
    virtual bool dropActionSupported() const;
    // The line card on which the helper works; empty for the whole switch.
    virtual Kiv::String linecardName() const;
    // Checks of actions before they are accepted: empty, or why not.
-   virtual Kiv::String validPoliceAction(const ClassData& classData) const;
-   virtual Kiv::String validEgressRedirectAction(const ClassData& classData) const;
-   virtual Kiv::String validateUseVrfSecondaryAction(const ClassData& classData) const;
-   virtual Kiv::String validateDefaultActions(const PolicyData& policyData) const;
+   virtual Kiv::String validPoliceAction(const ClassDataPtr& classData) const;
+   virtual Kiv::String validEgressRedirectAction(const ClassDataPtr& classData) const;
+   virtual Kiv::String validateUseVrfSecondaryAction(const ClassDataPtr& classData) const;
+   virtual Kiv::String validateDefaultActions(const PolicyDataPtr& policyData) const;
 };
 
 } // namespace PolicyMap

@@ -60,9 +60,10 @@ class ScriptedHelper : public OruPostcardTelemetry::OruPostcardPolicyAclHelper {
  public:
    using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
 
-   Kiv::String updateRulesInAclConfig(const PolicyData& policyData, MatchOption option) override {
+   Kiv::String updateRulesInAclConfig(const PolicyDataPtr& policyData,
+                                      MatchOption option) override {
       const auto type = OruPostcardTelemetry::matchOptionToAclType(option);
-      const AclConfig config =
+      const AclConfigPtr config =
             aclConfigColl(OruPostcardTelemetry::aclName(policyData->key().name(), type));
       for (const std::string& name : rules) {
          const auto index = static_cast<U32>(config->ruleByIndexs());

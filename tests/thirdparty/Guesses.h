@@ -125,25 +125,17 @@ Pello::Ptr<Entity> adopt(Entity* object) {
    return Pello::Ptr<Entity>{object};
 }
 
-// The creators belong to the type they create.
-inline auto createdRule(char const* name) { return Oru::RuleConfig::RuleConfigIs(name); }
-inline auto createdFilter() { return Oru::RuleFilter::RuleFilterIs(); }
-inline auto createdAction() { return Oru::RuleAction::RuleActionIs(); }
-inline auto createdConfig(char const* key) {
-   return Oru::PostcardTelemetryAclConfig::PostcardTelemetryAclConfigIs(key);
-}
-inline auto createdStatus() {
-   return Oru::PostcardTelemetryAclConfigStatus::PostcardTelemetryAclConfigStatusIs();
-}
-inline auto createdRequest() {
-   return Oru::PostcardTelemetryRulesClientSmConfig::PostcardTelemetryRulesClientSmConfigIs();
-}
-inline auto createdAnswer() {
-   return Oru::PostcardTelemetryRulesClientSmStatus::PostcardTelemetryRulesClientSmStatusIs();
-}
+// The creators stand beside the type they create.
+inline auto createdRule(char const* name) { return Oru::RuleConfigIs(name); }
+inline auto createdFilter() { return Oru::RuleFilterIs(); }
+inline auto createdAction() { return Oru::RuleActionIs(); }
+inline auto createdConfig(char const* key) { return Oru::PostcardTelemetryAclConfigIs(key); }
+inline auto createdStatus() { return Oru::PostcardTelemetryAclConfigStatusIs(); }
+inline auto createdRequest() { return Oru::PostcardTelemetryRulesClientSmConfigIs(); }
+inline auto createdAnswer() { return Oru::PostcardTelemetryRulesClientSmStatusIs(); }
 inline auto createdHelper(Pello::Ptr<Oru::PostcardTelemetryRulesClientSmConfig> const& request,
                           Pello::Ptr<Capability const> const& capability) {
-   return Oru::OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelperIs(request, capability);
+   return Oru::OruPostcardPolicyAclHelperIs(request, capability);
 }
 
 // ---- Collections: the whole one behind the lookup by key ----------------------------------------
@@ -178,25 +170,35 @@ struct Change {
    std::string oldValue{};
 };
 
+// The text of the value behind a view, which is of one of `Types`; empty for an empty view and for
+// counted references, which have no text.
+template <typename... Types>
+std::string viewed(Pello::ValueView const& view) {
+   std::string out{};
+   ((view.as<Types>() != nullptr ? void(out = streamed(*view.as<Types>())) : void()), ...);
+   return out;
+}
+
 // Calls the watcher once per published change for as long as the returned subscription is kept.
-template <typename Publisher>
-auto subscribe(Publisher& publisher, std::function<void(Change const&)> watcher) {
-   return publisher.subscribe([watcher](auto const& change) {
-      watcher(Change{change.attributeId(), streamed(change.key()), streamed(change.oldValue())});
+inline auto subscribe(Pello::Publisher* publisher, std::function<void(Change const&)> watcher) {
+   return publisher->subscribe([watcher](Pello::Change const& change) {
+      watcher(Change{change.attribute, viewed<Pello::String>(change.key),
+                     viewed<Pello::String, std::uint32_t, Orlix::IntfId,
+                            Oru::PostcardTelemetryRulesClientSmEvent,
+                            Oru::PostcardTelemetryRulesClientSmStatusType>(change.oldValue)});
    });
 }
 
 // ---- The agent's records ------------------------------------------------------------------------
 
 inline Pello::Ptr<Capability const> capability(bool tcpFlagsSupported) {
-   Pello::Ptr<Capability> const record{PostcardTelemetry::hwCapabilityFactory()};
-   record->tcpControlSupportedIs(tcpFlagsSupported);
+   Pello::Ptr<Capability> const record{new Capability{}};
+   record->tcpFlagsSupportedIs(tcpFlagsSupported);
    return record;
 }
 
 inline Pello::Ptr<PolicyData> makePolicy(char const* name, char const* group = "") {
-   return PolicyMap::policyMapSmCommonDataFactory(
-      PolicyMap::PolicyMapSmKey{Pello::String{name}, Pello::String{group}});
+   return new PolicyData{PolicyMap::PolicyMapSmKey{Pello::String{name}, Pello::String{group}}};
 }
 
 inline PolicyMap::PolicyMapSmKey keyOf(Pello::Ptr<PolicyData> const& policy) {
@@ -240,11 +242,11 @@ struct Class {
 inline Class addClass(Pello::Ptr<PolicyData> const& policy, MatchOption option, unsigned priority,
                       char const* name) {
    Class made{};
-   made.data = TrafficPolicy::trafficPolicyClassMapSmCommonDataFactory(name);
+   made.data = new ClassData{name};
    made.filter = made.data->aclStructuredFilterIs(filterName)->filterIs(0);
-   policy->classDataIs(name, made.data);
+   policy->classDataIs(made.data);
    policy->rulePriorityIs(Oru::matchOptionToAclType(option))
-      ->aclRuleKeyIs(PolicyMap::RulePriority{priority}, ruleKey(policy, name, option));
+      ->entryIs(PolicyMap::RulePriority{priority}, ruleKey(policy, name, option));
    return made;
 }
 
@@ -259,15 +261,11 @@ inline constexpr unsigned sample{18};
 inline constexpr unsigned sampleAll{19};
 
 inline void addAction(Class const& made, unsigned number) {
-   auto const type = static_cast<PolicyMap::ActionType>(number);
-   made.data->actionIs(type, PolicyMap::actionFactory(type));
+   made.data->actionIs(new PolicyMap::Action{static_cast<PolicyMap::ActionType>(number)});
 }
 
 inline void addSetDscp(Class const& made, std::uint8_t value) {
-   auto const type = static_cast<PolicyMap::ActionType>(setDscp);
-   auto const action = PolicyMap::setDscpActionFactory(type);
-   action->dscpIs(Orlix::DscpValue{value});
-   made.data->actionIs(type, action);
+   made.data->actionIs(new PolicyMap::SetDscpAction{Orlix::DscpValue{value}});
 }
 
 // ---- A filter's matches -------------------------------------------------------------------------
@@ -290,7 +288,7 @@ inline void addSampleMatch(Class const& made, std::uint32_t data, std::uint32_t 
 }
 
 inline Pello::Ptr<ProtoField> addProtocols(Class const& made, unsigned low, unsigned high) {
-   return made.filter->protoIs(range(low, high));
+   return made.filter->protoFieldIs(range(low, high));
 }
 
 inline void addIcmpType(Pello::Ptr<ProtoField> const& field, unsigned type) {

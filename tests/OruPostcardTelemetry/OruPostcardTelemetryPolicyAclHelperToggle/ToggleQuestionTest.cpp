@@ -1,7 +1,7 @@
 // What the helper asks the feature-toggle library, how often, and what it makes of the answer. This
 // program answers in the library's place.
 #include "FeatureToggle/FeatureToggle.h"
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 
 #include <gtest/gtest.h>
 

@@ -91,6 +91,25 @@ TEST_F(AclConfigTest, ruleByIndexIsHasFiveCases) {
    EXPECT_EQ(config_->ruleByNames(), 0U);
 }
 
+// Whoever passes these setters on needs their addresses.
+TEST_F(AclConfigTest, settersOfTheOrderedCollectionsHaveAnAddress) {
+   void (PostcardTelemetryAclConfig::*const enterRule)(U32, const Pello::Ptr<RuleConfig>&) =
+         &PostcardTelemetryAclConfig::ruleByIndexIs;
+   const auto acl = postcardTelemetryAclConfigFactory("p-ipv4");
+   const auto rule = ruleConfigFactory("rule");
+   ((*acl).*enterRule)(4, rule);
+   EXPECT_EQ(acl->ruleByIndex(4), rule);
+   ((*acl).*enterRule)(4, nullptr);
+   EXPECT_EQ(acl->ruleByIndexs(), 0U);
+   void (PostcardTelemetryAclConfigStatus::*const enterText)(U32, const Pello::String&) =
+         &PostcardTelemetryAclConfigStatus::statusInOrderIs;
+   const auto status = postcardTelemetryAclConfigStatusFactory();
+   ((*status).*enterText)(3, "full");
+   ((*status).*enterText)(3, "invalid");
+   EXPECT_EQ(status->statusInOrder(3), "invalid");
+   EXPECT_EQ(status->statusInOrders(), 1U);
+}
+
 TEST_F(AclConfigTest, ruleByIndexIsNullLeavesTheRuleUnderItsName) {
    const auto rule = config_->ruleByNameIs("a");
    config_->ruleByIndexIs(0, rule);

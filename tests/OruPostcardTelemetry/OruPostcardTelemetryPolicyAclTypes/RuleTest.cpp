@@ -223,6 +223,29 @@ TEST_F(RuleConfigTest, aCopyMergesPartsAndLeavesTheName) {
    EXPECT_EQ(to->ruleFilter(), filter);
 }
 
+// Each type is copied from a counted reference as from the object, whether it may change it or not.
+template <class T>
+void expectCopiedFromReference(const Pello::Ptr<T>& from, const Pello::Ptr<T>& expected,
+                               const Pello::Ptr<T>& one, const Pello::Ptr<T>& other) {
+   expected->copy(*from);
+   one->copy(from);
+   EXPECT_EQ(textOf(*one), textOf(*expected));
+   other->copy(Pello::Ptr<const T>{from});
+   EXPECT_EQ(textOf(*other), textOf(*expected));
+}
+
+TEST_F(RuleConfigTest, copiesAreMadeFromCountedReferencesToo) {
+   const auto rule = ruleConfigFactory("rule");
+   rule->ruleFilterIs()->copy(*fullFilter(7));
+   rule->ruleActionIs()->actionIs(RuleAction::policeAction);
+   expectCopiedFromReference(rule, ruleConfigFactory("to"), ruleConfigFactory("to"),
+                             ruleConfigFactory("to"));
+   expectCopiedFromReference(rule->ruleFilter(), ruleFilterFactory(), ruleFilterFactory(),
+                             ruleFilterFactory());
+   expectCopiedFromReference(rule->ruleAction(), ruleActionFactory(), ruleActionFactory(),
+                             ruleActionFactory());
+}
+
 TEST_F(RuleConfigTest, aCopyOfARuleWithoutPartsChangesNothing) {
    const auto to = ruleConfigFactory("to");
    to->ruleFilterIs()->protoIs(Protocol{U8{6}});

@@ -131,6 +131,37 @@ void expectRefused(std::string text, std::string_view from, std::string_view to,
    EXPECT_NE(error.find(part), std::string::npos) << text << "\n" << error;
 }
 
+// A value is also made from a range of characters, which may be part of a longer text.
+template <class Value>
+void expectFromRange(const Value& value, const std::string& text) {
+   const std::string longer = text + ", and more";
+   EXPECT_EQ((Value{longer.data(), longer.data() + text.size()}), value);
+   EXPECT_THROW((Value{text.data(), text.data()}), Kiv::ParseError);
+   EXPECT_THROW((Value{longer.data(), longer.data() + longer.size()}), Kiv::ParseError);
+   static_assert(!std::is_convertible_v<const char*, Value>);
+}
+
+TEST(CharacterRangeTest, everyValueIsReadFromOne) {
+   expectFromRange(Protocol{U8{17}}, "17");
+   expectFromRange(L4Port{443}, "443");
+   for (const L4PortDataMask value : {L4PortDataMask{}, L4PortDataMask{80, 0xffff}}) {
+      expectFromRange(value, streamed(value));
+   }
+   expectFromRange(DscpDataAndMask{46, 63}, streamed(DscpDataAndMask{46, 63}));
+   const PostcardTelemetryPolicyKey key{PolicyMap::PolicyMapSmKey{"p", "s"},
+                                        PolicyMap::matchIpv6AccessGroup()};
+   expectFromRange(key, streamed(key));
+   const std::string zero = "0";
+   EXPECT_THROW((Protocol{zero.data(), zero.data() + 1}), Kiv::RangeError);
+}
+
+// Two zeros are numbers, not an empty range.
+TEST(CharacterRangeTest, plainNumbersAreNotARange) {
+   EXPECT_EQ((DscpDataAndMask{0, 0}), DscpDataAndMask{});
+   EXPECT_EQ((L4PortDataMask{0, 0}), L4PortDataMask{});
+   EXPECT_EQ((DscpDataAndMask{10, 63}), (DscpDataAndMask{Orlix::DscpValue{10}, 63}));
+}
+
 TEST(CompositeTextTest, wrongTextsAreRefusedWithTheAttribute) {
    expectRefused<Key>(webText, "PolicyKey", "Policy", "OruPostcardTelemetry::PostcardTelemetryPol");
    expectRefused<Key>(webText, "(key=", "(kez=", "(key=");
@@ -229,6 +260,7 @@ TEST(EnumerationsTest, action) {
                                                {RuleAction::policeAction, 1, "policeAction"},
                                                {RuleAction::setDscpAction, 2, "setDscpAction"}};
    expectEnum(rows, [](auto from) { return ActionInstance(from); });
+   expectEnum(rows, [](auto from) { return RuleAction::ActionInstance(from); });
 }
 
 TEST(EnumerationsTest, statusType) {

@@ -64,7 +64,7 @@ void answer(Helper& helper, U32 requestsBefore) {
 
 // As the agent does it. What the helper refuses with a message is fine.
 void live(Helper& helper, const Postcard::Policy::Policy& policy, Family family) {
-   const PolicyMap::PolicyMapAclHelper::PolicyData data = buildPolicy(policy);
+   const PolicyMap::PolicyMapAclHelper::PolicyDataPtr data = buildPolicy(policy);
    const auto matchOption = Postcard::Policy::matchOptionOf(family);
    const bool created = helper.createPolicy(data, matchOption).empty();
    helper.showPostcardAcl(nowhere());

@@ -15,7 +15,7 @@ class Committing : public PolicyMapAclHelper {
    KIV_ENTITY(Committing, PolicyMapAclHelper, "Test::Committing");
 
  public:
-   Kiv::String commitPolicy(const PolicyData& policyData, ClassMapMatchOption option) override {
+   Kiv::String commitPolicy(const PolicyDataPtr& policyData, ClassMapMatchOption option) override {
       EXPECT_EQ(option, matchIpv6AccessGroup());
       committed_.push_back(policyData->key().strDesc().str());
       return committed_.back() == "bad" ? Kiv::String{"cannot commit bad"} : Kiv::String{};
@@ -30,7 +30,7 @@ KIV_DEFINE_ENTITY(PolicyMap::Committing)
 namespace PolicyMap {
 namespace {
 
-using Policy = PolicyMapAclHelper::PolicyData;
+using Policy = PolicyMapAclHelper::PolicyDataPtr;
 
 Policy policyOf(const char* name) {
    return new PolicyMapSmCommonData{PolicyMapSmKey{name, ""}};
@@ -130,7 +130,7 @@ TEST(PolicyMapAclHelperTest, questionsAreAnsweredNoOrNone) {
 
 TEST(PolicyMapAclHelperTest, actionsThatAFeatureHasNotAreRefused) {
    const auto helper = plainHelper();
-   const PolicyMapAclHelper::ClassData data{new ClassMapSmCommonData{"class"}};
+   const PolicyMapAclHelper::ClassDataPtr data{new ClassMapSmCommonData{"class"}};
    EXPECT_EQ(helper->validPoliceAction(data), "Action police is not supported by this feature");
    EXPECT_EQ(helper->validEgressRedirectAction(data),
              "Action egress redirect is not supported by this feature");

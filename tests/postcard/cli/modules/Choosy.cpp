@@ -11,7 +11,7 @@ class Choosy : public OruPostcardTelemetry::OruPostcardPolicyAclHelper {
  public:
    using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
 
-   Kiv::String createPolicy(const PolicyData& policyData, MatchOption matchOption) override {
+   Kiv::String createPolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override {
       const auto name = policyData->key().strDesc();
       if (name == "early") {
          return "No label is left";
@@ -26,7 +26,7 @@ class Choosy : public OruPostcardTelemetry::OruPostcardPolicyAclHelper {
       const Kiv::String result = OruPostcardPolicyAclHelper::createPolicy(policyData, matchOption);
       return name == "late" ? Kiv::String{"No meter is left"} : result;
    }
-   Kiv::String recreatePolicy(const PolicyData& policyData, MatchOption matchOption) override {
+   Kiv::String recreatePolicy(const PolicyDataPtr& policyData, MatchOption matchOption) override {
       if (policyData->key().strDesc() == "fickle") {
          aclConfigCollDel(getAclConfigKey(policyData, matchOption));
          return "No meter is left";

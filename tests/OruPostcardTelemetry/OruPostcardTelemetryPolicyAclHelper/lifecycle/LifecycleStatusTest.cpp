@@ -81,6 +81,15 @@ TEST_F(LifecycleStatus, theIndexGoesOnFromWhereItIs) {
    EXPECT_EQ(history(*config()), (Lines{"7 a", "8 b", "next 9"}));
 }
 
+// Somebody has unlinked the history: it begins anew.
+TEST_F(LifecycleStatus, aConfigurationWithoutAHistoryGetsOne) {
+   fail("before");
+   config()->aclConfigStatusDel();
+   EXPECT_EQ(fail("table full"), "table full");
+   EXPECT_EQ(history(*config()), (Lines{"0 table full", "next 1"}));
+   EXPECT_FALSE(config()->programmedPolicy());
+}
+
 TEST_F(LifecycleStatus, anAnswerBelongsToTheLatestRequest) {
    create(ipv6);
    commit(ipv6);

@@ -1,4 +1,4 @@
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleScript.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleScript.h"
 
 #include <iterator>
 #include <utility>

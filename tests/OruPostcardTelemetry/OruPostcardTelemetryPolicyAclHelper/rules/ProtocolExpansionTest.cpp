@@ -133,6 +133,13 @@ TEST_F(ProtocolExpansion, theCopyHasPartsOfItsOwn) {
    EXPECT_EQ(config->ruleByName("web-ipv4-tcp"), made);
 }
 
+TEST_F(ProtocolExpansion, withoutACapabilityRecordTcpFlagsAreNotExpanded) {
+   const auto bareHelper = oruPostcardPolicyAclHelperFactory({}, {});
+   portsAndFlags(filter);
+   EXPECT_EQ(bareHelper->addRulesProtoField(config, rule, filter.data(), 6, 0), 1U);
+   EXPECT_EQ(namesByIndex(*config), (Lines{"0 web-ipv4-tcp-DportData-80-DportMask-65535"}));
+}
+
 TEST_F(ProtocolExpansion, anyOtherProtocolHasTheEmptyName) {
    EXPECT_EQ(expand(1, 3), 4U);
    EXPECT_EQ(rulesByIndex(*config), Lines{"3 : 10.0.0.0/8 > 0.0.0.0/0 proto=1 actions=0 dscp=0/0"});

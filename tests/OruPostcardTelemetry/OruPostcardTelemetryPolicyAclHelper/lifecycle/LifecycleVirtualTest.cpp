@@ -15,29 +15,30 @@ class Asked : public Helper {
  public:
    using Helper::Helper;
 
-   AclConfig createAclConfig(const PolicyData& policyData, MatchOption option) override {
+   AclConfigPtr createAclConfig(const PolicyDataPtr& policyData, MatchOption option) override {
       calls.emplace_back("create");
       return Helper::createAclConfig(policyData, option);
    }
-   void deleteAclConfig(const PolicyData& policyData, MatchOption option) override {
+   void deleteAclConfig(const PolicyDataPtr& policyData, MatchOption option) override {
       calls.emplace_back("delete");
       Helper::deleteAclConfig(policyData, option);
    }
-   Pello::String getAclConfigKey(const PolicyData& policyData, MatchOption option) override {
+   Pello::String getAclConfigKey(const PolicyDataPtr& policyData, MatchOption option) override {
       calls.emplace_back("key");
       return Pello::String::join({"my ", Helper::getAclConfigKey(policyData, option)});
    }
-   Kiv::String updateRulesInAclConfig(const PolicyData&, MatchOption) override {
+   Kiv::String updateRulesInAclConfig(const PolicyDataPtr&, MatchOption) override {
       calls.emplace_back("rules");
       aclConfigColl("my p-ipv4")->ruleByNameIs("rule");
       return {};
    }
-   void updateIntfInAclConfig(const AclConfig& config, Orlix::IntfId intf, bool removal) override {
+   void updateIntfInAclConfig(const AclConfigPtr& config, Orlix::IntfId intf,
+                              bool removal) override {
       calls.push_back((removal ? "remove " : "add ") + intf.stringValue().str());
       Helper::updateIntfInAclConfig(config, intf, removal);
    }
    // Hides what does not stand in the table; nobody may arrive here.
-   void updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent, const AclConfig&,
+   void updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent, const AclConfigPtr&,
                                 Orlix::IntfId) {
       calls.emplace_back("hidden");
    }
@@ -93,11 +94,11 @@ TEST_F(LifecycleVirtual, requestsArePostedByTheHelperItself) {
 class Lending : public TestSupport::ScriptedHelper {
  public:
    using ScriptedHelper::ScriptedHelper;
-   AclConfig createAclConfig(const PolicyData& policyData, MatchOption option) override {
+   AclConfigPtr createAclConfig(const PolicyDataPtr& policyData, MatchOption option) override {
       ScriptedHelper::createAclConfig(policyData, option);
       return lent;
    }
-   AclConfig lent{postcardTelemetryAclConfigFactory("lent")};
+   AclConfigPtr lent{postcardTelemetryAclConfigFactory("lent")};
 };
 
 TEST_F(LifecycleVirtual, theReturnedConfigurationIsUsed) {
@@ -116,7 +117,7 @@ TEST_F(LifecycleVirtual, theReturnedConfigurationIsUsed) {
 class Refusing : public TestSupport::ScriptedHelper {
  public:
    using ScriptedHelper::ScriptedHelper;
-   void updateIntfInAclConfig(const AclConfig&, Orlix::IntfId, bool) override {}
+   void updateIntfInAclConfig(const AclConfigPtr&, Orlix::IntfId, bool) override {}
 };
 
 TEST_F(LifecycleVirtual, interfacesGoThroughOneOperation) {

@@ -2,7 +2,7 @@
 // at as a whole. Relies on the records of the tests.
 #pragma once
 
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleScript.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleScript.h"
 #include "support/LifecycleRecords.h"
 
 namespace LifecycleWalk {

@@ -2,6 +2,7 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 
 #include "FeatureToggle/FeatureToggle.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "support/FatalLine.h"
 #include "support/PolicyRecords.h"
 #include "support/TraceCapture.h"
@@ -209,6 +210,15 @@ TEST(FilterCheck, protocolFieldsComeAfterFilterWideMatches) {
    filter.protocol(1, 1);
    EXPECT_EQ(checked(filter),
              "Unsupported match(es): 'Fragments', 'IP Protocol', in configuration");
+}
+
+// UDP with TCP flags is a fault only where hardware matches TCP flags.
+TEST(FilterCheck, withoutACapabilityRecordTcpFlagsAreNotMatched) {
+   FilterRecords filter = newFilter();
+   filter.udp().flag(2, 18);
+   EXPECT_EQ(checked(filter, true), message(" 'TCP Flag',"));
+   EXPECT_EQ(checked(filter, false), "");
+   EXPECT_EQ(checkUnsupportedFields(filter.data(), nullptr), "");
 }
 
 TEST(FilterCheck, tracesItsEntryAndTheMessage) {

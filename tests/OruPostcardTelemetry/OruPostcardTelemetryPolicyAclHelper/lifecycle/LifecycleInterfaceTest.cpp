@@ -134,6 +134,19 @@ TEST_F(LifecycleInterface, withoutAProgramTheLatestTextIsShown) {
    }
 }
 
+// Somebody has unlinked the history: the rules client has said nothing.
+TEST_F(LifecycleInterface, withoutAHistoryOurOwnMessageIsShown) {
+   for (const bool removal : {false, true}) {
+      prepare(removal);
+      create();
+      config()->aclConfigStatusDel();
+      EXPECT_EQ(change(removal), notCommitted(removal));
+      EXPECT_EQ(interfaces(*config()), after(removal));
+      EXPECT_EQ(config()->aclConfigStatus(), nullptr);
+      remove();
+   }
+}
+
 TEST_F(LifecycleInterface, theMessageNamesTheFamily) {
    create(ipv6);
    EXPECT_EQ(addIntf("Ethernet2", ipv6), notCommitted(false, 1));

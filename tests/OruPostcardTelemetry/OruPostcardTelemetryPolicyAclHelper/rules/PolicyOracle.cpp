@@ -1,4 +1,4 @@
-#include "PolicyOracle.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/rules/PolicyOracle.h"
 
 #include <algorithm>
 

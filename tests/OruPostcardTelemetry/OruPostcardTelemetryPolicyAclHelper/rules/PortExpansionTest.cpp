@@ -54,7 +54,8 @@ using PortExpansionDeathTest = PortExpansion;
 
 TEST(RuleNameL4Port, joinsNameLabelAndDecimalPort) {
    const TraceCapture capture;
-   EXPECT_EQ(ruleNameL4Port("web-tcp", "SportData", L4Port{U16{80}}), "web-tcp-SportData-80");
+   Kiv::String (*const exactType)(Pello::String, Pello::String, L4Port) = &ruleNameL4Port;
+   EXPECT_EQ(exactType("web-tcp", "SportData", L4Port{80}), "web-tcp-SportData-80");
    EXPECT_EQ(ruleNameL4Port("", Pello::String{"DportMask"}, L4Port{U16{65535}}),
              "-DportMask-65535");
    EXPECT_EQ(ruleNameL4Port("a%s", "b", L4Port{U16{0}}), "a%s-b-0");
@@ -116,8 +117,8 @@ TEST_F(PortExpansion, twoSourceRangesAndThreeDestinationBlocks) {
 class Asked : public OruPostcardPolicyAclHelper {
  public:
    using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
-   U32 addRulesL4PortDataMask(const ProtoField& protoField, const Rule& ruleConfig,
-                              const AclConfig& aclConfig, bool sportValid, L4PortDataMask sport,
+   U32 addRulesL4PortDataMask(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                              const AclConfigPtr& aclConfig, bool sportValid, L4PortDataMask sport,
                               bool dportValid, L4PortDataMask dport, bool flags,
                               U32 next) override {
       const auto side = [](bool valid, const L4PortDataMask& match) {
@@ -131,7 +132,7 @@ class Asked : public OruPostcardPolicyAclHelper {
    }
    Lines asked;
    bool same = true;
-   std::pair<ProtoField, Rule> first;
+   std::pair<ProtoFieldPtr, RulePtr> first;
 };
 
 // The side that is not valid is 0, and each call takes the index that the one before returned.

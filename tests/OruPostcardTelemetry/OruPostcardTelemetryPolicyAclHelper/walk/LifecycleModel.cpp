@@ -1,4 +1,4 @@
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleModel.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleModel.h"
 
 namespace LifecycleModel {
 

@@ -1,6 +1,6 @@
 // Whole policies against a naive oracle: some written out, and many drawn from small sets of values
 // that collide (few classes, overlapping ranges, equal flags), so that rules meet under one name.
-#include "PolicyOracle.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/rules/PolicyOracle.h"
 #include "support/HelperRecords.h"
 #include "support/PolicyRecords.h"
 #include "support/RuleText.h"

@@ -154,55 +154,59 @@ class Recording : public Helper {
  public:
    using Helper::Helper;
 
-   Kiv::String createPolicy(const PolicyData& policyData, MatchOption option) override {
+   Kiv::String createPolicy(const PolicyDataPtr& policyData, MatchOption option) override {
       return note("createPolicy"), Helper::createPolicy(policyData, option);
    }
-   Kiv::String recreatePolicy(const PolicyData& policyData, MatchOption option) override {
+   Kiv::String recreatePolicy(const PolicyDataPtr& policyData, MatchOption option) override {
       return note("recreatePolicy"), Helper::recreatePolicy(policyData, option);
    }
-   Kiv::String deletePolicy(const PolicyData& policyData, MatchOption option) override {
+   Kiv::String deletePolicy(const PolicyDataPtr& policyData, MatchOption option) override {
       return note("deletePolicy"), Helper::deletePolicy(policyData, option);
    }
-   Kiv::String commitPolicy(const PolicyData& policyData, MatchOption option) override {
+   Kiv::String commitPolicy(const PolicyDataPtr& policyData, MatchOption option) override {
       return note("commitPolicy"), Helper::commitPolicy(policyData, option);
    }
-   void updateRuleAction(const ClassData& classData, const Rule& rule) override {
+   void updateRuleAction(const ClassDataPtr& classData, const RulePtr& rule) override {
       note("updateRuleAction"), Helper::updateRuleAction(classData, rule);
    }
-   bool ignoreSampleData(const ClassData& classData) override {
+   bool ignoreSampleData(const ClassDataPtr& classData) override {
       return note("ignoreSampleData"), Helper::ignoreSampleData(classData);
    }
-   U32 addRulesL4PortDataMask(const ProtoField& field, const Rule& rule, const AclConfig& config,
-                              bool sportValid, L4PortDataMask sport, bool dportValid,
-                              L4PortDataMask dport, bool flags, U32 next) override {
+   U32 addRulesL4PortDataMask(const ProtoFieldPtr& field, const RulePtr& rule,
+                              const AclConfigPtr& config, bool sportValid, L4PortDataMask sport,
+                              bool dportValid, L4PortDataMask dport, bool flags,
+                              U32 next) override {
       note("addRulesL4PortDataMask");
       return Helper::addRulesL4PortDataMask(field, rule, config, sportValid, sport, dportValid,
                                             dport, flags, next);
    }
-   U32 addRulesProtoField(const AclConfig& config, const Rule& rule, const Filter& sf, U8 proto,
-                          U32 next) override {
+   U32 addRulesProtoField(const AclConfigPtr& config, const RulePtr& rule, const FilterPtr& sf,
+                          U8 proto, U32 next) override {
       note("addRulesProtoField " + std::to_string(proto) + " " + std::to_string(next));
       return Helper::addRulesProtoField(config, rule, sf, proto, next);
    }
-   U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyData& policyData,
-                const TrafficClassData& classData, const AclConfig& config, U32 next) override {
+   U32 addRules(const PolicyMap::AclRuleKey& key, const PolicyDataPtr& policyData,
+                const TrafficClassDataPtr& classData, const AclConfigPtr& config,
+                U32 next) override {
       note("addRules " + std::to_string(next));
       return Helper::addRules(key, policyData, classData, config, next);
    }
-   AclConfig createAclConfig(const PolicyData& policyData, MatchOption option) override {
+   AclConfigPtr createAclConfig(const PolicyDataPtr& policyData, MatchOption option) override {
       return note("createAclConfig"), Helper::createAclConfig(policyData, option);
    }
-   void deleteAclConfig(const PolicyData& policyData, MatchOption option) override {
+   void deleteAclConfig(const PolicyDataPtr& policyData, MatchOption option) override {
       note("deleteAclConfig"), Helper::deleteAclConfig(policyData, option);
    }
-   Pello::String getAclConfigKey(const PolicyData& policyData, MatchOption option) override {
+   Pello::String getAclConfigKey(const PolicyDataPtr& policyData, MatchOption option) override {
       note("getAclConfigKey");
       return Pello::String::join({"my ", Helper::getAclConfigKey(policyData, option)});
    }
-   Kiv::String updateRulesInAclConfig(const PolicyData& policyData, MatchOption option) override {
+   Kiv::String updateRulesInAclConfig(const PolicyDataPtr& policyData,
+                                      MatchOption option) override {
       return note("updateRulesInAclConfig"), Helper::updateRulesInAclConfig(policyData, option);
    }
-   void updateIntfInAclConfig(const AclConfig& config, Orlix::IntfId intf, bool remove) override {
+   void updateIntfInAclConfig(const AclConfigPtr& config, Orlix::IntfId intf,
+                              bool remove) override {
       note("updateIntfInAclConfig"), Helper::updateIntfInAclConfig(config, intf, remove);
    }
    Kiv::String updatePolicyStatus(PostcardTelemetryRulesClientSmStatusType status,
@@ -211,14 +215,14 @@ class Recording : public Helper {
    }
 
    // Hide what is not virtual; nobody may arrive here.
-   void updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent, const AclConfig&,
+   void updateRulesClientConfig(PostcardTelemetryRulesClientSmEvent, const AclConfigPtr&,
                                 Orlix::IntfId) {
       note("hidden");
    }
-   U32 addRulesPortField(const ProtoField&, const Rule&, const AclConfig&, bool, U32) {
+   U32 addRulesPortField(const ProtoFieldPtr&, const RulePtr&, const AclConfigPtr&, bool, U32) {
       return note("hidden"), 0;
    }
-   U32 addRulesTcpFlagField(const ProtoField&, const Rule&, const AclConfig&, U32) {
+   U32 addRulesTcpFlagField(const ProtoFieldPtr&, const RulePtr&, const AclConfigPtr&, U32) {
       return note("hidden"), 0;
    }
 
@@ -292,11 +296,11 @@ TEST_F(VirtualCalls, theFlagExpansionStaysInsideTheHelper) {
 class Skipping : public Helper {
  public:
    using Helper::Helper;
-   U32 addRulesProtoField(const AclConfig& config, const Rule& rule, const Filter& sf, U8 proto,
-                          U32 next) override {
+   U32 addRulesProtoField(const AclConfigPtr& config, const RulePtr& rule, const FilterPtr& sf,
+                          U8 proto, U32 next) override {
       return Helper::addRulesProtoField(config, rule, sf, proto, next) + 100;
    }
-   bool ignoreSampleData(const ClassData&) override { return true; }
+   bool ignoreSampleData(const ClassDataPtr&) override { return true; }
 };
 
 TEST_F(VirtualCalls, whatAnOverrideReturnsIsUsed) {

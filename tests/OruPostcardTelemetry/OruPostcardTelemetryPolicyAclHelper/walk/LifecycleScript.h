@@ -3,7 +3,7 @@
 // say. Relies on the model's vocabulary.
 #pragma once
 
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleModel.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleModel.h"
 
 #include <cstddef>
 #include <ostream>

@@ -85,7 +85,7 @@ TEST_F(AclConfigOfPolicyDeathTest, keyOfAnUnsupportedOptionEndsTheProcess) {
 class OneKey : public OruPostcardPolicyAclHelper {
  public:
    using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
-   Pello::String getAclConfigKey(const PolicyData&, MatchOption) override { return "key"; }
+   Pello::String getAclConfigKey(const PolicyDataPtr&, MatchOption) override { return "key"; }
 };
 
 // The configuration is there, and published, when the option turns out to have no type.

@@ -1,7 +1,7 @@
 // A random walk through the life of several policies, with a rules client that succeeds, fails,
 // answers late, at once and twice: after every step everything that can be seen of the helper is
 // that of the model. A walk that fails is shrunk and printed as a list of commands.
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleWalk.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleWalk.h"
 
 #include <gtest/gtest.h>
 

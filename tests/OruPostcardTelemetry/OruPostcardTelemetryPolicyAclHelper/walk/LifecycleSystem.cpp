@@ -1,4 +1,4 @@
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleSystem.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleSystem.h"
 
 #include <algorithm>
 

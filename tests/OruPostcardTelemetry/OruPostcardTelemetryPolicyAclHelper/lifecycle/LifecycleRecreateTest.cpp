@@ -111,6 +111,14 @@ TEST_F(LifecycleRecreate, theHistoryIsRenumberedWithoutGaps) {
    }
 }
 
+TEST_F(LifecycleRecreate, withoutAHistoryThereIsNothingToCarryOver) {
+   program();
+   config()->aclConfigStatusDel();
+   EXPECT_EQ(recreate(), "");
+   EXPECT_EQ(history(*config()), (Lines{"next 0"}));
+   EXPECT_TRUE(config()->programmedPolicy());
+}
+
 TEST_F(LifecycleRecreate, theNextCommitIsAnUpdate) {
    create();
    commit();

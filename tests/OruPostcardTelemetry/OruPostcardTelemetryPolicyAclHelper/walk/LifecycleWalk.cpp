@@ -1,4 +1,4 @@
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleWalk.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleWalk.h"
 
 #include <algorithm>
 

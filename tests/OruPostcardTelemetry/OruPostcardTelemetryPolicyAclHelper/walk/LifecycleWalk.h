@@ -2,7 +2,7 @@
 // RapidCheck property at the first difference between the two.
 #pragma once
 
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/LifecycleSystem.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/walk/LifecycleSystem.h"
 
 #include <functional>
 

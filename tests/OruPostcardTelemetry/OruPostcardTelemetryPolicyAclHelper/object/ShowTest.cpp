@@ -64,7 +64,24 @@ TEST(ShowOfNothing, needsNoCapabilityRecord) {
    EXPECT_EQ(shown(*oruPostcardPolicyAclHelperFactory({}, {})), "");
 }
 
-// Only a rule's filter asks what hardware can.
+// Without the record nothing says that hardware matches TCP flags.
+TEST(ShowOfNothing, filtersWithoutACapabilityRecordShowNoTcpFlags) {
+   const HelperRecords withoutTcpFlags{false};
+   const auto bare = oruPostcardPolicyAclHelperFactory({}, {});
+   for (const auto& helper : {withoutTcpFlags.helper, bare}) {
+      const auto config = helper->aclConfigCollIs("edge-ipv4");
+      for (const char* name : {"a", "b"}) {
+         const auto rule = config->ruleByNameIs(name);
+         rule->ruleFilterIs();
+         rule->ruleActionIs();
+         config->ruleByIndexIs(static_cast<U32>(config->ruleByIndexs()), rule);
+      }
+      config->ruleByName("b")->ruleFilter()->tcpFlagAndMaskIs(
+            Classification::TcpFlagAndMask{2, 18});
+      expectGolden(shown(*helper), "without-tcp-flags");
+   }
+}
+
 TEST(ShowOfNothing, configurationsWithoutRulesNeedNoCapabilityRecord) {
    const auto helper = oruPostcardPolicyAclHelperFactory({}, {});
    const auto config = helper->aclConfigCollIs("edge-ipv4");

@@ -157,7 +157,7 @@ TEST_F(WalkDeathTest, anUnsupportedOptionEndsTheProcess) {
 class OneKey : public OruPostcardPolicyAclHelper {
  public:
    using OruPostcardPolicyAclHelper::OruPostcardPolicyAclHelper;
-   Pello::String getAclConfigKey(const PolicyData&, MatchOption) override { return "key"; }
+   Pello::String getAclConfigKey(const PolicyDataPtr&, MatchOption) override { return "key"; }
 };
 
 TEST_F(WalkDeathTest, anUnsupportedOptionEndsTheProcessWhateverTheKey) {

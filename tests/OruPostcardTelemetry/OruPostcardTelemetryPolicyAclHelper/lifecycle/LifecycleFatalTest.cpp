@@ -30,6 +30,10 @@ const std::string createAclConfigText =
 const std::string mappingText =
       "Acl::AclType OruPostcardTelemetry::matchOptionToAclType(PolicyMap::ClassMapMatchOption)";
 
+const std::string updatePolicyStatusText =
+      "virtual Kiv::String OruPostcardTelemetry::OruPostcardPolicyAclHelper::updatePolicyStatus("
+      "OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType, const Pello::String&)";
+
 // The line of the assertion right after another one, of which `before` is the pattern.
 std::string fatalAfter(const std::string& before, const std::string& function,
                        std::string_view expression, std::string_view message = {}) {
@@ -164,15 +168,32 @@ TEST_F(LifecycleDeathTest, recreationWithoutInterfaces) {
 TEST_F(LifecycleDeathTest, anAnswerForAConfigurationThatIsGone) {
    program();
    remove();
-   const std::string text =
-         "virtual Kiv::String OruPostcardTelemetry::OruPostcardPolicyAclHelper::updatePolicyStatus("
-         "OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType, const Pello::String&)";
    const std::string line =
          fatalAfter("^" + errorTrace("updatePolicyStatus",
                                      "Acl Config not found for policy, Policy Key : p-ipv4"),
-                    text, "0");
+                    updatePolicyStatusText, "0");
    EXPECT_DEATH((showAll(), succeed()), line);
    EXPECT_DEATH((showAll(), fail("late")), line);
+}
+
+// There is no key to look for, so the error names none, even when a configuration has the empty
+// key.
+TEST_F(LifecycleDeathTest, anAnswerBeforeAnyRequest) {
+   const std::string line = fatalAfter(
+         "^" + errorTrace("updatePolicyStatus", "Acl Config not found for policy, Policy Key : "),
+         updatePolicyStatusText, "0");
+   create();
+   helper->aclConfigCollIs("");
+   EXPECT_DEATH((showAll(), succeed()), line);
+   EXPECT_DEATH((showAll(), fail("early")), line);
+}
+
+TEST_F(LifecycleDeathTest, anAnswerToAHelperWithoutARequestRecord) {
+   const auto bare = oruPostcardPolicyAclHelperFactory({}, {});
+   EXPECT_DEATH((TestSupport::showErrors(), bare->updatePolicyStatus(statusSuccess, "")),
+                fatalAfter("^" + errorTrace("updatePolicyStatus",
+                                            "Acl Config not found for policy, Policy Key : "),
+                           updatePolicyStatusText, "0"));
 }
 
 } // namespace
