@@ -1,4 +1,4 @@
-# The commands of every day. Each installs what it needs, says what it is doing, and asks nothing.
+# Everyday commands. Each installs missing packages, says what it does, and asks no questions.
 
 .PHONY: help run test bench install package format tidy coverage clean
 .DEFAULT_GOAL := help

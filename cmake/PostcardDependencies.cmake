@@ -1,5 +1,5 @@
-# The libraries of others, each as one target. Whoever links a missing one is told at configuration time
-# what to do:
+# Libraries of third parties, each as one target. A missing one is an error at configuration time, which says what to
+# install.
 #
 #   postcard::fmt  postcard::boost  postcard::json  postcard::cli11  postcard::xxhash
 #   postcard::yaml (LibYAML)  postcard::uv (libuv)  postcard::pcap
