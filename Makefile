@@ -1,16 +1,19 @@
-# The commands of every day. Each installs what it needs, says what it is doing, and asks nothing.
+# Everyday commands. Each installs missing packages, says what it does, and asks no questions.
 
-.PHONY: help run test bench format tidy coverage clean
+.PHONY: help run test bench install package format tidy coverage clean
 .DEFAULT_GOAL := help
 .NOTPARALLEL:
 
 example := examples/web-tier.yaml
+PREFIX ?= /usr/local
 folders := OruPostcardTelemetry platform postcard tests bench
 
 help:
 	@echo 'make run       build (optimised) and compile the example policy, $(example)'
 	@echo 'make test      build with every warning an error, and run all tests'
 	@echo 'make bench     build the benchmarks (optimised) and run them'
+	@echo 'make install   build (optimised) and install under PREFIX=$(PREFIX), below DESTDIR if given'
+	@echo 'make package   build the Debian packages'
 	@echo 'make format    lay out the sources with clang-format'
 	@echo 'make tidy      run clang-tidy over the sources'
 	@echo 'make coverage  run the tests and report the lines they reach'
@@ -34,6 +37,16 @@ bench:
 	@echo '==> benchmarking (release)'
 	@if [ -x bench/run ]; then bench/run build/release; \
 	else for program in build/release/bin/bench-*; do "$$program" || exit; done; fi
+
+install:
+	@scripts/install-dependencies run
+	@scripts/build release
+	@echo '==> installing under $(DESTDIR)$(PREFIX)'
+	@DESTDIR='$(DESTDIR)' cmake --install build/release --prefix '$(PREFIX)' >build/install.log
+
+package:
+	@scripts/install-dependencies package
+	@scripts/make-packages
 
 format:
 	@scripts/install-dependencies ci

@@ -1,5 +1,5 @@
-# The libraries of others, each as one target. Whoever links a missing one is told at configuration time
-# what to do:
+# Libraries of third parties, each as one target. A missing one is an error at configuration time, which says what to
+# install.
 #
 #   postcard::fmt  postcard::boost  postcard::json  postcard::cli11  postcard::xxhash
 #   postcard::yaml (LibYAML)  postcard::uv (libuv)  postcard::pcap
@@ -17,7 +17,7 @@ function(postcard_header_only name header what)
       postcard_missing("${what} (${header})")
    endif()
    add_library(postcard-${name} INTERFACE)
-   target_include_directories(postcard-${name} SYSTEM INTERFACE "${POSTCARD_${name}_INCLUDE}")
+   target_include_directories(postcard-${name} SYSTEM INTERFACE "$<BUILD_INTERFACE:${POSTCARD_${name}_INCLUDE}>")
    add_library(postcard::${name} ALIAS postcard-${name})
 endfunction()
 
@@ -50,8 +50,9 @@ function(postcard_fmt)
                CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
             target_compile_options(postcard-fmt PRIVATE -w)
             # Before all others: a package may have put an older fmt beside the other headers.
-            target_include_directories(postcard-fmt SYSTEM BEFORE PUBLIC "${folder}")
+            target_include_directories(postcard-fmt SYSTEM BEFORE PUBLIC "$<BUILD_INTERFACE:${folder}>")
             add_library(postcard::fmt ALIAS postcard-fmt)
+            set(POSTCARD_FMT_FOLDER "${folder}" PARENT_SCOPE)
             return()
          endif()
       endforeach()
@@ -69,6 +70,11 @@ postcard_found_library(xxhash xxhash.h xxhash "xxHash, libxxhash-dev")
 postcard_found_library(yaml yaml.h yaml "LibYAML, libyaml-dev")
 postcard_found_library(uv uv.h uv "libuv, libuv1-dev")
 postcard_found_library(pcap pcap/pcap.h pcap "libpcap, libpcap-dev")
+
+# Those whose headers our public headers include.
+postcard_install_fmt()
+postcard_install_foreign(boost Boost::headers)
+postcard_install_foreign(json nlohmann_json::nlohmann_json)
 
 if(POSTCARD_BUILD_TESTS)
    find_package(GTest QUIET)

@@ -1,5 +1,5 @@
-# Each function takes the *.cpp of the folder it is called in (not of its subfolders), or of the folders that
-# ROOMS names, which are relative to it:
+# Functions that declare targets. Each compiles all *.cpp of the calling folder, without its subfolders. With ROOMS, it
+# compiles those of the named folders instead, which are relative to the calling folder.
 #
 #   postcard_library(<Name> [STATIC] [ROOMS ...] [DEPENDS ...] [PRIVATE_DEPENDS ...])
 #   postcard_module(<Name> [OUTPUT_NAME <name>] [SOURCES ...] [DEPENDS ...] EXPORTS symbol...)
@@ -7,9 +7,10 @@
 #   postcard_test(<Name> [ROOMS ...] [DEPENDS ...]) executable and target test-<Name>, ctest test <Name>
 #   postcard_benchmark(<Name> [DEPENDS ...])        executable and target bench-<Name>
 #   postcard_fuzzer(<Name> [DEPENDS ...])           executable and target fuzz-<Name>, part of target fuzzers
-#   postcard_add_folders([<folder>...])             those that have a CMakeLists.txt; without names all
+#   postcard_add_folders([<folder>...])             reads each folder's CMakeLists.txt, if it has one; all subfolders
+#                                                   when none is named
 #
-# DEPENDS may also name modules and executables: they are built first, and not linked.
+# Modules and executables among DEPENDS are built before the target; they are not linked.
 
 function(postcard_sources result)
    set(rooms ${ARGN})
@@ -22,17 +23,18 @@ function(postcard_sources result)
    set(${result} "${sources}" PARENT_SCOPE)
 endfunction()
 
-# Includes are written from the project root, or from platform/ where the operating system's own would be.
+# Sets include folders and warnings. An #include is relative to the project root, or to platform/, whose headers take the
+# place of an operating system's.
 function(postcard_configure name visibility)
    target_include_directories(${name} ${visibility}
-      "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/platform")
+      "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>" "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform>")
    if(NOT visibility STREQUAL INTERFACE)
-      target_link_libraries(${name} PRIVATE postcard-warnings)
+      target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:postcard-warnings>)
    endif()
 endfunction()
 
-# Links what can be linked and orders the build after the rest. Runs when every folder has been read, since
-# folders are read in no particular order.
+# Links `name` with those of the following targets that can be linked, and builds the others before it. Must run after all
+# folders were read, because a folder may name targets of a folder that is read later.
 function(postcard_depend name visibility)
    foreach(item IN LISTS ARGN)
       set(kind "")
@@ -57,7 +59,7 @@ function(postcard_depend_later name visibility)
    endif()
 endfunction()
 
-# A name that nobody has declared fails at the link; this says so before.
+# Warns of undeclared names in DEPENDS. Without the warning, they would only fail when linking.
 function(postcard_report_unknown_targets)
    cmake_language(DEFER CALL postcard_report_unknown_targets_now)
 endfunction()
@@ -69,7 +71,7 @@ function(postcard_report_unknown_targets_now)
    endforeach()
 endfunction()
 
-# Takes over the precompiled headers of `source`, a target that has called postcard_precompile().
+# Compiles `name` with the precompiled headers of the target `source`, which must have called postcard_precompile().
 function(postcard_reuse_precompiled name source)
    if(POSTCARD_PRECOMPILED_HEADERS)
       target_precompile_headers(${name} REUSE_FROM ${source})
@@ -82,7 +84,7 @@ function(postcard_depend_later_precompiled name source)
       "cmake_language(DEFER DIRECTORY [[${PROJECT_SOURCE_DIR}]] CALL postcard_reuse_precompiled [[${name}]] [[${source}]])")
 endfunction()
 
-# Lets ccache see through a precompiled header.
+# ccache preprocesses sources, and gcc takes a precompiled header there only with this option.
 function(postcard_allow_precompiled name)
    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
       target_compile_options(${name} PRIVATE -fpch-preprocess)
@@ -118,6 +120,7 @@ function(postcard_library name)
       add_library(${name} INTERFACE)
       postcard_configure(${name} INTERFACE)
       postcard_depend_later(${name} INTERFACE ${arg_DEPENDS} ${arg_PRIVATE_DEPENDS})
+      postcard_install_library(${name})
       return()
    endif()
    if(arg_STATIC)
@@ -129,6 +132,7 @@ function(postcard_library name)
    postcard_configure(${name} PUBLIC)
    postcard_depend_later(${name} PUBLIC ${arg_DEPENDS})
    postcard_depend_later(${name} PRIVATE ${arg_PRIVATE_DEPENDS})
+   postcard_install_library(${name})
 endfunction()
 
 # A module for the run-time loader, <build>/lib/postcard/<OUTPUT_NAME>.so, by default <Name>.so. It exports EXPORTS and nothing else; a
@@ -162,11 +166,12 @@ function(postcard_module name)
    endforeach()
    postcard_configure(${name} PRIVATE)
    postcard_depend_later(${name} PRIVATE ${arg_DEPENDS})
+   postcard_install_module(${name})
 endfunction()
 
 function(postcard_plain_executable name sources)
    add_executable(${name} ${sources})
-   set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../lib")
+   set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/${POSTCARD_LIBRARIES_FROM_PROGRAMS}")
    postcard_configure(${name} PRIVATE)
    postcard_depend_later(${name} PRIVATE ${ARGN})
 endfunction()
@@ -175,11 +180,12 @@ function(postcard_executable name)
    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "ROOMS;DEPENDS")
    postcard_sources(sources ${arg_ROOMS})
    postcard_plain_executable(${name} "${sources}" ${arg_DEPENDS})
+   postcard_install_executable(${name})
 endfunction()
 
-# The places a test, benchmark or fuzz target needs: sources (golden files, examples), libraries and modules,
-# programs. Tests run in the build folder and know them from there, so that equal sources compile equally wherever
-# they lie, and ccache finds them; the others run anywhere.
+# Defines the folders that a test, benchmark or fuzz target uses: sources (for golden files and examples), libraries,
+# modules, programs. With RELATIVE they are relative to the build folder, in which the target must then run. Relative paths
+# let ccache share results between checkouts.
 function(postcard_add_places name base)
    set(source "${PROJECT_SOURCE_DIR}")
    set(binary "${PROJECT_BINARY_DIR}")
@@ -196,8 +202,7 @@ function(postcard_add_places name base)
    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
 endfunction()
 
-# GoogleTest and RapidCheck are linked; main() is that of tests/support, which fails a test that leaves objects
-# behind.
+# Links GoogleTest, RapidCheck, and the main() of tests/support, which fails a test that leaves objects behind.
 function(postcard_test name)
    if(NOT POSTCARD_BUILD_TESTS)
       return()
@@ -212,10 +217,11 @@ function(postcard_test name)
    postcard_add_places(test-${name} RELATIVE)
    target_link_libraries(test-${name} PRIVATE postcard::fmt postcard::rapidcheck postcard::gtest)
    postcard_depend_later(test-${name} PRIVATE TestMain)
-   # What is tested is optimised; the tests themselves are only waited for while they compile.
+   # Tests compile faster without optimisation. The libraries under test are optimised.
    target_compile_options(test-${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
    postcard_depend_later_precompiled(test-${name} TestHeaders)
-   # Death tests run the binary anew: forking a process that has threads or open rings proves little.
+   # `threadsafe` runs the binary anew for each death test, because a fork of a process with threads or open rings
+   # behaves differently from a new process.
    add_test(NAME ${name} COMMAND test-${name} --gtest_brief=1 --gtest_death_test_style=threadsafe
             WORKING_DIRECTORY "${PROJECT_BINARY_DIR}")
    set_tests_properties(${name} PROPERTIES TIMEOUT 900)

@@ -1,4 +1,4 @@
-# How everything is compiled and where it is put: language, output folders, warnings, sanitizers, ccache.
+# Settings of every target: language, output folders, warnings, sanitizers, ccache.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -10,7 +10,7 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
 
-# Everything runs in place: libraries are found relative to whoever needs them, so a build folder can move.
+# Programs run from the build folder. They find libraries by relative paths, so the folder can be moved.
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
@@ -20,21 +20,21 @@ if(POSTCARD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
    find_program(POSTCARD_CCACHE_PROGRAM ccache)
    mark_as_advanced(POSTCARD_CCACHE_PROGRAM)
    if(POSTCARD_CCACHE_PROGRAM)
-      # Build folders share results: the folder's own name enters nothing but the debug information.
+      # NOHASHDIR lets build folders share results. Their names stand in debug information only.
       set(CMAKE_CXX_COMPILER_LAUNCHER
           "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}"
           CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime "${POSTCARD_CCACHE_PROGRAM}")
    endif()
 endif()
 
-# Calls inside one shared library need not expect that somebody replaces the callee from outside.
+# Lets the compiler inline calls within a shared library. Nobody replaces our functions at load time.
 add_compile_options(-fno-semantic-interposition)
 
 if(POSTCARD_SANITIZE)
    add_compile_options("-fsanitize=${POSTCARD_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
    add_link_options("-fsanitize=${POSTCARD_SANITIZE}")
 else()
-   # A symbol that no dependency defines is found when linking. Sanitizers leave theirs to the executable.
+   # An undefined symbol is an error when the library is linked. Not under sanitizers, whose symbols the executable defines.
    string(APPEND CMAKE_SHARED_LINKER_FLAGS " -Wl,-z,defs")
    string(APPEND CMAKE_MODULE_LINKER_FLAGS " -Wl,-z,defs")
 endif()
@@ -52,8 +52,8 @@ target_compile_options(postcard-warnings INTERFACE
    $<$<CXX_COMPILER_ID:Clang>:-Winconsistent-missing-override>
    $<$<BOOL:${POSTCARD_WERROR}>:-Werror>)
 
-# Makes a target call the C library's checked functions (a copy past its target, a format that writes from
-# writable memory). They need an optimiser, and sanitizers bring checks of their own.
+# Makes a target call the C library's checked functions, which end the process when a copy is longer than its target or
+# when %n stands in a writable format. Without optimisation the C library ignores the request; sanitizers check the same.
 function(postcard_checked_functions name)
    if(POSTCARD_SANITIZE)
       return()

@@ -91,11 +91,22 @@ std::optional<bool> stateInFile(const std::filesystem::path& path, std::string_v
    }
 }
 
+// An installed library shares its folder with the libraries of others, so its toggle files lie in a
+// subfolder.
+std::filesystem::path besideLibrary(std::string_view toggleFile) {
+   const std::filesystem::path directory = libraryDirectory();
+   const std::filesystem::path beside = directory / toggleFile;
+   std::error_code ignored;
+   const auto kind = std::filesystem::status(beside, ignored).type();
+   return kind == std::filesystem::file_type::not_found ? directory / "postcard" / toggleFile
+                                                        : beside;
+}
+
 // Under the settings' lock.
 U32 declared(const Settings& all, std::string_view name, std::string_view toggleFile,
              bool defaultState) {
-   const auto directory = all.directory.empty() ? libraryDirectory() : all.directory;
-   return stateInFile(directory / toggleFile, name).value_or(defaultState) ? 1 : 0;
+   const auto path = all.directory.empty() ? besideLibrary(toggleFile) : all.directory / toggleFile;
+   return stateInFile(path, name).value_or(defaultState) ? 1 : 0;
 }
 
 } // namespace

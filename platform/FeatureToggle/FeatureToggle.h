@@ -21,8 +21,8 @@ U32 getToggleState(std::string_view name, std::string_view toggleFile, bool defa
 // The same as declared, whatever the overrides say.
 U32 declaredToggleState(std::string_view name, std::string_view toggleFile, bool defaultState);
 
-// Where toggle files are looked up; an empty path means the folder of this library, where they are
-// at first.
+// Sets the folder in which toggle files are looked up. An empty path, the setting at first, means
+// the folder of this library, and its subfolder `postcard` for a file that is not there.
 void toggleDirectoryIs(const std::filesystem::path& directory);
 
 // Decides a toggle whatever the files say, from the next `getToggleState` on.

@@ -13,6 +13,15 @@ namespace {
 
 constexpr const char* moduleName = "OruPostcardTelemetryPolicyAclHelper.so";
 
+// The file that this code was loaded from.
+std::filesystem::path thisLibrary() {
+   Dl_info library{};
+   if (::dladdr(&moduleName, &library) == 0) {
+      return {};
+   }
+   return library.dli_fname;
+}
+
 void* symbolOf(void* library, const char* name, const std::filesystem::path& module) {
    void* symbol = ::dlsym(library, name);
    if (symbol == nullptr) {
@@ -68,8 +77,9 @@ std::filesystem::path PluginHost::defaultModule() {
    if (const char* module = std::getenv("POSTCARD_MODULE")) {
       return module;
    }
-   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
-   return program.parent_path().parent_path() / "lib" / "postcard" / moduleName;
+   // The library knows its folder wherever it was built or installed; the program does not, because
+   // distributions name that folder differently.
+   return thisLibrary().parent_path() / "postcard" / moduleName;
 }
 
 HelperHandle PluginHost::makeHelper(

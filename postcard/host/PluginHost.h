@@ -50,8 +50,8 @@ class PluginHost {
    // as long.
    explicit PluginHost(const std::filesystem::path& module);
 
-   // The module that belongs to this program: the one that the environment variable
-   // POSTCARD_MODULE names, else ../lib/postcard beside the program.
+   // The module to open: the one that the environment variable POSTCARD_MODULE names, else the one
+   // in the folder `postcard` beside the library that holds this class. It need not exist.
    static std::filesystem::path defaultModule();
 
    // A new helper, with `hwInit` done. It keeps a reference to each record.

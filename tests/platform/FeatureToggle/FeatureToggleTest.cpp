@@ -141,6 +141,42 @@ TEST_F(FeatureToggleTest, whatIsDeclaredIsToldWhateverTheOverridesSay) {
    }
 }
 
+// A file in a folder of the build, for the time of a test.
+class PlacedFile {
+ public:
+   PlacedFile(const std::filesystem::path& folder, const std::string& text) : path_{folder / name} {
+      std::filesystem::create_directories(folder);
+      std::ofstream{path_} << text;
+   }
+   ~PlacedFile() { std::filesystem::remove(path_); }
+
+   static constexpr const char* name = "FeatureToggleTest.json";
+
+ private:
+   std::filesystem::path path_;
+};
+
+TEST_F(FeatureToggleTest, subfolderOfTheLibraryIsTheSecondPlace) {
+   const std::filesystem::path beside{POSTCARD_LIB_DIR};
+   const std::string off = R"({"toggles": {"Second": {"default": false}}})";
+   const PlacedFile second{beside / "postcard", off};
+   toggleDirectoryIs({});
+   EXPECT_EQ(getToggleState("Second", PlacedFile::name, true), 0U);
+   {
+      const PlacedFile first{beside, R"({"toggles": {"Second": {"default": true}}})"};
+      EXPECT_EQ(getToggleState("Second", PlacedFile::name, false), 1U);
+   }
+   {
+      const PlacedFile other{beside, R"({"toggles": {"First": {"default": true}}})"};
+      EXPECT_EQ(getToggleState("Second", PlacedFile::name, true), 1U);
+   }
+   // A folder that was set is the only place.
+   std::filesystem::create_directory(directory_ / "postcard");
+   const PlacedFile unseen{directory_ / "postcard", off};
+   toggleDirectoryIs(directory_);
+   EXPECT_EQ(getToggleState("Second", PlacedFile::name, true), 1U);
+}
+
 TEST_F(FeatureToggleTest, declaredTogglesStandBesideTheLibrary) {
    toggleDirectoryIs({});
    testing::internal::CaptureStderr();

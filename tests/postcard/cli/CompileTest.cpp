@@ -283,8 +283,8 @@ TEST_F(Compile, aModuleThatCannotBeUsed) {
 // would meet a policy for which it is not made.
 TEST_F(Compile, aToggleThatIsDeclaredOff) {
    const TestSupport::TemporaryFolder libraries;
-   std::filesystem::copy(std::string{POSTCARD_LIB_DIR} + "/libOruPostcardPlatform.so",
-                         libraries.path("libOruPostcardPlatform.so"));
+   const std::string platform = "libOruPostcardPlatform.so.0"; // as the loader looks for it
+   std::filesystem::copy(POSTCARD_LIB_DIR "/" + platform, libraries.path(platform));
    libraries.write("PostcardTelemetryCommon.json",
                    R"({"toggles": {"FeaturePostcardTelemetryTcpControl": {"default": false}}})");
    const std::string environment = "LD_LIBRARY_PATH=" + libraries.path("");
