@@ -7,7 +7,7 @@
 
 namespace Postcard::RulesClient {
 
-using Acl = OruPostcardTelemetry::PostcardTelemetryAclConfig;
+using AclConfig = OruPostcardTelemetry::PostcardTelemetryAclConfig;
 using RequestRecord = OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig;
 using StatusRecord = OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus;
 

@@ -44,14 +44,14 @@ class RulesClient {
    // `aclConfigKey`. What was in force stays so unless the outcome is `done`. Creation and update
    // are the same: after a creation that failed, the next version arrives as an update, and an
    // agent that was restarted creates what is in force already.
-   virtual void program(const Acl& acl, Reply reply) = 0;
+   virtual void program(const AclConfig& acl, Reply reply) = 0;
 
    // Takes the ACL of this key out of force. `invalid` when there is none.
    virtual void remove(const Pello::String& key, Reply reply) = 0;
 
    // Takes over the interfaces of `acl`, and nothing else of it. `invalid` when no ACL of its key
    // is in force.
-   virtual void interfacesChanged(const Acl& acl, Reply reply) = 0;
+   virtual void interfacesChanged(const AclConfig& acl, Reply reply) = 0;
 };
 
 } // namespace Postcard::RulesClient

@@ -142,7 +142,7 @@ inline FaultyLine::Answer FaultyLine::act() {
    innerRequests_->aclConfigIs(requests_->aclConfig());
    innerRequests_->currIntfIs(requests_->currIntf());
    innerRequests_->kickRequestInc(1);
-   return {requests_->kickRequest(), outcomeOf(*innerAnswers_)};
+   return {requests_->kickRequest(), Postcard::RulesClient::outcomeOf(*innerAnswers_)};
 }
 
 inline void FaultyLine::send(const Answer& answer) {

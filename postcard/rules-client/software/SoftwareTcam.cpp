@@ -10,7 +10,7 @@ namespace Postcard::RulesClient {
 
 // ---- Requests ----
 
-void SoftwareTcam::program(const Acl& acl, Reply reply) {
+void SoftwareTcam::program(const AclConfig& acl, Reply reply) {
    Outcome outcome;
    try {
       outcome = hold(Classifier::AclTable{acl});
@@ -41,7 +41,7 @@ void SoftwareTcam::remove(const Pello::String& key, Reply reply) {
    reply({});
 }
 
-void SoftwareTcam::interfacesChanged(const Acl& acl, Reply reply) {
+void SoftwareTcam::interfacesChanged(const AclConfig& acl, Reply reply) {
    const auto found = acls_.find(acl.aclConfigKey());
    if (found == acls_.end()) {
       return reply({Outcome::invalid,

@@ -35,9 +35,9 @@ class SoftwareTcam : public RulesClient {
    explicit SoftwareTcam(std::size_t capacity = defaultCapacity) : capacity_{capacity} {}
 
    // What it does for a conversation; see `RulesClient`.
-   void program(const Acl& acl, Reply reply) override;
+   void program(const AclConfig& acl, Reply reply) override;
    void remove(const Pello::String& key, Reply reply) override;
-   void interfacesChanged(const Acl& acl, Reply reply) override;
+   void interfacesChanged(const AclConfig& acl, Reply reply) override;
 
    std::size_t capacity() const noexcept { return capacity_; }
    std::size_t used() const;                                    // entries
