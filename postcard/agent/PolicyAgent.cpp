@@ -10,14 +10,12 @@ namespace Postcard::Agent {
 
 namespace {
 
-// Identifier of the answer's counter in the rules client's record.
-constexpr U16 kickResponseId = 132;
-
 constexpr std::size_t behindTheFile = std::numeric_limits<std::size_t>::max();
 
-// Neither the file nor the helper nor, as far as is known, the rules client.
-bool nothingRefersTo(const PolicyEntry& entry) {
-   return entry.wanted == nullptr && entry.config == nullptr && entry.held.empty();
+// A new file is a reason to ask again at once.
+bool isDueAtReload(const PolicyEntry& entry) {
+   return entry.overdue || entry.state == PolicyState::failed ||
+          (refused(entry) && entry.residue != Residue::none);
 }
 
 } // namespace
@@ -34,21 +32,26 @@ PolicyAgent::PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile&
      helper_{host.makeHelper(requests_, hwCapability_)},
      retryTime_{options.retryTime} {
    adopt(versionsOf(file));
-   // The answer is taken from the event loop, not inside the rules client's own call. By then the
-   // record may hold the next one.
+   hear();
+}
+
+PolicyAgent::~PolicyAgent() = default;
+
+// Listens to the rules client. An answer is copied when it is published and taken from the event
+// loop, where no call of the rules client is under way; the record may hold the next one by then.
+void PolicyAgent::hear() {
    answerSubscription_ = answers_->publisher()->subscribe([this](const Pello::Change& change) {
-      if (change.attribute == kickResponseId) {
-         const Answer answer{answers_->kickResponse(), answers_->statusType(), answers_->status()};
+      if (change.attribute == RulesClient::StatusRecord::kickResponseId) {
+         const Answer answer{answers_->kickResponse(), answers_->statusType(), answers_->status(),
+                             RulesClient::outcomeOf(*answers_)};
          hooks_.later([this, answer] { answered(answer); });
       }
    });
 }
 
-PolicyAgent::~PolicyAgent() = default;
-
 // ---- What the file wants ----
 
-// Makes the versions what is wanted, with an entry for each policy and family of them.
+// Records `versions` as the desired state, with an entry for each of their policies and families.
 void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>& versions) {
    for (auto& [key, entry] : entries_) {
       entry.wanted = nullptr;
@@ -57,34 +60,36 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
    std::size_t order = 0;
    for (const auto& version : versions) {
       for (const Policy::Family family : families) {
-         if (version->policy.interfaces(family).empty()) {
-            continue;
-         }
-         const auto [item, isNew] = entries_.try_emplace({version->policy.name.text, family});
-         PolicyEntry& entry = item->second;
-         entry.since = isNew ? Kiv::System::currentTime() : entry.since;
-         entry.wanted = version;
-         entry.order = order++;
-         if (entry.config != nullptr && !refused(entry) &&
-             sameRules(*entry.made, *version, family)) {
-            entry.made = version;
-         }
-         if (entry.config == nullptr && entry.held.empty()) {
-            settle(entry, PolicyState::waiting, {});
+         if (!version->policy.interfaces(family).empty()) {
+            want(version, family, order++);
          }
       }
    }
    for (auto& [key, entry] : entries_) {
       if (nothingRefersTo(entry)) {
-         settle(entry, PolicyState::removed, {}); // its turn had not come
+         settle(entry, PolicyState::removed, {}); // no step for it had begun
       }
-      entry.due = entry.overdue || entry.state == PolicyState::failed ||
-                  (refused(entry) && !entry.held.empty());
+      entry.retry = isDueAtReload(entry) ? Retry::now : Retry::none;
    }
 }
 
-// Puts every policy into the queue: what is gone first, by name, so that what it frees can be used,
-// then in the order of the file.
+void PolicyAgent::want(const std::shared_ptr<const PolicyVersion>& version, Policy::Family family,
+                       std::size_t order) {
+   const auto [item, isNew] = entries_.try_emplace({version->policy.name.text, family});
+   PolicyEntry& entry = item->second;
+   entry.since = isNew ? Kiv::System::currentTime() : entry.since;
+   entry.wanted = version;
+   entry.order = order;
+   if (entry.config != nullptr && !refused(entry) && sameRules(*entry.made, *version, family)) {
+      entry.made = version;
+   }
+   if (entry.config == nullptr && entry.residue == Residue::none) {
+      settle(entry, PolicyState::waiting, {});
+   }
+}
+
+// Puts every policy into the queue. Policies that are gone come first, by name, so that others can
+// use the room that they free; then the file's, in its order.
 void PolicyAgent::enqueueAll() {
    std::vector<std::pair<std::size_t, PolicyKey>> ordered;
    ordered.reserve(entries_.size());
@@ -119,7 +124,7 @@ ReloadResult PolicyAgent::reload(const Policy::PolicyFile& file) {
    if (auto refusals = refusalsOf(versions, file.hardware, host_); !refusals.empty()) {
       return {false, 0, std::move(refusals)};
    }
-   // What was gone before this reload has been told.
+   // `removed` was reported until now.
    std::erase_if(entries_, [](const auto& item) { return nothingRefersTo(item.second); });
    hwCapability_->tcpFlagsSupportedIs(file.hardware.tcpFlags);
    adopt(versions);
@@ -137,7 +142,8 @@ void PolicyAgent::deleteAll() {
    pump();
 }
 
-// Takes steps until one of them posts a request. Every step leads on, so there is an end.
+// Takes steps until one of them posts a request. It ends, because every other step brings its entry
+// nearer to what is wanted, and an entry without steps leaves the queue.
 void PolicyAgent::pump() {
    while (!inFlight_ && !queue_.empty()) {
       const PolicyKey key = queue_.front();

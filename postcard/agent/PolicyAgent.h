@@ -4,16 +4,17 @@
 // the event loop are the caller's (`Hooks`), so that tests turn the clock.
 //
 // The request record has one slot. Therefore policies wait in a queue, and the next step begins
-// when the rules client has answered the request of the one before, or its time is up. An answer
-// that comes after its time is still taken while its request is the latest; after that it only
-// tells that the rules client lives. What is overdue is committed anew after every sign of life,
-// and without one, like what was refused for now, when the queue is empty and some time has passed.
+// when the rules client has answered the request before, or the time for that answer is up. An
+// answer that comes after its time is still taken while its request is the latest one; later it
+// only shows that the rules client lives. Overdue requests are posted again at every sign of life.
+// Without one they are posted again, together with requests that were refused for now, when the
+// queue is empty and the retry time has passed.
 #pragma once
 
-#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
 #include "postcard/agent/PolicyPlan.h"
 #include "postcard/agent/PolicyReport.h"
 #include "postcard/host/PluginHost.h"
+#include "postcard/rules-client/Records.h"
 
 #include <chrono>
 #include <cstdint>
@@ -34,51 +35,49 @@ class PolicyAgent {
       std::function<void(std::function<void()>)> later;
       // Calls `timeUp` once after the time; a new call replaces the old one, null stops it.
       std::function<void(std::optional<std::chrono::milliseconds>)> timer;
-      // Something that `report` tells has changed.
+      // Called after every change of what `report` returns; also when it may not have changed.
       std::function<void()> changed;
    };
 
    struct Options {
       std::chrono::milliseconds answerTime{10'000}; // how long a request may take
       std::size_t historyLength = 100;              // answers kept per policy and family
-      // How long after a lost answer or a refusal the request is made again; doubled after every
-      // attempt in vain.
+      // How long after a lost answer or a refusal the request is posted again. It doubles with
+      // every attempt in vain, up to the longest.
       std::chrono::milliseconds retryTime{1'000};
       std::chrono::milliseconds longestRetryTime{60'000};
    };
 
-   // Nothing runs before `start`. `host` must outlive the agent.
+   // Nothing runs before `start`. `host` must outlive the agent. Throws PluginError when the helper
+   // cannot be made.
    PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile& file, Options options,
                Hooks hooks);
    PolicyAgent(const PolicyAgent&) = delete;
    PolicyAgent& operator=(const PolicyAgent&) = delete;
    ~PolicyAgent();
 
-   // The records that the rules client reads and writes.
-   const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& requests() const {
-      return requests_;
-   }
-   const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus>& answers() const {
-      return answers_;
-   }
+   // The records that a rules client reads and writes; never null, and the same all the time.
+   const Pello::Ptr<RulesClient::RequestRecord>& requests() const { return requests_; }
+   const Pello::Ptr<RulesClient::StatusRecord>& answers() const { return answers_; }
 
    // Creates and commits every policy of the file.
    void start();
 
-   // Makes the policies be those of `file`, all or nothing: first all of them
-   // are made on a scratch helper, and only when nothing is refused the live one changes. What the
-   // file before asked for and has not begun is dropped.
+   // Makes the policies those of `file`, all or none: all of them are first made on a scratch
+   // helper, and the live helper changes only when that refuses none. Steps that the file before
+   // asked for and that have not begun are dropped. Feature toggles cannot change. Returns why the
+   // file is refused, or how many steps it takes; the steps go on after the return.
    ReloadResult reload(const Policy::PolicyFile& file);
 
-   // Deletes every policy; `settled` tells when that has come to its end.
+   // Begins to delete every policy; `settled` tells when that is done.
    void deleteAll();
 
-   // Whether nothing is left to do now and no answer is awaited.
+   // Whether no step is left to be taken now and no answer is awaited.
    bool idle() const { return queue_.empty() && !inFlight_; }
-   // Whether, besides, nothing is left to be tried again.
+   // Whether, besides, no request waits for another attempt.
    bool settled() const { return idle() && !retryArmed_; }
 
-   // The time of the request in flight, or until the next attempt, is up.
+   // The time that was asked of `Hooks::timer` is up.
    void timeUp();
 
    // Every policy and family, in the order of the file, removed ones last.
@@ -96,22 +95,29 @@ class PolicyAgent {
  private:
    // What the rules client had written when it published the counter.
    struct Answer {
-      U32 request;
+      U32 request; // counter
       OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType type;
       Pello::String text;
+      RulesClient::Outcome outcome; // what type and text mean
    };
 
    // Whether a request is made for the first time, or because the one before was lost or refused.
    enum class Attempt : std::uint8_t { first, again };
 
+   // Which of the requests that wait for another attempt.
+   enum class Which : std::uint8_t { overdue, all };
+
    // A request that awaits its answer.
    struct Request {
       PolicyKey key;
       U32 number;
-      bool removal; // of a configuration that the helper has no more
+      bool removal; // of a configuration that the helper has deleted
    };
 
+   void hear();
    void adopt(const std::vector<std::shared_ptr<const PolicyVersion>>& versions);
+   void want(const std::shared_ptr<const PolicyVersion>& version, Policy::Family family,
+             std::size_t order);
    void enqueueAll();
    std::size_t stepsLeft() const;
    void pump();
@@ -119,13 +125,14 @@ class PolicyAgent {
    void build(PolicyEntry& entry, const PolicyKey& key);
    void commit(PolicyEntry& entry, const PolicyKey& key, Attempt attempt);
    void remove(PolicyEntry& entry, const PolicyKey& key);
+   bool makeAgainToRemove(PolicyEntry& entry, const PolicyKey& key);
    void changeIntf(const Step& step, PolicyEntry& entry, const PolicyKey& key);
    void await(const PolicyKey& key, PolicyEntry& entry, U32 before, Attempt attempt);
    void answered(const Answer& answer);
    void takeAnswer(const Request& request, const Answer& answer);
    void takeRemovalAnswer(PolicyEntry& entry, const Answer& answer);
    void tellOverdue(const Request& request);
-   void retry(bool onlyOverdue);
+   void retry(Which which);
    void armRetry();
    void trimHistory(PolicyEntry& entry) const;
    Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryAclConfig>
@@ -135,12 +142,12 @@ class PolicyAgent {
    Options options_;
    Hooks hooks_;
    Policy::ToggleMap featureToggles_;
-   Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig> requests_;
-   Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus> answers_;
+   Pello::Ptr<RulesClient::RequestRecord> requests_;
+   Pello::Ptr<RulesClient::StatusRecord> answers_;
    Pello::Ptr<PostcardTelemetry::HwCapability> hwCapability_;
    Host::HelperHandle helper_;
    std::map<PolicyKey, PolicyEntry> entries_;
-   std::deque<PolicyKey> queue_; // whose steps are to be taken; may name what is gone
+   std::deque<PolicyKey> queue_; // whose steps are to be taken; may name entries that are gone
    std::optional<Request> inFlight_;
    std::optional<Request> expired_; // the latest request when its time was up
    std::chrono::milliseconds retryTime_;

@@ -1,10 +1,29 @@
 #include "postcard/agent/PolicyEntry.h"
 
 #include "Kiv/System.h"
+#include "postcard/host/HelperMessage.h"
 #include "postcard/policy/PolicyBuilder.h"
 #include "postcard/policy/PolicyDiff.h"
 
 namespace Postcard::Agent {
+
+namespace {
+
+std::string residueText(const PolicyEntry& entry) {
+   switch (entry.residue) {
+   case Residue::none:
+      return {};
+   case Residue::earlierVersion:
+      return "the rules client holds an earlier version";
+   case Residue::unconfirmedRemoval:
+      return "the rules client has not confirmed the removal";
+   case Residue::refusedRemoval:
+      return "the rules client still holds it: " + entry.removalAnswer;
+   }
+   return {};
+}
+
+} // namespace
 
 std::vector<std::shared_ptr<const PolicyVersion>> versionsOf(const Policy::PolicyFile& file) {
    std::vector<std::shared_ptr<const PolicyVersion>> versions;
@@ -27,21 +46,35 @@ void settle(PolicyEntry& entry, PolicyState state, std::string text) {
    entry.state = state;
    entry.text = std::move(text);
    entry.overdue = false;
-   entry.tryAgain = false;
-   entry.due = false;
+   entry.retry = Retry::none;
 }
 
 void settleWithoutRules(PolicyEntry& entry) {
-   if (!entry.held.empty()) {
+   if (entry.residue != Residue::none) {
       if (!entry.overdue) {
-         settle(entry, PolicyState::failed, entry.held);
+         settle(entry, PolicyState::failed, residueText(entry));
       }
-      entry.tryAgain = true;
+      tryLater(entry);
    } else if (entry.config != nullptr) {
-      settle(entry, PolicyState::empty, "No rules configured in policy");
+      settle(entry, PolicyState::empty, std::string{Host::noRulesMessage});
    } else {
       settle(entry, entry.wanted == nullptr ? PolicyState::removed : PolicyState::waiting, {});
    }
+}
+
+void tryLater(PolicyEntry& entry) {
+   if (entry.retry == Retry::none) {
+      entry.retry = Retry::later;
+   }
+}
+
+void leave(PolicyEntry& entry, Residue residue, std::string answer) {
+   entry.residue = residue;
+   entry.removalAnswer = std::move(answer);
+}
+
+bool nothingRefersTo(const PolicyEntry& entry) {
+   return entry.wanted == nullptr && entry.config == nullptr && entry.residue == Residue::none;
 }
 
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry) {

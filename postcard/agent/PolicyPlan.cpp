@@ -9,7 +9,7 @@ namespace Postcard::Agent {
 
 namespace {
 
-// First what is new, in the order of the file, then what is gone, by name.
+// New interfaces in the order of the file, then those that are gone, by name.
 std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family) {
    std::vector<Step> steps;
    std::vector<Orlix::IntfId> wanted;
@@ -35,9 +35,9 @@ std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family
 
 std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family) {
    if (entry.wanted == nullptr) {
-      const bool heldStill = entry.due && !entry.held.empty();
-      return entry.config != nullptr || heldStill ? std::vector<Step>{{Verb::remove, {}}}
-                                                  : std::vector<Step>{};
+      const bool isLeft = entry.retry == Retry::now && entry.residue != Residue::none;
+      return entry.config != nullptr || isLeft ? std::vector<Step>{{Verb::remove, {}}}
+                                               : std::vector<Step>{};
    }
    if (entry.made != entry.wanted) {
       return {{Verb::build, {}}};
@@ -52,11 +52,11 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family) {
    const bool known = entry.state == PolicyState::programmed ||
                       (entry.state == PolicyState::waiting && !entry.overdue);
    if (!known && !steps.empty()) {
-      // What the rules client has is not certain, or nothing: a change of interfaces alone would
-      // leave the rest of it as it is.
+      // The rules client may hold nothing or an older version, and a change of the interfaces alone
+      // would not bring it up to date.
       return {{Verb::build, {}}};
    }
-   if (entry.due) {
+   if (entry.retry == Retry::now) {
       steps.push_back({Verb::commit, {}});
    }
    return steps;

@@ -1,9 +1,9 @@
-// `stepsOf`: what has to be done for a policy in one family. `refusalsOf`: whether a file can be
-// followed at all. Relies on `PolicyEntry` and the plug-in host.
+// `stepsOf`: the steps that a policy needs in one family. `refusalsOf`: whether the plug-in accepts
+// a file at all. Relies on `PolicyEntry` and the plug-in host.
 //
-// Nothing is planned ahead: steps lead from what is there, not from what an earlier file said.
-// Asked again after each step and each answer, they end where the file wants to be, whatever has
-// happened in between.
+// No plan is kept. `stepsOf` computes the steps from the present state of the entry, after every
+// step and every answer anew, so that they end in the state that the file asks for, whatever has
+// happened meanwhile.
 #pragma once
 
 #include "postcard/agent/PolicyEntry.h"
@@ -25,15 +25,16 @@ enum class Verb : std::uint8_t {
 
 struct Step {
    Verb verb;
-   Orlix::IntfId intf; // of addIntf and removeIntf
+   Orlix::IntfId intf; // only for addIntf and removeIntf
 };
 
-// The steps that lead to what is wanted of the policy in `family`, the first of which can be taken
-// when no request is in flight. None: it is there, or waits for the next attempt.
+// The steps from the entry's present state to the one that the file asks for in `family`. The first
+// can be taken when no request is in flight. Empty when that state is reached, or when the entry
+// waits for its next attempt.
 std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family);
 
-// What a helper refuses of the policies, "name family: message" each. Made on scratch helpers of
-// `host`; nothing else changes.
+// The refusals of the helper, "name family: message" each; empty when it accepts all. The policies
+// are made on scratch helpers of `host`, and nothing else changes.
 std::vector<std::string>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
            const Policy::Hardware& hardware, const Host::PluginHost& host);

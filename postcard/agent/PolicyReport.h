@@ -1,5 +1,5 @@
-// `PolicyReport`: what can be told about a policy in one family, and `ReloadResult`, how a change
-// of the file ended. Plain values; relies on nothing but the policy file's families.
+// `PolicyReport`: what is reported about a policy in one family. `ReloadResult`: how a change of
+// the file ended. Plain values; relies on the policy model for the families.
 #pragma once
 
 #include "Pello/Types.h"
@@ -12,15 +12,15 @@
 
 namespace Postcard::Agent {
 
-// Where a policy stands in one family.
+// The state of a policy in one family.
 enum class PolicyState : std::uint8_t {
-   invalid,     // the plug-in refused it for another reason than the next
+   invalid,     // the plug-in refused it, for another reason than `unsupported`
    unsupported, // it asks for what rules cannot express
    empty,       // it has no rules, so there is nothing to program
-   waiting,     // its turn has not come, or the rules client has not answered yet
+   waiting,     // no request was posted yet, or its answer is still to come
    programmed,  // the rules client programmed the latest request
-   failed,      // it could not, or still holds what it should not; the text says why
-   removed,     // gone since the latest change of the file
+   failed,      // the rules client could not, or holds rules that it should not; see the text
+   removed,     // not in the latest file; the rules client holds nothing of it
 };
 
 // The word that `postcard status` shows.
@@ -40,11 +40,11 @@ struct PolicyReport {
 // How a reload ended.
 struct ReloadResult {
    bool accepted = false;
-   std::size_t operations = 0;        // that the change asks for; 0 when it is refused
+   std::size_t operations = 0;        // steps that the change takes; 0 when it is refused
    std::vector<std::string> findings; // why it is refused, a line each without its end
-   bool unusableFile = false;         // for what the file says, before the plug-in was asked
+   bool unusableFile = false;         // refused before the plug-in was asked
 
-   // For people: the findings, or how much there is to do. Ends in a line end.
+   // For people: the findings, or the number of operations. Ends with a line end.
    std::string text() const;
 };
 

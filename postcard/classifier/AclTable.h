@@ -8,12 +8,13 @@
 // look-up is a scan over a flat array. Since every rule names its protocol, entries are kept by
 // protocol and only those of the packet's own are scanned. IPv4 takes three words, IPv6 six.
 //
-// A field that the packet does not have must not match, not even as zero. Each kind of field has a
-// bit that says "the packet has it", which the entries that ask for the field ask for too. A port
-// match whose mask is 0 still asks for a port: a later fragment does not lie in 0-65535.
+// A field that the packet does not have must not match, not even as zero. Therefore each kind of
+// field has a bit that says "the packet has it", and an entry that asks for the field also asks for
+// that bit. A port match whose mask is 0 still asks for the ports: a later fragment has none and
+// does not match 0-65535.
 //
-// The table shares nothing with the ACL it was made from but the texts of names: the ACL may be
-// changed or dropped afterwards.
+// The table copies the ACL, except for the texts of names, which both share and nobody changes. So
+// the ACL may be changed or dropped afterwards.
 #pragma once
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
@@ -25,7 +26,7 @@
 
 namespace Postcard::Classifier {
 
-// The ACL cannot be held by a ternary memory; the text says what is wrong with which rule.
+// The ACL cannot be held by a ternary memory; the text names the rule and says what is wrong.
 class AclError : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
@@ -33,13 +34,13 @@ class AclError : public std::runtime_error {
 
 class AclTable {
  public:
-   // One place in the memory.
+   // One rule in the memory.
    struct Entry {
       U32 index;          // of the rule in the ACL; ascending, the order of matching
       Pello::String rule; // its name
       bool sampled;       // a digest of the packet goes to the collector
       U8 dscpData;        // bits that are written into the packet's DSCP,
-      U8 dscpMask;        // under this mask; 0: none is
+      U8 dscpMask;        // under this mask; 0: the packet keeps its DSCP
       U64 hits = 0;       // packets that `hit` has found here
 
       // The DSCP of a packet that came with `dscp`.
@@ -61,7 +62,7 @@ class AclTable {
    // Whether packets of `intf` are looked up here. "No interface" stands for any.
    bool attachedTo(Orlix::IntfId intf) const;
 
-   // Takes over the interfaces of `acl` and nothing else.
+   // Replaces the interfaces by those of `acl`, and takes over nothing else of it.
    void interfacesFrom(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
 
    // The first entry that matches, or null. Packets of the other family match nothing. Valid as

@@ -4,6 +4,7 @@
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/file/PolicyFile.h"
+#include "postcard/rules-client/Conversation.h"
 #include "postcard/rules-client/software/SoftwareTcam.h"
 
 #include <CLI/CLI.hpp>
@@ -30,8 +31,9 @@ struct AgentOptions {
 std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
                                const Agent::Service::AgentServer::Later& later,
                                std::size_t capacity) {
-   return std::make_shared<RulesClient::SoftwareTcam>(
-         agent.requests(), agent.answers(), RulesClient::SoftwareTcam::Options{capacity, later});
+   return std::make_shared<RulesClient::Conversation>(
+         agent.requests(), agent.answers(), std::make_shared<RulesClient::SoftwareTcam>(capacity),
+         later);
 }
 
 int runAgent(const AgentOptions& options) {
@@ -71,7 +73,7 @@ void addSocketOption(CLI::App& parser, std::string& path) {
 
 std::function<int()> declareAgent(CLI::App& parser) {
    auto options = std::make_shared<AgentOptions>();
-   options->capacity = RulesClient::SoftwareTcam::Options{}.capacity;
+   options->capacity = RulesClient::SoftwareTcam::defaultCapacity;
    parser.add_option("FILE", options->server.policyFile, "policy file (YAML or JSON)")->required();
    addSocketOption(parser, options->server.socketPath);
    parser.add_flag("--delete-on-exit", options->server.deleteOnExit,

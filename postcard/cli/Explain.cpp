@@ -3,7 +3,7 @@
 #include "Kiv/Exception.h"
 #include "postcard/cli/PolicyChoice.h"
 #include "postcard/host/PolicyCompiler.h"
-#include "postcard/packets/CaptureFile.h"
+#include "postcard/packets/capture/CaptureFile.h"
 #include "postcard/report/ExplainCapture.h"
 #include "postcard/report/ExplainPacket.h"
 

@@ -1,8 +1,10 @@
-// `Packet`: of a packet, what hardware can match on, and `parsePacket` and `printPacket`, its text.
+// `Packet`: the fields of a packet that hardware can match on; `parsePacket` and `printPacket`: its
+// text.
 // Relies on the address text of Orlix. A packet of a capture comes from `PacketFrame.h`.
 //
-// What a packet does not have is absent rather than zero: a match on an absent field fails. A later
-// fragment has neither ports nor flags nor checksum, whatever its bytes look like.
+// A field that a packet does not have is absent rather than zero, because a match on an absent
+// field fails. A later fragment has neither ports nor flags nor checksum, whatever its bytes look
+// like.
 #pragma once
 
 #include "Classification/ProtocolNumbers.h"
@@ -33,7 +35,7 @@ struct Packet {
    std::optional<U16> checksum;        // of the TCP or UDP header
    std::optional<U16> identification;  // IPv4, in every fragment
    U8 dscp = 0;                        // 0..63
-   Orlix::IntfId intf;                 // where it came in; none: not known
+   Orlix::IntfId intf;                 // where it came in; no interface: not known
    bool laterFragment = false;         // a fragment that does not begin the datagram
 
    std::span<const U8> sourceAddress() const;      // 4 or 16 bytes
@@ -50,15 +52,15 @@ struct Packet {
 //
 // First the protocol (tcp, udp, icmp, icmpv6, or its number), then the addresses, both of one
 // family; TCP and UDP have ports, except in a later `fragment`. The rest may stand in any order,
-// each once. What a packet has and the text leaves out is 0. Numbers are decimal, or hexadecimal
-// with 0x. Throws Kiv::ParseError with the reason and the place.
+// each once. Fields that the packet has and the text leaves out are 0. Numbers are decimal, or
+// hexadecimal with 0x. Throws Kiv::ParseError with the reason and the place.
 Packet parsePacket(std::string_view text);
 
-// The text of a packet; `parsePacket` reads it back to an equal one. Names everything that is not
-// 0.
+// The text of a packet, with every field that is not 0; `parsePacket` reads it back to an equal
+// packet.
 std::string printPacket(const Packet& packet);
 
-// An address of 4 or 16 bytes as people write it.
+// An address of 4 or 16 bytes, in network order, as a dotted quad or as RFC 5952 writes it.
 std::string printAddress(std::span<const U8> address);
 
 // "tcp", "udp", "icmp", "icmpv6", or the number.

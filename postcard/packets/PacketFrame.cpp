@@ -24,13 +24,13 @@ bool isVlanTag(U16 etherType) {
 
 // ---- Transport ----
 
-// `payload` is cut to what the packet says it holds and to what was captured.
+// `payload` ends where the packet's own length or the captured bytes end, whichever comes first.
 Result decodeTransport(Packet packet, Bytes payload) {
    if (packet.laterFragment || (packet.protocol != protocolTcp && packet.protocol != protocolUdp)) {
       return packet;
    }
    const bool isTcp = packet.protocol == protocolTcp;
-   if (payload.size() < (isTcp ? 18U : 8U)) { // up to the end of the checksum
+   if (payload.size() < (isTcp ? 18U : 8U)) { // where the checksum ends
       return Undecodable::transportTruncated;
    }
    packet.sourcePort = word(payload, 0);
@@ -49,7 +49,8 @@ Result decodeIpv4(Bytes bytes) {
       return Undecodable::ipHeaderTruncated;
    }
    const std::size_t headerSize = std::size_t{bytes[0] & 0x0fU} * 4U;
-   const std::size_t totalSize = word(bytes, 2); // 0 where the sending hardware fills it in
+   const std::size_t totalSize =
+         word(bytes, 2); // 0 when the capture was taken before the network card filled it in
    if (bytes[0] >> 4 != 4 || headerSize < 20 || (totalSize != 0 && totalSize < headerSize)) {
       return Undecodable::ipHeaderBad;
    }
@@ -69,8 +70,8 @@ Result decodeIpv4(Bytes bytes) {
 
 // ---- IPv6 ----
 
-// Headers that stand between the IPv6 header and the payload; the fragment header is not among
-// them, as its size is fixed.
+// The extension headers that state their own size. The fragment header (44) is not among them,
+// because its size is fixed.
 bool isExtension(U8 header) {
    constexpr U8 extensions[] = {0, 43, 51, 60, 135, 139, 140};
    return std::ranges::find(extensions, header) != std::end(extensions);
@@ -117,7 +118,8 @@ Result decodeIpv6(Bytes bytes) {
    packet.protocol = bytes[6];
    std::ranges::copy(bytes.subspan(8, 16), packet.source.begin());
    std::ranges::copy(bytes.subspan(24, 16), packet.destination.begin());
-   const std::size_t payloadSize = word(bytes, 4); // 0: a jumbogram, or filled in by hardware
+   const std::size_t payloadSize =
+         word(bytes, 4); // 0: a jumbogram (RFC 2675), or not filled in by the network card yet
    const Bytes rest = bytes.subspan(headerSize);
    return decodeExtensions(
          packet, payloadSize == 0 ? rest : rest.first(std::min(payloadSize, rest.size())));
@@ -139,7 +141,7 @@ Result decodeByVersion(Bytes bytes) {
    }
 }
 
-// `bytes` stands behind the EtherType.
+// `bytes` begins behind the EtherType.
 Result decodeByEtherType(U16 etherType, Bytes bytes) {
    while (isVlanTag(etherType)) {
       if (bytes.size() < 4) {
@@ -181,7 +183,7 @@ std::string_view undecodableText(Undecodable reason) {
    case Undecodable::transportTruncated:
       return "TCP or UDP header truncated";
    }
-   return "?"; // not reached: every reason is listed
+   return "?"; // not reached: the cases above are all
 }
 
 std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame) {

@@ -1,5 +1,5 @@
-// `decodeFrame`: finds in the bytes of a captured frame what hardware would match on. Relies on
-// nothing; reads no byte outside the frame, whatever the frame claims.
+// `decodeFrame`: finds in the bytes of a captured frame the fields that hardware would match on.
+// Relies on the packet model only. Reads no byte outside the frame, whatever lengths it states.
 #pragma once
 
 #include "postcard/packets/Packet.h"
@@ -10,15 +10,15 @@
 
 namespace Postcard::Packets {
 
-// What a frame begins with.
+// The header that a frame begins with.
 enum class LinkType : U8 {
    ethernet,     // IEEE 802.3, VLAN tags (also stacked ones) included
-   rawIp,        // an IP header at once, either version
+   rawIp,        // no link header; an IP header of either version
    linuxCooked,  // the pseudo header of "any" interface captures, first version
    linuxCooked2, // the same, second version
 };
 
-// Why a frame is no packet for an ACL.
+// Why no ACL looks at a frame.
 enum class Undecodable : U8 {
    linkHeaderTruncated,
    notIp,              // ARP, LLDP, MPLS and the like
@@ -28,11 +28,11 @@ enum class Undecodable : U8 {
 };
 inline constexpr std::size_t undecodableReasons = 5;
 
-// In words, such as "IP header truncated".
+// The reason in words, such as "IP header truncated".
 std::string_view undecodableText(Undecodable reason);
 
-// The packet in the frame, or why there is none. The packet has no interface: a capture does not
-// say through which one of ours it came.
+// The packet in the frame, or why there is none. The packet has no interface, because a capture
+// does not name the switch's interface that it came in through.
 std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame);
 
 } // namespace Postcard::Packets

@@ -92,8 +92,8 @@ class PacketParser {
       return static_cast<U8>(number(255));
    }
 
-   // The address that is next. One colon behind an IPv4 address opens the port; the address parser
-   // would take it for a piece of an IPv6 address, so it is shown the text before only.
+   // Reads an address. A colon behind an IPv4 address begins the port, but the address parser would
+   // take it for a part of an IPv6 address; so it gets only the text before the colon.
    Orlix::AddressFamily address(bool bracket, std::array<U8, 16>& bytes) {
       std::string_view text = parser_.rest();
       text = text.substr(0, text.find_first_not_of("0123456789abcdefABCDEF.:"));
@@ -110,10 +110,10 @@ class PacketParser {
       }
    }
 
-   // One end: the address, and the port where the protocol has one.
+   // One end of the packet: the address, and the port where the protocol has ports.
    void end(std::array<U8, 16>& address, std::optional<U16>& port, bool first) {
       const bool bracket = parser_.accept("[");
-      const auto failAt = parser_; // the beginning of the address, for what is wrong with all of it
+      const auto failAt = parser_; // the place that errors about the whole address name
       const Orlix::AddressFamily family = this->address(bracket, address);
       if (bracket != (family == Orlix::AddressFamily::ipv6)) {
          failAt.fail(bracket ? "expected an IPv6 address in the brackets"
@@ -207,7 +207,7 @@ class PacketParser {
    }
    void fragment(const Kiv::TextParser&) { packet_.laterFragment = true; }
 
-   // Checks what belongs together, and gives the fields that were left out their 0.
+   // Checks that the fields fit together, and sets fields that were left out to 0.
    void complete() {
       if (packet_.laterFragment) {
          if (packet_.sourcePort || packet_.destinationPort || packet_.tcpFlags ||

@@ -1,6 +1,6 @@
 #include "postcard/report/ExplainCapture.h"
 
-#include "postcard/packets/CaptureFile.h"
+#include "postcard/packets/capture/CaptureFile.h"
 
 #include <fmt/format.h>
 

@@ -80,9 +80,15 @@ class ScriptedHelper : public OruPostcardTelemetry::OruPostcardPolicyAclHelper {
    std::function<void(OruPostcardTelemetry::PostcardTelemetryAclConfig&)> whileMakingRules;
 };
 
+// The name of the attribute of `owner` that has changed.
+inline std::string nameOf(const Pello::Change& change, const Kiv::Entity& owner) {
+   return std::string{owner.typeData().attribute(change.attribute).name};
+}
+
 // Every publication of the request record and of the helper, in order. A line is the attribute's
-// identifier and, for the record, the old value ("131 nothing" before the first configuration); for
-// the collection of configurations, "260 +key" or "260 -key"; for an asynchronous result, its text.
+// name and, for the record, the old value ("aclConfig nothing" before the first configuration); for
+// the collection of configurations, "aclConfigColl +key" or "aclConfigColl -key"; for an
+// asynchronous result, its text.
 class RecordLog {
  public:
    using Request = OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig;
@@ -90,7 +96,8 @@ class RecordLog {
 
    // Both must outlive the log.
    RecordLog(const Request& request, const Helper& helper)
-      : helper_{helper},
+      : record_{request},
+        helper_{helper},
         request_{request.publisher()->subscribe(
               [this](const Pello::Change& change) { requestChanged(change); })},
         results_{helper.publisher()->subscribe(
@@ -123,10 +130,10 @@ class RecordLog {
       } else if (const auto* count = change.oldValue.as<U32>()) {
          old = std::to_string(*count);
       }
-      note(std::to_string(change.attribute) + " " + old);
+      note(nameOf(change, record_) + " " + old);
    }
    void helperChanged(const Pello::Change& change) {
-      std::string line = std::to_string(change.attribute) + " ";
+      std::string line = nameOf(change, helper_) + " ";
       if (const auto* key = change.key.as<Pello::String>()) {
          line += (change.oldValue.empty() ? "+" : "-") + key->str();
       } else {
@@ -137,6 +144,7 @@ class RecordLog {
       note(std::move(line));
    }
 
+   const Request& record_;
    const Helper& helper_;
    Lines lines_;
    Pello::Publisher::Subscription request_;

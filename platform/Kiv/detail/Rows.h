@@ -85,9 +85,11 @@ constexpr void forEachRow(Visit&& visit) {
 
 } // namespace Kiv
 
-// Declares the row of the member `name_`, whose type comes last. The return type is written out so
-// that the table can be asked about while the class is still being read.
+// Declares the row of the member `name_`, whose type comes last, and `nameId`, the identifier by
+// which sources tell the attribute from others in a published change. The return type is written
+// out so that the table can be asked about while the class is still being read.
 #define KIV_ROW(id, name, kind, ...)                                                               \
+   static constexpr U16 name##Id = id;                                                             \
    static constexpr Kiv::Row<KivSelf, __VA_ARGS__> kivRow(Kiv::RowId<id>) {                        \
       static_assert(Kiv::isInTable<KivSelf, id>(), "the attribute's identifier is behind a gap");  \
       return {id, #name, &KivSelf::name##_, Kiv::AttributeKind::kind};                             \

@@ -1,13 +1,14 @@
 #include "postcard/agent/service/AgentServer.h"
 
 #include "postcard/agent/service/ControlCommands.h"
+#include "postcard/agent/service/EventLoop.h"
 #include "postcard/agent/service/ServiceManager.h"
+#include "postcard/agent/service/StatusLog.h"
 #include "postcard/policy/file/PolicyFile.h"
 
 #include <fmt/format.h>
 
 #include <csignal>
-#include <map>
 #include <sstream>
 #include <utility>
 
@@ -29,12 +30,6 @@ void sayReload(const ReloadResult& result) {
    const std::string text = result.text();
    say((result.accepted ? "agent: reloaded, " : "agent: reload refused, nothing changed\n") +
        text.substr(0, text.size() - 1));
-}
-
-std::string lineOf(const PolicyReport& report) {
-   return fmt::format("{} {}: {}{}{}{}", report.name, familyName(report.family),
-                      policyStateName(report.state), report.overdue ? ", overdue" : "",
-                      report.text.empty() ? "" : ", ", report.text);
 }
 
 } // namespace
@@ -78,13 +73,13 @@ class AgentServer::Implementation {
    }
 
    void watchSignals() {
-      std::signal(SIGPIPE, SIG_IGN); // a client that goes away is no reason to end
+      std::signal(SIGPIPE, SIG_IGN); // a client that disconnects must not end the agent
       hangUp_ = std::make_unique<EventSignal>(loop_, SIGHUP, [this] { reload(); });
       terminate_ = std::make_unique<EventSignal>(loop_, SIGTERM, [this] { end(); });
       interrupt_ = std::make_unique<EventSignal>(loop_, SIGINT, [this] { end(); });
    }
 
-   // A command that fails must not end the agent.
+   // A command that fails is answered with exit code 3 and the reason.
    std::string answerLine(std::string_view line) {
       try {
          return answerRequest(line, *agent_, [this] { return reload(); });
@@ -117,47 +112,38 @@ class AgentServer::Implementation {
       say("agent: taking back every policy");
       ending_ = true;
       deleteTimer_.start(options_.deleteTime);
-      agent_->deleteAll(); // and `reportChanges` ends the loop
+      agent_->deleteAll(); // `reportChanges` ends the loop when that is done
    }
 
-   // Returns whether nothing is.
+   // Names on standard error the policies that the rules client may still hold. Returns whether
+   // there are none.
    bool sayWhatIsLeft() {
       bool nothing = true;
       for (const PolicyReport& report : agent_->report()) {
          if (report.state != PolicyState::removed) {
             nothing = false;
-            say("agent: not taken back: " + lineOf(report));
+            say("agent: not taken back: " + statusLine(report));
          }
       }
       return nothing;
    }
 
-   // Says what has changed since the last time.
    void reportChanges() {
-      const auto saidBefore = std::exchange(said_, {});
-      for (const PolicyReport& report : agent_->report()) {
-         const std::string line = lineOf(report);
-         const std::string stamped = fmt::format("{} {}", report.generation, line);
-         const auto known = saidBefore.find({report.name, report.family});
-         if (known == saidBefore.end() || known->second != stamped) {
-            say(line);
-         }
-         said_[{report.name, report.family}] = stamped;
-      }
+      log_.tell(agent_->report());
       if (ending_ && agent_->settled()) {
          loop_.stop();
       }
    }
 
    ServerOptions options_;
-   EventLoop loop_; // outlives what runs on it
+   EventLoop loop_; // declared before everything that runs on it
    Host::PluginHost host_;
    ServiceManager manager_;
    EventTimer answerTimer_;
    EventTimer watchdog_;
    EventTimer deleteTimer_;
-   std::map<PolicyKey, std::string> said_;
-   bool ending_ = false; // every policy is being taken back
+   StatusLog log_;
+   bool ending_ = false; // every policy is being deleted before the end
    std::unique_ptr<PolicyAgent> agent_;
    std::shared_ptr<void> rulesClient_;
    std::unique_ptr<ControlServer> control_;

@@ -1,9 +1,9 @@
-// `AgentServer`: the agent as a process. An event loop (libuv) around a `PolicyAgent`: signals, the
-// answer timer, the control socket, the service manager. One thread, no polling.
+// `AgentServer`: the agent as a process. An event loop around a `PolicyAgent`: signals, the answer
+// timer, the control socket, the service manager. One thread, no polling. Relies on `EventLoop`.
 //
-// SIGHUP reads the policy file again. SIGTERM and SIGINT end the process; with `deleteOnExit` after
-// the rules client has taken back every policy, or the time for that is up, else with hardware left
-// as it is. A second one ends it at once.
+// SIGHUP reads the policy file again. SIGTERM and SIGINT end the process and leave hardware as it
+// is. With `deleteOnExit` every policy is deleted first, and the process ends when the rules client
+// has confirmed that, or the time for it is up; a second signal ends the process at once.
 #pragma once
 
 #include "postcard/agent/PolicyAgent.h"
@@ -28,22 +28,23 @@ struct ServerOptions {
 
 class AgentServer {
  public:
-   // Runs a function from the event loop.
+   // Runs a function once from the event loop, after the caller has returned to it.
    using Later = std::function<void(std::function<void()>)>;
-   // Makes the rules client that serves the agent's records. The object is kept until the server
-   // goes.
+   // Makes the rules client that serves the agent's records. The server keeps the object, which may
+   // be null, until it is destroyed; the agent outlives it.
    using MakeRulesClient = std::function<std::shared_ptr<void>(PolicyAgent&, const Later&)>;
 
-   // `file` is what was read from `options.policyFile`. Throws ServerError, PluginError,
-   // ControlError.
+   // `file` is the content of `options.policyFile`. Throws ServerError when the surroundings do not
+   // let it serve, PluginError when the plug-in cannot be opened, ControlError for a socket path
+   // that no socket can have.
    AgentServer(ServerOptions options, const Policy::PolicyFile& file,
                const MakeRulesClient& makeRulesClient);
    AgentServer(const AgentServer&) = delete;
    AgentServer& operator=(const AgentServer&) = delete;
    ~AgentServer();
 
-   // Serves until a signal ends it. Returns whether what was to be taken back has been; what has
-   // not is said.
+   // Serves until a signal ends it. With `deleteOnExit`, returns whether every policy was deleted,
+   // and names the others on standard error; otherwise returns true.
    bool run();
 
  private:

@@ -30,7 +30,7 @@ std::string answer(int exitCode, std::string_view text) {
    return Json{{"exit", exitCode}}.dump() + "\n" + std::string{text};
 }
 
-// A rules client, or a path, may hold bytes that are no text.
+// Texts of a rules client, and paths, may hold bytes that are not UTF-8; they are replaced.
 std::string text(const Json& document) {
    return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
@@ -64,7 +64,7 @@ std::string allStatusJson(const PolicyAgent& agent) {
    return text(Json{{"schema", statusJsonSchema}, {"policies", std::move(policies)}});
 }
 
-// The show text goes through a descriptor; memory with a descriptor takes it.
+// The helper writes the show text to a descriptor; this one is memory.
 std::string showText(const PolicyAgent& agent) {
    const Pello::FileDescriptor memory{::memfd_create("postcard-show", MFD_CLOEXEC)};
    if (memory.get() < 0) {

@@ -1,5 +1,5 @@
-// What the control socket's commands answer: `answerRequest`. Relies on the agent's core only, so
-// that it can be tested without a socket.
+// `answerRequest`: what the agent answers to a request line of the control socket. Relies on the
+// agent's core, and needs no socket, so that tests call it directly.
 #pragma once
 
 #include "postcard/agent/PolicyAgent.h"
@@ -10,11 +10,11 @@
 
 namespace Postcard::Agent::Service {
 
-// Reads the policy file again and makes the agent follow it.
+// Reads the policy file again, makes the agent follow it, and returns how that ended.
 using Reload = std::function<ReloadResult()>;
 
-// Answers one request line; see ControlSocket.h for both formats. Whatever the line holds, there is
-// an answer.
+// Returns the answer to one request line; ControlSocket.h documents the format of both. A malformed
+// or unknown request is answered with exit code 2. Throws only what the agent or `reload` throws.
 std::string answerRequest(std::string_view line, const PolicyAgent& agent, const Reload& reload);
 
 // The table of `postcard status`, a line per policy and family.

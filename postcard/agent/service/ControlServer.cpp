@@ -5,6 +5,7 @@
 #include <memory>
 #include <sys/stat.h>
 #include <utility>
+#include <uv.h>
 
 namespace Postcard::Agent::Service {
 
@@ -14,7 +15,7 @@ constexpr int longestQueue = 64; // connections that wait to be accepted
 
 } // namespace
 
-// One client. Deletes itself when its handle is closed.
+// One client. Deletes itself when libuv has closed its handle.
 class ControlServer::Connection {
  public:
    Connection(ControlServer& server, EventLoop& loop)
@@ -93,7 +94,7 @@ class ControlServer::Connection {
    EventTimer timer_;
    std::string request_;
    std::string answer_;
-   std::size_t left_ = 0; // bytes of the answer that were not taken when last looked at
+   std::size_t left_ = 0; // bytes of the answer that were not taken at the latest look
    char buffer_[1024];
 };
 

@@ -1,8 +1,8 @@
 // `ControlServer`: the agent's end of the control socket; see ControlSocket.h for the messages.
 // Relies on the event loop, and on SocketClaim for the path.
 //
-// A client that does not send its line, or does not take its answer, is let go after some time.
-// When as many are served as may be, the next ones wait outside until one goes.
+// A client that does not send its line, or does not take its answer, is disconnected after some
+// time. When the limit of connections is reached, further clients wait in the queue of the kernel.
 #pragma once
 
 #include "postcard/agent/service/EventLoop.h"
@@ -24,14 +24,14 @@ struct ControlLimits {
 
 class ControlServer {
  public:
-   // What a request line is answered with.
+   // Returns the whole answer to a request line, which comes without its end. Must not throw.
    using Answerer = std::function<std::string(std::string_view line)>;
 
    // Listens at `path`, for the owner of this process only. Throws ServerError, ControlError.
    ControlServer(EventLoop& loop, const std::string& path, ControlLimits limits, Answerer answerer);
    ControlServer(const ControlServer&) = delete;
    ControlServer& operator=(const ControlServer&) = delete;
-   // Lets all clients go and removes the socket.
+   // Disconnects all clients and removes the socket.
    ~ControlServer();
 
  private:
@@ -45,9 +45,9 @@ class ControlServer {
    ControlLimits limits_;
    Answerer answerer_;
    SocketClaim claim_;
-   Listener* listener_; // goes when libuv has closed it
+   Listener* listener_; // owned; deleted by libuv's callback when the handle is closed
    std::set<Connection*> connections_;
-   bool waiting_ = false; // somebody waits outside
+   bool waiting_ = false; // a client waits to be accepted until another goes
 };
 
 } // namespace Postcard::Agent::Service

@@ -34,7 +34,7 @@ class Connection {
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
       std::memcpy(address.sun_path, path.data(), path.size());
-      limitSending(); // which connecting to an agent with a full queue counts as
+      limitSending(); // the limit also holds for `connect` while the agent's queue is full
       if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
           0) {
          fail(path, errno == EAGAIN
@@ -85,7 +85,7 @@ class Connection {
       return left;
    }
 
-   // Neither connecting nor sending takes longer than what is left of the time.
+   // Limits connecting and sending to the time that is left.
    void limitSending() const {
       const auto milliseconds = left().count();
       const timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};

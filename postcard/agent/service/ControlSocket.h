@@ -1,5 +1,5 @@
-// The agent's Unix socket as both ends see it: `requestAgent` is the client; the message format
-// serves the server too.
+// `requestAgent`: the client's end of the agent's Unix socket, and the message format, which
+// `ControlServer` follows too. Relies on nothing of the agent.
 //
 // A client connects, sends one line and closes its writing side. The line is a JSON object with
 // "command". The agent answers with one line, a JSON object with "exit" (the exit code for the
@@ -19,19 +19,19 @@ class ControlError : public std::runtime_error {
 };
 
 struct ControlAnswer {
-   int exitCode = 0;
-   std::string text;
+   int exitCode = 0; // for the client to end with
+   std::string text; // for its standard output
 };
 
-// The longest request line that an agent reads, in bytes.
+// The longest request line that an agent reads, in bytes without its end.
 inline constexpr std::size_t longestRequest = 4096;
 
-// Where an agent listens when it is not told otherwise: postcard.sock in XDG_RUNTIME_DIR, or, for a
-// service of the whole machine, in /run/postcard.
+// The path of an agent's socket when none is given: postcard.sock in XDG_RUNTIME_DIR or, when that
+// is not set, in /run/postcard.
 std::string defaultSocketPath();
 
-// Whether `path` fits the address of a Unix socket; throws ControlError that says how long it may
-// be.
+// Throws ControlError, which states the longest length, when `path` does not fit the address of a
+// Unix socket.
 void checkSocketPath(const std::string& path);
 
 // Sends `line` (without line end) to the agent that listens at `path` and returns its answer.

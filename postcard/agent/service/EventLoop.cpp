@@ -2,12 +2,14 @@
 
 #include <cstdio>
 #include <utility>
+#include <uv.h>
+#include <vector>
 
 namespace Postcard::Agent::Service {
 
 namespace {
 
-// Closes the first member, `handle`, of an object on the heap; the object goes afterwards.
+// Closes the handle of an object on the heap, which is deleted when libuv has closed the handle.
 template <class Owner>
 void closeAndDelete(Owner* owner) {
    ::uv_close(reinterpret_cast<uv_handle_t*>(&owner->handle),
@@ -38,41 +40,51 @@ void guarded(const std::function<void()>& work) noexcept {
 
 // ---- The loop ----
 
-EventLoop::EventLoop() {
-   check(::uv_loop_init(&loop_), "event loop");
-   wakeUp_.data = this;
-   const int status = ::uv_async_init(&loop_, &wakeUp_, [](uv_async_t* handle) {
-      static_cast<EventLoop*>(handle->data)->runLaters();
+struct EventLoop::Loop {
+   uv_loop_t loop{};
+   uv_async_t wakeUp{};
+   std::vector<std::function<void()>> laters; // in the order of the calls
+
+   void runLaters() {
+      for (const auto& work : std::exchange(laters, {})) {
+         guarded(work);
+      }
+   }
+};
+
+EventLoop::EventLoop() : loop_{std::make_unique<Loop>()} {
+   check(::uv_loop_init(&loop_->loop), "event loop");
+   loop_->wakeUp.data = loop_.get();
+   const int status = ::uv_async_init(&loop_->loop, &loop_->wakeUp, [](uv_async_t* handle) {
+      static_cast<Loop*>(handle->data)->runLaters();
    });
    if (status < 0) {
-      ::uv_loop_close(&loop_);
+      ::uv_loop_close(&loop_->loop);
       check(status, "event loop");
    }
 }
 
 EventLoop::~EventLoop() {
-   ::uv_close(reinterpret_cast<uv_handle_t*>(&wakeUp_), nullptr);
-   ::uv_run(&loop_, UV_RUN_DEFAULT);
-   ::uv_loop_close(&loop_);
+   ::uv_close(reinterpret_cast<uv_handle_t*>(&loop_->wakeUp), nullptr);
+   ::uv_run(&loop_->loop, UV_RUN_DEFAULT);
+   ::uv_loop_close(&loop_->loop);
 }
 
 void EventLoop::run() {
-   ::uv_run(&loop_, UV_RUN_DEFAULT);
+   ::uv_run(&loop_->loop, UV_RUN_DEFAULT);
 }
 
 void EventLoop::stop() {
-   ::uv_stop(&loop_);
+   ::uv_stop(&loop_->loop);
 }
 
 void EventLoop::later(std::function<void()> work) {
-   laters_.push_back(std::move(work));
-   ::uv_async_send(&wakeUp_);
+   loop_->laters.push_back(std::move(work));
+   ::uv_async_send(&loop_->wakeUp);
 }
 
-void EventLoop::runLaters() {
-   for (const auto& work : std::exchange(laters_, {})) {
-      guarded(work);
-   }
+uv_loop_s* EventLoop::handle() {
+   return &loop_->loop;
 }
 
 // ---- Timers ----

@@ -1,33 +1,34 @@
 // `EventLoop`: the process's one event loop, with the timers and signals that run on it. Relies on
-// libuv. Work never throws into libuv, which is C: what it throws is reported, and the loop goes
-// on.
+// libuv, which only sources see. No exception of the work enters libuv, which is C: it is reported
+// to standard error, and the loop goes on.
 //
-// Timers, signals and connections may go at any time, also within their own work; the loop must
-// outlive them.
+// Timers, signals and connections may be destroyed at any time, also inside their own work. The
+// loop must outlive them. Everything runs on the thread that calls `run`.
 #pragma once
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
-#include <uv.h>
-#include <vector>
+
+struct uv_loop_s; // libuv's loop
 
 namespace Postcard::Agent::Service {
 
-// The surroundings do not let the agent run: the socket, a signal, the event loop.
+// The surroundings do not let the agent run; the text names the socket, signal or loop, and why.
 class ServerError : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
 };
 
-// Throws ServerError about `what` when `status` is an error of libuv.
+// Throws ServerError about `what` when `status`, a result of libuv, is negative.
 void check(int status, const std::string& what);
 
-// Writes a line to standard error.
+// Writes `line` and a line end to standard error.
 void say(const std::string& line);
 
-// Runs `work` and says what it throws.
+// Runs `work`; writes the message of an exception to standard error.
 void guarded(const std::function<void()>& work) noexcept;
 
 class EventLoop {
@@ -36,41 +37,43 @@ class EventLoop {
    EventLoop();
    EventLoop(const EventLoop&) = delete;
    EventLoop& operator=(const EventLoop&) = delete;
-   // Closes what is still being closed.
+   // Waits until libuv has closed every handle that is being closed.
    ~EventLoop();
 
-   // Until `stop`.
+   // Serves events until `stop` is called.
    void run();
+   // Ends `run` after the current round.
    void stop();
-   // Runs the work in the next round of the loop, in the order in which it came; what it adds runs
-   // in the round after, so that busy work cannot starve the sockets.
+   // Runs the work in the next round of the loop, in the order of the calls. Work that is added
+   // meanwhile runs one round later, so that busy work cannot starve the sockets.
    void later(std::function<void()> work);
 
-   uv_loop_t* handle() { return &loop_; }
+   // For sources that use libuv; owned by this object.
+   uv_loop_s* handle();
 
  private:
-   void runLaters();
-
-   uv_loop_t loop_{};
-   uv_async_t wakeUp_{};
-   std::vector<std::function<void()>> laters_;
+   struct Loop;
+   std::unique_ptr<Loop> loop_;
 };
 
 class EventTimer {
  public:
+   // The timer does not run yet.
    EventTimer(EventLoop& loop, std::function<void()> work);
    EventTimer(const EventTimer&) = delete;
    EventTimer& operator=(const EventTimer&) = delete;
    ~EventTimer();
 
-   // Runs the work once after the time, or again and again. Replaces what was started before.
+   // Runs the work once after the time. Replaces what was started before.
    void start(std::chrono::milliseconds time);
-   void startRepeating(std::chrono::milliseconds period); // the first time at once
+   // Runs the work in the next round, and then in every period. Replaces what was started before.
+   void startRepeating(std::chrono::milliseconds period);
+   // Nothing runs any more until the next start.
    void stop();
 
  private:
    struct Timer;
-   Timer* timer_; // goes when libuv has closed it
+   Timer* timer_; // owned; deleted by libuv's callback when the handle is closed
 };
 
 class EventSignal {
@@ -83,7 +86,7 @@ class EventSignal {
 
  private:
    struct Signal;
-   Signal* signal_; // goes when libuv has closed it
+   Signal* signal_; // owned; deleted by libuv's callback when the handle is closed
 };
 
 } // namespace Postcard::Agent::Service

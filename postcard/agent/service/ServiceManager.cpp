@@ -50,14 +50,14 @@ void ServiceManager::notify(std::string_view assignment) const {
    }
    const Pello::FileDescriptor socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
-   // A manager that does not read must not stop the agent: signs of life are not waited for, news
-   // for a second.
+   // A manager that does not read must not stop the agent. A sign of life is dropped when it cannot
+   // be sent at once, other messages after a second.
    const timeval patience{1, 0};
    ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
    const int flags = MSG_NOSIGNAL | (assignment == "WATCHDOG=1" ? MSG_DONTWAIT : 0);
    const ssize_t sent = ::sendto(socket.get(), assignment.data(), assignment.size(), flags,
                                  reinterpret_cast<const sockaddr*>(&address), length);
-   static_cast<void>(sent); // see the contract
+   static_cast<void>(sent); // failures are ignored, as the header says
 }
 
 } // namespace Postcard::Agent::Service

@@ -11,15 +11,15 @@ namespace Postcard::Agent::Service {
 
 class ServiceManager {
  public:
-   // Reads NOTIFY_SOCKET and WATCHDOG_USEC from the environment.
+   // Reads NOTIFY_SOCKET, WATCHDOG_PID and WATCHDOG_USEC from the environment.
    ServiceManager();
 
    // Sends one assignment such as "READY=1" or "STATUS=…". Failures are ignored: the manager may
    // have gone, and the service goes on.
    void notify(std::string_view assignment) const;
 
-   // How often "WATCHDOG=1" is due: half the time after which the manager loses patience. None when
-   // it has no watchdog for this process.
+   // How often "WATCHDOG=1" is due: half of the time after which the manager takes the process for
+   // hung. None when the manager watches another process or none.
    std::optional<std::chrono::milliseconds> watchdogInterval() const { return watchdogInterval_; }
 
  private:

@@ -31,8 +31,8 @@ int openLock(const std::string& path) {
    return fd;
 }
 
-// Whether somebody listens at `path`. Only a refused connection says for certain that nobody does:
-// a full queue, or a lack of rights or descriptors, says nothing of the kind.
+// Whether a process listens at `path`. Only a refused connection proves that none does; a full
+// queue, or a lack of rights or descriptors, does not.
 bool isServed(const std::string& path) {
    const Pello::FileDescriptor socket{
          ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};

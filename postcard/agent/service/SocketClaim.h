@@ -11,9 +11,10 @@ namespace Postcard::Agent::Service {
 
 class SocketClaim {
  public:
-   // Removes a socket that an agent has left which was killed. Throws ServerError when another
-   // agent listens there or is about to, when something that is not a socket is in the way, or when
-   // the surroundings do not let us tell; ControlError for a path that no socket can have.
+   // Takes the lock, and removes the socket of an agent that was killed. Throws ServerError when
+   // another agent listens at `path` or is starting, when `path` is something else than a socket,
+   // or when none of this can be found out; ControlError for a path that no socket can have. The
+   // lock is held until this object is destroyed.
    explicit SocketClaim(const std::string& path);
 
  private:

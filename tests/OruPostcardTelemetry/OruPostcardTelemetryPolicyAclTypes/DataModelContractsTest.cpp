@@ -2,8 +2,8 @@
 // assigned, which types publish, by what collections hash, and what their traces leave in the ring.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryPolicyKey.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
-#include "Ringlog/Reader.h"
 #include "Ringlog/Ring.h"
+#include "support/RingReader.h"
 #include "support/RunProgram.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +16,8 @@
 
 namespace OruPostcardTelemetry {
 namespace {
+
+using Request = PostcardTelemetryRulesClientSmConfig;
 
 // Rules and configurations are known by their names: nothing renames them, and no object becomes
 // another one.
@@ -119,21 +121,22 @@ TEST_F(DataModelContracts, aCopiedRequestIsCompleteWhenItsCounterChanges) {
    const auto subscription = to->publisher()->subscribe(
          [&](const Pello::Change& change) { changes.push_back(change.attribute); });
    to->typeData().copy(*to, *from);
-   EXPECT_EQ(changes, (std::vector<U16>{130, 131, 132, 133}));
+   EXPECT_EQ(changes, (std::vector<U16>{Request::eventId, Request::aclConfigId, Request::currIntfId,
+                                        Request::kickRequestId}));
 }
 
 TEST_F(DataModelContracts, attributesAreSetByIdentifier) {
    const auto request = postcardTelemetryRulesClientSmConfigFactory();
    const auto& type = request->typeData();
-   type.attribute(U16{133}).setText(*request, "4294967295");
+   type.attribute(Request::kickRequestId).setText(*request, "4294967295");
    EXPECT_EQ(request->kickRequest(), 4294967295U);
    const auto acl = postcardTelemetryAclConfigFactory("k");
-   type.attribute(U16{131}).set(*request, acl);
+   type.attribute(Request::aclConfigId).set(*request, acl);
    EXPECT_EQ(request->aclConfig(), acl);
    const auto filter = ruleFilterFactory();
    filter->protoIs(Protocol{6});
    try {
-      filter->typeData().attribute(U16{136}).setText(*filter, "0");
+      filter->typeData().attribute(RuleFilter::protoId).setText(*filter, "0");
       ADD_FAILURE();
    } catch (const Kiv::RangeError& error) {
       EXPECT_STREQ(error.what(), "OruPostcardTelemetry::Protocol::value < "
@@ -150,7 +153,7 @@ TEST_F(DataModelContracts, copiesLeaveTheirEntriesInTheRing) {
    from->ruleActionIs();
    const auto to = ruleConfigFactory("to");
    to->copy(*from);
-   const Ringlog::Reader reader{Ringlog::snapshot()};
+   const TestSupport::RingReader reader{Ringlog::snapshot()};
    const auto& records = reader.records();
    ASSERT_GE(records.size(), 3U);
    std::string last;

@@ -9,15 +9,17 @@
 #include "postcard/agent/PolicyAgent.h"
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/rules-client/software/SoftwareTcam.h"
+#include "support/FaultyLine.h"
 
 #include <deque>
 #include <fcntl.h>
+#include <memory>
 
 namespace {
 
 using Fuzz::require;
 using Postcard::Agent::PolicyAgent;
-using Postcard::RulesClient::InjectedFailure;
+using TestSupport::InjectedFailure;
 
 constexpr const char* toggle = "FeaturePostcardTelemetryTcpControl";
 constexpr std::size_t fates = 8;
@@ -46,15 +48,14 @@ class Run {
       : agent_{host(), file, PolicyAgent::Options{std::chrono::milliseconds{1}, 3},
                PolicyAgent::Hooks{[this](auto work) { works_.push_back(std::move(work)); },
                                   [this](auto time) { timer_ = time.has_value(); }, [] {}}},
-        client_{agent_.requests(), agent_.answers(), {64, [this](auto work) {
-                                                         works_.push_back(std::move(work));
-                                                      }}} {}
+        line_{agent_.requests(), agent_.answers(), client_,
+              [this](auto work) { works_.push_back(std::move(work)); }} {}
 
    // What goes wrong with the next request that is spoken of; 0 is nothing.
    void inject(U8 fate) {
       constexpr unsigned kinds = InjectedFailure::gone + 1;
       if (const unsigned kind = fate % (kinds + 1); kind != 0) {
-         client_.inject({static_cast<InjectedFailure::Kind>(kind - 1), "refused"});
+         line_.inject({static_cast<InjectedFailure::Kind>(kind - 1), "refused"});
          healthy_ = false;
       }
    }
@@ -68,13 +69,13 @@ class Run {
    }
    // Every request that is still to come is answered.
    void end() {
-      client_.releaseAnswers();
+      line_.releaseAnswers();
       settle();
       check();
       agent_.deleteAll();
       settle();
       require(agent_.idle(), "nothing is waited for in the end");
-      require(!healthy_ || client_.acls().empty(), "deleted policies are gone from hardware");
+      require(!healthy_ || client_->acls().empty(), "deleted policies are gone from hardware");
    }
 
  private:
@@ -105,7 +106,7 @@ class Run {
       for (const Postcard::Agent::PolicyReport& report : agent_.report()) {
          require(report.history.size() <= 3, "the history is kept short", report.name);
          const std::string key = report.name + "-" + std::string{familyName(report.family)};
-         const bool held = client_.acl(Pello::String{key}) != nullptr;
+         const bool held = client_->acl(Pello::String{key}) != nullptr;
          if (healthy_) {
             require(held == (report.state == Postcard::Agent::PolicyState::programmed) ||
                           report.state == Postcard::Agent::PolicyState::failed,
@@ -118,7 +119,9 @@ class Run {
    bool timer_ = false;
    bool healthy_ = true; // no request went wrong
    PolicyAgent agent_;
-   Postcard::RulesClient::SoftwareTcam client_;
+   std::shared_ptr<Postcard::RulesClient::SoftwareTcam> client_ =
+         std::make_shared<Postcard::RulesClient::SoftwareTcam>(64);
+   TestSupport::FaultyLine line_;
 };
 
 std::string_view takeText(std::string_view& texts) {

@@ -4,7 +4,7 @@
 #include "../Require.h"
 #include "FoldedRing.h"
 #include "Ringlog/FileReader.h"
-#include "Ringlog/Reader.h"
+#include "support/RingReader.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -41,7 +41,7 @@ void refusing(Read read) {
 }
 
 void readWhole(std::span<const std::byte> ring) {
-   refusing([&] { checkRecords(Ringlog::Reader{ring}.records(), ring.size()); });
+   refusing([&] { checkRecords(TestSupport::RingReader{ring}.records(), ring.size()); });
 }
 
 // A file that has no name for others.

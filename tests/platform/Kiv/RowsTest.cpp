@@ -31,6 +31,9 @@ static_assert(Kiv::isInTable<Bulb, 130>() && Kiv::isInTable<Bulb, 131>());
 static_assert(!Kiv::isInTable<Bulb, 129>() && !Kiv::isInTable<Bulb, 132>());
 static_assert(Kiv::isInTable<Lantern, 258>() && !Kiv::isInTable<Lantern, 130>());
 
+static_assert(Color::redId == 1 && Lamp::kicksId == 132 && Lamp::markId == 142);
+static_assert(Lantern::handlesId == 258 && Lantern::nameId == 130);
+
 static_assert(Kiv::HasRow<Color, 2> && !Kiv::HasRow<Color, 3>);
 static_assert(Kiv::rowAt<Color, 1>().id == 2);
 static_assert(Kiv::rowAt<Color, 1>().name == "mode");

@@ -43,7 +43,7 @@ class DamagedRingTest : public testing::Test {
       };
       EXPECT_EXIT(child(), testing::ExitedWithCode(0), "^$");
       ring_ = file_.bytes();
-      ASSERT_EQ(Reader{ring_}.records().size(), 136U);
+      ASSERT_EQ(TestSupport::RingReader{ring_}.records().size(), 136U);
       std::memcpy(&descriptorBytes_, ring_.data() + offsetof(RingHeader, descriptorBytes), 4);
    }
 
@@ -76,7 +76,7 @@ class DamagedRingTest : public testing::Test {
    // Whether the reader takes the ring; what it gives must be within reason.
    bool accepted() {
       try {
-         const Reader reader{ring_};
+         const TestSupport::RingReader reader{ring_};
          std::size_t characters = 0;
          for (const Record& record : reader.records()) {
             characters += record.text.size();

@@ -1,8 +1,8 @@
 // What this process's ring says, read from a snapshot.
 #pragma once
 
-#include "Ringlog/Reader.h"
 #include "Ringlog/Ring.h"
+#include "support/RingReader.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 
 namespace TestSupport {
 
-inline Ringlog::Reader readRing() {
-   return Ringlog::Reader{Ringlog::snapshot()};
+inline TestSupport::RingReader readRing() {
+   return TestSupport::RingReader{Ringlog::snapshot()};
 }
 
 struct LastRecord {
@@ -24,7 +24,7 @@ struct LastRecord {
 };
 
 inline LastRecord lastRecord() {
-   const Ringlog::Reader reader = readRing();
+   const TestSupport::RingReader reader = readRing();
    const Ringlog::Record& last = reader.records().back();
    return {*last.site, last.text, last.time, last.thread};
 }
@@ -62,7 +62,7 @@ class RingFile {
    }
    std::vector<std::string> texts() const {
       std::vector<std::string> texts;
-      const Ringlog::Reader reader{bytes()};
+      const TestSupport::RingReader reader{bytes()};
       for (const Ringlog::Record& record : reader.records()) {
          texts.push_back(record.text);
       }

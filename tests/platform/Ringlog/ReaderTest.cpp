@@ -1,11 +1,10 @@
 // What the reader makes of rings, whole, odd and damaged.
-#include "Ringlog/Reader.h"
-
 #include "Orlix/AddressFamily.h"
 #include "Orlix/IntfId.h"
 #include "Orlix/TypeModule.h"
 #include "PolicyMap/TypeModule.h"
 #include "RingBytes.h"
+#include "support/RingReader.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +17,7 @@ using TestSupport::Bytes;
 using TestSupport::KindOf;
 using TestSupport::RingBytes;
 
-std::vector<std::string> textsOf(const Reader& reader) {
+std::vector<std::string> textsOf(const TestSupport::RingReader& reader) {
    std::vector<std::string> texts;
    for (const Record& record : reader.records()) {
       texts.push_back(record.text);
@@ -28,7 +27,7 @@ std::vector<std::string> textsOf(const Reader& reader) {
 
 std::string refusal(std::span<const std::byte> bytes) {
    try {
-      Reader{bytes};
+      TestSupport::RingReader{bytes};
       return "accepted";
    } catch (const DamagedRing& error) {
       return error.what();
@@ -38,7 +37,7 @@ std::string refusal(std::span<const std::byte> bytes) {
 TEST(ReaderTest, readsSitesRecordsAndTimes) {
    RingBytes ring;
    ring.site(3, "x {} y", {{'u', "", ""}}).record(0, 3, 1500, Bytes{}.number(U64{9}).bytes());
-   const Reader reader{ring.bytes()};
+   const TestSupport::RingReader reader{ring.bytes()};
    ASSERT_EQ(reader.records().size(), 1U);
    const Record& record = reader.records()[0];
    EXPECT_EQ(record.text, "x 9 y");
@@ -58,14 +57,15 @@ TEST(ReaderTest, bytesNeedNotBeAligned) {
    ring.site(1, "{}", {{'u', "", ""}}).record(1, 1, 1500, Bytes{}.number(U64{9}).bytes());
    std::vector<std::byte> shifted(ring.bytes().size() + 1);
    std::ranges::copy(ring.bytes(), shifted.begin() + 1);
-   EXPECT_EQ(textsOf(Reader{std::span{shifted}.subspan(1)}), std::vector<std::string>{"9"});
+   EXPECT_EQ(textsOf(TestSupport::RingReader{std::span{shifted}.subspan(1)}),
+             std::vector<std::string>{"9"});
 }
 
 TEST(ReaderTest, lostSitesAndBlocksAreToldAndTheirRecordsLeftOut) {
    RingBytes ring;
    ring.record(0, 77, 1).put(offsetof(RingHeader, lostDescriptors), U32{5});
    ring.put(offsetof(RingHeader, lostBlocks), U32{6});
-   const Reader reader{ring.bytes()};
+   const TestSupport::RingReader reader{ring.bytes()};
    EXPECT_TRUE(reader.records().empty());
    EXPECT_EQ(reader.lostDescriptors(), 5U);
    EXPECT_EQ(reader.lostBlocks(), 6U);
@@ -79,7 +79,8 @@ TEST(ReaderTest, recordsAreSortedByTimeAndEqualTimesByClaim) {
    // Block 0 was claimed after block 1.
    ring.record(1, 1, 10).record(1, 2, 30).record(0, 3, 30).record(0, 4, 40);
    ring.claim(0, 9).claim(1, 8);
-   EXPECT_EQ(textsOf(Reader{ring.bytes()}), (std::vector<std::string>{"1", "2", "3", "4"}));
+   EXPECT_EQ(textsOf(TestSupport::RingReader{ring.bytes()}),
+             (std::vector<std::string>{"1", "2", "3", "4"}));
 }
 
 TEST(ReaderTest, timesWhenTheClocksAreOfNoUse) {
@@ -102,7 +103,7 @@ TEST(ReaderTest, timesWhenTheClocksAreOfNoUse) {
    for (const Row& row : rows) {
       RingBytes ring;
       ring.clocks(row.opened, row.latest).site(1, "").record(0, 1, row.ticks);
-      EXPECT_DOUBLE_EQ(Reader{ring.bytes()}.records().at(0).time, row.expected);
+      EXPECT_DOUBLE_EQ(TestSupport::RingReader{ring.bytes()}.records().at(0).time, row.expected);
    }
 }
 
@@ -189,7 +190,7 @@ TEST(ReaderTest, blocksThatCannotBeReadAreLeftOut) {
    for (const Row& row : rows) {
       RingBytes bytes = whole();
       row.change(bytes);
-      EXPECT_EQ(Reader{bytes.bytes()}.records().size(), row.left);
+      EXPECT_EQ(TestSupport::RingReader{bytes.bytes()}.records().size(), row.left);
    }
 }
 
@@ -198,7 +199,7 @@ std::string textOf(std::string_view format, const std::vector<KindOf>& kinds,
                    const Bytes& arguments = {}) {
    RingBytes ring;
    ring.site(1, format, kinds).record(0, 1, 1, arguments.bytes());
-   return Reader{ring.bytes()}.records().at(0).text;
+   return TestSupport::RingReader{ring.bytes()}.records().at(0).text;
 }
 
 TEST(ReaderTest, recordsThatCannotBeReadBecomeNotes) {
@@ -307,7 +308,7 @@ TEST(ReaderTest, manyRecordsMadeLongAreLeftOut) {
    for (U64 ticks = 0; ticks < 2 * (blockCapacity / 16); ++ticks) {
       ring.record(ticks % 2, 1, ticks);
    }
-   const Reader reader{ring.bytes()};
+   const TestSupport::RingReader reader{ring.bytes()};
    std::size_t characters = 0;
    for (const Record& record : reader.records()) {
       characters += record.text.size();

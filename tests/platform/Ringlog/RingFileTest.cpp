@@ -68,7 +68,7 @@ TEST(RingFileTest, aFailedAssertionIsTheLastTrace) {
    EXPECT_EXIT(child(), testing::KilledBySignal(SIGABRT),
                "^Folder/File.cpp:12: void f\\(\\): Assertion 'a == b' failed: because\n$");
    EXPECT_EQ(file.texts(), (Texts{"traced before", line}));
-   const Reader reader{file.bytes()};
+   const TestSupport::RingReader reader{file.bytes()};
    EXPECT_EQ(reader.records().back().site->level, 0U);
    EXPECT_EQ(reader.records().back().site->source, "Ringlog");
 }
@@ -216,7 +216,7 @@ TEST(RingFileTest, aForkedChildTracesIntoPagesOfItsOwn) {
          for (int i = 0; i < 100'000; ++i) {
             trace("of the child");
          }
-         const Reader reader = TestSupport::readRing();
+         const TestSupport::RingReader reader = TestSupport::readRing();
          return reader.records().back().text == "traced of the child" &&
                 reader.processId() == static_cast<U32>(::getpid());
       });

@@ -89,7 +89,7 @@ TEST(RingHeaderTest, timesAreRightAfterAPause) {
       const double before = now();
       trace();
       const double after = now();
-      const Reader reader{file.bytes()};
+      const TestSupport::RingReader reader{file.bytes()};
       const double time = reader.records().back().time;
       constexpr double slack = 2e-4; // both clocks are not read at the same moment
       std::exit(time >= before - slack && time <= after + slack ? 0 : 1);

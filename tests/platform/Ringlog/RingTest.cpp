@@ -57,7 +57,7 @@ TEST(RingTest, aCallSiteIsRegisteredOnFirstUseAndOnce) {
    for (int i = 0; i < 3; ++i) {
       RINGLOG_TRACE(0, "registered {}", i);
    }
-   const Reader reader = TestSupport::readRing();
+   const TestSupport::RingReader reader = TestSupport::readRing();
    EXPECT_EQ(reader.descriptors().size(), before + 1);
    EXPECT_EQ(reader.descriptors().rbegin()->second.format, "registered {}");
    EXPECT_EQ(reader.records().back().text, "registered 2");
@@ -89,7 +89,7 @@ TEST(RingTest, recordsTellTimeThreadAndProcess) {
 }
 
 // The numbers that follow "NAME " in this file's texts, in order; no text of them is a note.
-std::vector<U64> numbersAfter(const Reader& reader, std::string_view name) {
+std::vector<U64> numbersAfter(const TestSupport::RingReader& reader, std::string_view name) {
    std::vector<U64> numbers;
    for (const Record& record : reader.records()) {
       if (record.site->source != traceSource.name()) {
@@ -152,7 +152,7 @@ TEST_F(RingThreadsTest, threadsThatWriteAtOnceKeepTheirRecordsWhole) {
    for (std::thread& thread : threads) {
       thread.join();
    }
-   const Reader reader = TestSupport::readRing();
+   const TestSupport::RingReader reader = TestSupport::readRing();
    // The slowest thread was at work until the end, so at least its newest records are there.
    EXPECT_EQ(reader.records().back().text.substr(reader.records().back().text.find(' ')),
              " " + std::to_string(last) + " end");
@@ -181,7 +181,7 @@ TEST_F(RingThreadsTest, textLevelsChangeWhileThreadsTrace) {
    }
    for (int i = 0; i < 20; ++i) {
       Pello::traceLevelsIs(i % 2 == 0 ? "RingTest/9" : "");
-      const Reader reader = TestSupport::readRing();
+      const TestSupport::RingReader reader = TestSupport::readRing();
       for (const U64 number : numbersAfter(reader, "switched")) {
          broken += number >= 1 && number <= last ? 0U : 1U;
       }
@@ -210,7 +210,7 @@ TEST_F(RingThreadsTest, aThreadThatRestsKeepsItsBlockWhileOthersTurnTheRing) {
    }
    meeting.arrive_and_wait();
    resting.join();
-   const Reader reader = TestSupport::readRing();
+   const TestSupport::RingReader reader = TestSupport::readRing();
    expectCountingTo(numbersAfter(reader, "busy"), last);
    EXPECT_EQ(numbersAfter(reader, "resting"), (std::vector<U64>{1, 2}));
 }
@@ -231,7 +231,7 @@ TEST_F(RingThreadsTest, moreThreadsThanBlocksLoseBlocksAndSaySo) {
    for (std::thread& thread : threads) {
       thread.join();
    }
-   const Reader reader = TestSupport::readRing();
+   const TestSupport::RingReader reader = TestSupport::readRing();
    const std::size_t kept = numbersAfter(reader, "crowd").size();
    EXPECT_LE(kept, 2 * defaultBlocks);
    EXPECT_GE(kept, 2 * (defaultBlocks - 1)); // this thread may have one
@@ -243,7 +243,7 @@ TEST_F(RingThreadsTest, theBlocksOfThreadsThatEndAreUsedAgain) {
    for (U64 i = 1; i <= 5 * defaultBlocks; ++i) {
       std::thread{[i] { RINGLOG_TRACE(9, "short {}", i); }}.join();
    }
-   const Reader reader = TestSupport::readRing();
+   const TestSupport::RingReader reader = TestSupport::readRing();
    expectCountingTo(numbersAfter(reader, "short"), 5 * defaultBlocks);
    EXPECT_EQ(reader.lostBlocks(), before);
 }

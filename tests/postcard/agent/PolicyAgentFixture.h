@@ -53,7 +53,8 @@ class PolicyAgentTest : public testing::Test {
             PolicyAgent::Hooks{[this](std::function<void()> work) { laters_.push_back(work); },
                                [this](auto time) { timer_ = time; }, [this] { ++changes_; }});
       subscription_ = agent_->requests()->publisher()->subscribe([this](const auto& change) {
-         if (change.attribute == 133) {
+         if (change.attribute ==
+             OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig::kickRequestId) {
             noteRequest();
          }
       });

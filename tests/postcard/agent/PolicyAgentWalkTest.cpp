@@ -5,6 +5,7 @@
 #include "postcard/agent/PolicyAgent.h"
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/rules-client/software/SoftwareTcam.h"
+#include "support/FaultyLine.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
@@ -16,9 +17,6 @@
 
 namespace Postcard::Agent {
 namespace {
-
-using RulesClient::InjectedFailure;
-using RulesClient::SoftwareTcam;
 
 // ---- Files ----
 
@@ -100,13 +98,13 @@ class Walker {
       agent_ = std::make_unique<PolicyAgent>(
             host, file, PolicyAgent::Options{},
             PolicyAgent::Hooks{later, [this](auto time) { timed_ = time.has_value(); }, [] {}});
-      tcam_ = std::make_unique<RulesClient::SoftwareTcam>(
-            agent_->requests(), agent_->answers(),
-            RulesClient::SoftwareTcam::Options{capacity, later});
+      tcam_ = std::make_shared<RulesClient::SoftwareTcam>(capacity);
+      line_ = std::make_unique<TestSupport::FaultyLine>(agent_->requests(), agent_->answers(),
+                                                        tcam_, later);
    }
 
    PolicyAgent& agent() { return *agent_; }
-   RulesClient::SoftwareTcam& tcam() { return *tcam_; }
+   TestSupport::FaultyLine& line() { return *line_; }
 
    void runLaters(std::size_t most) {
       for (; most > 0 && !laters_.empty(); --most) {
@@ -124,7 +122,7 @@ class Walker {
    void settle() {
       for (int i = 0; i < 1000 && (timed_ || !laters_.empty() || !agent_->idle()); ++i) {
          runLaters(100);
-         tcam_->releaseAnswers();
+         line_->releaseAnswers();
          runLaters(100);
          timeUp();
       }
@@ -165,7 +163,8 @@ class Walker {
    std::deque<std::function<void()>> laters_;
    bool timed_ = false;
    std::unique_ptr<PolicyAgent> agent_;
-   std::unique_ptr<RulesClient::SoftwareTcam> tcam_;
+   std::shared_ptr<RulesClient::SoftwareTcam> tcam_;
+   std::unique_ptr<TestSupport::FaultyLine> line_;
 };
 
 // ---- The walk ----
@@ -173,23 +172,23 @@ class Walker {
 using Move = std::pair<unsigned, unsigned>; // what, and with which argument
 
 void take(const Move& move, Walker& walker) {
-   constexpr RulesClient::InjectedFailure::Kind kinds[] = {
-         RulesClient::InjectedFailure::refuse, RulesClient::InjectedFailure::late,
-         RulesClient::InjectedFailure::never, RulesClient::InjectedFailure::twice,
-         RulesClient::InjectedFailure::gone};
+   constexpr TestSupport::InjectedFailure::Kind kinds[] = {
+         TestSupport::InjectedFailure::refuse, TestSupport::InjectedFailure::late,
+         TestSupport::InjectedFailure::never, TestSupport::InjectedFailure::twice,
+         TestSupport::InjectedFailure::gone};
    switch (move.first) {
    case 0:
    case 1:
       RC_ASSERT(walker.agent().reload(fileOf(move.second)).accepted);
       return;
    case 2:
-      walker.tcam().inject({kinds[move.second % 5], "busy"}, 1 + move.second / 5 % 2);
+      walker.line().inject({kinds[move.second % 5], "busy"}, 1 + move.second / 5 % 2);
       return;
    case 3:
       walker.timeUp();
       return;
    case 4:
-      walker.tcam().releaseAnswers();
+      walker.line().releaseAnswers();
       return;
    case 5:
       walker.runLaters(1 + move.second % 3);
@@ -245,7 +244,7 @@ RC_GTEST_PROP(PolicyAgentWalk, saysWhatIsTrueOfATcamThatIsTooSmall, ()) {
       walker.checkReports();
    }
    for (int i = 0; i < 400; ++i) { // what was lost is asked for again
-      walker.tcam().releaseAnswers();
+      walker.line().releaseAnswers();
       walker.runLaters(100);
       walker.timeUp();
    }

@@ -21,7 +21,7 @@ TEST_F(LifecycleCommit, theFirstPostsACreation) {
    EXPECT_EQ(request->kickRequest(), 1U);
    EXPECT_TRUE(config()->rulesClientUpdated());
    EXPECT_FALSE(config()->programmedPolicy());
-   EXPECT_EQ(log.take(), (Lines{"131 nothing", "133 0"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfig nothing", "kickRequest 0"}));
 }
 
 TEST_F(LifecycleCommit, everyLaterOnePostsAnUpdate) {
@@ -31,9 +31,9 @@ TEST_F(LifecycleCommit, everyLaterOnePostsAnUpdate) {
    EXPECT_EQ(commit(), "");
    EXPECT_EQ(request->event(), policyUpdate);
    EXPECT_EQ(request->currIntf(), Orlix::IntfId{});
-   EXPECT_EQ(log.take(), (Lines{"130 policyCreate", "133 1"}));
+   EXPECT_EQ(log.take(), (Lines{"event policyCreate", "kickRequest 1"}));
    EXPECT_EQ(commit(), "");
-   EXPECT_EQ(log.take(), (Lines{"133 2"}));
+   EXPECT_EQ(log.take(), (Lines{"kickRequest 2"}));
    EXPECT_EQ(request->kickRequest(), 3U);
 }
 
@@ -54,7 +54,7 @@ TEST_F(LifecycleCommit, familiesAreSeparateRequests) {
    commit(ipv6);
    EXPECT_EQ(request->event(), policyCreate);
    EXPECT_EQ(request->aclConfig(), config("p-ipv6"));
-   EXPECT_EQ(log.take(), (Lines{"131 p-ipv4", "133 1"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfig p-ipv4", "kickRequest 1"}));
 }
 
 TEST_F(LifecycleCommit, withoutRulesItPostsNothing) {
@@ -62,7 +62,7 @@ TEST_F(LifecycleCommit, withoutRulesItPostsNothing) {
    create();
    log.take();
    EXPECT_EQ(commit(), "");
-   EXPECT_EQ(log.take(), (Lines{"135 "}));
+   EXPECT_EQ(log.take(), (Lines{"asyncOperationResult "}));
    EXPECT_FALSE(config()->rulesClientUpdated());
    EXPECT_EQ(request->kickRequest(), 0U);
 }

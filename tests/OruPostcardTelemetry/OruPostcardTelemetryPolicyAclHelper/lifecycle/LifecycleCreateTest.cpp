@@ -15,7 +15,7 @@ using LifecycleCreate = TestSupport::Lifecycle;
 
 TEST_F(LifecycleCreate, successIsSilent) {
    EXPECT_EQ(create(), "");
-   EXPECT_EQ(log.take(), (Lines{"260 +p-ipv4"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfigColl +p-ipv4"}));
    EXPECT_EQ(interfaces(*config()), (Lines{"Ethernet1"}));
    EXPECT_EQ(TestSupport::namesByIndex(*config()), (Lines{"0 rule"}));
    EXPECT_FALSE(config()->programmedPolicy());
@@ -75,7 +75,8 @@ TEST_F(LifecycleCreate, anyMessageIsReportedOnceAndNoRulesIsNone) {
    for (const auto& [made, returned] : outcomes) {
       helper->rulesResult = made;
       EXPECT_EQ(create(), returned) << made;
-      EXPECT_EQ(log.take(), (Lines{"260 +p-ipv4", std::string{"135 "} + returned}));
+      EXPECT_EQ(log.take(),
+                (Lines{"aclConfigColl +p-ipv4", std::string{"asyncOperationResult "} + returned}));
       EXPECT_EQ(config()->ruleByNames(), 1U) << "what was built stays";
       remove();
       log.take();
@@ -149,7 +150,7 @@ TEST_F(LifecycleCreate, aPolicyWithoutClassesIsCreated) {
    policy.noRules(ipv4);
    TestSupport::RecordLog realLog{*request, *records.helper};
    EXPECT_EQ(records.helper->createPolicy(policy.data(), ipv4), "");
-   EXPECT_EQ(realLog.take(), (Lines{"260 +p-ipv4", "135 "}));
+   EXPECT_EQ(realLog.take(), (Lines{"aclConfigColl +p-ipv4", "asyncOperationResult "}));
    EXPECT_EQ(interfaces(*records.config("p-ipv4")), (Lines{"Ethernet1"}));
 }
 

@@ -20,7 +20,7 @@ TEST_F(LifecycleDelete, whatTheRulesClientNeverSawGoesSilently) {
    const U64 before = living();
    log.take();
    EXPECT_EQ(remove(), "");
-   EXPECT_EQ(log.take(), (Lines{"260 -p-ipv4"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfigColl -p-ipv4"}));
    EXPECT_EQ(request->aclConfig(), nullptr);
    EXPECT_EQ(living(), before - 1);
 }
@@ -30,7 +30,7 @@ TEST_F(LifecycleDelete, whatWasCommittedIsTakenBack) {
    commit();
    log.take();
    EXPECT_EQ(remove(), "");
-   EXPECT_EQ(log.take(), (Lines{"130 policyCreate", "133 1", "260 -p-ipv4"}));
+   EXPECT_EQ(log.take(), (Lines{"event policyCreate", "kickRequest 1", "aclConfigColl -p-ipv4"}));
    EXPECT_EQ(request->event(), policyDelete);
    EXPECT_EQ(request->currIntf(), Orlix::IntfId{});
    EXPECT_EQ(config(), nullptr);
@@ -63,7 +63,8 @@ TEST_F(LifecycleDelete, theInterfaceOfAnEarlierRequestStays) {
    log.take();
    remove();
    EXPECT_EQ(request->currIntf(), Orlix::IntfId{"Ethernet2"});
-   EXPECT_EQ(log.take(), (Lines{"130 policyIntfUpdate", "133 2", "260 -p-ipv4"}));
+   EXPECT_EQ(log.take(),
+             (Lines{"event policyIntfUpdate", "kickRequest 2", "aclConfigColl -p-ipv4"}));
 }
 
 TEST_F(LifecycleDelete, theOtherFamilyStays) {
@@ -81,7 +82,7 @@ TEST_F(LifecycleDelete, withoutRulesItIsTheSame) {
    commit();
    log.take();
    EXPECT_EQ(remove(), "");
-   EXPECT_EQ(log.take(), (Lines{"260 -p-ipv4"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfigColl -p-ipv4"}));
 }
 
 TEST_F(LifecycleDelete, anUnknownPolicyIsReported) {

@@ -144,12 +144,12 @@ TEST_F(LifecycleDeathTest, otherOperationsWithAnUnsupportedOption) {
 TEST_F(LifecycleDeathTest, creationWithoutInterfaces) {
    policy.changeable()->intf4DelAll();
    EXPECT_DEATH((showAll(), create(ipv4)),
-                fatalAfter("^! 260 \\+p-ipv4", functionText("createPolicy"), "policyData->intf4s()",
-                           "Policy without attached interfaces"));
+                fatalAfter("^! aclConfigColl \\+p-ipv4", functionText("createPolicy"),
+                           "policyData->intf4s()", "Policy without attached interfaces"));
    policy.intf4("Ethernet1").changeable()->intf6DelAll();
    EXPECT_DEATH((showAll(), create(ipv6)),
-                fatalAfter("^! 260 \\+p-ipv6", functionText("createPolicy"), "policyData->intf6s()",
-                           "Policy without attached interfaces"));
+                fatalAfter("^! aclConfigColl \\+p-ipv6", functionText("createPolicy"),
+                           "policyData->intf6s()", "Policy without attached interfaces"));
 }
 
 TEST_F(LifecycleDeathTest, recreationWithoutInterfaces) {
@@ -157,12 +157,14 @@ TEST_F(LifecycleDeathTest, recreationWithoutInterfaces) {
    create(ipv6);
    policy.changeable()->intf4DelAll();
    EXPECT_DEATH((showAll(), recreate(ipv4)),
-                fatalAfter("^! 260 -p-ipv4\n! 260 \\+p-ipv4", functionText("recreatePolicy"),
-                           "policyData->intf4s()", "Policy without attached interfaces"));
+                fatalAfter("^! aclConfigColl -p-ipv4\n! aclConfigColl \\+p-ipv4",
+                           functionText("recreatePolicy"), "policyData->intf4s()",
+                           "Policy without attached interfaces"));
    policy.intf4("Ethernet1").changeable()->intf6DelAll();
    EXPECT_DEATH((showAll(), recreate(ipv6)),
-                fatalAfter("^! 260 -p-ipv6\n! 260 \\+p-ipv6", functionText("recreatePolicy"),
-                           "policyData->intf6s()", "Policy without attached interfaces"));
+                fatalAfter("^! aclConfigColl -p-ipv6\n! aclConfigColl \\+p-ipv6",
+                           functionText("recreatePolicy"), "policyData->intf6s()",
+                           "Policy without attached interfaces"));
 }
 
 TEST_F(LifecycleDeathTest, anAnswerForAConfigurationThatIsGone) {

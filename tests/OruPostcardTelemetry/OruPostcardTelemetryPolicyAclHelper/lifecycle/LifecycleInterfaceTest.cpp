@@ -55,7 +55,8 @@ TEST_F(LifecycleInterface, aProgrammedPolicyPassesTheChangeOn) {
       EXPECT_EQ(request->event(), policyIntfUpdate);
       EXPECT_EQ(request->aclConfig(), config());
       EXPECT_EQ(request->currIntf(), Orlix::IntfId{"Ethernet2"});
-      EXPECT_EQ(log.take(), (Lines{"130 policyCreate", "132 ", "133 " + std::to_string(requests)}));
+      EXPECT_EQ(log.take(), (Lines{"event policyCreate", "currIntf ",
+                                   "kickRequest " + std::to_string(requests)}));
       remove();
    }
 }
@@ -67,7 +68,7 @@ TEST_F(LifecycleInterface, itIsTheProgrammedFlagThatCounts) {
       config()->programmedPolicyIs(true);
       log.take();
       EXPECT_EQ(change(removal), "");
-      EXPECT_EQ(log.take().back(), "133 " + std::to_string(request->kickRequest() - 1));
+      EXPECT_EQ(log.take().back(), "kickRequest " + std::to_string(request->kickRequest() - 1));
       EXPECT_TRUE(config()->rulesClientUpdated());
       remove();
    }
@@ -96,7 +97,7 @@ TEST_F(LifecycleInterface, theEmptyInterfaceLeavesTheOneOfAnEarlierRequest) {
    EXPECT_EQ(addIntf(""), "");
    EXPECT_EQ(interfaces(*config()), (Lines{"", "Ethernet1", "Ethernet2"}));
    EXPECT_EQ(request->currIntf(), Orlix::IntfId{"Ethernet2"});
-   EXPECT_EQ(log.take(), (Lines{"133 2"}));
+   EXPECT_EQ(log.take(), (Lines{"kickRequest 2"}));
 }
 
 // What is returned for a policy that is not programmed, by what the rules client has said so far.
@@ -127,7 +128,7 @@ TEST_F(LifecycleInterface, withoutAProgramTheLatestTextIsShown) {
          log.take();
          const std::string shown = row.shown != nullptr ? row.shown : notCommitted(removal);
          EXPECT_EQ(change(removal), shown);
-         EXPECT_EQ(log.take(), (Lines{"135 " + shown}));
+         EXPECT_EQ(log.take(), (Lines{"asyncOperationResult " + shown}));
          EXPECT_EQ(interfaces(*config()), after(removal));
          remove();
       }
@@ -160,11 +161,11 @@ TEST_F(LifecycleInterface, aFailureAfterASuccessEndsPassingOn) {
    fail("full");
    log.take();
    EXPECT_EQ(removeIntf("Ethernet2"), "full");
-   EXPECT_EQ(log.take(), (Lines{"135 full"}));
+   EXPECT_EQ(log.take(), (Lines{"asyncOperationResult full"}));
    EXPECT_EQ(interfaces(*config()), (Lines{"Ethernet1"}));
    succeed("");
    EXPECT_EQ(addIntf("Ethernet2"), "");
-   EXPECT_EQ(log.take().back(), "133 2");
+   EXPECT_EQ(log.take().back(), "kickRequest 2");
 }
 
 TEST_F(LifecycleInterface, committedButUnansweredIsNotProgrammed) {
@@ -172,7 +173,7 @@ TEST_F(LifecycleInterface, committedButUnansweredIsNotProgrammed) {
    commit();
    log.take();
    EXPECT_EQ(addIntf("Ethernet2"), notCommitted(false));
-   EXPECT_EQ(log.take(), (Lines{"135 " + notCommitted(false)}));
+   EXPECT_EQ(log.take(), (Lines{"asyncOperationResult " + notCommitted(false)}));
    EXPECT_EQ(request->event(), policyCreate);
 }
 
@@ -194,7 +195,7 @@ TEST_F(LifecycleInterface, withoutRulesNothingChanges) {
       config()->programmedPolicyIs(true); // makes no difference
       log.take();
       EXPECT_EQ(change(removal), "");
-      EXPECT_EQ(log.take(), (Lines{"135 "}));
+      EXPECT_EQ(log.take(), (Lines{"asyncOperationResult "}));
       EXPECT_EQ(interfaces(*config()), before(removal));
       EXPECT_FALSE(config()->rulesClientUpdated());
       remove();

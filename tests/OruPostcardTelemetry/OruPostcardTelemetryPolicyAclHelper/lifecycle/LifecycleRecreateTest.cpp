@@ -45,7 +45,7 @@ TEST_F(LifecycleRecreate, itMakesANewObjectUnderTheSameKey) {
    log.take();
    EXPECT_EQ(recreate(), "");
    EXPECT_NE(config(), old);
-   EXPECT_EQ(log.take(), (Lines{"260 -p-ipv4", "260 +p-ipv4"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfigColl -p-ipv4", "aclConfigColl +p-ipv4"}));
    EXPECT_EQ(request->kickRequest(), 0U);
 }
 
@@ -129,7 +129,7 @@ TEST_F(LifecycleRecreate, theNextCommitIsAnUpdate) {
    commit();
    EXPECT_EQ(request->event(), policyUpdate);
    EXPECT_EQ(request->aclConfig(), config());
-   EXPECT_EQ(log.take(), (Lines{"130 policyCreate", "131 p-ipv4", "133 1"}));
+   EXPECT_EQ(log.take(), (Lines{"event policyCreate", "aclConfig p-ipv4", "kickRequest 1"}));
 }
 
 TEST_F(LifecycleRecreate, withoutACommitTheNextOneIsACreation) {
@@ -155,14 +155,15 @@ TEST_F(LifecycleRecreate, aMessageIsReportedAfterTheHistoryIsThere) {
    helper->rulesResult = "wrong";
    Lines then;
    log.onLine = [&](const std::string& line) {
-      if (line == "135 wrong") {
+      if (line == "asyncOperationResult wrong") {
          then = history(*config());
          then.push_back(config()->programmedPolicy() ? "programmed" : "not programmed");
       }
    };
    EXPECT_EQ(recreate(), "wrong");
    EXPECT_EQ(then, (Lines{"0 ", "next 1", "programmed"}));
-   EXPECT_EQ(log.take(), (Lines{"260 -p-ipv4", "260 +p-ipv4", "135 wrong"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfigColl -p-ipv4", "aclConfigColl +p-ipv4",
+                                "asyncOperationResult wrong"}));
 }
 
 TEST_F(LifecycleRecreate, noRulesIsASuccessThatIsReported) {
@@ -171,7 +172,8 @@ TEST_F(LifecycleRecreate, noRulesIsASuccessThatIsReported) {
       program();
       helper->rulesResult = message;
       EXPECT_EQ(recreate(), "");
-      EXPECT_EQ(log.take(), (Lines{"260 -p-ipv4", "260 +p-ipv4", "135 "}));
+      EXPECT_EQ(log.take(),
+                (Lines{"aclConfigColl -p-ipv4", "aclConfigColl +p-ipv4", "asyncOperationResult "}));
       EXPECT_TRUE(config()->rulesClientUpdated());
       helper->rulesResult = {};
       remove();

@@ -47,34 +47,36 @@ TEST_F(LifecycleRequest, settingWhatIsSetIsSilent) {
    EXPECT_EQ(log.take(), Lines{});
    request->aclConfigIs(nullptr);
    request->aclConfigIs(nullptr);
-   EXPECT_EQ(log.take(), (Lines{"131 p-ipv4"}));
+   EXPECT_EQ(log.take(), (Lines{"aclConfig p-ipv4"}));
 }
 
 TEST_F(LifecycleRequest, everyFieldIsWrittenInItsOrder) {
    post(policyDelete, "p-ipv4", "Ethernet1");
-   EXPECT_EQ(log.take(), (Lines{"130 policyCreate", "131 nothing", "132 ", "133 0"}));
+   EXPECT_EQ(log.take(),
+             (Lines{"event policyCreate", "aclConfig nothing", "currIntf ", "kickRequest 0"}));
    post(policyIntfUpdate, "p-ipv6", "Ethernet2");
-   EXPECT_EQ(log.take(), (Lines{"130 policyDelete", "131 p-ipv4", "132 Ethernet1", "133 1"}));
+   EXPECT_EQ(log.take(), (Lines{"event policyDelete", "aclConfig p-ipv4", "currIntf Ethernet1",
+                                "kickRequest 1"}));
    EXPECT_EQ(seen(), "policyIntfUpdate p-ipv6 'Ethernet2' 2 updated");
 }
 
 TEST_F(LifecycleRequest, anObserverOfTheCounterSeesEverythingNew) {
    Lines lines;
    const auto subscription = request->publisher()->subscribe([&](const Pello::Change& change) {
-      lines.push_back(std::to_string(change.attribute) + ": " + seen());
+      lines.push_back(TestSupport::nameOf(change, *request) + ": " + seen());
    });
    post(policyIntfUpdate, "p-ipv6", "Ethernet2");
-   EXPECT_EQ(lines,
-             (Lines{"130: policyIntfUpdate nothing '' 0", "131: policyIntfUpdate p-ipv6 '' 0",
-                    "132: policyIntfUpdate p-ipv6 'Ethernet2' 0",
-                    "133: policyIntfUpdate p-ipv6 'Ethernet2' 1 updated"}));
+   EXPECT_EQ(lines, (Lines{"event: policyIntfUpdate nothing '' 0",
+                           "aclConfig: policyIntfUpdate p-ipv6 '' 0",
+                           "currIntf: policyIntfUpdate p-ipv6 'Ethernet2' 0",
+                           "kickRequest: policyIntfUpdate p-ipv6 'Ethernet2' 1 updated"}));
 }
 
 // Every operation that posts does so for an observer, too.
 TEST_F(LifecycleRequest, soItIsForEveryOperation) {
    Lines lines;
    const auto subscription = request->publisher()->subscribe([&](const Pello::Change& change) {
-      if (change.attribute == 133) {
+      if (change.attribute == PostcardTelemetryRulesClientSmConfig::kickRequestId) {
          lines.push_back(seen() + (config("p-ipv4") == request->aclConfig() ? " kept" : " gone"));
       }
    });
@@ -98,7 +100,7 @@ TEST_F(LifecycleRequest, withoutAnInterfaceTheEarlierOneStays) {
       log.take();
       post(event, "p-ipv6");
       EXPECT_EQ(request->currIntf(), Orlix::IntfId{"Ethernet2"});
-      EXPECT_EQ(std::ranges::count(log.take(), "132 "), 0);
+      EXPECT_EQ(std::ranges::count(log.take(), "currIntf "), 0);
    }
    EXPECT_EQ(seen(), "policyDelete p-ipv6 'Ethernet2' 4 updated");
 }
@@ -113,7 +115,7 @@ TEST_F(LifecycleRequest, theSameAgainIsOnlyCounted) {
    post(policyIntfUpdate, "p-ipv4", "Ethernet2");
    log.take();
    post(policyIntfUpdate, "p-ipv4", "Ethernet2");
-   EXPECT_EQ(log.take(), (Lines{"133 1"}));
+   EXPECT_EQ(log.take(), (Lines{"kickRequest 1"}));
 }
 
 TEST_F(LifecycleRequest, theCounterWraps) {
@@ -121,7 +123,7 @@ TEST_F(LifecycleRequest, theCounterWraps) {
    log.take();
    commit();
    EXPECT_EQ(request->kickRequest(), 0U);
-   EXPECT_EQ(log.take().back(), "133 4294967295");
+   EXPECT_EQ(log.take().back(), "kickRequest 4294967295");
 }
 
 TEST_F(LifecycleRequest, nothingElseIsWritten) {
@@ -172,7 +174,7 @@ TEST_F(LifecycleRequest, tracesWithAndWithoutAnInterface) {
 TEST_F(LifecycleRequest, anAnswerMayComeAtOnce) {
    Lines returned;
    const auto subscription = request->publisher()->subscribe([&](const Pello::Change& change) {
-      if (change.attribute == 133) {
+      if (change.attribute == PostcardTelemetryRulesClientSmConfig::kickRequestId) {
          returned.push_back((request->event() == policyDelete ? fail("busy") : succeed()).str());
       }
    });

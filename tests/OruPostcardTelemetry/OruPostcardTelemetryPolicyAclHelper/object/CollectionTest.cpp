@@ -10,20 +10,18 @@ namespace {
 
 using namespace TestSupport;
 
-constexpr U16 collectionId = 260;
-
 using Configurations = std::remove_cvref_t<
       decltype(std::declval<const OruPostcardPolicyAclHelper&>().aclConfigColl())>;
 static_assert(Configurations::hashConstant == 0xf5fef739);
 
-// Everything that a helper publishes, as "identifier key removed|inserted", and what was removed.
+// Everything that a helper publishes, as "attribute key removed|inserted", and what was removed.
 class Watch {
  public:
    explicit Watch(const Kiv::Entity& entity)
-      : subscription_{entity.publisher()->subscribe([this](const Pello::Change& change) {
+      : subscription_{entity.publisher()->subscribe([this, &entity](const Pello::Change& change) {
            const auto* key = change.key.as<Pello::String>();
            const auto* old = change.oldValue.as<Pello::Ptr<PostcardTelemetryAclConfig>>();
-           seen.push_back(std::to_string(change.attribute) + " " +
+           seen.push_back(std::string{entity.typeData().attribute(change.attribute).name} + " " +
                           (key == nullptr ? "" : key->str()) +
                           (change.oldValue.empty() ? " inserted" : " removed"));
            if (old != nullptr) {
@@ -47,7 +45,7 @@ TEST(HelperCollection, insertionPublishesOnceAndNotForAnExistingKey) {
    EXPECT_EQ(records.helper->aclConfigCollIs("k"), first);
    EXPECT_EQ(first->aclConfigKey(), "k");
    EXPECT_EQ(records.helper->aclConfigColl("k"), first);
-   EXPECT_EQ(watch.seen, Lines{"260 k inserted"});
+   EXPECT_EQ(watch.seen, Lines{"aclConfigColl k inserted"});
 }
 
 TEST(HelperCollection, insertionIsPublishedWhenItCanBeLookedUp) {
@@ -64,7 +62,7 @@ TEST(HelperCollection, removalPublishesTheRemovedValueAndHandsItOver) {
    const auto config = records.helper->aclConfigCollIs("k");
    const Watch watch{*records.helper};
    EXPECT_EQ(records.helper->aclConfigCollDel("k"), config);
-   EXPECT_EQ(watch.seen, Lines{"260 k removed"});
+   EXPECT_EQ(watch.seen, Lines{"aclConfigColl k removed"});
    EXPECT_EQ(watch.removed, std::vector{config});
    EXPECT_EQ(records.helper->aclConfigColl("k"), nullptr);
 }
@@ -89,7 +87,8 @@ TEST(HelperCollection, removingAllPublishesEachRemoval) {
          [&](const Pello::Change&) { left.push_back(records.helper->aclConfigColls()); });
    records.helper->aclConfigCollDelAll();
    std::ranges::sort(watch.seen);
-   EXPECT_EQ(watch.seen, (Lines{"260 a removed", "260 b removed", "260 c removed"}));
+   EXPECT_EQ(watch.seen, (Lines{"aclConfigColl a removed", "aclConfigColl b removed",
+                                "aclConfigColl c removed"}));
    EXPECT_EQ(left, (std::vector<std::size_t>{2, 1, 0}));
 }
 
@@ -100,7 +99,7 @@ TEST(HelperCollection, destructionPublishesEachRemoval) {
    Watch watch{*records.helper};
    records.helper = nullptr;
    std::ranges::sort(watch.seen);
-   EXPECT_EQ(watch.seen, (Lines{"260 a removed", "260 b removed"}));
+   EXPECT_EQ(watch.seen, (Lines{"aclConfigColl a removed", "aclConfigColl b removed"}));
    EXPECT_EQ(watch.removed.size(), 2U);
 }
 
@@ -174,7 +173,11 @@ TEST(Helper, hwInitSetsTheFiveSwitchesInOrder) {
    EXPECT_FALSE(records.helper->establishedSupported());
    EXPECT_FALSE(records.helper->subRulesForL4Ports());
    EXPECT_TRUE(records.helper->asyncOperations());
-   EXPECT_EQ(published, (std::vector<U16>{130, 131, 132, 133, 134}));
+   using Helper = OruPostcardPolicyAclHelper;
+   EXPECT_EQ(published,
+             (std::vector<U16>{Helper::updateActionSupportedId, Helper::expandPortChannelsId,
+                               Helper::establishedSupportedId, Helper::subRulesForL4PortsId,
+                               Helper::asyncOperationsId}));
 }
 
 TEST(Helper, hwInitReadsNoCapability) {
@@ -188,11 +191,11 @@ TEST(Helper, attributesHaveTheirIdentifiers) {
    const struct {
       U16 id;
       const char* name;
-   } rows[] = {{258, "clientConfig"}, {259, "hwCapability"}, {collectionId, "aclConfigColl"}};
+   } rows[] = {{258, "clientConfig"}, {259, "hwCapability"}, {260, "aclConfigColl"}};
    for (const auto& row : rows) {
       EXPECT_EQ(type.attribute(row.id).name, row.name);
    }
-   EXPECT_EQ(type.attributes.back().id, collectionId);
+   EXPECT_EQ(type.attributes.back().id, 260);
    EXPECT_EQ(&HelperRecords{}.helper->typeData(), &type);
    EXPECT_EQ(Kiv::findType("OruPostcardTelemetry::OruPostcardPolicyAclHelper"), &type);
 }

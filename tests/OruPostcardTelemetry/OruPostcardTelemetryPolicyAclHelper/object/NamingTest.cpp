@@ -92,13 +92,14 @@ class OneKey : public OruPostcardPolicyAclHelper {
 TEST_F(AclConfigOfPolicyDeathTest, typeOfAnUnsupportedOptionEndsTheProcess) {
    const auto helper = HelperRecords::make<OneKey>(records.clientConfig, records.hwCapability);
    const auto subscription = helper->publisher()->subscribe([&](const Pello::Change& change) {
-      std::fprintf(stderr, "%u %s %d\n", unsigned{change.attribute},
+      std::fprintf(stderr, "%s %s %d\n", helper->typeData().attribute(change.attribute).name.data(),
                    change.key.as<Pello::String>()->c_str(),
                    helper->aclConfigColl("key") != nullptr ? 1 : 0);
    });
    for (const int number : {2, 255}) {
       EXPECT_DEATH(helper->createAclConfig(policy.data(), static_cast<ClassMapMatchOption>(number)),
-                   "^260 key 1\n" + fatalLine(mappingFunction, unsupportedOption).substr(5));
+                   "^aclConfigColl key 1\n" +
+                         fatalLine(mappingFunction, unsupportedOption).substr(5));
    }
 }
 

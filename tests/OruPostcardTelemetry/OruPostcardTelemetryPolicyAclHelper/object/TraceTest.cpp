@@ -1,10 +1,10 @@
 // What the helper traces while it makes a policy: every line, in order, in the text trace and in
 // the ring. A line is "level operation: text", and "8 operation" for an entry into an operation,
 // which has no text.
-#include "Ringlog/Reader.h"
 #include "Ringlog/Ring.h"
 #include "support/HelperRecords.h"
 #include "support/PolicyRecords.h"
+#include "support/RingReader.h"
 #include "support/TraceCapture.h"
 
 #include <gtest/gtest.h>
@@ -132,7 +132,7 @@ TEST_F(Traces, creationOfAClassWithEverything) {
 // from.
 template <class Site>
 Lines lastInRing(std::size_t count, Site site) {
-   const Ringlog::Reader reader{Ringlog::snapshot()};
+   const TestSupport::RingReader reader{Ringlog::snapshot()};
    const auto& records = reader.records();
    Lines lines;
    for (std::size_t i = records.size() - std::min(count, records.size()); i < records.size(); ++i) {
@@ -167,7 +167,7 @@ TEST_F(Traces, theRingHoldsTheSameSequence) {
 TEST_F(Traces, theRingIsWrittenWhileTheTextTraceIsOff) {
    everything();
    records.helper->createPolicy(policy.data(), matchIpAccessGroup());
-   const Ringlog::Reader reader{Ringlog::snapshot()};
+   const TestSupport::RingReader reader{Ringlog::snapshot()};
    ASSERT_FALSE(reader.records().empty());
    EXPECT_EQ(reader.records().back().text, "Deleting Rule : web-ipv4");
    EXPECT_EQ(reader.records().back().site->format, "Deleting Rule : {}");

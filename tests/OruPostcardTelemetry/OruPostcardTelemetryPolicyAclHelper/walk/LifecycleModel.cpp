@@ -52,17 +52,17 @@ std::shared_ptr<Config> Model::add(const std::string& key, int family) {
    config->key = key;
    config->family = family;
    configs[key] = config;
-   published.push_back("260 +" + key);
+   published.push_back("aclConfigColl +" + key);
    return config;
 }
 
 void Model::drop(const std::string& key) {
    configs.erase(key);
-   published.push_back("260 -" + key);
+   published.push_back("aclConfigColl -" + key);
 }
 
 std::string Model::report(const std::string& text) {
-   published.push_back("135 " + text);
+   published.push_back("asyncOperationResult " + text);
    return result = text;
 }
 
@@ -179,15 +179,15 @@ std::string Model::changeInterface(const Policy& policy, int family, const std::
 
 void Model::post(int newEvent, const std::shared_ptr<Config>& config, const std::string& intf) {
    if (event != newEvent) {
-      published.push_back(std::string{"130 "} + eventNames[event]);
+      published.push_back(std::string{"event "} + eventNames[event]);
    }
    if (about != config) {
-      published.push_back("131 " + (about == nullptr ? "nothing" : about->key));
+      published.push_back("aclConfig " + (about == nullptr ? "nothing" : about->key));
    }
    if (!intf.empty() && interface != intf) {
-      published.push_back("132 " + interface);
+      published.push_back("currIntf " + interface);
    }
-   published.push_back("133 " + std::to_string(count));
+   published.push_back("kickRequest " + std::to_string(count));
    event = newEvent;
    about = config;
    interface = intf.empty() ? interface : intf;

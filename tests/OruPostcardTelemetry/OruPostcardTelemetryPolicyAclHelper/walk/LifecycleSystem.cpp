@@ -66,7 +66,8 @@ std::string configText(const PostcardTelemetryAclConfig& config) {
 System::System(const Client& client)
    : requests_{records_.clientConfig->publisher()->subscribe(
            [this, &client](const Pello::Change& change) {
-              if (change.attribute == 133 && client != Client::later) {
+              if (change.attribute == PostcardTelemetryRulesClientSmConfig::kickRequestId &&
+                  client != Client::later) {
                  const bool success = client == Client::succeedsAtOnce;
                  returned_.push_back(answer(success, success ? "" : "busy"));
               }

@@ -7,15 +7,17 @@ namespace Postcard::Agent::Service {
 namespace {
 
 // Every tenth request goes wrong.
-void goesWrongAtTimes(RulesClient::SoftwareTcam& tcam, const AgentServer::Later&,
+void goesWrongAtTimes(TestSupport::FaultyLine& line, const AgentServer::Later&,
                       PolicyAgent& agent) {
    static const auto subscription =
-         agent.requests()->publisher()->subscribe([&tcam](const Pello::Change& change) {
-            constexpr RulesClient::InjectedFailure::Kind kinds[] = {
-                  RulesClient::InjectedFailure::refuse, RulesClient::InjectedFailure::twice,
-                  RulesClient::InjectedFailure::gone, RulesClient::InjectedFailure::never};
-            if (change.attribute == 133 && tcam.requests() % 10 == 0) {
-               tcam.inject({kinds[tcam.requests() / 10 % std::size(kinds)], "busy"});
+         agent.requests()->publisher()->subscribe([&line](const Pello::Change& change) {
+            constexpr TestSupport::InjectedFailure::Kind kinds[] = {
+                  TestSupport::InjectedFailure::refuse, TestSupport::InjectedFailure::twice,
+                  TestSupport::InjectedFailure::gone, TestSupport::InjectedFailure::never};
+            if (change.attribute ==
+                      OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig::kickRequestId &&
+                line.requests() % 10 == 0) {
+               line.inject({kinds[line.requests() / 10 % std::size(kinds)], "busy"});
             }
          });
 }

@@ -6,6 +6,7 @@
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/rules-client/software/SoftwareTcam.h"
+#include "support/FaultyLine.h"
 #include "support/Sanitized.h"
 
 #include <gtest/gtest.h>
@@ -29,8 +30,6 @@
 namespace Postcard::Agent::Service {
 
 using namespace std::chrono_literals;
-using RulesClient::InjectedFailure;
-using RulesClient::SoftwareTcam;
 
 using TestSupport::sanitized;
 
@@ -71,7 +70,7 @@ inline std::size_t residentKilobytes(pid_t process) {
 class AgentServerTest : public testing::Test {
  protected:
    using Inject =
-         std::function<void(RulesClient::SoftwareTcam&, const AgentServer::Later&, PolicyAgent&)>;
+         std::function<void(TestSupport::FaultyLine&, const AgentServer::Later&, PolicyAgent&)>;
 
    using Tweak = std::function<void(ServerOptions&)>;
 
@@ -120,11 +119,11 @@ class AgentServerTest : public testing::Test {
       try {
          AgentServer server{options, *Policy::File::loadPolicyFile(file()).policyFile,
                             [&](PolicyAgent& agent, const AgentServer::Later& later) {
-                               auto tcam = std::make_shared<RulesClient::SoftwareTcam>(
+                               auto line = std::make_shared<TestSupport::FaultyLine>(
                                      agent.requests(), agent.answers(),
-                                     RulesClient::SoftwareTcam::Options{100'000, later});
-                               inject(*tcam, later, agent);
-                               return tcam;
+                                     std::make_shared<RulesClient::SoftwareTcam>(100'000), later);
+                               inject(*line, later, agent);
+                               return line;
                             }};
          return server.run() ? 0 : 3;
       } catch (const std::exception& error) {
@@ -178,6 +177,6 @@ class AgentServerTest : public testing::Test {
    pid_t child_ = 0;
 };
 
-inline void allGoesWell(RulesClient::SoftwareTcam&, const AgentServer::Later&, PolicyAgent&) {}
+inline void allGoesWell(TestSupport::FaultyLine&, const AgentServer::Later&, PolicyAgent&) {}
 
 } // namespace Postcard::Agent::Service

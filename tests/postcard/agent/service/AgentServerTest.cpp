@@ -16,8 +16,8 @@ std::string timeText(std::chrono::system_clock::time_point when) {
 
 TEST_F(AgentServerTest, anAnswerThatNeverComesIsToldAndTheNextOneRepairsIt) {
    write(policyText(sampleAll));
-   start(50ms, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
-      tcam.inject({RulesClient::InjectedFailure::never, {}});
+   start(50ms, [](TestSupport::FaultyLine& line, auto&&...) {
+      line.inject({TestSupport::InjectedFailure::never, {}});
    });
    ASSERT_TRUE(eventually([this] { return status()["overdue"] == true; }));
    const auto waiting = status();
@@ -33,20 +33,20 @@ TEST_F(AgentServerTest, anAnswerThatNeverComesIsToldAndTheNextOneRepairsIt) {
 }
 
 // Lets the held answers go at `deadline`, from the event loop.
-void releaseAt(std::chrono::steady_clock::time_point deadline, RulesClient::SoftwareTcam& tcam,
+void releaseAt(std::chrono::steady_clock::time_point deadline, TestSupport::FaultyLine& line,
                const AgentServer::Later& later) {
    if (std::chrono::steady_clock::now() < deadline) {
-      later([deadline, &tcam, later] { releaseAt(deadline, tcam, later); });
+      later([deadline, &line, later] { releaseAt(deadline, line, later); });
    } else {
-      tcam.releaseAnswers();
+      line.releaseAnswers();
    }
 }
 
 TEST_F(AgentServerTest, aLateAnswerIsTaken) {
    write(policyText(sampleAll));
-   start(50ms, [](RulesClient::SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
-      tcam.inject({RulesClient::InjectedFailure::late, {}});
-      releaseAt(std::chrono::steady_clock::now() + 1s, tcam, later);
+   start(50ms, [](TestSupport::FaultyLine& line, const AgentServer::Later& later, auto&&) {
+      line.inject({TestSupport::InjectedFailure::late, {}});
+      releaseAt(std::chrono::steady_clock::now() + 1s, line, later);
    });
    ASSERT_TRUE(eventually([this] { return status()["overdue"] == true; }));
    ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
@@ -57,8 +57,8 @@ TEST_F(AgentServerTest, aLateAnswerIsTaken) {
 
 TEST_F(AgentServerTest, anAnswerThatComesTwiceIsTakenOnce) {
    write(policyText(sampleAll));
-   start(5s, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
-      tcam.inject({RulesClient::InjectedFailure::twice, {}});
+   start(5s, [](TestSupport::FaultyLine& line, auto&&...) {
+      line.inject({TestSupport::InjectedFailure::twice, {}});
    });
    ASSERT_TRUE(eventually([this] { return status()["state"] == "programmed"; }));
    EXPECT_EQ(status()["history"].size(), 1U);
@@ -74,8 +74,8 @@ void writeStale(PolicyAgent& agent) {
 // event loop: then the record holds one answer while the agent is told of the other.
 TEST_F(AgentServerTest, aStaleAnswerBeforeTheRightOneIsNotTaken) {
    write(policyText(sampleAll));
-   start(5s, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
-      tcam.inject({RulesClient::InjectedFailure::gone, "stale"});
+   start(5s, [](TestSupport::FaultyLine& line, auto&&...) {
+      line.inject({TestSupport::InjectedFailure::gone, "stale"});
    });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    EXPECT_EQ(status()["history"], nlohmann::json::parse(R"([""])"));
@@ -83,10 +83,12 @@ TEST_F(AgentServerTest, aStaleAnswerBeforeTheRightOneIsNotTaken) {
 
 TEST_F(AgentServerTest, aStaleAnswerAfterTheRightOneIsNotTaken) {
    write(policyText(sampleAll));
-   start(5s, [](RulesClient::SoftwareTcam&, const AgentServer::Later& later, PolicyAgent& agent) {
+   start(5s, [](TestSupport::FaultyLine&, const AgentServer::Later& later, PolicyAgent& agent) {
       static const auto subscription =
             agent.answers()->publisher()->subscribe([&agent, later](const Pello::Change& change) {
-               if (change.attribute == 132 && agent.answers()->kickResponse() == 1) {
+               if (change.attribute == OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus::
+                                             kickResponseId &&
+                   agent.answers()->kickResponse() == 1) {
                   later([&agent] { writeStale(agent); }); // behind the agent's own work
                   writeStale(agent);                      // and before it
                }
@@ -100,8 +102,8 @@ TEST_F(AgentServerTest, aRefusalIsShown) {
    write(policyText(sampleAll));
    start(
          5s,
-         [](RulesClient::SoftwareTcam& tcam, auto&&...) {
-            tcam.inject({RulesClient::InjectedFailure::refuse, "no power"});
+         [](TestSupport::FaultyLine& line, auto&&...) {
+            line.inject({TestSupport::InjectedFailure::refuse, "no power"});
          },
          [](ServerOptions& options) { options.agent.retryTime = 1h; });
    ASSERT_TRUE(eventually([this] { return status()["state"] == "failed"; }));
@@ -121,8 +123,8 @@ TEST_F(AgentServerTest, whoWaitsSinceWhenIsToldUntilItIsRepairedWithoutAReload) 
    const auto begin = std::chrono::system_clock::now();
    start(
          100ms,
-         [](RulesClient::SoftwareTcam& tcam, auto&&...) {
-            tcam.inject({RulesClient::InjectedFailure::never, {}}, 9);
+         [](TestSupport::FaultyLine& line, auto&&...) {
+            line.inject({TestSupport::InjectedFailure::never, {}}, 9);
          },
          [](ServerOptions& options) { options.agent.retryTime = 300ms; });
    ASSERT_TRUE(eventually([this] { return status(2)["overdue"] == true; }));
@@ -142,11 +144,11 @@ TEST_F(AgentServerTest, whoWaitsSinceWhenIsToldUntilItIsRepairedWithoutAReload) 
 
 TEST_F(AgentServerTest, oneLostOneLateOneRepeatedAnswer) {
    write(threePolicies);
-   start(200ms, [](RulesClient::SoftwareTcam& tcam, const AgentServer::Later& later, auto&&) {
-      tcam.inject({RulesClient::InjectedFailure::never, {}});
-      tcam.inject({RulesClient::InjectedFailure::late, {}});
-      tcam.inject({RulesClient::InjectedFailure::twice, {}});
-      releaseAt(std::chrono::steady_clock::now() + 600ms, tcam, later);
+   start(200ms, [](TestSupport::FaultyLine& line, const AgentServer::Later& later, auto&&) {
+      line.inject({TestSupport::InjectedFailure::never, {}});
+      line.inject({TestSupport::InjectedFailure::late, {}});
+      line.inject({TestSupport::InjectedFailure::twice, {}});
+      releaseAt(std::chrono::steady_clock::now() + 600ms, line, later);
    });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    for (const auto& policy : statuses()) {
@@ -156,8 +158,8 @@ TEST_F(AgentServerTest, oneLostOneLateOneRepeatedAnswer) {
 
 TEST_F(AgentServerTest, killedWithARequestInFlightItComesUpClean) {
    write(threePolicies);
-   start(10s, [](RulesClient::SoftwareTcam& tcam, auto&&...) {
-      tcam.inject({RulesClient::InjectedFailure::never, {}});
+   start(10s, [](TestSupport::FaultyLine& line, auto&&...) {
+      line.inject({TestSupport::InjectedFailure::never, {}});
    });
    EXPECT_EQ(status()["state"], "waiting");
    EXPECT_EQ(end(SIGKILL), -SIGKILL);
@@ -167,8 +169,8 @@ TEST_F(AgentServerTest, killedWithARequestInFlightItComesUpClean) {
 
 // ---- The end ----
 
-void never(RulesClient::SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent&) {
-   tcam.inject({RulesClient::InjectedFailure::never, {}}, 1000);
+void never(TestSupport::FaultyLine& line, const AgentServer::Later&, PolicyAgent&) {
+   line.inject({TestSupport::InjectedFailure::never, {}}, 1000);
 }
 
 TEST_F(AgentServerTest, itEndsAtOnceWhileAPolicyWaits) {
@@ -194,14 +196,15 @@ TEST_F(AgentServerTest, takingBackFromADeadRulesClientHasOneDeadline) {
 }
 
 // Does `what` to the rules client right before it is asked for the first removal of three policies.
-auto atTheFirstRemoval(RulesClient::InjectedFailure what, std::size_t times) {
-   return [=](RulesClient::SoftwareTcam& tcam, const AgentServer::Later&, PolicyAgent& agent) {
+auto atTheFirstRemoval(TestSupport::InjectedFailure what, std::size_t times) {
+   return [=](TestSupport::FaultyLine& line, const AgentServer::Later&, PolicyAgent& agent) {
       static const auto subscription = agent.requests()->publisher()->subscribe(
-            [=, &tcam, &agent](const Pello::Change& change) {
-               constexpr U16 eventId = 130; // written before the counter
-               if (change.attribute == eventId &&
+            [=, &line, &agent](const Pello::Change& change) {
+               // The event is written before the counter.
+               if (change.attribute ==
+                         OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig::eventId &&
                    agent.requests()->event() == OruPostcardTelemetry::policyDelete) {
-                  tcam.inject(what, times);
+                  line.inject(what, times);
                }
             });
    };
@@ -209,7 +212,7 @@ auto atTheFirstRemoval(RulesClient::InjectedFailure what, std::size_t times) {
 
 TEST_F(AgentServerTest, aRemovalThatIsAlwaysRefusedIsToldAtTheEnd) {
    write(threePolicies);
-   start(5s, atTheFirstRemoval({RulesClient::InjectedFailure::refuse, "busy"}, 1000),
+   start(5s, atTheFirstRemoval({TestSupport::InjectedFailure::refuse, "busy"}, 1000),
          [](ServerOptions& options) {
             options.deleteOnExit = true;
             options.deleteTime = 500ms;
@@ -224,7 +227,7 @@ TEST_F(AgentServerTest, aRemovalThatIsAlwaysRefusedIsToldAtTheEnd) {
 
 TEST_F(AgentServerTest, aRemovalThatIsRefusedOrLostOnceIsMadeAgainBeforeTheEnd) {
    for (const auto kind :
-        {RulesClient::InjectedFailure::refuse, RulesClient::InjectedFailure::never}) {
+        {TestSupport::InjectedFailure::refuse, TestSupport::InjectedFailure::never}) {
       write(threePolicies);
       start(200ms, atTheFirstRemoval({kind, "busy"}, 1), [](ServerOptions& options) {
          options.deleteOnExit = true;
@@ -241,7 +244,7 @@ TEST_F(AgentServerTest, aRemovalThatIsRefusedOrLostOnceIsMadeAgainBeforeTheEnd) 
 
 TEST_F(AgentServerTest, aRemovalThatWaitsSaysSinceWhenHoweverOftenItIsMadeAgain) {
    write(threePolicies);
-   start(200ms, atTheFirstRemoval({RulesClient::InjectedFailure::never, {}}, 1000),
+   start(200ms, atTheFirstRemoval({TestSupport::InjectedFailure::never, {}}, 1000),
          [](ServerOptions& options) { options.agent.retryTime = 50ms; });
    ASSERT_TRUE(eventually([this] { return allAre("programmed"); }));
    write(fileText(namedPolicy("web", sampleAll)));

@@ -1,4 +1,6 @@
-// `readCapture`: walks through the frames of a capture file (pcap or pcapng). Relies on libpcap.
+// `readCapture`: walks through the frames of a capture file (pcap or pcapng). Relies on libpcap to
+// read the file and on `decodeFrame` to decode the frames. A library of its own, so that who only
+// works with packets does not load libpcap.
 #pragma once
 
 #include "postcard/packets/PacketFrame.h"

@@ -1,5 +1,5 @@
 // Capture files: that every frame of the right ones is shown, and what is said of the wrong ones.
-#include "postcard/packets/CaptureFile.h"
+#include "postcard/packets/capture/CaptureFile.h"
 
 #include "support/CaptureBytes.h"
 #include "support/TemporaryFolder.h"

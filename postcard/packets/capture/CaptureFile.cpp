@@ -1,4 +1,4 @@
-#include "postcard/packets/CaptureFile.h"
+#include "postcard/packets/capture/CaptureFile.h"
 
 #include <pcap/pcap.h>
 

@@ -1,0 +1,142 @@
+// The steps of a policy: what the helper is asked to do, and the requests that come of it.
+#include "postcard/agent/PolicyAgent.h"
+#include "postcard/host/HelperMessage.h"
+#include "postcard/policy/PolicyBuilder.h"
+
+#include <utility>
+
+namespace Postcard::Agent {
+
+using OruPostcardTelemetry::PostcardTelemetryAclConfig;
+
+void PolicyAgent::perform(const Step& step, PolicyEntry& entry, const PolicyKey& key) {
+   switch (step.verb) {
+   case Verb::build:
+      return build(entry, key);
+   case Verb::commit:
+      return commit(entry, key, Attempt::again);
+   case Verb::remove:
+      return remove(entry, key);
+   case Verb::addIntf:
+   case Verb::removeIntf:
+      return changeIntf(step, entry, key);
+   }
+}
+
+void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
+   const auto matchOption = matchOptionOf(key.second);
+   const bool posted = entry.config != nullptr && entry.config->rulesClientUpdated();
+   const Kiv::String message = entry.config != nullptr
+                                     ? helper_->recreatePolicy(entry.wanted->data, matchOption)
+                                     : helper_->createPolicy(entry.wanted->data, matchOption);
+   entry.made = entry.wanted;
+   entry.config = configOf(key);
+   if (entry.config == nullptr && posted) {
+      leave(entry, Residue::earlierVersion);
+   }
+   const Host::HelperMessageKind kind = Host::kindOf(message.view());
+   if (kind != Host::HelperMessageKind::success) {
+      const bool isUnsupported = kind == Host::HelperMessageKind::unsupported;
+      return settle(entry, isUnsupported ? PolicyState::unsupported : PolicyState::invalid,
+                    message.str());
+   }
+   if (entry.config == nullptr) {
+      return settle(entry, PolicyState::invalid, "the helper made no ACL configuration");
+   }
+   commit(entry, key, Attempt::first);
+}
+
+void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key, Attempt attempt) {
+   const bool isDue = entry.retry == Retry::now;
+   if (isDue) {
+      entry.retry = Retry::none;
+   }
+   if (entry.config->ruleByNames() != 0) {
+      const U32 before = requests_->kickRequest();
+      helper_->commitPolicy(entry.made->data, matchOptionOf(key.second));
+      await(key, entry, before, attempt);
+   } else if (entry.config->rulesClientUpdated() || (isDue && entry.residue != Residue::none)) {
+      // The helper posts nothing for a policy without rules, and hardware would keep the rules of
+      // the version before. The policy is built again when the removal is confirmed.
+      remove(entry, key);
+   } else {
+      settleWithoutRules(entry);
+   }
+}
+
+void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
+   const Attempt attempt = entry.residue == Residue::none ? Attempt::first : Attempt::again;
+   if (entry.config == nullptr && !makeAgainToRemove(entry, key)) {
+      entry.retry = Retry::none;
+      return settleWithoutRules(entry);
+   }
+   if (entry.residue != Residue::none) {
+      // The configuration that the helper has deleted knew that the rules client was told of it.
+      // Without this flag the helper would delete the new one silently.
+      entry.config->rulesClientUpdatedIs(true);
+   }
+   const U32 before = requests_->kickRequest();
+   helper_->deletePolicy(entry.made->data, matchOptionOf(key.second));
+   entry.config = nullptr;
+   await(key, entry, before, attempt);
+   if (inFlight_) {
+      leave(entry, Residue::unconfirmedRemoval);
+   } else {
+      settleWithoutRules(entry);
+   }
+}
+
+// The helper deletes only what it has. Returns whether it has made the configuration again; it may
+// refuse what it made before, because the hardware's capabilities have changed since.
+bool PolicyAgent::makeAgainToRemove(PolicyEntry& entry, const PolicyKey& key) {
+   helper_->createPolicy(entry.made->data, matchOptionOf(key.second));
+   entry.config = configOf(key);
+   return entry.config != nullptr;
+}
+
+void PolicyAgent::changeIntf(const Step& step, PolicyEntry& entry, const PolicyKey& key) {
+   const auto matchOption = matchOptionOf(key.second);
+   const L3::VrfName vrf{"default"};
+   const U32 before = requests_->kickRequest();
+   if (step.verb == Verb::addIntf) {
+      helper_->addIntfToPolicy(entry.made->data, step.intf, step.intf, vrf, matchOption);
+   } else {
+      helper_->removeIntfFromPolicy(entry.made->data, step.intf, step.intf, vrf, matchOption);
+   }
+   await(key, entry, before, Attempt::first);
+}
+
+// Waits for the answer, if a request was posted since the counter read `before`. An overdue entry,
+// and a failed one that is tried again, keeps its state until there is an answer, so that the
+// report tells since when it is overdue or failed.
+void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, Attempt attempt) {
+   const U32 request = requests_->kickRequest();
+   if (request == before) {
+      return;
+   }
+   entry.generation = request;
+   const bool failedBefore = attempt == Attempt::again && entry.state == PolicyState::failed;
+   if (!entry.overdue && !failedBefore) {
+      settle(entry, PolicyState::waiting, {});
+   }
+   entry.retry = Retry::none;
+   inFlight_ = Request{key, request, entry.config == nullptr};
+   expired_.reset();
+   retryArmed_ = false;
+   hooks_.timer(options_.answerTime);
+}
+
+// The helper's ACL configuration of the policy and family, or null.
+Pello::Ptr<PostcardTelemetryAclConfig> PolicyAgent::configOf(const PolicyKey& key) const {
+   Pello::Ptr<PostcardTelemetryAclConfig> found;
+   // The helper's own form of the key.
+   const std::string wanted = key.first + "-" + std::string{familyName(key.second)};
+   helper_.forEachAclConfig([&](PostcardTelemetryAclConfig& config) {
+      if (config.aclConfigKey() == std::string_view{wanted}) {
+         found = &config;
+      }
+   });
+   return found;
+}
+
+} // namespace Postcard::Agent

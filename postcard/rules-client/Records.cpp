@@ -1,0 +1,24 @@
+#include "postcard/rules-client/Records.h"
+
+namespace Postcard::RulesClient {
+
+void writeAnswer(const Pello::Ptr<StatusRecord>& status, const Answer& answer) {
+   // Copies, which outlive whatever a reader destroys.
+   const Pello::Ptr<StatusRecord> record = status;
+   const U32 request = answer.request;
+   const bool isRepeated = record->kickResponse() == request;
+   record->statusIs(Pello::String{textOf(answer.outcome)});
+   record->statusTypeIs(answer.outcome.succeeded() ? OruPostcardTelemetry::statusSuccess
+                                                   : OruPostcardTelemetry::statusFailure);
+   if (isRepeated) {
+      record->kickResponseIs(request - 1);
+   }
+   record->kickResponseIs(request);
+}
+
+Outcome outcomeOf(const StatusRecord& status) {
+   return outcomeOf(status.statusType() == OruPostcardTelemetry::statusSuccess,
+                    status.status().view());
+}
+
+} // namespace Postcard::RulesClient
