@@ -7,6 +7,7 @@
 #include "postcard/json/EntityJson.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <iostream>
 #include <memory>
