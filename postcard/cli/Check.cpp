@@ -2,6 +2,8 @@
 
 #include "postcard/cli/PolicyChoice.h"
 #include "postcard/host/PolicyCompiler.h"
+#include "postcard/host/RuleNames.h"
+#include "postcard/policy/Classes.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -56,7 +58,7 @@ AclCost costOf(const Policy::Policy& policy, Policy::Family family,
    for (const auto& rule : acl.ruleByIndex()) {
       entries[Host::classOfRule(rule.value()->name().view(), family)] += 1;
    }
-   for (const Policy::Class* each : Host::classesInOrder(policy, family)) {
+   for (const Policy::Class* each : Policy::classesInOrder(policy, family)) {
       cost.classes.push_back({each->name.text, entries[each->name.text]});
    }
    return cost;

@@ -1,5 +1,8 @@
 #include "postcard/report/ExplainAcl.h"
 
+#include "postcard/host/RuleNames.h"
+#include "postcard/policy/Classes.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -12,7 +15,7 @@ ExplainedAcl::ExplainedAcl(const Policy::Policy& policy, Policy::Family family,
      family_{family},
      hardware_{&hardware},
      table_{acl},
-     classes_{Host::classesInOrder(policy, family)} {}
+     classes_{Policy::classesInOrder(policy, family)} {}
 
 bool ExplainedAcl::concerns(const Packets::Packet& packet) const {
    return packet.family == table_.family() && table_.attachedTo(packet.intf);

@@ -1,6 +1,7 @@
 #include "postcard/report/ExplainCapture.h"
 
 #include "postcard/packets/CaptureFile.h"
+#include "postcard/policy/Classes.h"
 
 #include <fmt/format.h>
 
@@ -27,10 +28,10 @@ Share observedShare(const ClassTotals& totals) {
 
 // Every mask bit halves the share.
 Share expectedShare(const Policy::Class& each, Policy::Family family) {
-   if (!samples(each)) {
+   if (!Policy::samples(each)) {
       return std::nullopt;
    }
-   const Policy::SampleMatch* sample = sampleOf(each, family);
+   const Policy::SampleMatch* sample = Policy::sampleOf(each, family);
    return static_cast<double>(U64{1} << (sample == nullptr ? 0 : std::popcount(sample->mask)));
 }
 

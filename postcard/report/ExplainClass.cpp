@@ -1,5 +1,7 @@
 #include "postcard/report/ExplainClass.h"
 
+#include "postcard/policy/Classes.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -16,10 +18,6 @@ using OptionalMiss = std::optional<Miss>;
 
 std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
    return fmt::format("{}", fmt::join(texts, separator));
-}
-
-bool hasAction(const Policy::Class& each, Policy::ActionKind kind) {
-   return std::ranges::find(each.actions, kind, &Policy::Action::kind) != each.actions.end();
 }
 
 // ---- Addresses ----
@@ -176,17 +174,6 @@ std::string_view fieldName(Field field) {
    return "sample";
 }
 
-const Policy::SampleMatch* sampleOf(const Policy::Class& each, Policy::Family family) {
-   const Policy::Filter* filter = each.filter(family);
-   return hasAction(each, Policy::ActionKind::sample) && filter->sample ? &*filter->sample
-                                                                        : nullptr;
-}
-
-bool samples(const Policy::Class& each) {
-   return hasAction(each, Policy::ActionKind::sample) ||
-          hasAction(each, Policy::ActionKind::sampleAll);
-}
-
 std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware& hardware,
                               const Packets::Packet& packet) {
    const Policy::Family family =
@@ -202,7 +189,7 @@ std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware&
    if (auto miss = protocolMiss(filter, hardware, packet)) {
       return miss;
    }
-   return sampleMiss(sampleOf(each, family), packet);
+   return sampleMiss(Policy::sampleOf(each, family), packet);
 }
 
 } // namespace Postcard::Report

@@ -37,10 +37,4 @@ struct Miss {
 std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware& hardware,
                               const Packets::Packet& packet);
 
-// The sample bits that count for the class in the family, or null.
-const Policy::SampleMatch* sampleOf(const Policy::Class& each, Policy::Family family);
-
-// Whether the class has one of the two sampling actions.
-bool samples(const Policy::Class& each);
-
 } // namespace Postcard::Report
