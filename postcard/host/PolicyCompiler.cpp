@@ -16,6 +16,7 @@ PolicyCompiler::Result PolicyCompiler::compile(const Policy::Policy& policy,
                           hwCapability_),
          nullptr,
          {}};
+   // Nothing is committed: the ACL is only looked at, and no rules client takes requests.
    const Kiv::String message =
          result.helper->createPolicy(buildPolicy(policy), matchOptionOf(family));
    if (!message.empty()) {
