@@ -1,11 +1,11 @@
-#include "postcard/cli/Explain.h"
-
+// `postcard explain`: which rule packets hit, what happens to them, and why no other rule has them.
 #include "Kiv/Exception.h"
+#include "postcard/cli/Commands.h"
+#include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
-#include "postcard/host/PolicyCompiler.h"
 #include "postcard/packets/capture/CaptureFile.h"
-#include "postcard/report/ExplainCapture.h"
-#include "postcard/report/ExplainPacket.h"
+#include "postcard/report/CaptureTotals.h"
+#include "postcard/report/Explanation.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -13,24 +13,18 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
 
 namespace Postcard::Cli {
 
 namespace {
 
-using Packets::Packet;
-using Policy::Family;
-using Json = nlohmann::ordered_json;
-
-// The version of the JSON output; raised when a key changes its meaning or goes.
-constexpr int explainJsonSchema = 1;
-
-// The command line.
+// Either `packets` or `capture` is given.
 struct Options {
    PolicyChoice choice;
-   std::vector<std::string> packets; // either these,
-   std::string capture;              // or this file
-   std::string format = "text";
+   std::vector<std::string> packets; // as `Packets::parsePacket` reads them
+   std::string capture;              // path; empty: not given
+   Format format;
 };
 
 // The packets of the command line; absent when one of them cannot be read, which is then reported.
@@ -50,78 +44,58 @@ std::optional<std::vector<Packets::Packet>> readPackets(const std::vector<std::s
 }
 
 struct Compiled {
-   std::vector<Report::ExplainedAcl> acls;
-   Json refused = Json::array();
+   std::vector<Report::ExplainedAcl> acls; // refer into the policy file
+   std::vector<Report::Refusal> refused;
 };
 
 Compiled compile(const PolicyChoice& choice, const Policy::PolicyFile& policyFile) {
-   const Host::PolicyCompiler compiler{policyFile};
    Compiled compiled;
-   choice.forEach(policyFile, [&](const Policy::Policy& policy, Policy::Family family) {
-      const Host::PolicyCompiler::Result result = compiler.compile(policy, family);
-      if (result.acl != nullptr) {
-         compiled.acls.emplace_back(policy, family, policyFile.hardware, *result.acl);
-         return;
-      }
-      reportRefused(policy, family, result.message);
-      compiled.refused.push_back(refusedJson(policy, family, result.message));
-   });
+   compiled.refused =
+         choice.compile(policyFile, [&](const Policy::Policy& policy, Policy::Family family,
+                                        const Host::PolicyCompiler::Result& result) {
+            compiled.acls.emplace_back(policy, family, policyFile.hardware, *result.acl);
+         });
    return compiled;
 }
 
-void printJson(const char* key, Json content, Json refused) {
-   Json document{{"schema", explainJsonSchema}};
-   document[key] = std::move(content);
-   document["refused"] = std::move(refused);
-   // The name of a capture need not be UTF-8.
-   std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+int explainPackets(const Options& options, const std::vector<Packets::Packet>& packets,
+                   Compiled compiled) {
+   Report::Explanation explanation;
+   for (const Packets::Packet& packet : packets) {
+      explanation.packets.push_back(explainPacket(compiled.acls, packet));
+   }
+   explanation.refused = std::move(compiled.refused);
+   options.format.print(explanation);
+   return explanation.refused.empty() ? exitDone : exitRefused;
 }
 
-// Returns what is wrong with the capture file, behind what could be read of it.
-std::string explainCapture(const Options& options, Compiled& compiled) {
-   Report::CaptureTotals totals{compiled.acls};
-   std::string damage = totals.count(options.capture);
-   if (options.format == "json") {
-      printJson("capture", totals.json(), std::move(compiled.refused));
-   } else {
-      std::cout << totals.text();
-   }
-   return damage;
-}
-
-void explainPackets(const Options& options, const std::vector<Packets::Packet>& packets,
-                    Compiled& compiled) {
-   if (options.format == "json") {
-      printJson("packets", explainPacketsJson(compiled.acls, packets), std::move(compiled.refused));
-   } else {
-      std::cout << explainPacketsText(compiled.acls, packets);
-   }
-}
-
-int explain(const Options& options, const Policy::PolicyFile& policyFile,
-            const std::vector<Packets::Packet>& packets) {
-   Compiled compiled = compile(options.choice, policyFile);
-   const int done = compiled.refused.empty() ? exitDone : exitRefused;
-   if (options.capture.empty()) {
-      explainPackets(options, packets, compiled);
-      return done;
-   }
-   const std::string damage = explainCapture(options, compiled);
+int explainCapture(const Options& options, Compiled compiled) {
+   Report::CaptureCounter counter{compiled.acls};
+   const std::string damage =
+         Packets::readCapture(options.capture, [&](const auto& frame) { counter.count(frame); });
+   Report::CaptureTotals totals = counter.totals();
+   totals.file = options.capture;
+   totals.refused = std::move(compiled.refused);
+   // A capture that was cut off is common; what could be read of it is worth printing.
+   options.format.print(totals);
    if (!damage.empty()) {
       std::cerr << options.capture << ": " << damage << '\n';
       return exitUsage;
    }
-   return done;
+   return totals.refused.empty() ? exitDone : exitRefused;
 }
 
 int run(const Options& options) {
+   // Before the policy file is compiled: a mistyped packet should be reported at once.
    const auto packets = readPackets(options.packets);
    if (!packets) {
       return exitUsage;
    }
    try {
       return options.choice.run([&](const Policy::PolicyFile& policyFile) {
-         return explain(options, policyFile, *packets);
+         Compiled compiled = compile(options.choice, policyFile);
+         return options.capture.empty() ? explainPackets(options, *packets, std::move(compiled))
+                                        : explainCapture(options, std::move(compiled));
       });
    } catch (const Packets::CaptureError& error) {
       std::cerr << error.what() << '\n';
@@ -141,13 +115,14 @@ std::function<int()> declare(CLI::App& parser) {
          ->take_all();
    what->add_option("--pcap", options->capture, "all packets of a capture file")->type_name("FILE");
    what->require_option(1);
-   declareFormat(parser, options->format);
+   options->format.declare(parser);
    parser.footer(
          "A packet is PROTOCOL SOURCE > DESTINATION and any of flags=, checksum=, id=, dscp=,\n"
-         "interface= and fragment; ends are ADDRESS:PORT, [IPV6-ADDRESS]:PORT, or without port.\n"
-         "A class of a capture has candidates, which meet all of it but, perhaps, the sample "
-         "bits;\n"
-         "the share of these that is sampled is observed beside the share that the mask promises.\n"
+         "interface= and fragment. SOURCE and DESTINATION are ADDRESS:PORT, [IPV6-ADDRESS]:PORT,\n"
+         "or an address without port.\n"
+         "For a capture, the candidates of a class are the packets that reach the class and meet\n"
+         "everything in it except, perhaps, the sample match. \"observed\" is the share of them\n"
+         "that was sampled, \"expected\" the share that the sample mask promises.\n"
          "Exit status: 0 done, 1 a policy was refused, 2 bad usage, policy file or capture,\n"
          "3 the helper module or standard output cannot be used.");
    return [options] { return run(*options); };

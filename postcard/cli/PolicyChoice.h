@@ -1,11 +1,11 @@
-// `PolicyChoice`: the options with which a user says which policies of which file are meant, for
-// the subcommands that compile them, and what is told to the user in the same way by all of these.
-// Relies on the loader of policy files.
+// `PolicyChoice`: the options FILE, --policy and --family of the subcommands that compile policies,
+// and the compiling of what they choose. Relies on the loader of policy files and on
+// `PolicyCompiler`.
 #pragma once
 
-#include "postcard/policy/file/PolicyFile.h"
-
-#include <nlohmann/json.hpp>
+#include "postcard/host/PolicyCompiler.h"
+#include "postcard/policy/Policy.h"
+#include "postcard/report/Refusal.h"
 
 #include <functional>
 #include <string>
@@ -18,31 +18,34 @@ class App;
 namespace Postcard::Cli {
 
 // Which policies of which file.
-struct PolicyChoice {
-   std::string file;
-   std::vector<std::string> policies; // empty: all
-   std::string family;                // "ipv4", "ipv6"; empty: both
+class PolicyChoice {
+ public:
+   // Shown one compiled policy: the policy, the family, and a Result with an ACL.
+   using Visit = std::function<void(const Policy::Policy&, Policy::Family,
+                                    const Host::PolicyCompiler::Result&)>;
 
-   // Adds FILE, --policy and --family to the command line. `this` must outlive the parser.
+   // Adds FILE, --policy and --family to the command line. This object must outlive `parser`.
    void declare(CLI::App& parser);
-   // Loads the file and returns the exit code of `work`. What is wrong with the file, policies that
-   // it does not have, and a helper module that `work` cannot use are reported on standard error
-   // and end the command with the exit code of such a thing.
+
+   // Loads the file and returns the exit code of `work`. When the file cannot be used, when it does
+   // not have a chosen policy, or when `work` throws Host::PluginError, says so on standard error
+   // and returns the exit code for that.
    int run(const std::function<int(const Policy::PolicyFile&)>& work) const;
-   // Shows every chosen policy in every chosen family that has interfaces, in the order of the
-   // file.
-   void forEach(const Policy::PolicyFile& policyFile,
-                const std::function<void(const Policy::Policy&, Policy::Family)>& visit) const;
+
+   // Compiles every chosen policy of `policyFile` in every chosen family in which it has
+   // interfaces, in the order of the file, and shows each ACL to `visit` before the next is made.
+   // Returns the policies that were refused; each has been told on standard error. Throws
+   // Host::PluginError when the helper module cannot be used.
+   std::vector<Report::Refusal> compile(const Policy::PolicyFile& policyFile,
+                                        const Visit& visit) const;
+
+ private:
+   bool hasChosenPolicies(const Policy::PolicyFile& policyFile) const;
+   bool chooses(const Policy::Policy& policy, Policy::Family family) const;
+
+   std::string file_;
+   std::vector<std::string> policies_; // names; empty: all
+   std::string family_;                // "ipv4" or "ipv6"; empty: both
 };
-
-// Adds --format to the command line, with the texts "text" and "json". `format` holds what is
-// printed without it, and must outlive the parser.
-void declareFormat(CLI::App& parser, std::string& format);
-
-// "POLICY FAMILY: message" on standard error, for a policy that was refused.
-void reportRefused(const Policy::Policy& policy, Policy::Family family, const std::string& message);
-// The same as an element of the list "refused" in JSON output.
-nlohmann::ordered_json refusedJson(const Policy::Policy& policy, Policy::Family family,
-                                   const std::string& message);
 
 } // namespace Postcard::Cli

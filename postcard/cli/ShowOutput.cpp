@@ -14,9 +14,9 @@ namespace Postcard::Cli {
 
 namespace {
 
-// Passes on what comes from the descriptor until its other end is closed. Returns the error of
-// standard output, 0 for none. After an error the rest is read and dropped, or else who writes it
-// would wait for ever.
+// Copies what comes from the descriptor to standard output until the other end is closed. Returns
+// the first error of standard output (errno), 0 for none. After an error the rest is read and
+// dropped: otherwise the writer would block on a full pipe for ever.
 int passOn(int from) {
    std::array<char, std::size_t{64} * 1024> buffer;
    int error = 0;
@@ -43,7 +43,7 @@ int passOn(int from) {
 } // namespace
 
 void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
-   // Or else an end of the pipe would be taken for it.
+   // When standard output is closed, an end of the pipe would get its number.
    if (::fcntl(STDOUT_FILENO, F_GETFD) < 0) {
       throw std::system_error{errno, std::generic_category(), "standard output"};
    }

@@ -1,5 +1,5 @@
-// `showOnStandardOutput`: the show text of ACLs on standard output, with errors told. Relies on
-// POSIX.
+// `showOnStandardOutput`: the show text of ACLs on standard output, with write errors reported.
+// Relies on POSIX pipes and a thread that empties the pipe while the helper fills it.
 #pragma once
 
 #include "Pello/Types.h"
@@ -8,10 +8,11 @@
 
 namespace Postcard::Cli {
 
-// Calls `show` with an open descriptor, and passes on to standard output what it writes there. The
-// show command of a helper ignores write errors; here they are not lost. Throws std::system_error
-// when there is no descriptor to be had, and, after `show` has returned, when standard output
-// failed.
+// Calls `show` with an open descriptor and copies to standard output what `show` writes there. The
+// descriptor is closed when `show` returns. A helper ignores errors of the descriptor it writes to;
+// errors of standard output are reported here instead. Throws std::system_error before `show` is
+// called when standard output is closed or no pipe can be made, and after `show` has returned when
+// standard output failed.
 void showOnStandardOutput(const std::function<void(U32 fd)>& show);
 
 } // namespace Postcard::Cli

@@ -1,10 +1,5 @@
-// `postcard`: reads the command line and runs the subcommand. One row per subcommand.
-#include "postcard/cli/AgentCommands.h"
-#include "postcard/cli/Check.h"
-#include "postcard/cli/Compile.h"
-#include "postcard/cli/Explain.h"
-#include "postcard/cli/Types.h"
-#include "postcard/cli/trace/Trace.h"
+// `postcard`: reads the command line and runs the subcommand that it names.
+#include "postcard/cli/Commands.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,37 +9,40 @@
 
 namespace {
 
-const Postcard::Cli::Command* const commands[] = {
-      &Postcard::Cli::compileCommand, &Postcard::Cli::checkCommand,
-      &Postcard::Cli::explainCommand, &Postcard::Cli::agentCommand,
-      &Postcard::Cli::showCommand,    &Postcard::Cli::statusCommand,
-      &Postcard::Cli::reloadCommand,  &Postcard::Cli::traceLevelsCommand,
-      &Postcard::Cli::traceCommand,   &Postcard::Cli::typesCommand};
+using namespace Postcard::Cli;
+
+// In the order in which `--help` lists them.
+const Command* const commands[] = {
+      &compileCommand, &checkCommand,  &explainCommand,     &agentCommand, &showCommand,
+      &statusCommand,  &reloadCommand, &traceLevelsCommand, &traceCommand, &typesCommand};
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};
    parser.set_version_flag("--version", "postcard " POSTCARD_VERSION);
    parser.require_subcommand(1);
    std::function<int()> chosen;
-   for (const Postcard::Cli::Command* command : commands) {
+   for (const Command* command : commands) {
       CLI::App* subcommand = parser.add_subcommand(command->name, command->description);
       subcommand->callback([&chosen, run = command->declare(*subcommand)] { chosen = run; });
    }
+   // The command runs after `parse`, outside its `try`: an exception of the command is no mistake
+   // of usage.
    try {
       parser.parse(argc, argv);
    } catch (const CLI::ParseError& error) {
-      return parser.exit(error) == 0 ? Postcard::Cli::exitDone : Postcard::Cli::exitUsage;
+      return parser.exit(error) == 0 ? exitDone : exitUsage;
    }
    return chosen();
 }
 
-// Results that nobody gets are no results.
+// Returns `exitCode`, or that of a failure when the results could not all be written: a script must
+// not take a cut-off result for a whole one.
 int withOutputWritten(int exitCode) {
    if (std::cout.flush()) {
       return exitCode;
    }
    std::cerr << "postcard: standard output: it cannot be written\n";
-   return Postcard::Cli::exitEnvironment;
+   return exitEnvironment;
 }
 
 } // namespace
@@ -54,6 +52,6 @@ int main(int argc, char** argv) {
       return withOutputWritten(runCommand(argc, argv));
    } catch (const std::exception& error) {
       std::cerr << "postcard: " << error.what() << '\n';
-      return Postcard::Cli::exitEnvironment;
+      return exitEnvironment;
    }
 }

@@ -30,6 +30,8 @@ void* symbolOf(void* library, const char* name, const std::filesystem::path& mod
    return symbol;
 }
 
+// Another platform version has other layouts and virtual slots: nothing of such a module may be
+// called, not even its factory.
 void checkVersion(U32 version, const std::filesystem::path& module) {
    if (version != Kiv::platformVersion) {
       throw PluginError{module.string() + ": built for platform version " +
@@ -44,6 +46,7 @@ HelperHandle::HelperHandle(Pello::Ptr<PolicyMap::PolicyMapAclHelper> helper)
    : helper_{std::move(helper)} {}
 
 void HelperHandle::showPostcardAcl(U32 fd) const {
+   // The helper's name for its parameter; the descriptor may be of any kind.
    const Kiv::NamedArgument arguments[] = {{"socket", fd}};
    Kiv::callOperation(*helper_, "showPostcardAcl", arguments);
 }
@@ -63,6 +66,8 @@ void HelperHandle::forEachAclConfig(const std::function<void(AclConfig&)>& visit
 }
 
 PluginHost::PluginHost(const std::filesystem::path& module) {
+   // RTLD_NOW: a symbol that is missing makes the load fail here, not a call later. RTLD_LOCAL: the
+   // symbols of the module cannot replace those of a library that is loaded after it.
    void* library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
    if (library == nullptr) {
       throw PluginError{"helper module cannot be loaded: " + std::string{::dlerror()}};
@@ -85,6 +90,7 @@ std::filesystem::path PluginHost::defaultModule() {
 HelperHandle PluginHost::makeHelper(
       const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& clientConfig,
       const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) const {
+   // The factory returns an object without references; this is the first.
    const Pello::Ptr<PolicyMap::PolicyMapAclHelper> helper{
          factory_(clientConfig.get(), hwCapability.get())};
    helper->hwInit();

@@ -3,11 +3,7 @@
 #include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/PolicyBuilder.h"
 
-#include <algorithm>
-
 namespace Postcard::Host {
-
-using Policy::Family;
 
 PolicyCompiler::PolicyCompiler(const Policy::PolicyFile& policyFile)
    : host_{PluginHost::defaultModule()}, hwCapability_{buildHwCapability(policyFile.hardware)} {
@@ -21,6 +17,7 @@ PolicyCompiler::Result PolicyCompiler::compile(const Policy::Policy& policy,
                           hwCapability_),
          nullptr,
          {}};
+   // Nothing is committed: the ACL is only looked at, and no rules client takes requests.
    const Kiv::String message =
          result.helper->createPolicy(buildPolicy(policy), matchOptionOf(family));
    if (!message.empty()) {
@@ -30,23 +27,6 @@ PolicyCompiler::Result PolicyCompiler::compile(const Policy::Policy& policy,
    result.helper.forEachAclConfig(
          [&](const AclConfig& acl) { result.acl = Pello::Ptr<const AclConfig>{&acl}; });
    return result;
-}
-
-std::vector<const Policy::Class*> classesInOrder(const Policy::Policy& policy,
-                                                 Policy::Family family) {
-   std::vector<const Policy::Class*> classes;
-   for (const Policy::Class& each : policy.classes) {
-      if (each.filter(family) != nullptr) {
-         classes.push_back(&each);
-      }
-   }
-   std::ranges::sort(classes, {}, &Policy::Class::priority);
-   return classes;
-}
-
-std::string_view classOfRule(std::string_view rule, Policy::Family family) {
-   const std::string mark = "-" + std::string{familyName(family)} + "-";
-   return rule.substr(0, rule.rfind(mark));
 }
 
 } // namespace Postcard::Host

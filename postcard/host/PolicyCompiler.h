@@ -6,8 +6,6 @@
 #include "postcard/policy/Policy.h"
 
 #include <string>
-#include <string_view>
-#include <vector>
 
 namespace Postcard::Host {
 
@@ -15,32 +13,28 @@ class PolicyCompiler {
  public:
    using AclConfig = OruPostcardTelemetry::PostcardTelemetryAclConfig;
 
+   // What became of one policy in one family.
    struct Result {
-      HelperHandle helper;             // the one that made the ACL, and made no other
+      HelperHandle helper;             // made the ACL, and holds no other
       Pello::Ptr<const AclConfig> acl; // null when the policy was refused
-      std::string message;             // why, else empty
+      std::string message;             // why the policy was refused; empty when it was not
    };
 
-   // Sets the file's feature toggles, which are read once per process: one compiler per process.
-   // Throws Agent::PluginError when the module cannot be used.
+   // Loads the helper module that belongs to this program and sets the feature toggles of
+   // `policyFile`. Helpers read the toggles once per process, so a process needs one compiler per
+   // policy file and can serve one policy file. Keeps no reference to `policyFile`. Throws
+   // PluginError when the module cannot be used.
    explicit PolicyCompiler(const Policy::PolicyFile& policyFile);
 
-   // A helper of its own per ACL keeps the order of the file, and no more ACLs in memory than the
-   // caller keeps.
+   // Compiles `policy` for `family` with a helper of its own. A helper lists its ACLs in no
+   // particular order; with one helper per ACL, callers get ACLs in the order of their calls, and
+   // an ACL is freed with its Result. The family must have interfaces in `policy`: the helper ends
+   // the process otherwise. A refused policy is no exception but a Result with a message.
    Result compile(const Policy::Policy& policy, Policy::Family family) const;
 
  private:
    PluginHost host_;
    Pello::Ptr<const PostcardTelemetry::HwCapability> hwCapability_;
 };
-
-// The classes that take part in the family, in the order in which they match. Valid as long as
-// `policy` is.
-std::vector<const Policy::Class*> classesInOrder(const Policy::Policy& policy,
-                                                 Policy::Family family);
-
-// The name of the class that a rule was made for. Rules are named CLASS-FAMILY-PROTOCOL and more,
-// and what follows the class never has the family's name again.
-std::string_view classOfRule(std::string_view rule, Policy::Family family);
 
 } // namespace Postcard::Host

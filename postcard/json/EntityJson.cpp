@@ -3,6 +3,8 @@
 #include "Kiv/TypeData.h"
 #include "Kiv/ValueVisitor.h"
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,7 +15,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// Builds a document from what it is shown.
+// Builds a JSON document from the values that reflection shows one by one.
 class JsonBuilder : public Kiv::ValueVisitor {
  public:
    void null() override { place(nullptr); }
@@ -30,7 +32,8 @@ class JsonBuilder : public Kiv::ValueVisitor {
    Json take() { return std::move(document_); }
 
  private:
-   // Where the value now stands; valid until the next one of the same container is placed.
+   // Adds the value to the innermost open container, or makes it the document. The reference is
+   // valid until the next value of the same container is placed.
    Json& place(Json value) {
       if (open_.empty()) {
          document_ = std::move(value);
@@ -41,15 +44,15 @@ class JsonBuilder : public Kiv::ValueVisitor {
          container.push_back(std::move(value));
          return container.back();
       }
-      // Members are different by what they are; looking for an equal one would cost the square of
-      // their number.
+      // The names of members differ already: they are attributes, or keys of a collection. An
+      // insertion that compares the new name with all others would take quadratic time.
       auto& members = container.get_ref<Json::object_t&>();
       return members.emplace_back(std::move(member_), std::move(value)).second;
    }
 
    Json document_;
-   std::vector<Json*> open_;
-   std::string member_;
+   std::vector<Json*> open_; // containers that have begun and not ended, innermost last
+   std::string member_;      // name of the member whose value comes next
 };
 
 } // namespace

@@ -1,19 +1,31 @@
 // `entityJson`: an object of the type framework as JSON, for programs. Relies on reflection alone:
-// what a type declares is what is shown, under the names of its attributes.
+// every attribute that a type declares is shown, under its declared name.
 #pragma once
 
 #include "Kiv/Entity.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace Postcard::Json {
 
-// The version of the shape of ACLs in JSON; raised when an attribute changes its meaning or goes.
+// The version of the shape of ACLs in JSON. It rises when an attribute changes its meaning or
+// disappears; a new attribute leaves it as it is.
 inline constexpr int aclJsonSchema = 2;
 
-// An object by attribute, in declaration order. Entities that `entity` owns and collections by key
-// are objects, sets are lists, values with a text of their own and enumerators are strings, and an
-// object of somebody else's is its key. In `ruleByIndex`, for one, stand names of `ruleByName`.
+// `entity` as a JSON object with one member per attribute, in the order of declaration:
+//
+//   entity that `entity` owns   object
+//   collection by key           object with one member per element
+//   set                         list
+//   number, boolean             number, boolean
+//   string, enumerator, value with a text form of its own   string
+//   object that `entity` refers to but does not own         the key of that object, as a string
+//   null                        null
+//
+// For example, `ruleByName` of an ACL configuration holds whole rules, and `ruleByIndex`, which
+// refers to the same rules, their names. Takes time in proportion to the number of values. Strings
+// are taken over as they are: bytes that are not UTF-8 make a later `dump` throw unless its error
+// handler replaces them.
 nlohmann::ordered_json entityJson(const Kiv::Entity& entity);
 
 } // namespace Postcard::Json

@@ -3,7 +3,7 @@
 #include "Pello/FileDescriptor.h"
 #include "Pello/TextTrace.h"
 #include "postcard/json/EntityJson.h"
-#include "postcard/report/MemoryReport.h"
+#include "postcard/report/Memory.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -137,8 +137,8 @@ std::string answerRequest(std::string_view line, const PolicyAgent& agent, const
       return answer(exitDone, json ? allStatusJson(agent) : statusText(agent.report()));
    }
    if (command == "memory") {
-      const Report::MemoryReport report = Report::memoryReport();
-      return answer(exitDone, json ? memoryJson(report) : memoryText(report));
+      const Report::Memory memory = Report::processMemory();
+      return answer(exitDone, json ? text(Report::json(memory)) : Report::text(memory));
    }
    if (command == "trace-levels") {
       return answerTraceLevels(request);

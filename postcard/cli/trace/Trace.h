@@ -1,10 +1,31 @@
-// `postcard trace`: prints the traces that processes have left in their ring files.
+// `run`: prints the traces that processes have left, or are leaving, in their ring files. Relies on
+// `Ringlog::FileReader` for the files. The text of a value comes from the descriptor of its type;
+// who wants the types of a plug-in in words loads the plug-in before.
 #pragma once
 
-#include "postcard/cli/Command.h"
+#include "postcard/cli/trace/Filter.h"
 
-namespace Postcard::Cli {
+#include <string>
+#include <vector>
 
-extern const Command traceCommand;
+namespace Postcard::Cli::Trace {
 
-} // namespace Postcard::Cli
+struct Options {
+   std::vector<std::string> files; // paths, at least one
+   Filter filter;                  // which traces are printed
+   bool json = false;              // an object per trace, instead of a line for people
+   bool follow = false;            // go on with what is added to the files
+};
+
+// Prints the traces in `options.files` to standard output, those of several files merged by time,
+// and on standard error what could not be kept or read. With `follow`, goes on until SIGINT or
+// SIGTERM comes, nobody reads standard output any more, or all processes that write the files have
+// ended. Returns false when a file cannot be used; standard error says which and why.
+// Throws std::system_error when standard output cannot be written for another reason than that
+// nobody reads it.
+//
+// Ignores SIGPIPE and, with `follow`, catches SIGINT and SIGTERM for the rest of the process. Call
+// it once per process.
+bool run(const Options& options);
+
+} // namespace Postcard::Cli::Trace

@@ -5,6 +5,7 @@
 #include "PolicyMap/PolicyMapSmCommonData.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <string>

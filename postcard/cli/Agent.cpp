@@ -1,0 +1,104 @@
+// `postcard agent`: the daemon. Wires the agent and the rules client that serves it.
+#include "postcard/agent/service/AgentServer.h"
+#include "postcard/agent/service/ControlSocket.h"
+#include "postcard/cli/Commands.h"
+#include "postcard/policy/FeatureToggles.h"
+#include "postcard/policy/file/PolicyFile.h"
+#include "postcard/rules-client/Conversation.h"
+#include "postcard/rules-client/software/SoftwareTcam.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace Postcard::Cli {
+
+namespace {
+
+struct Options {
+   Agent::Service::ServerOptions server;
+   std::size_t capacity = 0; // entries of the software TCAM
+   double answerSeconds = 10;
+};
+
+// The embedded rules client.
+std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
+                               const Agent::Service::AgentServer::Later& later,
+                               std::size_t capacity) {
+   return std::make_shared<RulesClient::Conversation>(
+         agent.requests(), agent.answers(), std::make_shared<RulesClient::SoftwareTcam>(capacity),
+         later);
+}
+
+int run(const Options& options) {
+   const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(options.server.policyFile);
+   if (!loaded.policyFile) {
+      std::cerr << formatFindings(loaded);
+      return exitUsage;
+   }
+   // Before the first helper, which reads the toggles once for the whole process.
+   Policy::applyFeatureToggles(loaded.policyFile->featureToggles);
+   try {
+      Agent::Service::AgentServer server{
+            options.server, *loaded.policyFile,
+            [&](Agent::PolicyAgent& agent, const Agent::Service::AgentServer::Later& later) {
+               return makeTcam(agent, later, options.capacity);
+            }};
+      return server.run() ? exitDone : exitEnvironment;
+   } catch (const std::runtime_error& error) {
+      std::cerr << error.what() << '\n';
+      return exitEnvironment;
+   }
+}
+
+// Returns what is wrong with a time, as the parser wants it from a check; empty when nothing is.
+// "nan" is wrong because no comparison holds for it.
+std::string checkSeconds(const std::string& text) {
+   double seconds = 0;
+   const bool good =
+         CLI::detail::lexical_cast(text, seconds) && seconds >= 0.001 && seconds <= 86400;
+   return good ? "" : "Value " + text + " not in range 0.001 to 86400";
+}
+
+std::function<int()> declare(CLI::App& parser) {
+   auto options = std::make_shared<Options>();
+   options->capacity = RulesClient::SoftwareTcam::defaultCapacity;
+   options->server.socketPath = Agent::Service::defaultSocketPath();
+   parser.add_option("FILE", options->server.policyFile, "policy file (YAML or JSON)")->required();
+   parser.add_option("--socket", options->server.socketPath, "the agent's Unix socket")
+         ->type_name("PATH")
+         ->capture_default_str();
+   parser.add_flag("--delete-on-exit", options->server.deleteOnExit,
+                   "take every policy back from the rules client before ending");
+   parser.add_option("--capacity", options->capacity, "entries of the embedded software TCAM")
+         ->type_name("N")
+         ->check(CLI::NonNegativeNumber)
+         ->capture_default_str();
+   parser.add_option("--answer-time", options->answerSeconds,
+                     "seconds that the rules client has for an answer")
+         ->type_name("SECONDS")
+         ->check(checkSeconds)
+         ->capture_default_str();
+   parser.footer(
+         "SIGHUP makes the agent read the file again; it takes over all of the file or nothing.\n"
+         "SIGTERM and SIGINT end the agent.\n"
+         "Exit status: 0 ended by a signal, 2 bad usage or policy file, 3 the socket or the "
+         "helper\n"
+         "module cannot be used, or --delete-on-exit could not take every policy back.");
+   return [options] {
+      // The parser reads no fractions into a duration.
+      options->server.agent.answerTime =
+            std::chrono::milliseconds{static_cast<long>(options->answerSeconds * 1000)};
+      return run(*options);
+   };
+}
+
+} // namespace
+
+const Command agentCommand{"agent", "Program the policies of a file, and follow the file",
+                           &declare};
+
+} // namespace Postcard::Cli

@@ -1,0 +1,114 @@
+// `postcard show`, `status`, `reload` and `trace-levels`: ask a running agent over its socket.
+#include "postcard/agent/service/ControlSocket.h"
+#include "postcard/cli/Commands.h"
+#include "postcard/cli/Format.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace Postcard::Cli {
+
+namespace {
+
+struct Options {
+   std::string socket;
+   Format format;
+   bool memory = false;               // for `status`: of memory instead of policies
+   std::optional<std::string> levels; // for `trace-levels`: those to set; absent: only print
+};
+
+constexpr const char* exitStatus =
+      "Exit status: 0 done, 2 bad usage, 3 no agent answers, or standard output cannot be written.";
+
+// Sends a request and prints the answer. What was asked for goes to standard output and the reason
+// of a refusal to standard error. With JSON both go to standard output, so that a program finds its
+// document in one place.
+int ask(const Options& options, const char* command) {
+   // A reload compiles the whole file before it is answered, which takes seconds for large files.
+   constexpr std::chrono::milliseconds patience{30'000};
+   try {
+      nlohmann::json request{{"command", command}, {"format", options.format.name()}};
+      if (options.levels) {
+         request["levels"] = *options.levels;
+      }
+      const Agent::Service::ControlAnswer answer =
+            Agent::Service::requestAgent(options.socket, request.dump(), patience);
+      const bool document = options.format.isJson() && answer.exitCode != exitEnvironment;
+      (answer.exitCode == exitDone || document ? std::cout : std::cerr)
+            << answer.text << std::flush;
+      return answer.exitCode;
+   } catch (const nlohmann::json::exception&) { // of `dump`: LEVELS holds bytes that are not UTF-8
+      std::cerr << "what is asked for is no UTF-8 text\n";
+      return exitUsage;
+   } catch (const Agent::Service::ControlError& error) {
+      std::cerr << error.what() << '\n';
+      return exitEnvironment;
+   }
+}
+
+std::shared_ptr<Options> declareSocket(CLI::App& parser) {
+   auto options = std::make_shared<Options>();
+   options->socket = Agent::Service::defaultSocketPath();
+   parser.add_option("--socket", options->socket, "the agent's Unix socket")
+         ->type_name("PATH")
+         ->capture_default_str();
+   return options;
+}
+
+std::shared_ptr<Options> declareSocketAndFormat(CLI::App& parser) {
+   auto options = declareSocket(parser);
+   options->format.declare(parser);
+   return options;
+}
+
+std::function<int()> declareShow(CLI::App& parser) {
+   auto options = declareSocketAndFormat(parser);
+   parser.footer(exitStatus);
+   return [options] { return ask(*options, "show"); };
+}
+
+std::function<int()> declareStatus(CLI::App& parser) {
+   auto options = declareSocketAndFormat(parser);
+   parser.add_flag("--memory", options->memory,
+                   "live objects and bytes per type of the framework, instead of policies");
+   parser.footer(exitStatus);
+   return [options] { return ask(*options, options->memory ? "memory" : "status"); };
+}
+
+std::function<int()> declareReload(CLI::App& parser) {
+   auto options = declareSocketAndFormat(parser);
+   parser.footer(
+         "When the file cannot be used or a policy of it is refused, nothing changes.\n"
+         "Exit status: 0 done, 1 a policy was refused or the agent is ending, 2 bad usage or\n"
+         "policy file, 3 no agent answers, or standard output cannot be written.");
+   return [options] { return ask(*options, "reload"); };
+}
+
+std::function<int()> declareTraceLevels(CLI::App& parser) {
+   auto options = declareSocket(parser);
+   parser.add_option("LEVELS", options->levels,
+                     "what to set, as in FMTRACE: 'OruPostcardTelemetry*/0-5,9'; '' for none");
+   parser.footer(
+         "Without LEVELS, prints the levels in force.\n"
+         "Exit status: 0 done, 2 bad usage or no such levels, 3 no agent answers, or standard\n"
+         "output cannot be written.");
+   return [options] { return ask(*options, "trace-levels"); };
+}
+
+} // namespace
+
+const Command showCommand{"show", "Print the ACLs of a running agent", &declareShow};
+const Command statusCommand{"status", "Print the states of the policies of a running agent",
+                            &declareStatus};
+const Command reloadCommand{"reload", "Make a running agent read its policy file again",
+                            &declareReload};
+const Command traceLevelsCommand{"trace-levels", "Print or set the text-trace levels of an agent",
+                                 &declareTraceLevels};
+
+} // namespace Postcard::Cli

@@ -1,0 +1,27 @@
+// The subcommands of `postcard`, one row each. `main` puts them on the command line; each row
+// stands in the source that is named for it.
+#pragma once
+
+#include "postcard/cli/Command.h"
+
+namespace Postcard::Cli {
+
+// Work on a policy file.
+extern const Command compileCommand; // Compile.cpp
+extern const Command checkCommand;   // Check.cpp
+extern const Command explainCommand; // Explain.cpp
+
+// Run an agent.
+extern const Command agentCommand; // Agent.cpp
+
+// Ask a running agent.
+extern const Command showCommand;        // AskAgent.cpp
+extern const Command statusCommand;      // AskAgent.cpp
+extern const Command reloadCommand;      // AskAgent.cpp
+extern const Command traceLevelsCommand; // AskAgent.cpp
+
+// Look inside.
+extern const Command traceCommand; // Trace.cpp
+extern const Command typesCommand; // Types.cpp
+
+} // namespace Postcard::Cli

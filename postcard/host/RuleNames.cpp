@@ -1,0 +1,12 @@
+#include "postcard/host/RuleNames.h"
+
+#include <string>
+
+namespace Postcard::Host {
+
+std::string_view classOfRule(std::string_view rule, Policy::Family family) {
+   const std::string mark = "-" + std::string{familyName(family)} + "-";
+   return rule.substr(0, rule.rfind(mark));
+}
+
+} // namespace Postcard::Host

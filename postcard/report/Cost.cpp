@@ -1,0 +1,120 @@
+#include "postcard/report/Cost.h"
+
+#include "postcard/host/RuleNames.h"
+#include "postcard/policy/Classes.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace Postcard::Report {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// The version of the JSON document. It rises when a key changes its meaning or disappears.
+constexpr int costJsonSchema = 1;
+
+constexpr std::string_view classIndent = "   ";
+
+std::string aclLabel(const AclCost& acl) {
+   return fmt::format("{} {}", acl.policy, familyName(acl.family));
+}
+
+// The width of the first column, in bytes.
+std::size_t labelWidth(const Cost& cost) {
+   std::size_t width = std::string_view{"total"}.size();
+   for (const AclCost& acl : cost.acls) {
+      width = std::max(width, aclLabel(acl).size());
+      for (const ClassCost& each : acl.classes) {
+         width = std::max(width, classIndent.size() + each.name.size());
+      }
+   }
+   return width;
+}
+
+std::string budgetText(const Cost& cost) {
+   if (!cost.budget) {
+      return "";
+   }
+   return cost.fits() ? fmt::format("fits into {} entries, {} left\n", *cost.budget,
+                                    *cost.budget - cost.entries)
+                      : fmt::format("does not fit into {} entries, {} too many\n", *cost.budget,
+                                    cost.entries - *cost.budget);
+}
+
+Json aclJson(const AclCost& acl) {
+   Json classes = Json::array();
+   for (const ClassCost& each : acl.classes) {
+      classes.push_back({{"class", each.name}, {"entries", each.entries}});
+   }
+   return {{"policy", acl.policy},
+           {"family", familyName(acl.family)},
+           {"entries", acl.entries},
+           {"classes", std::move(classes)}};
+}
+
+Json budgetJson(const Cost& cost) {
+   if (!cost.budget) {
+      return nullptr;
+   }
+   return {{"entries", *cost.budget},
+           {"fits", cost.fits()},
+           {"left", cost.fits() ? *cost.budget - cost.entries : 0},
+           {"tooMany", cost.fits() ? 0 : cost.entries - *cost.budget}};
+}
+
+} // namespace
+
+AclCost costOf(const Policy::Policy& policy, Policy::Family family,
+               const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl) {
+   std::map<std::string_view, std::size_t> entries;
+   // By index, not by name: a rule that stands at two indexes takes two entries.
+   for (const auto& rule : acl.ruleByIndex()) {
+      entries[Host::classOfRule(rule.value()->name().view(), family)] += 1;
+   }
+   AclCost cost{policy.name.text, family, {}, acl.ruleByIndexs()};
+   for (const Policy::Class* each : classesInOrder(policy, family)) {
+      // A class without rules is not in `entries` and costs 0.
+      cost.classes.push_back({each->name.text, entries[each->name.text]});
+   }
+   return cost;
+}
+
+void Cost::add(AclCost acl) {
+   entries += acl.entries;
+   acls.push_back(std::move(acl));
+}
+
+std::string text(const Cost& cost) {
+   const std::size_t width = labelWidth(cost);
+   const auto line = [width](std::string_view label, std::size_t entries) {
+      return fmt::format("{:<{}}  {:>9}\n", label, width, entries);
+   };
+   std::string text;
+   for (const AclCost& acl : cost.acls) {
+      text += line(aclLabel(acl), acl.entries);
+      for (const ClassCost& each : acl.classes) {
+         text += line(fmt::format("{}{}", classIndent, each.name), each.entries);
+      }
+   }
+   return text + line("total", cost.entries) + budgetText(cost);
+}
+
+Json json(const Cost& cost) {
+   Json acls = Json::array();
+   for (const AclCost& acl : cost.acls) {
+      acls.push_back(aclJson(acl));
+   }
+   return {{"schema", costJsonSchema},
+           {"acls", std::move(acls)},
+           {"refused", json(cost.refused)},
+           {"totals", {{"entries", cost.entries}}},
+           {"budget", budgetJson(cost)}};
+}
+
+} // namespace Postcard::Report

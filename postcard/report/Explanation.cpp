@@ -1,0 +1,159 @@
+#include "postcard/report/Explanation.h"
+
+#include "postcard/policy/Classes.h"
+#include "postcard/report/ExplainSchema.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <utility>
+
+namespace Postcard::Report {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+AclExplanation explainIn(ExplainedAcl& acl, const Packets::Packet& packet) {
+   Verdict verdict = acl.explain(packet);
+   AclExplanation explanation;
+   explanation.acl = acl.table().key().str();
+   explanation.policy = acl.policy().name.text;
+   explanation.family = acl.family();
+   explanation.dscpBefore = packet.dscp;
+   explanation.dscpAfter = packet.dscp;
+   explanation.matched = verdict.matched;
+   for (std::size_t i = 0; i < acl.classes().size(); ++i) {
+      explanation.classes.push_back({acl.classes()[i]->name.text, std::move(verdict.misses[i])});
+   }
+   if (const auto* entry = verdict.entry) {
+      explanation.rule = RuleHit{entry->index, entry->rule.str()};
+      explanation.sampled = entry->sampled;
+      explanation.dscpAfter = entry->dscpAfter(packet.dscp);
+      const Policy::Class& matched = *acl.classes()[verdict.matched];
+      if (const auto* set = actionOf(matched, Policy::ActionKind::setDscp)) {
+         explanation.dscpOfClass = set->dscp;
+      }
+   }
+   return explanation;
+}
+
+// ---- Text ----
+
+std::string dscpText(const AclExplanation& acl) {
+   return acl.dscpAfter == acl.dscpBefore
+                ? fmt::format("stays {}", acl.dscpAfter)
+                : fmt::format("{} becomes {}", acl.dscpBefore, acl.dscpAfter);
+}
+
+// What to add when the packet does not leave with the DSCP that its class asks for. The plug-in
+// makes set-DSCP rules that rewrite no bits (DESIGN.md, Decisions), which nobody expects who reads
+// the policy.
+std::string markText(const AclExplanation& acl) {
+   return !acl.dscpOfClass || *acl.dscpOfClass == acl.dscpAfter
+                ? ""
+                : fmt::format(" (the class sets {}, but its rules rewrite no bits)",
+                              *acl.dscpOfClass);
+}
+
+std::string resultText(const AclExplanation& acl) {
+   // Without a rule the packet leaves as it came; only that it is not sampled is worth a line.
+   if (!acl.rule) {
+      return "not sampled: no rule matches";
+   }
+   return fmt::format("{}, DSCP {}{}", acl.sampled ? "sampled" : "not sampled", dscpText(acl),
+                      markText(acl));
+}
+
+// What the class at the index `i` has to do with the packet.
+std::string classText(const AclExplanation& acl, std::size_t i) {
+   if (const std::optional<Miss>& miss = acl.classes[i].miss) {
+      return fmt::format("no, {}: wanted {}, found {}", fieldName(miss->field), miss->wanted,
+                         miss->found);
+   }
+   return i == acl.matched ? fmt::format("yes, rule {} {}", acl.rule->index, acl.rule->name)
+                           : "not reached: an earlier class has the packet";
+}
+
+std::string aclText(const AclExplanation& acl) {
+   std::string text = fmt::format("   {}: {}\n", acl.acl, resultText(acl));
+   for (std::size_t i = 0; i < acl.classes.size(); ++i) {
+      text += fmt::format("      class {}: {}\n", acl.classes[i].name, classText(acl, i));
+   }
+   return text;
+}
+
+// ---- JSON ----
+
+Json missJson(const ClassExplanation& each) {
+   return {{"class", each.name},
+           {"field", fieldName(each.miss->field)},
+           {"wanted", each.miss->wanted},
+           {"found", each.miss->found}};
+}
+
+Json aclJson(const AclExplanation& acl) {
+   Json misses = Json::array();
+   Json notReached = Json::array();
+   for (std::size_t i = 0; i < acl.classes.size(); ++i) {
+      if (acl.classes[i].miss) {
+         misses.push_back(missJson(acl.classes[i]));
+      } else if (i != acl.matched) {
+         notReached.push_back(acl.classes[i].name);
+      }
+   }
+   Json json{{"acl", acl.acl},
+             {"policy", acl.policy},
+             {"family", familyName(acl.family)},
+             {"rule", nullptr},
+             {"class", nullptr},
+             {"sampled", acl.sampled},
+             {"dscp", acl.dscpAfter},
+             {"notMatched", std::move(misses)},
+             {"notReached", std::move(notReached)}};
+   if (acl.rule) {
+      json["rule"] = {{"index", acl.rule->index}, {"name", acl.rule->name}};
+      json["class"] = acl.classes[acl.matched].name;
+   }
+   return json;
+}
+
+} // namespace
+
+PacketExplanation explainPacket(std::vector<ExplainedAcl>& acls, const Packets::Packet& packet) {
+   PacketExplanation explanation{printPacket(packet), {}};
+   for (ExplainedAcl& acl : acls) {
+      if (acl.concerns(packet)) {
+         explanation.acls.push_back(explainIn(acl, packet));
+      }
+   }
+   return explanation;
+}
+
+std::string text(const Explanation& explanation) {
+   std::string text;
+   for (const PacketExplanation& packet : explanation.packets) {
+      text += packet.packet + '\n';
+      for (const AclExplanation& acl : packet.acls) {
+         text += aclText(acl);
+      }
+      text += packet.acls.empty() ? "   no ACL is asked about this packet\n" : "";
+   }
+   return text;
+}
+
+Json json(const Explanation& explanation) {
+   Json packets = Json::array();
+   for (const PacketExplanation& packet : explanation.packets) {
+      Json acls = Json::array();
+      for (const AclExplanation& acl : packet.acls) {
+         acls.push_back(aclJson(acl));
+      }
+      packets.push_back({{"packet", packet.packet}, {"acls", std::move(acls)}});
+   }
+   return {{"schema", explainJsonSchema},
+           {"packets", std::move(packets)},
+           {"refused", json(explanation.refused)}};
+}
+
+} // namespace Postcard::Report
