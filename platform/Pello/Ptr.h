@@ -6,7 +6,6 @@
 
 #include <compare>
 #include <cstddef>
-#include <functional>
 #include <type_traits>
 #include <utility>
 

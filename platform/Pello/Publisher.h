@@ -1,4 +1,5 @@
-// `Publisher`: tells subscribers that an attribute of an object has changed. Relies on nothing.
+// `Publisher`: tells subscribers that an attribute of an object has changed. Relies on counted
+// references.
 //
 // The rule for what happens during a notification:
 //  - delivery is synchronous, in the order of subscription;
@@ -10,10 +11,10 @@
 //    the remaining subscribers are called.
 #pragma once
 
+#include "Pello/Ptr.h"
 #include "Pello/Types.h"
 
-#include <functional>
-#include <memory>
+#include <concepts>
 #include <typeinfo>
 #include <utility>
 
@@ -47,8 +48,6 @@ struct Change {
 
 class Publisher {
  public:
-   using Callback = std::function<void(const Change&)>;
-
    // Ends its subscription when it goes. May outlive the publisher.
    class Subscription {
     public:
@@ -56,7 +55,7 @@ class Publisher {
       Subscription(Subscription&& other) noexcept = default;
       // Ends the subscription held so far, and takes over the other's.
       Subscription& operator=(Subscription&& other) noexcept {
-         std::shared_ptr<Entry> taken = std::move(other.entry_);
+         Ptr<Counted> taken = std::move(other.entry_);
          end();
          entry_ = std::move(taken);
          return *this;
@@ -69,9 +68,8 @@ class Publisher {
 
     private:
       friend class Publisher;
-      struct Entry;
-      explicit Subscription(std::shared_ptr<Entry> entry) noexcept : entry_{std::move(entry)} {}
-      std::shared_ptr<Entry> entry_;
+      explicit Subscription(Ptr<Counted> entry) noexcept : entry_{std::move(entry)} {}
+      Ptr<Counted> entry_; // null, or an `Entry`
    };
 
    Publisher() noexcept = default;
@@ -80,8 +78,12 @@ class Publisher {
    Publisher& operator=(const Publisher&) = delete;
    ~Publisher();
 
-   // Calls `callback` at every change until the returned subscription ends.
-   [[nodiscard]] Subscription subscribe(Callback callback);
+   // Calls `callback(change)` at every change until the returned subscription ends. The callback is
+   // kept until then.
+   template <std::invocable<const Change&> Callback>
+   [[nodiscard]] Subscription subscribe(Callback callback) {
+      return add(Ptr<Listener>{new ListenerOf<Callback>{std::move(callback)}});
+   }
 
    // Tells every subscriber. Costs one test when there are none.
    void publish(const Change& change) {
@@ -94,10 +96,28 @@ class Publisher {
    U64 containedExceptions() const noexcept;
 
  private:
+   // A callback without its type.
+   class Listener : public Counted {
+    public:
+      virtual void call(const Change& change) = 0;
+   };
+   template <class Callback>
+   class ListenerOf final : public Listener {
+    public:
+      explicit ListenerOf(Callback callback) : callback_{std::move(callback)} {}
+      void call(const Change& change) override { callback_(change); }
+
+    private:
+      Callback callback_;
+   };
+   // One subscription, and all of them. Known to the source only.
+   struct Entry;
    struct List;
+
+   Subscription add(Ptr<Listener> listener);
    void deliver(const Change& change);
 
-   std::shared_ptr<List> list_; // null until the first subscription
+   Ptr<Counted> list_; // null until the first subscription, then a `List`
 };
 
 } // namespace Pello

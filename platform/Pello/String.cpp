@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <ostream>
 #include <stdexcept>
 
 namespace Pello {
@@ -35,6 +36,10 @@ String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
 
 void String::destroy(Rep* rep) noexcept {
    slabFree(rep, sizeof(Rep) + rep->size + 1);
+}
+
+std::ostream& operator<<(std::ostream& out, const String& text) {
+   return out << text.view();
 }
 
 } // namespace Pello

@@ -9,9 +9,8 @@
 #include <compare>
 #include <concepts>
 #include <cstddef>
-#include <functional>
 #include <initializer_list>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -42,19 +41,55 @@ class String {
       return joined;
    }
 
-   // Valid as long as some `String` shares these characters.
+   // The characters; valid as long as some `String` shares them.
    std::string_view view() const noexcept {
       return rep_ == nullptr ? std::string_view{} : std::string_view{chars(rep_), rep_->size};
    }
+   // Both conversions are implicit, so that a `String` goes wherever text is taken. A function that
+   // is overloaded for both types has to be told which one is meant: `view()` or `str()`.
    operator std::string_view() const noexcept { return view(); }
+   operator std::string() const { return str(); }
+   // A copy of the characters.
    std::string str() const { return std::string{view()}; }
    // Null-terminated; an inner null character ends it early for C functions.
    const char* c_str() const noexcept { return rep_ == nullptr ? "" : chars(rep_); }
+
+   // In bytes. `length` is another name of `size`.
    std::size_t size() const noexcept { return rep_ == nullptr ? 0 : rep_->size; }
+   std::size_t length() const noexcept { return size(); }
    bool empty() const noexcept { return rep_ == nullptr; }
+
+   // The byte at `index`, which must be less than `size()`.
+   const char& operator[](std::size_t index) const noexcept { return view()[index]; }
+   const char* begin() const noexcept { return c_str(); }
+   const char* end() const noexcept { return c_str() + size(); }
+
+   // What `find` returns when there is no such place, and what `substr` takes for "to the end".
+   static constexpr std::size_t npos = std::string_view::npos;
+   // The index of the first occurrence that begins at `from` or later, or `npos`.
+   std::size_t find(std::string_view text, std::size_t from = 0) const noexcept {
+      return view().find(text, from);
+   }
+   std::size_t find(char character, std::size_t from = 0) const noexcept {
+      return view().find(character, from);
+   }
    // Whether `text` occurs anywhere.
-   bool contains(std::string_view text) const noexcept {
-      return view().find(text) != std::string_view::npos;
+   bool contains(std::string_view text) const noexcept { return find(text) != npos; }
+   // A copy of at most `count` bytes from `from` on. Throws `std::out_of_range` when `from` is more
+   // than `size()`.
+   String substr(std::size_t from, std::size_t count = npos) const {
+      return String{view().substr(from, count)};
+   }
+
+   // The characters of both, one after the other. For more than two pieces `join` copies less.
+   friend String operator+(const String& a, const String& b) { return join({a.view(), b.view()}); }
+   template <std::convertible_to<std::string_view> Text>
+   friend String operator+(const String& a, const Text& b) {
+      return join({a.view(), std::string_view{b}});
+   }
+   template <std::convertible_to<std::string_view> Text>
+   friend String operator+(const Text& a, const String& b) {
+      return join({std::string_view{a}, b.view()});
    }
 
    friend bool operator==(const String& a, const String& b) noexcept {
@@ -73,9 +108,8 @@ class String {
    friend std::strong_ordering operator<=>(const String& a, const Text& b) noexcept {
       return a.view() <=> std::string_view{b};
    }
-   friend std::ostream& operator<<(std::ostream& out, const String& text) {
-      return out << text.view();
-   }
+   // The characters as they are, padded as the stream asks.
+   friend std::ostream& operator<<(std::ostream& out, const String& text);
 
  private:
    struct Rep {

@@ -1,5 +1,7 @@
 #include "Pello/TextTrace.h"
 
+#include "Pello/Format.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -9,8 +9,6 @@
 
 #include "Pello/Types.h"
 
-#include <fmt/core.h>
-
 #include <atomic>
 #include <functional>
 #include <optional>
@@ -79,9 +77,5 @@ bool traceSourceFits(std::string_view pattern, std::string_view name);
 // what it throws reaches the trace point.
 using TraceSink = std::function<void(const TraceRecord&)>;
 void traceSinkIs(TraceSink sink);
-
-// Formats one trace and hands it to the sink. Call it only when the level is enabled. Throws
-// `fmt::format_error` when the arguments do not fit the format.
-void fmtrace(const TracePoint& point, fmt::string_view format, fmt::format_args args);
 
 } // namespace Pello

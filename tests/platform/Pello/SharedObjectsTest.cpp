@@ -1,6 +1,7 @@
 // Objects, texts and traces in the hands of several threads, with the switch on. What is asserted
 // holds without a sanitizer too; the thread sanitizer sees more.
 #include "Pello/AllocationTracker.h"
+#include "Pello/Format.h"
 #include "Pello/Ptr.h"
 #include "Pello/Publisher.h"
 #include "Pello/String.h"

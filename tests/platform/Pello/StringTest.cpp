@@ -10,6 +10,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
@@ -120,6 +121,91 @@ TEST(String, containsFindsTextAnywhere) {
    EXPECT_FALSE(String{}.contains("a"));
 }
 
+struct Place {
+   std::string text;
+   std::string part;
+   std::size_t from;
+   std::size_t found;
+};
+
+const Place places[] = {
+      {"web-class", "class", 0, 4},
+      {"web-class", "web", 0, 0},
+      {"web-class", "s", 8, 8},
+      {"web-class", "web", 1, String::npos},
+      {"web-class", "", 9, 9},
+      {"web-class", "", 10, String::npos},
+      {"web-class", "dns", 0, String::npos},
+      {"", "", 0, 0},
+      {"", "a", 0, String::npos},
+};
+
+TEST(String, findsTheFirstPlace) {
+   for (const auto& [text, part, from, found] : places) {
+      EXPECT_EQ(String{text}.find(part, from), found) << text << " " << part << " " << from;
+   }
+   EXPECT_EQ(String{"web-class"}.find('-'), 3U);
+   EXPECT_EQ(String{"web-class"}.find('s', 8), 8U);
+   EXPECT_EQ(String{nul}.find('\0'), 1U);
+   EXPECT_EQ(String{"web"}.find('x'), String::npos);
+}
+
+TEST(String, givesItsCharactersByIndexAndInOrder) {
+   const String text{nul};
+   EXPECT_EQ(text.length(), 3U);
+   EXPECT_EQ(text[0], 'a');
+   EXPECT_EQ(text[1], '\0');
+   EXPECT_EQ(text[2], 'b');
+   std::string walked;
+   for (const char character : text) {
+      walked += character;
+   }
+   EXPECT_EQ(walked, nul);
+   EXPECT_EQ(String{}.begin(), String{}.end());
+}
+
+TEST(String, substrCopiesAPart) {
+   const String text{"web-class"};
+   EXPECT_EQ(text.substr(4), "class");
+   EXPECT_EQ(text.substr(0, 3), "web");
+   EXPECT_EQ(text.substr(4, 100), "class");
+   EXPECT_EQ(text.substr(9), "");
+   EXPECT_THROW(text.substr(10), std::out_of_range);
+}
+
+TEST(String, plusJoinsWithEveryKindOfText) {
+   const String web{"web"};
+   EXPECT_EQ(web + "-tcp", "web-tcp");
+   EXPECT_EQ("my-" + web, "my-web");
+   EXPECT_EQ(web + web, "webweb");
+   EXPECT_EQ(web + std::string{"-"} + std::string_view{"x"}, "web-x");
+   EXPECT_EQ(std::string{"a"} + web, "aweb");
+   EXPECT_EQ(std::string_view{nul} + web, nul + "web");
+   EXPECT_EQ(web, "web");
+   static_assert(std::is_same_v<decltype("a" + web), String>);
+}
+
+void takesString(const std::string& text) {
+   EXPECT_EQ(text, "web");
+}
+
+TEST(String, becomesAStandardStringWithoutACast) {
+   const String web{"web"};
+   const std::string made = web;
+   EXPECT_EQ(made, "web");
+   std::string assigned;
+   assigned = web;
+   EXPECT_EQ(assigned, "web");
+   assigned += web;
+   EXPECT_EQ(assigned, "webweb");
+   EXPECT_EQ(std::string{web}, "web");
+   takesString(web);
+   static_assert(std::is_convertible_v<String, std::string_view>);
+   static_assert(!std::is_convertible_v<String, const char*>);
+   static_assert(!std::is_constructible_v<String, int*>);
+   static_assert(!std::is_constructible_v<bool, String>);
+}
+
 TEST(String, printsAsItself) {
    std::ostringstream out;
    out << String{nul} << '|' << String{};
@@ -162,6 +248,8 @@ RC_GTEST_PROP(StringProperty, behavesLikeStdString, ()) {
    RC_ASSERT((left == right) == (a == b));
    RC_ASSERT((left <=> right) == (a <=> b));
    RC_ASSERT(String::join({left, right}).str() == a + b);
+   RC_ASSERT((left + right).str() == a + b);
+   RC_ASSERT(left.find(b) == a.find(b));
    RC_ASSERT(left.contains(b) == (a.find(b) != std::string::npos));
    RC_ASSERT(left.view() == a);
 }

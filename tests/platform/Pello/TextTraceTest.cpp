@@ -1,6 +1,8 @@
 // The setting text, the sources that follow it, and where traces go.
 #include "Pello/TextTrace.h"
 
+#include "Pello/Format.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
