@@ -7,7 +7,7 @@ namespace OruPostcardTelemetry {
 void RuleAction::copy(const RuleAction& other) {
    RINGLOG_ENTRY();
    for (const auto& member : other.action()) {
-      actionIs(member.key());
+      actionIs(member);
    }
 }
 

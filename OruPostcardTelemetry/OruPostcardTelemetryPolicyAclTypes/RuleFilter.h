@@ -24,8 +24,8 @@ class RuleFilter : public Kiv::Entity {
    KIV_ATTRIBUTE(134, bool, dportDataMaskValid, false);
    KIV_ATTRIBUTE(135, L4PortDataMask, dportDataMask);
    KIV_ATTRIBUTE(136, Protocol, proto);
-   KIV_NAMED_CHILD(137, Classification::TcpUdpCheckSumOrIpId, sampleDataAndMask); // null: no match
-   KIV_ATTRIBUTE(138, Classification::TcpFlagAndMask, tcpFlagAndMask); // mask 0: no match
+   KIV_CHILD(137, Classification::TcpUdpCheckSumOrIpId, sampleDataAndMask); // null: no match
+   KIV_ATTRIBUTE(138, Classification::TcpFlagAndMask, tcpFlagAndMask);      // mask 0: no match
 
  public:
    RuleFilter() = default;

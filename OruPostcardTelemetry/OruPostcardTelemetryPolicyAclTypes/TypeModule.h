@@ -2,7 +2,7 @@
 // library is loaded.
 #pragma once
 
-#include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 
 namespace OruPostcardTelemetry {
 

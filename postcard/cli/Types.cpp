@@ -1,7 +1,9 @@
 #include "postcard/cli/Types.h"
 
 #include "Kiv/Enumeration.h"
+#include "Kiv/Operation.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "postcard/host/PluginHost.h"
 
 #include <CLI/CLI.hpp>

@@ -2,6 +2,7 @@
 
 #include "Classification/StructuredFilter.h"
 #include "FeatureToggle/FeatureToggle.h"
+#include "PolicyMap/SetDscpAction.h"
 #include "TrafficPolicy/TrafficPolicyClassMapSmCommonData.h"
 
 #include <span>

@@ -2,6 +2,7 @@
 // its arguments, read, set, published, copied and refused as its descriptor says. A type that is
 // added needs a row in `samples` and nothing else.
 #include "Kiv/Entity.h"
+#include "Kiv/Operation.h"
 #include "Kiv/TypeData.h"
 #include "L3/TypeModule.h"
 #include "Orlix/TypeModule.h"

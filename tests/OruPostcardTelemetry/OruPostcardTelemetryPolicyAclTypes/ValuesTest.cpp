@@ -1,5 +1,6 @@
 // Values and enumerations of the data model.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/DscpDataAndMask.h"
+#include "Kiv/Format.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/L4Port.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryPolicyKey.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/Protocol.h"
