@@ -54,13 +54,13 @@ void OruPostcardPolicyAclHelper::addAttachedInterfaces(const PolicyDataPtr& poli
       RINGLOG_TRACE_OF(Operation::name, 5, "Adding interface from intf6");
       requireAttached(policyData->intf6s(), "policyData->intf6s()", Operation::text);
       for (const auto& intf : policyData->intf6()) {
-         updateIntfInAclConfig(aclConfig, intf.key(), false);
+         updateIntfInAclConfig(aclConfig, intf, false);
       }
    } else {
       RINGLOG_TRACE_OF(Operation::name, 5, "Adding interface from intf4");
       requireAttached(policyData->intf4s(), "policyData->intf4s()", Operation::text);
       for (const auto& intf : policyData->intf4()) {
-         updateIntfInAclConfig(aclConfig, intf.key(), false);
+         updateIntfInAclConfig(aclConfig, intf, false);
       }
    }
 }

@@ -29,8 +29,8 @@ using Blocks = std::vector<Orlix::RangeMaskGen<U16>::Entry>;
 Blocks blocksOf(const Kiv::RbTreeSet<Classification::NumericalRange>& ranges) {
    Blocks blocks;
    for (const auto& range : ranges) {
-      Orlix::RangeMaskGen<U16>::run(static_cast<U16>(range.key().low()),
-                                    static_cast<U16>(range.key().high()), blocks);
+      Orlix::RangeMaskGen<U16>::run(static_cast<U16>(range.low()), static_cast<U16>(range.high()),
+                                    blocks);
    }
    return blocks;
 }
@@ -194,8 +194,7 @@ U32 OruPostcardPolicyAclHelper::addRulesTcpFlagField(const ProtoFieldPtr& protoF
                                                      const AclConfigPtr& aclConfig,
                                                      U32 nextRuleIndex) {
    RINGLOG_TRACE(9, "Rule Name : {}, NextRuleIndex : {}", ruleConfig->name(), nextRuleIndex);
-   for (const auto& flagIter : protoField->tcpFlag()) {
-      const Classification::TcpFlagAndMask& match = flagIter.key();
+   for (const Classification::TcpFlagAndMask& match : protoField->tcpFlag()) {
       if (match.tcpFlagMask().value() == 0) {
          contractBroken(FunctionText::addRulesTcpFlagField, "flagIter.key().tcpFlagMask().value()");
       }

@@ -29,7 +29,7 @@ class Show {
       }
       dprintf(fd_, "\n%s\n", "Policy Interfaces:");
       for (const auto& intf : config.policyIntf()) {
-         item(intf.key().stringValue().c_str());
+         item(intf.stringValue().c_str());
       }
       attribute("Programmed Policy:", Kiv::valueText(config.programmedPolicy()).c_str());
       attribute("Rules Client Updated:", Kiv::valueText(config.rulesClientUpdated()).c_str());
@@ -120,7 +120,7 @@ class Show {
    // expect it there.
    void action(const RuleAction& action) const {
       for (const auto& member : action.action()) {
-         if (const char* name = actionName(member.key())) {
+         if (const char* name = actionName(member)) {
             dprintf(fd_, "%-6s %s\n", "", name);
          }
          if (action.action(RuleAction::setDscpAction)) {

@@ -9,7 +9,7 @@ using TypesTrace::traceSource;
 void RuleAction::copy(const RuleAction& other) {
    RINGLOG_ENTRY();
    for (const auto& member : other.action()) {
-      actionIs(member.key());
+      actionIs(member);
    }
 }
 

@@ -28,7 +28,7 @@ class RuleFilter : public Kiv::Entity {
    KIV_ATTRIBUTE(135, L4PortDataMask, dportDataMask);
    KIV_ATTRIBUTE(136, Protocol, proto);
    // The sample match. Null: the filter has none. The name that makes it is only its key.
-   KIV_NAMED_CHILD(137, Classification::TcpUdpCheckSumOrIpId, sampleDataAndMask);
+   KIV_CHILD(137, Classification::TcpUdpCheckSumOrIpId, sampleDataAndMask);
    // A mask of 0: the filter does not match TCP flags.
    KIV_ATTRIBUTE(138, Classification::TcpFlagAndMask, tcpFlagAndMask);
 

@@ -2,7 +2,7 @@
 // framework when it is loaded; naming the function makes a linker keep the library.
 #pragma once
 
-#include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 
 namespace OruPostcardTelemetry {
 

@@ -1,6 +1,7 @@
 // `bench-Framework`: what publication, counted references and objects cost, each beside a floor in
 // the same run.
 #include "Kiv/Entity.h"
+#include "Kiv/Operation.h"
 #include "Kiv/Reflection.h"
 #include "Pello/ThreadSafety.h"
 

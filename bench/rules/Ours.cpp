@@ -151,7 +151,7 @@ ShownRule Ours::rule(U32 index) {
    rule.index = index;
    showFilter(*found->ruleFilter(), rule);
    for (const auto& action : found->ruleAction()->action()) {
-      rule.actions = static_cast<U8>(rule.actions | 1U << static_cast<U8>(action.key()));
+      rule.actions = static_cast<U8>(rule.actions | 1U << static_cast<U8>(action));
    }
    rule.dscpData = static_cast<U8>(found->ruleAction()->dscpDataAndMask().dscpData().value());
    rule.dscpMask = found->ruleAction()->dscpDataAndMask().dscpMask();

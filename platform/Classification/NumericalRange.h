@@ -15,8 +15,7 @@ class NumericalRange : public Kiv::Value<NumericalRange> {
  public:
    NumericalRange() = default;
    NumericalRange(U32 low, U32 high) : low_{low}, high_{high} {}
-   explicit NumericalRange(std::string_view text)
-      : NumericalRange{Kiv::parseValue<NumericalRange>(text)} {}
+   KIV_TEXT_CONSTRUCTORS(NumericalRange);
 
    // By the lower bound, then by the upper one.
    friend std::strong_ordering operator<=>(const NumericalRange& a, const NumericalRange& b) {

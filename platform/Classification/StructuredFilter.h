@@ -35,7 +35,7 @@ class StructuredFilter : public Kiv::Entity {
    KIV_ATTRIBUTE(141, bool, protocol);         // matches on the protocol as a whole
    KIV_ATTRIBUTE(142, bool, protocolNeighbor); // the packet is for a protocol neighbour
    KIV_COLLECTION(143, protoField, Kiv::RbTreeEntityMap<NumericalRange, ProtoField>);
-   KIV_NAMED_CHILD(144, TcpUdpCheckSumOrIpId, tcpUdpCheckSumOrIpId); // null: no sample match
+   KIV_CHILD(144, TcpUdpCheckSumOrIpId, tcpUdpCheckSumOrIpId); // null: no sample match
 
  public:
    explicit StructuredFilter(U32 id) : id_{id} {}

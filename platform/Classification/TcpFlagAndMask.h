@@ -16,7 +16,7 @@ class TcpFlags : public Kiv::Value<TcpFlags> {
  public:
    TcpFlags() = default;
    explicit TcpFlags(U8 value) : value_{value} {}
-   explicit TcpFlags(std::string_view text) : TcpFlags{Kiv::parseValue<TcpFlags>(text)} {}
+   KIV_TEXT_CONSTRUCTORS(TcpFlags);
 
    friend auto operator<=>(const TcpFlags& a, const TcpFlags& b) { return a.value_ <=> b.value_; }
 };
@@ -34,8 +34,7 @@ class TcpFlagAndMask : public Kiv::Value<TcpFlagAndMask> {
       : tcpFlag_{tcpFlag}, tcpFlagMask_{tcpFlagMask} {}
    TcpFlagAndMask(U8 tcpFlag, U8 tcpFlagMask)
       : TcpFlagAndMask{TcpFlags{tcpFlag}, TcpFlags{tcpFlagMask}} {}
-   explicit TcpFlagAndMask(std::string_view text)
-      : TcpFlagAndMask{Kiv::parseValue<TcpFlagAndMask>(text)} {}
+   KIV_TEXT_CONSTRUCTORS(TcpFlagAndMask);
 
    // By the flags, then by the mask.
    friend std::strong_ordering operator<=>(const TcpFlagAndMask& a, const TcpFlagAndMask& b) {

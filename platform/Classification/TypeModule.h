@@ -1,7 +1,7 @@
 // The types of this library, for the framework's registry.
 #pragma once
 
-#include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 
 namespace Classification {
 

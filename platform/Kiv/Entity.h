@@ -55,6 +55,9 @@ class Entity : public Pello::Counted {
    Entity() = default;
 };
 
+// What the functions of the descriptor of `entity` take as `owner`: the object of its own type.
+const void* ownerAddress(const Entity& entity);
+
 // Reports changes of the collection `id` of `owner` to its publisher.
 template <U16 id, class Owner>
 auto collectionReport(const Owner& owner) {
@@ -84,26 +87,22 @@ void setAttribute(Owner& owner, T& stored, T value) {
    }
 }
 
-// The child, made when there is none.
-template <U16 id, class Owner, class T>
-Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored) {
-   if (stored != nullptr) {
+// A key under which an owner may make a child `T`: none for a child without a key.
+template <class T, class... Key>
+concept ChildKey =
+      (sizeof...(Key) == 0 && std::default_initializable<T>) ||
+      (sizeof...(Key) == 1 && (std::convertible_to<const Key&, Pello::String> && ...) &&
+       std::constructible_from<T, Pello::String>);
+
+// The child, made from `key` when there is none. A child with a key has it as its `name()`; one of
+// another key is replaced.
+template <U16 id, class Owner, class T, std::same_as<Pello::String>... Key>
+Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored, const Key&... key) {
+   if (stored != nullptr && ((stored->name() == key) && ...)) {
       return stored;
    }
    // Held here: a subscriber may unlink the new child, or let go of the owner.
-   Pello::Ptr<T> made{new T{}};
-   setAttribute<id>(owner, stored, made);
-   return made;
-}
-
-// The child of the key `name`, made when there is none; a child of another key is replaced.
-template <U16 id, class Owner, class T>
-Pello::Ptr<T> instantiateNamedChild(Owner& owner, Pello::Ptr<T>& stored,
-                                    const Pello::String& name) {
-   if (stored != nullptr && stored->name() == name) {
-      return stored;
-   }
-   Pello::Ptr<T> made{new T{name}};
+   Pello::Ptr<T> made{new T{key...}};
    setAttribute<id>(owner, stored, made);
    return made;
 }
@@ -189,31 +188,18 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
       __VA_ARGS__                                                                                  \
    }
 
-// A part made on demand: `nameIs()` returns the existing one or makes it, `nameDel()` unlinks it.
+// A part made on demand: `nameIs()` returns the existing one or makes it, `nameDel()` unlinks it
+// and hands it over. A part that is made from a key (`Type(Pello::String)` and `name()`) is asked
+// for with it: `nameIs(key)` replaces a child of another key. Null until asked for.
 #define KIV_CHILD(id, Type, name)                                                                  \
  public:                                                                                           \
    const Pello::Ptr<Type>& name() const {                                                          \
       return name##_;                                                                              \
    }                                                                                               \
-   Pello::Ptr<Type> name##Is() {                                                                   \
-      return Kiv::instantiateChild<id>(*this, name##_);                                            \
-   }                                                                                               \
-   Pello::Ptr<Type> name##Del() {                                                                  \
-      return Kiv::removeChild<id>(*this, name##_);                                                 \
-   }                                                                                               \
-   KIV_ROW(id, name, child, Pello::Ptr<Type>)                                                      \
-                                                                                                   \
- private:                                                                                          \
-   Pello::Ptr<Type> name##_
-
-// The same for a part with a key of its own: `nameIs(key)` replaces a child of another key.
-#define KIV_NAMED_CHILD(id, Type, name)                                                            \
- public:                                                                                           \
-   const Pello::Ptr<Type>& name() const {                                                          \
-      return name##_;                                                                              \
-   }                                                                                               \
-   Pello::Ptr<Type> name##Is(const Pello::String& key) {                                           \
-      return Kiv::instantiateNamedChild<id>(*this, name##_, key);                                  \
+   template <class... Key>                                                                         \
+      requires Kiv::ChildKey<Type, Key...>                                                         \
+   Pello::Ptr<Type> name##Is(const Key&... key) {                                                  \
+      return Kiv::instantiateChild<id>(*this, name##_, Pello::String{key}...);                     \
    }                                                                                               \
    Pello::Ptr<Type> name##Del() {                                                                  \
       return Kiv::removeChild<id>(*this, name##_);                                                 \

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <ostream>
 
 namespace Kiv {
 
@@ -17,6 +18,10 @@ std::string expectedNames(const EnumTable& table) {
 }
 
 } // namespace
+
+std::ostream& writeText(std::ostream& out, std::string_view text) {
+   return out << text;
+}
 
 std::string enumName(const EnumTable& table, U8 value) {
    const auto found = std::ranges::find(table.enumerators, value, &Enumerator::value);

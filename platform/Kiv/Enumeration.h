@@ -6,15 +6,14 @@
 //   stringValue(color)         its name; the number as text for a value without a name
 //   ColorInstance(U32)         the enumerator of a number, RangeError when there is none
 //   ColorInstance(name)        the enumerator of a name, ParseError when there is none
-//   sequenceToValue(text, out) the same from a character range
+//   sequenceToValue(text, out) the same from a character range, which may be given by its begin and
+//                              end: sequenceToValue(begin, end, out)
 //   out << color               writes the name
 #pragma once
 
 #include "Kiv/TextParser.h"
 
-#include <fmt/format.h>
-
-#include <ostream>
+#include <iosfwd>
 #include <span>
 #include <string>
 #include <string_view>
@@ -42,6 +41,9 @@ const EnumTable& enumTable() {
    return kivEnumTable(std::type_identity<E>{});
 }
 
+// Writes `text` to `out`, padded as the stream asks. For headers that know streams by name only.
+std::ostream& writeText(std::ostream& out, std::string_view text);
+
 // The name of `value`, or its number when it has none.
 std::string enumName(const EnumTable& table, U8 value);
 // The number of an enumerator; throws RangeError or ParseError when there is none.
@@ -68,15 +70,9 @@ U8 enumByPrintedName(const EnumTable& table, std::string_view name);
    inline void sequenceToValue(std::string_view text, Enum& out) {                                 \
       out = instance(text);                                                                        \
    }                                                                                               \
+   inline void sequenceToValue(const char* begin, const char* end, Enum& out) {                    \
+      out = instance(std::string_view{begin, end});                                                \
+   }                                                                                               \
    inline std::ostream& operator<<(std::ostream& out, Enum value) {                                \
-      return out << stringValue(value);                                                            \
+      return Kiv::writeText(out, stringValue(value));                                              \
    }
-
-template <Kiv::Enumeration E>
-struct fmt::formatter<E> : fmt::formatter<fmt::string_view> {
-   template <class Context>
-   auto format(E value, Context& context) const {
-      const std::string name = Kiv::enumName(Kiv::enumTable<E>(), static_cast<U8>(value));
-      return fmt::formatter<fmt::string_view>::format({name.data(), name.size()}, context);
-   }
-};

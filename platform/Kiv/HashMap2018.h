@@ -3,7 +3,9 @@
 // the interface and that a table remembers the whole hash, so that growing never looks at a key.
 #pragma once
 
+#include "Kiv/detail/ByteSet.h"
 #include "Kiv/detail/Collection.h"
+#include "Kiv/detail/Iterator.h"
 #include "Kiv/detail/ValueOps.h"
 #include "Pello/Ptr.h"
 
@@ -40,7 +42,7 @@ void clearByKey(Collection& collection, Report& report) {
    while (!collection.empty()) {
       std::vector<typename Collection::Key> keys;
       keys.reserve(collection.size());
-      for (const auto& at : collection) {
+      for (auto at = collection.begin(); at != collection.end(); ++at) {
          keys.push_back(at.key());
       }
       for (const auto& key : keys) {
@@ -73,6 +75,13 @@ class HashMap2018 {
       }
    };
    using Table = boost::unordered_flat_set<Slot, Detail::StoredHash, SameKey>;
+   // What an iterator shows of a slot.
+   struct Read {
+      using Key = KeyType;
+      using Value = Pello::Ptr<Element>;
+      static const Key& key(const Slot& slot) { return SameKey::key(slot); }
+      static const Value& value(const Slot& slot) { return slot.element; }
+   };
 
  public:
    using Key = KeyType;
@@ -85,24 +94,7 @@ class HashMap2018 {
    static constexpr U64 hashConstant = seed;
 
    // Walks the elements; valid until the collection changes.
-   class Iterator {
-    public:
-      using difference_type = std::ptrdiff_t;
-      using value_type = Iterator;
-      explicit Iterator(typename Table::const_iterator at) : at_{at} {}
-      const Key& key() const { return (at_->element.get()->*keyOf)(); }
-      const Pello::Ptr<Element>& value() const { return at_->element; }
-      Element* operator->() const { return at_->element.get(); }
-      const Iterator& operator*() const { return *this; }
-      Iterator& operator++() {
-         ++at_;
-         return *this;
-      }
-      friend bool operator==(const Iterator& a, const Iterator& b) { return a.at_ == b.at_; }
-
-    private:
-      typename Table::const_iterator at_;
-   };
+   using Iterator = EntryIterator<typename Table::const_iterator, Read>;
 
    std::size_t size() const noexcept { return table_.size(); }
    bool empty() const noexcept { return table_.empty(); }
@@ -213,51 +205,36 @@ class FlatSet {
    Table table_;
 };
 
-// One-byte enumerations with numbers below 64 fit one word: no hashing, no allocation.
+// One-byte enumerations: no hashing, and no allocation while all numbers are below 63. Members come
+// in ascending order; any of them may be removed while the set is walked.
 template <class E>
 class WordSet {
  public:
    class Iterator {
     public:
-      using difference_type = std::ptrdiff_t;
-      using value_type = E;
-      explicit Iterator(U64 left) : left_{left} {}
-      E operator*() const { return static_cast<E>(__builtin_ctzll(left_)); }
+      explicit Iterator(const ByteSet& set, U32 at) : set_{&set}, at_{at} {}
+      E operator*() const { return static_cast<E>(at_); }
       Iterator& operator++() {
-         left_ &= left_ - 1;
+         at_ = set_->next(at_ + 1);
          return *this;
       }
-      friend bool operator==(const Iterator& a, const Iterator& b) { return a.left_ == b.left_; }
+      friend bool operator==(const Iterator& a, const Iterator& b) { return a.at_ == b.at_; }
 
     private:
-      U64 left_;
+      const ByteSet* set_;
+      U32 at_;
    };
    explicit WordSet(U64 /*seed*/) {}
-   std::size_t size() const noexcept {
-      return static_cast<std::size_t>(__builtin_popcountll(bits_));
-   }
-   Iterator begin() const { return Iterator{bits_}; }
-   Iterator end() const { return Iterator{0}; }
-   bool has(E value) const { return fits(value) && (bits_ & bit(value)) != 0; }
-   bool insert(E value) {
-      if (!fits(value)) {
-         throw RangeError{"a set of " + std::string{enumTable<E>().typeName} +
-                          " holds numbers from 0 to 63, not " +
-                          std::to_string(static_cast<U8>(value))};
-      }
-      const U64 before = std::exchange(bits_, bits_ | bit(value));
-      return bits_ != before;
-   }
-   void clear() { bits_ = 0; }
-   bool erase(E value) {
-      const U64 before = std::exchange(bits_, bits_ & ~(fits(value) ? bit(value) : 0));
-      return bits_ != before;
-   }
+   std::size_t size() const noexcept { return set_.size(); }
+   Iterator begin() const { return Iterator{set_, set_.next(0)}; }
+   Iterator end() const { return Iterator{set_, ByteSet::end}; }
+   bool has(E value) const { return set_.has(static_cast<U8>(value)); }
+   bool insert(E value) { return set_.insert(static_cast<U8>(value)); }
+   void clear() { set_.clear(); }
+   bool erase(E value) { return set_.erase(static_cast<U8>(value)); }
 
  private:
-   static bool fits(E value) { return static_cast<U8>(value) < 64; }
-   static U64 bit(E value) { return U64{1} << static_cast<U8>(value); }
-   U64 bits_ = 0;
+   ByteSet set_;
 };
 
 template <class T>
@@ -265,7 +242,7 @@ struct SetOf {
    using Type = FlatSet<T>;
 };
 template <class T>
-   requires std::is_enum_v<T>
+   requires(std::is_enum_v<T> && sizeof(T) == 1)
 struct SetOf<T> {
    using Type = WordSet<T>;
 };
@@ -277,7 +254,8 @@ inline U64 collectionSeed(U64 constant, bool perProcess) {
 } // namespace Detail
 
 // A set of plain values. `seed` is the collection's hash constant; with `perProcess` it is mixed
-// with the process's own seed. Sets of enumerations are one word and need neither.
+// with the process's own seed. A set of enumerators needs neither: it is one word, and holds every
+// number of a byte, also those without a name.
 template <class T, U64 seed, bool perProcess = false>
 class HashSet2018 {
    using Table = typename Detail::SetOf<T>::Type;
@@ -292,22 +270,7 @@ class HashSet2018 {
    static constexpr bool hashesPerProcess = perProcess;
 
    // Walks the members; valid until the set changes.
-   class Iterator {
-    public:
-      using difference_type = std::ptrdiff_t;
-      using value_type = Iterator;
-      explicit Iterator(typename Table::Iterator at) : at_{at} {}
-      T key() const { return *at_; }
-      const Iterator& operator*() const { return *this; }
-      Iterator& operator++() {
-         ++at_;
-         return *this;
-      }
-      friend bool operator==(const Iterator& a, const Iterator& b) { return a.at_ == b.at_; }
-
-    private:
-      typename Table::Iterator at_;
-   };
+   using Iterator = MemberIterator<T, typename Table::Iterator>;
 
    std::size_t size() const noexcept { return table_.size(); }
    bool empty() const noexcept { return size() == 0; }

@@ -1,24 +1,21 @@
 // Operations that can be called by name. A type names itself `KivOperationsOf` and lists them in
 // one table, `kivOperations()`, a tuple of rows made with `Kiv::operation("name", &Type::name,
-// {"parameter", …})`; `describeOperations` turns the rows into what the type descriptor holds.
+// {"parameter", …})`; its descriptor is made from the rows. `callOperation` calls one, `makeObject`
+// makes an object from arguments by name. Relies on type descriptors.
 #pragma once
-
-#include "Kiv/Entity.h"
-#include "Kiv/TypeData.h"
-#include "Kiv/detail/Arguments.h"
-#include "Kiv/detail/TypeNames.h"
 
 #include <any>
 #include <array>
+#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
-#include <type_traits>
-#include <utility>
-#include <vector>
 
 namespace Kiv {
+
+class Entity;
+struct Parameter;
+struct TypeData;
 
 // One row: a member function and the names of its parameters.
 template <class Owner, class Member, class Result, class... Parameters>
@@ -40,69 +37,26 @@ constexpr auto operation(std::string_view name, Result (Owner::*member)(Paramete
    return OperationRow<Owner, decltype(member), Result, Parameters...>{name, member, parameters};
 }
 
-namespace Detail {
-
-template <class Result>
-std::string resultName() {
-   if constexpr (std::is_void_v<Result>) {
-      return "void";
-   } else {
-      return typeNameOf<std::remove_cvref_t<Result>>();
-   }
-}
-
-template <class T, std::size_t row>
-struct OperationCall {
-   template <class Owner, class Member, class Result, class... Parameters>
-   static OperationData
-   describe(const OperationRow<Owner, Member, Result, Parameters...>& operation) {
-      OperationData data{
-            operation.name, {}, resultName<Result>(), &call<Owner, Member, Result, Parameters...>};
-      std::size_t index = 0;
-      (data.parameters.push_back(
-             {operation.parameters[index++], typeNameOf<std::remove_cvref_t<Parameters>>()}),
-       ...);
-      return data;
-   }
-
-   template <class Owner, class Member, class Result, class... Parameters>
-   static std::any call(Entity& entity, const OperationData& data,
-                        std::span<const std::any> values) {
-      constexpr auto operation = std::get<row>(T::kivOperations());
-      auto& owner = static_cast<Owner&>(entity);
-      return [&]<std::size_t... index>(std::index_sequence<index...>) -> std::any {
-         std::tuple<std::remove_cvref_t<Parameters>...> arguments{
-               argumentAs<std::remove_cvref_t<Parameters>>(
-                     values[index], "argument", data.parameters[index].name, data.name)...};
-         if constexpr (std::is_void_v<Result>) {
-            (owner.*operation.member)(std::get<index>(arguments)...);
-            return {};
-         } else {
-            return (owner.*operation.member)(std::get<index>(arguments)...);
-         }
-      }(std::index_sequence_for<Parameters...>{});
-   }
+// An argument of a call by name.
+struct NamedArgument {
+   std::string_view name;
+   std::any value;
 };
 
-// The table is of `T` itself, not of a base.
-template <class T>
-concept DeclaresOperations = requires { requires std::is_same_v<typename T::KivOperationsOf, T>; };
+// Calls an operation of `entity` by name, through its virtual table where it is virtual. Arguments
+// may come in any order; each must have exactly the parameter's type, except that a counted
+// reference may be more generous than asked (to a changeable object where a read-only one is
+// wanted). The result is empty for an operation without one. Throws NameError that says what was
+// expected, and whatever the operation throws.
+std::any callOperation(Entity& entity, std::string_view operationName,
+                       std::span<const NamedArgument> arguments);
 
-} // namespace Detail
+// Makes an object of `type` from named arguments, which are matched as those of an operation. The
+// result is `std::any` of the value, or of a counted reference to the new entity. Throws NameError,
+// and whatever the type throws.
+std::any makeObject(const TypeData& type, std::span<const NamedArgument> arguments);
 
-// Describes the operations of `T`, inherited ones first.
-template <class T>
-void describeOperations(std::vector<OperationData>& operations) {
-   if constexpr (requires { typename T::KivBase; }) {
-      describeOperations<typename T::KivBase>(operations);
-   }
-   if constexpr (Detail::DeclaresOperations<T>) {
-      [&]<std::size_t... row>(std::index_sequence<row...>) {
-         (operations.push_back(
-                Detail::OperationCall<T, row>::describe(std::get<row>(T::kivOperations()))),
-          ...);
-      }(std::make_index_sequence<std::tuple_size_v<decltype(T::kivOperations())>>{});
-   }
-}
+// `name(first: Type, second: Type)`, to tell people what is expected.
+std::string signatureText(std::string_view name, std::span<const Parameter> parameters);
 
 } // namespace Kiv

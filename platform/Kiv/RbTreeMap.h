@@ -4,13 +4,13 @@
 #pragma once
 
 #include "Kiv/detail/Collection.h"
+#include "Kiv/detail/Iterator.h"
 #include "Pello/Ptr.h"
 #include "Pello/Slab.h"
 #include "Pello/Types.h"
 
 #include <concepts>
 #include <cstddef>
-#include <functional>
 #include <map>
 #include <string_view>
 #include <type_traits>
@@ -39,13 +39,29 @@ struct SlabAllocator {
 template <class Key, class Value>
 using SlabMap = std::map<Key, Value, std::less<Key>, SlabAllocator<std::pair<const Key, Value>>>;
 
-template <class T>
-inline constexpr bool isReference = false;
-template <class T>
-inline constexpr bool isReference<Pello::Ptr<T>> = true;
-
-// What all ordered collections read alike.
+// What an iterator shows of a node.
 template <class KeyType, class ValueType>
+struct ReadNode {
+   using Key = KeyType;
+   using Value = ValueType;
+   static const Key& key(const std::pair<const Key, Value>& node) { return node.first; }
+   static const Value& value(const std::pair<const Key, Value>& node) { return node.second; }
+};
+
+template <class KeyType, class ValueType>
+struct WalkEntries {
+   template <class At>
+   using Iterator = EntryIterator<At, ReadNode<KeyType, ValueType>>;
+};
+
+template <class KeyType>
+struct WalkMembers {
+   template <class At>
+   using Iterator = MemberIterator<KeyType, At>;
+};
+
+// What all ordered collections read alike. `Walk` says how they are walked.
+template <class KeyType, class ValueType, class Walk = WalkEntries<KeyType, ValueType>>
 class Tree {
  protected:
    using Map = SlabMap<KeyType, ValueType>;
@@ -59,29 +75,7 @@ class Tree {
    using Node = typename Map::value_type;
 
    // Walks the entries in ascending order; stays valid while its own entry stays.
-   class Iterator {
-    public:
-      using difference_type = std::ptrdiff_t;
-      using value_type = Iterator;
-      explicit Iterator(typename Map::const_iterator at) : at_{at} {}
-      const Key& key() const { return at_->first; }
-      const ValueType& value() const { return at_->second; }
-      auto operator->() const
-         requires isReference<ValueType>
-      {
-         return at_->second.get();
-      }
-      const Iterator& operator*() const { return *this; }
-      Iterator& operator++() {
-         ++at_;
-         return *this;
-      }
-      friend bool operator==(const Iterator& a, const Iterator& b) { return a.at_ == b.at_; }
-
-    private:
-      friend class Tree;
-      typename Map::const_iterator at_;
-   };
+   using Iterator = typename Walk::template Iterator<typename Map::const_iterator>;
 
    std::size_t size() const noexcept { return map_.size(); }
    bool empty() const noexcept { return map_.empty(); }
@@ -121,11 +115,11 @@ class Tree {
  protected:
    template <class Report>
    ValueType delAt(Report&& report, Iterator at) {
-      if (at.at_ == map_.end()) {
+      if (at.position() == map_.end()) {
          return ValueType{};
       }
       // The node lives until the report is done: it holds the key.
-      const auto node = map_.extract(at.at_);
+      const auto node = map_.extract(at.position());
       report(node.key(), &node.mapped());
       return std::move(node.mapped());
    }
@@ -190,7 +184,7 @@ class RbTreeEntityMap : public Detail::Tree<KeyType, Pello::Ptr<Element>> {
 
 // An ordered set of plain values.
 template <class KeyType>
-class RbTreeSet : public Detail::Tree<KeyType, bool> {
+class RbTreeSet : public Detail::Tree<KeyType, bool, Detail::WalkMembers<KeyType>> {
  public:
    static constexpr bool isSet = true;
    static constexpr bool ownsElements = true;

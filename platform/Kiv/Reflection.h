@@ -4,12 +4,13 @@
 #pragma once
 
 #include "Kiv/Entity.h"
-#include "Kiv/Operation.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "Kiv/Value.h"
 #include "Kiv/detail/Arguments.h"
 #include "Kiv/detail/ReflectionCopy.h"
 #include "Kiv/detail/ReflectionMake.h"
+#include "Kiv/detail/ReflectionOperation.h"
 #include "Kiv/detail/ReflectionText.h"
 #include "Kiv/detail/ReflectionVisit.h"
 #include "Kiv/detail/TypeNames.h"
@@ -18,7 +19,6 @@
 #include <any>
 #include <concepts>
 #include <cstddef>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -83,9 +83,9 @@ std::size_t countElements(const void* described) {
 
 template <class Described, class Owner, class GetRow>
 void forEachElement(const void* described,
-                    const std::function<void(const std::any&, const std::any&)>& visit) {
+                    Pello::FunctionRef<void(const std::any&, const std::any&)> visit) {
    const auto& collection = storageOf<Described, Owner, GetRow>(described);
-   for (const auto& at : collection) {
+   for (auto at = collection.begin(); at != collection.end(); ++at) {
       if constexpr (std::remove_cvref_t<decltype(collection)>::isSet) {
          visit(std::any{at.key()}, std::any{});
       } else {
@@ -96,11 +96,11 @@ void forEachElement(const void* described,
 
 template <class T>
 concept EntityCollection = requires(const T& collection) {
-   { *(*collection.begin()).value() } -> std::convertible_to<Entity&>;
+   { *collection.begin().value() } -> std::convertible_to<Entity&>;
 };
 
 template <class Owner, class GetRow>
-void forEachEntity(const Entity& owner, const std::function<void(Entity&)>& visit) {
+void forEachEntity(const Entity& owner, Pello::FunctionRef<void(Entity&)> visit) {
    for (const auto& at : static_cast<const Owner&>(owner).*GetRow{}().member) {
       visit(*at.value());
    }
@@ -148,27 +148,26 @@ void describeAttributes(std::vector<AttributeData>& attributes) {
    }(std::make_index_sequence<rowCount<Owner>()>{});
 }
 
-template <class T>
-void copyEntity(Entity& to, const Entity& from) {
-   for (const Entity* entity : {static_cast<const Entity*>(&to), &from}) {
-      if (&entity->typeData() != &T::kivTypeData()) {
-         throw NameError{"copying " + std::string{entity->typeData().name} + ": expected " +
-                         std::string{T::kivTypeName}};
-      }
-   }
-   copyAttributes<T>(static_cast<T&>(to), static_cast<const T&>(from));
+template <class T, class Make>
+Pello::Ptr<Entity> makeLike(const Entity& from) {
+   return Make::makeLike(static_cast<const T&>(from));
 }
 
 template <class T, class Make>
 Pello::Ptr<Entity> cloneEntity(const Entity& from) {
-   Pello::Ptr<Entity> made{Make::makeLike(static_cast<const T&>(from))};
+   Pello::Ptr<Entity> made = makeLike<T, Make>(from);
    copyEntity<T>(*made, from);
    return made;
 }
 
 template <class T>
-void describeCloning(TypeData& type) {
-   withMakingOf<T>([&]<class Make>(Make) { type.clone = &cloneEntity<T, Make>; });
+void describeCopying(TypeData& type) {
+   type.copy = &copyEntity<T>;
+   type.copyPart = &copyPart<T>;
+   withMakingOf<T>([&]<class Make>(Make) {
+      type.clone = &cloneEntity<T, Make>;
+      type.makeLike = &makeLike<T, Make>;
+   });
 }
 
 // `Name::Space::Type(first=…, second=…)`, inherited attributes first.
@@ -210,8 +209,7 @@ TypeData describeEntity() {
       return entity == nullptr ? Pello::Ptr<Entity>{} : Pello::Ptr<Entity>{*entity};
    };
    type.entityText = &Detail::entityText<T>;
-   type.copy = &Detail::copyEntity<T>;
-   Detail::describeCloning<T>(type);
+   Detail::describeCopying<T>(type);
    return type;
 }
 

@@ -1,7 +1,6 @@
 // The framework's name for text: results of operations and everything that is printed.
 #pragma once
 
-#include "Pello/Format.h"
 #include "Pello/String.h"
 
 namespace Kiv {

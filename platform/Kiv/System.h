@@ -1,9 +1,15 @@
-// The process's clock.
+// `currentTime`: the process's wall clock. Relies on POSIX only.
 #pragma once
+
+#include <ctime>
 
 namespace Kiv::System {
 
 // Seconds since 1970-01-01 00:00 UTC, with fractions.
-double currentTime();
+inline double currentTime() noexcept {
+   timespec now{};
+   ::clock_gettime(CLOCK_REALTIME, &now); // cannot fail for this clock
+   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
 
 } // namespace Kiv::System

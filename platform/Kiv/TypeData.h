@@ -1,15 +1,14 @@
-// `TypeData`: what the framework knows about a type at run time, and the registry of types by
-// name. Made once per type by the library that owns it, so that every library sees the same
-// address. Relies on exceptions and the allocation tracker.
+// `TypeData`: what the framework knows about a type at run time: its attributes, its operations,
+// and how its objects are made, shown, parsed and copied. Made once per type by the library that
+// owns it, so that every library sees the same address. Relies on rows and the allocation tracker.
 #pragma once
 
-#include "Kiv/Exception.h"
 #include "Kiv/detail/Rows.h"
 #include "Pello/AllocationTracker.h"
+#include "Pello/FunctionRef.h"
 #include "Pello/Ptr.h"
 
 #include <any>
-#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,6 +16,7 @@
 
 namespace Kiv {
 
+class Copies;
 class Entity;
 struct EnumTable;
 
@@ -24,8 +24,8 @@ enum class TypeKind : U8 { number, boolean, string, enumeration, value, entity }
 
 class ValueVisitor;
 
-// One attribute as reflection sees it: `owner` is an object of the described type. Functions that
-// do not apply are null.
+// One attribute as reflection sees it. `owner` is an object of the described type: for an entity
+// its `ownerAddress`. Functions that do not apply are null.
 struct AttributeData {
    U16 id;
    std::string_view name;
@@ -48,19 +48,13 @@ struct AttributeData {
    // Shows the elements of a collection in its order, each as `std::any` of the key and of the
    // element (empty for a set). Null for everything else.
    void (*forEach)(const void* owner,
-                   const std::function<void(const std::any& key, const std::any& element)>& visit);
+                   Pello::FunctionRef<void(const std::any& key, const std::any& element)> visit);
    // Shows every entity that a collection of `owner` holds, in the collection's order. Null for
    // everything else.
-   void (*forEachEntity)(const Entity& owner, const std::function<void(Entity&)>& visit);
+   void (*forEachEntity)(const Entity& owner, Pello::FunctionRef<void(Entity&)> visit);
 };
 
-// An argument of a call by name.
-struct NamedArgument {
-   std::string_view name;
-   std::any value;
-};
-
-// What such a call expects.
+// What a call by name expects.
 struct Parameter {
    std::string_view name;
    std::string type; // as messages show it
@@ -112,15 +106,22 @@ struct TypeData {
    // The entity in what `make` returned; null when it holds something else. Null for values.
    Pello::Ptr<Entity> (*asEntity)(const std::any& made);
 
-   // For entities: null for values. The generic text of the whole object; and copying everything
-   // that can be set from an object of the same type, children and elements included. What the
-   // target has beyond that stays. A type with a `copy(const Type&)` of its own is copied by it.
-   // Throws NameError when one of the two is of another type.
+   // The rest is for entities, and null for values.
+
+   // The generic text of the whole object.
    std::string (*entityText)(const Entity& entity);
+   // Copies everything that can be set from an object of the same type. Children and elements that
+   // `from` owns are copied with it, and what refers to one of them refers to its copy in `to`;
+   // other references stay. What `to` has beyond that stays. A type with a `copy(const Type&)` of
+   // its own is copied by it. Throws NameError when one of the two is of another type.
    void (*copy)(Entity& to, const Entity& from);
    // A new object of the same type with the same constants and a copy of everything else. Null for
    // a type that cannot be made from its constants.
    Pello::Ptr<Entity> (*clone)(const Entity& from);
+   // The steps of both, for the framework: a new object with the same constants, and copying one
+   // object of several that are copied together.
+   Pello::Ptr<Entity> (*makeLike)(const Entity& from);
+   void (*copyPart)(Entity& to, const Entity& from, Copies& copies);
 
    // The attribute of that identifier or name. Throws NameError that names the type and says what
    // was expected.
@@ -130,71 +131,4 @@ struct TypeData {
    const OperationData& operation(std::string_view operationName) const;
 };
 
-// Calls an operation of `entity` by name, through its virtual table where it is virtual. Arguments
-// may come in any order; each must have exactly the parameter's type, except that a counted
-// reference may be more generous than asked (to a changeable object where a read-only one is
-// wanted). The result is empty for an operation without one. Throws NameError that says what was
-// expected, and whatever the operation throws.
-std::any callOperation(Entity& entity, std::string_view operationName,
-                       std::span<const NamedArgument> arguments);
-
-// `name(first: Type, second: Type)`, to tell people what is expected.
-std::string signatureText(std::string_view name, std::span<const Parameter> parameters);
-
-// Makes an object of `type` from named arguments, which are matched as those of an operation.
-std::any makeObject(const TypeData& type, std::span<const NamedArgument> arguments);
-
-// Shows all attributes of `entity`, as an object.
-void visitEntity(const Entity& entity, ValueVisitor& visitor);
-// Shows by what `entity` is told from others of its type: its first constant attribute, or the
-// name of its type when it has none.
-void visitEntityKey(const Entity& entity, ValueVisitor& visitor);
-
-// Whether both are of the same type and their constant attributes are equal, so that copying makes
-// one like the other.
-bool canBecome(const Entity& entity, const Entity& other);
-
-// The address that an `owner` above means.
-const void* ownerAddress(const Entity& entity);
-
-// A library's types, registered together under one name.
-struct TypeModule {
-   std::string_view name;
-   std::vector<const TypeData*> types;
-};
-
-// Makes the types of `module` known. Registering a module again replaces its list of types; two
-// types of the same name at different addresses are refused with NameError, and nothing changes:
-// two copies of one library are loaded, and they would not understand each other's objects. Several
-// modules may name one type, which is known until the last of them is forgotten.
-void registerTypeModule(const TypeModule& module);
-
-// The same while a library is being loaded, when there is nobody to catch an exception: two copies
-// of one library in a process are a mistake that ends it, with an assertion that names the type.
-void registerLoadedModule(const TypeModule& module) noexcept;
-
-// Forgets a module when its library is unloaded.
-void unregisterTypeModule(std::string_view name);
-
-// The registered type of that name, or null.
-const TypeData* findType(std::string_view name);
-
-// All registered types, sorted by name.
-std::vector<const TypeData*> registeredTypes();
-
 } // namespace Kiv
-
-// One per library, in the source file that defines its types: registers the module when the library
-// is loaded and forgets it when it is unloaded. It stands beside what it registers, so that a
-// linker that takes the types takes it too.
-#define KIV_REGISTER_WHEN_LOADED(module)                                                           \
-   namespace {                                                                                     \
-   std::string_view kivModuleName; /* the module itself may be gone when it is forgotten */        \
-   [[gnu::constructor]] void kivRegister() {                                                       \
-      kivModuleName = (module).name;                                                               \
-      Kiv::registerLoadedModule(module);                                                           \
-   }                                                                                               \
-   [[gnu::destructor]] void kivUnregister() {                                                      \
-      Kiv::unregisterTypeModule(kivModuleName);                                                    \
-   }                                                                                               \
-   }

@@ -8,20 +8,34 @@
 //    public:
 //      Color() = default;
 //      Color(U8 red, U8 green) : red_{red}, green_{green} {}
-//      explicit Color(std::string_view text) : Color{Kiv::parseValue<Color>(text)} {}
+//      KIV_TEXT_CONSTRUCTORS(Color);
 //   };
 //
 // The constructor from all attributes in declaration order is required: parsing calls it, so it is
 // the one place where a value may refuse its attributes.
+//
+// A type with an attribute that is text has no `KIV_TEXT_CONSTRUCTORS`: whoever writes
+// `Name{"web"}` means the attribute. Its generic text is read by `Kiv::parseValue<Name>(text)`.
 #pragma once
 
-#include "Kiv/TypeData.h"
 #include "Kiv/detail/ValueOps.h"
 
-#include <ostream>
+#include <concepts>
+#include <iosfwd>
+#include <iterator>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 namespace Kiv {
+
+struct TypeData;
+
+// Walks characters that stand side by side: a pointer, or an iterator of a string. An array is
+// none, so that two literals are not taken for the ends of a range.
+template <class At>
+concept CharacterIterator =
+      std::contiguous_iterator<At> && std::same_as<std::iter_value_t<At>, char>;
 
 // Base of value types: equality, hash and stream output made from the attributes. A type may
 // replace `isEq` or `hash` by its own.
@@ -49,8 +63,9 @@ class Value {
    }
 
    friend bool operator==(const T& a, const T& b) { return a.isEq(b); }
+   // The generic text.
    friend std::ostream& operator<<(std::ostream& out, const T& value) {
-      return out << valueText(value);
+      return writeText(out, valueText(value));
    }
 
  private:
@@ -82,21 +97,10 @@ class Value {
  private:                                                                                          \
    Type name##_ {}
 
-template <Kiv::RowValue T>
-struct fmt::formatter<T> : fmt::formatter<fmt::string_view> {
-   template <class Context>
-   auto format(const T& value, Context& context) const {
-      const std::string text = Kiv::valueText(value);
-      return fmt::formatter<fmt::string_view>::format({text.data(), text.size()}, context);
-   }
-};
-
-template <Kiv::TextualValue T>
-struct fmt::formatter<T> : fmt::formatter<fmt::string_view> {
-   template <class Context>
-   auto format(const T& value, Context& context) const {
-      const auto& text = value.stringValue();
-      const std::string_view view{text};
-      return fmt::formatter<fmt::string_view>::format({view.data(), view.size()}, context);
-   }
-};
+// The constructors from the generic text, given whole or by its begin and end. They throw
+// `ParseError`, or `RangeError` for a number that the type refuses.
+#define KIV_TEXT_CONSTRUCTORS(Type)                                                                \
+   explicit Type(std::string_view text) : Type{Kiv::parseValue<Type>(text)} {}                     \
+   template <Kiv::CharacterIterator At>                                                            \
+   explicit Type(const At& begin, const At& end) : Type{std::string_view{begin, end}} {}           \
+   static_assert(true, "takes the semicolon")

@@ -1,6 +1,6 @@
 // `ValueVisitor`: is shown a value or object piece by piece, as its type's descriptor knows it.
 // Whoever writes another notation than the generic text (JSON, say) derives from it and needs to
-// know no type. Relies on nothing.
+// know no type; `visitEntity` shows it a whole entity. Relies on type descriptors.
 #pragma once
 
 #include "Pello/Types.h"
@@ -8,6 +8,8 @@
 #include <string_view>
 
 namespace Kiv {
+
+class Entity;
 
 // Every value is shown by one of the first four, or by a begin, its contents, and an end. Views
 // are valid during the call only.
@@ -33,5 +35,13 @@ class ValueVisitor {
    virtual void beginList() = 0;
    virtual void endList() = 0;
 };
+
+// Shows all attributes of `entity`, as an object. What `entity` owns is shown whole; what it refers
+// to is shown as the other's key, so that every object is shown once.
+void visitEntity(const Entity& entity, ValueVisitor& visitor);
+
+// Shows by what `entity` is told from others of its type: its first constant attribute, or the
+// name of its type when it has none.
+void visitEntityKey(const Entity& entity, ValueVisitor& visitor);
 
 } // namespace Kiv

@@ -7,7 +7,7 @@
 #include "Pello/String.h"
 
 #include <compare>
-#include <ostream>
+#include <iosfwd>
 #include <string_view>
 #include <utility>
 

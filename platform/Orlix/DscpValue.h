@@ -18,8 +18,8 @@ class DscpValue : public Kiv::Value<DscpValue> {
    // Code point 0.
    DscpValue() = default;
    explicit DscpValue(U8 value) noexcept : value_{value} {}
-   // From decimal digits; throws ParseError for anything else, and for more than 255.
-   explicit DscpValue(std::string_view text) : DscpValue{Kiv::parseValue<DscpValue>(text)} {}
+   // From decimal digits; ParseError for anything else, and for more than 255.
+   KIV_TEXT_CONSTRUCTORS(DscpValue);
 };
 
 } // namespace Orlix

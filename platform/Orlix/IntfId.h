@@ -9,7 +9,7 @@
 #include "Pello/Types.h"
 
 #include <compare>
-#include <ostream>
+#include <iosfwd>
 #include <string_view>
 
 namespace Orlix {

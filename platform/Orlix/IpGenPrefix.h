@@ -11,7 +11,7 @@
 
 #include <array>
 #include <compare>
-#include <ostream>
+#include <iosfwd>
 #include <span>
 #include <string>
 #include <string_view>

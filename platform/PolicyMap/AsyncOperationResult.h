@@ -15,8 +15,6 @@ class AsyncOperationResult : public Kiv::Value<AsyncOperationResult> {
    AsyncOperationResult() = default;
    AsyncOperationResult(Pello::String status, double time)
       : status_{std::move(status)}, time_{time} {}
-   explicit AsyncOperationResult(std::string_view text)
-      : AsyncOperationResult{Kiv::parseValue<AsyncOperationResult>(text)} {}
 
    U64 hash(U64) const = delete; // a moment is nobody's key
 };

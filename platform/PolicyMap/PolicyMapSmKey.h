@@ -15,10 +15,11 @@ class PolicyMapSmKey : public Kiv::Value<PolicyMapSmKey> {
 
  public:
    PolicyMapSmKey() = default;
-   explicit PolicyMapSmKey(Pello::String name, Pello::String scope)
+   // A policy of the whole switch.
+   explicit PolicyMapSmKey(Pello::String name) : name_{std::move(name)} {}
+   // Implicit, so that `{"web", "linecard1"}` may stand for a key.
+   PolicyMapSmKey(Pello::String name, Pello::String scope)
       : name_{std::move(name)}, scope_{std::move(scope)} {}
-   explicit PolicyMapSmKey(std::string_view text)
-      : PolicyMapSmKey{Kiv::parseValue<PolicyMapSmKey>(text)} {}
 
    // For people: `name`, or `name/scope` when there is a scope.
    Pello::String strDesc() const {

@@ -5,11 +5,9 @@
 #include "Kiv/Entity.h"
 #include "Kiv/RbTreeMap.h"
 #include "Kiv/Value.h"
-#include "PolicyMap/ClassMapMatchOption.h"
-#include "PolicyMap/PolicyMapSmKey.h"
+#include "PolicyMap/AclRuleKey.h"
 
 #include <compare>
-#include <tuple>
 
 namespace PolicyMap {
 
@@ -21,41 +19,10 @@ class RulePriority : public Kiv::Value<RulePriority> {
  public:
    RulePriority() = default;
    explicit RulePriority(U32 value) : value_{value} {}
-   explicit RulePriority(std::string_view text)
-      : RulePriority{Kiv::parseValue<RulePriority>(text)} {}
+   KIV_TEXT_CONSTRUCTORS(RulePriority);
 
    friend auto operator<=>(const RulePriority& a, const RulePriority& b) {
       return a.value_ <=> b.value_;
-   }
-};
-
-// Which rule of which class is meant.
-class AclRuleKey : public Kiv::Value<AclRuleKey> {
-   KIV_VALUE(AclRuleKey, "PolicyMap::AclRuleKey");
-   KIV_FIELD(1, PolicyMapSmKey, policyMapKey);
-   KIV_FIELD(2, Pello::String, className);
-   KIV_FIELD(3, Pello::String, aclName); // under it the class keeps its structured filters
-   KIV_FIELD(4, U32, sequence);          // of the rule in its ACL
-   KIV_FIELD(5, ClassMapMatchOption, matchOption);
-
- public:
-   AclRuleKey() = default;
-   AclRuleKey(PolicyMapSmKey policyMapKey, Pello::String className, Pello::String aclName,
-              U32 sequence, ClassMapMatchOption matchOption)
-      : policyMapKey_{std::move(policyMapKey)},
-        className_{std::move(className)},
-        aclName_{std::move(aclName)},
-        sequence_{sequence},
-        matchOption_{matchOption} {}
-   explicit AclRuleKey(std::string_view text) : AclRuleKey{Kiv::parseValue<AclRuleKey>(text)} {}
-
-   // Attribute by attribute, in declaration order.
-   friend std::strong_ordering operator<=>(const AclRuleKey& a, const AclRuleKey& b) {
-      const auto tied = [](const AclRuleKey& key) {
-         return std::tie(key.policyMapKey_, key.className_, key.aclName_, key.sequence_,
-                         key.matchOption_);
-      };
-      return tied(a) <=> tied(b);
    }
 };
 

@@ -2,6 +2,7 @@
 
 #include "Kiv/Reflection.h"
 #include "PolicyMap/PolicyMapAclHelper.h"
+#include "PolicyMap/SetDscpAction.h"
 
 KIV_DEFINE_VALUE(PolicyMap::PolicyMapSmKey)
 KIV_DEFINE_VALUE(PolicyMap::RulePriority)

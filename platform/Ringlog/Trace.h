@@ -8,29 +8,39 @@
 // to have, because nothing is formatted for the ring.
 #pragma once
 
-#include "Pello/Format.h"
 #include "Ringlog/Ring.h"
+#include "Ringlog/detail/TextArguments.h"
 
-#include <fmt/format.h>
+#include <array>
+#include <span>
+#include <type_traits>
 
 // What a free function calls its class.
 inline constexpr const char* kivClassName = "";
 
 namespace Ringlog {
 
-template <class... Arguments>
-[[gnu::cold, gnu::noinline]] void formatText(const CallSite& site,
-                                             fmt::format_string<const Arguments&...> format,
-                                             const Arguments&... arguments) {
-   Pello::fmtrace(site.point, format, fmt::make_format_args(arguments...));
-}
+namespace Detail {
+
+// Formats the text trace of `site` and hands it to the sink.
+void writeText(const CallSite& site, std::span<const ErasedArgument> arguments);
 
 template <class... Arguments>
-void trace(CallSite& site, fmt::format_string<const Arguments&...> format,
+[[gnu::cold, gnu::noinline]] void eraseAndWriteText(const CallSite& site,
+                                                    const Arguments&... arguments) {
+   writeText(site, std::array<ErasedArgument, sizeof...(Arguments)>{eraseArgument(arguments)...});
+}
+
+} // namespace Detail
+
+// One trace of `site`. The format, which is that of the site, must have one replacement field per
+// argument; otherwise it does not compile.
+template <class... Arguments>
+void trace(CallSite& site, std::type_identity_t<CheckedFormat<Arguments...>> /*format*/,
            const Arguments&... arguments) {
    record(site, arguments...);
    if (site.point.source->enabled(site.point.level)) [[unlikely]] {
-      formatText<Arguments...>(site, format, arguments...);
+      Detail::eraseAndWriteText(site, arguments...);
    }
 }
 

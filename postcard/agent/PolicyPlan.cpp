@@ -21,8 +21,8 @@ std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family
    }
    const auto added = static_cast<std::ptrdiff_t>(steps.size());
    for (const auto& intf : entry.config->policyIntf()) {
-      if (std::ranges::find(wanted, intf.key()) == wanted.end()) {
-         steps.push_back({Verb::removeIntf, intf.key()});
+      if (std::ranges::find(wanted, intf) == wanted.end()) {
+         steps.push_back({Verb::removeIntf, intf});
       }
    }
    std::sort(steps.begin() + added, steps.end(), [](const Step& a, const Step& b) {

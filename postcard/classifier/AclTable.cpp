@@ -71,7 +71,7 @@ void AclTable::add(U32 index, const RuleConfig& rule) {
 void AclTable::interfacesFrom(const PostcardTelemetryAclConfig& acl) {
    interfaces_.clear();
    for (const auto& intf : acl.policyIntf()) {
-      interfaces_.push_back(intf.key());
+      interfaces_.push_back(intf);
    }
    std::ranges::sort(interfaces_);
 }

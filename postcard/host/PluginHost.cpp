@@ -1,5 +1,6 @@
 #include "postcard/host/PluginHost.h"
 
+#include "Kiv/Operation.h"
 #include "Kiv/PlatformVersion.h"
 #include "Kiv/TypeData.h"
 

@@ -1,6 +1,7 @@
 #include "postcard/policy/PolicyBuilder.h"
 
 #include "Classification/StructuredFilter.h"
+#include "PolicyMap/SetDscpAction.h"
 #include "TrafficPolicy/TrafficPolicyClassMapSmCommonData.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
 #include "postcard/report/Memory.h"
 
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "Pello/Slab.h"
 
 #include <fmt/format.h>

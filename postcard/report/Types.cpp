@@ -1,6 +1,9 @@
 #include "postcard/report/Types.h"
 
 #include "Kiv/Enumeration.h"
+#include "Kiv/Operation.h"
+#include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

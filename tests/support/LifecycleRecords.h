@@ -203,7 +203,7 @@ class Lifecycle : public testing::Test {
    static Lines interfaces(const Config& config) {
       Lines names;
       for (const auto& intf : config.policyIntf()) {
-         names.push_back(intf.key().stringValue().str());
+         names.push_back(intf.stringValue().str());
       }
       std::ranges::sort(names);
       return names;

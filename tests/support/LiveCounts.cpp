@@ -1,6 +1,7 @@
 #include "support/LiveCounts.h"
 
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 
 namespace TestSupport {
 

@@ -12,6 +12,7 @@
 #pragma once
 
 #include "PolicyMap/PolicyMapSmCommonData.h"
+#include "PolicyMap/SetDscpAction.h"
 #include "TrafficPolicy/TrafficPolicyClassMapSmCommonData.h"
 
 #include <initializer_list>

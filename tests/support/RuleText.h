@@ -38,7 +38,7 @@ inline std::string filterText(const OruPostcardTelemetry::RuleFilter& filter) {
 inline std::string actionText(const OruPostcardTelemetry::RuleAction& action) {
    std::vector<unsigned> numbers;
    for (const auto& member : action.action()) {
-      numbers.push_back(member.key());
+      numbers.push_back(member);
    }
    std::ranges::sort(numbers);
    std::string text = "actions=";

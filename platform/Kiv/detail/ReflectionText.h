@@ -40,7 +40,7 @@ void printStorage(std::string& out, const T& storage);
 template <class Collection>
 void printCollection(std::string& out, const Collection& collection) {
    const char* separator = "{";
-   for (const auto& at : collection) {
+   for (auto at = collection.begin(); at != collection.end(); ++at) {
       out += separator;
       separator = ", ";
       printStorage<Holds::other>(out, at.key());

@@ -60,19 +60,19 @@ std::string memberName(const T& key) {
 template <class Collection, class Show>
 void inShownOrder(const Collection& collection, Show&& show) {
    if constexpr (Collection::isOrdered) {
-      for (const auto& at : collection) {
+      for (auto at = collection.begin(); at != collection.end(); ++at) {
          show(at);
       }
    } else {
       std::vector<std::pair<std::string, typename Collection::Iterator>> entries;
       entries.reserve(collection.size());
       for (auto at = collection.begin(); at != collection.end(); ++at) {
-         entries.emplace_back(memberName((*at).key()), at);
+         entries.emplace_back(memberName(at.key()), at);
       }
       std::ranges::sort(entries, {},
                         [](const auto& entry) -> const std::string& { return entry.first; });
       for (const auto& entry : entries) {
-         show(*entry.second);
+         show(entry.second);
       }
    }
 }

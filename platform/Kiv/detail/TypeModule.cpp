@@ -1,4 +1,4 @@
-#include "Kiv/TypeModule.h"
+#include "Kiv/detail/TypeModule.h"
 
 #include "Kiv/Reflection.h"
 #include "Kiv/String.h"

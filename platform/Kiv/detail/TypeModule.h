@@ -1,7 +1,7 @@
 // The framework's own types (numbers, booleans, text), for its registry.
 #pragma once
 
-#include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 
 namespace Kiv {
 

@@ -2,6 +2,7 @@
 
 #include "Kiv/TextParser.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "Ringlog/detail/Cursor.h"
 
 #include <fmt/args.h>

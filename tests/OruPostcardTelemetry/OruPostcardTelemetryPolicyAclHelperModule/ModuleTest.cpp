@@ -1,8 +1,10 @@
 // The run-time module: what it exports, that host and module mean the same types, and that its
 // operations can be called by name. The helper's own class is unknown here, as it is to an agent.
 #include "Kiv/Exception.h"
+#include "Kiv/Operation.h"
 #include "Kiv/PlatformVersion.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryPolicyKey.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
 #include "PolicyMap/PolicyMapAclHelper.h"

@@ -202,6 +202,8 @@ TEST_F(AclConfigTest, genericCopyTakesEverythingButTheKey) {
    rule->ruleFilterIs();
    config_->ruleByNameIs("without parts");
    config_->ruleByIndexIs(4, rule);
+   const auto stray = ruleConfigFactory("stray");
+   config_->ruleByIndexIs(5, stray);
    config_->policyIntfIs(Orlix::IntfId{"Ethernet1"});
    config_->aclConfigStatusIs()->statusInOrderIs(2, "text");
    const auto copy = postcardTelemetryAclConfigFactory("other");
@@ -211,7 +213,8 @@ TEST_F(AclConfigTest, genericCopyTakesEverythingButTheKey) {
    EXPECT_EQ(copy->ruleByNames(), 2U);
    EXPECT_NE(copy->ruleByName("a"), rule);
    EXPECT_TRUE(copy->ruleByName("a")->ruleAction()->action(RuleAction::sampleAction));
-   EXPECT_EQ(copy->ruleByIndex(4), rule); // a reference to what somebody else owns
+   EXPECT_EQ(copy->ruleByIndex(4), copy->ruleByName("a"));
+   EXPECT_EQ(copy->ruleByIndex(5), stray); // a rule that the source only refers to
    EXPECT_TRUE(copy->policyIntf(Orlix::IntfId{"Ethernet1"}));
    EXPECT_EQ(copy->aclConfigStatus()->statusInOrder(2), "text");
    EXPECT_NE(copy->aclConfigStatus(), config_->aclConfigStatus());

@@ -10,6 +10,7 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/TypeModule.h"
 #include "PolicyMap/AsyncOperationResult.h"
 #include "PolicyMap/PolicyMapSmCommonData.h"
+#include "PolicyMap/SetDscpAction.h"
 #include "PostcardTelemetry/TypeModule.h"
 #include "TrafficPolicy/TypeModule.h"
 

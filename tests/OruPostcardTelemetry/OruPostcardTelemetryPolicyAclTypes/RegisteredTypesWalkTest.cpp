@@ -2,6 +2,8 @@
 // its arguments, read, set, published and refused as its descriptor says.
 #include "support/RegisteredTypesWalk.h"
 
+#include "Kiv/Operation.h"
+
 #include <cctype>
 #include <set>
 

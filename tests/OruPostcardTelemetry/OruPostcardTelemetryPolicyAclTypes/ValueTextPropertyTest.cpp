@@ -2,7 +2,9 @@
 // bytes a name is made of. A text that lost a character is refused at a place inside it, or is that
 // of a value, whose own text is read back too.
 #include "Kiv/Enumeration.h"
+#include "Kiv/Operation.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "support/ValueRows.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 // Values and enumerations of the data model.
+#include "Kiv/Format.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/DscpDataAndMask.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/L4Port.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryPolicyKey.h"

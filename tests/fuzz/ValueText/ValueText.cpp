@@ -3,6 +3,7 @@
 // the type, the rest is the text.
 #include "../Require.h"
 #include "Kiv/TypeData.h"
+#include "Kiv/TypeRegistry.h"
 #include "support/ValueRows.h"
 
 #include <algorithm>

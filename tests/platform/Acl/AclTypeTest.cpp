@@ -3,6 +3,8 @@
 
 #include "Acl/TypeModule.h"
 #include "Kiv/Exception.h"
+#include "Kiv/Format.h"
+#include "Kiv/TypeData.h"
 #include "Kiv/detail/ValueOps.h"
 
 #include <fmt/format.h>

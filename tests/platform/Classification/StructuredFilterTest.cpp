@@ -27,7 +27,7 @@ TEST(StructuredFilterTest, prefixesAreASetInOrder) {
    }
    std::vector<std::string> sources;
    for (const auto& at : filter->source()) {
-      sources.push_back(at.key().stringValue());
+      sources.push_back(at.stringValue());
    }
    EXPECT_EQ(sources, (std::vector<std::string>{"10.0.0.0/8", "192.0.2.0/24"}));
    filter->sourceDel(Orlix::IpGenPrefix{"10.0.0.0/8"});

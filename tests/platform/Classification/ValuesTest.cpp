@@ -2,12 +2,17 @@
 #include "Classification/NumericalRange.h"
 #include "Classification/TcpFlagAndMask.h"
 #include "Classification/TypeModule.h"
+#include "Kiv/Exception.h"
+#include "Kiv/TypeData.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <sstream>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 namespace Classification {
@@ -27,6 +32,21 @@ TEST(NumericalRangeTest, defaultTextAndParse) {
    EXPECT_EQ(NumericalRange{textOf(range)}, range);
    EXPECT_NE(range, (NumericalRange{6, 7}));
    EXPECT_NE(range, (NumericalRange{5, 4294967295}));
+}
+
+// Two literals are no ends of a range of characters.
+static_assert(!std::is_constructible_v<NumericalRange, const char (&)[2], const char (&)[2]>);
+static_assert(!std::is_constructible_v<NumericalRange, const char*, const U8*>);
+
+TEST(NumericalRangeTest, isReadFromTheEndsOfARange) {
+   const NumericalRange range{6, 17};
+   const std::string longer = textOf(range) + ", and more";
+   const std::size_t size = textOf(range).size();
+   EXPECT_EQ((NumericalRange{longer.data(), longer.data() + size}), range);
+   EXPECT_EQ((NumericalRange{longer.begin(), longer.begin() + static_cast<std::ptrdiff_t>(size)}),
+             range);
+   EXPECT_THROW((NumericalRange{longer.data(), longer.data() + size - 1}), Kiv::ParseError);
+   EXPECT_EQ((NumericalRange{0, 0}), NumericalRange{}) << "zeros are numbers";
 }
 
 TEST(NumericalRangeTest, ordersByLowThenHigh) {

@@ -1,5 +1,6 @@
 // What `KIV_ENUM` gives an enumeration.
 #include "House.h"
+#include "Kiv/Format.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -27,6 +28,10 @@ TEST(Enumeration, namesAndNumbersFindEachOther) {
       EXPECT_EQ(ModeInstance(name), mode);
       Mode read = number == 0 ? House::on : House::off;
       sequenceToValue(name, read);
+      EXPECT_EQ(read, mode);
+      const std::string longer = name + ", and more";
+      read = number == 0 ? House::on : House::off;
+      sequenceToValue(longer.data(), longer.data() + name.size(), read);
       EXPECT_EQ(read, mode);
       std::ostringstream out;
       out << mode;

@@ -2,6 +2,7 @@
 #include "Kiv/HashMap2018.h"
 
 #include "House.h"
+#include "Kiv/detail/ByteSet.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
@@ -11,6 +12,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -78,6 +80,24 @@ TEST_F(HashMap2018Test, aRemovedElementLivesWhileItIsReported) {
          },
          "a");
    EXPECT_EQ(Bulb::memAllocationTracker_.live(), before - 1);
+}
+
+TEST_F(HashMap2018Test, anEntryCanBeTakenApart) {
+   map.is(NoReport{}, "a");
+   map.is(NoReport{}, "b");
+   std::set<std::string> names;
+   for (auto& [name, bulb] : map) {
+      static_assert(std::is_same_v<decltype(name), const Pello::String>);
+      static_assert(std::is_same_v<decltype(bulb), const Bulb::Ptr>);
+      EXPECT_EQ(bulb, map.get(name));
+      names.insert(name);
+   }
+   EXPECT_EQ(names, (std::set<std::string>{"a", "b"}));
+   auto at = map.begin();
+   const auto before = at++;
+   EXPECT_EQ(before, map.begin());
+   EXPECT_NE(at->name(), before->name());
+   EXPECT_EQ(++at, map.end());
 }
 
 TEST_F(HashMap2018Test, iterationReachesEachElementOnce) {
@@ -255,8 +275,8 @@ void compareSets(const Steps& steps, ValueOf valueOf) {
    }
    RC_ASSERT(reports == expected);
    std::set<Value> content;
-   for (const auto& at : set) {
-      RC_ASSERT(content.insert(at.key()).second);
+   for (const Value& value : set) {
+      RC_ASSERT(content.insert(value).second);
    }
    RC_ASSERT(content == oracle);
 }
@@ -277,25 +297,70 @@ RC_GTEST_PROP(HashSetProperty, ofEnumeratorsBehavesLikeASet, ()) {
 
 static_assert(sizeof(HashSet2018<Edge, 1>) == 8, "a set of enumerators is one word");
 
-TEST(HashSet2018Test, ofEnumeratorsHoldsNumbersBelow64) {
+// In an order in which every number comes once, small and large ones mixed.
+U8 mixed(U32 number) {
+   return static_cast<U8>(number * 89);
+}
+
+TEST(HashSet2018Test, ofEnumeratorsHoldsEveryNumberOfAByte) {
    HashSet2018<Edge, 1> set;
-   set.is(NoReport{}, Edge::first);
-   set.is(NoReport{}, Edge::last);
-   EXPECT_TRUE(set.has(Edge::first) && set.has(Edge::last));
-   for (const Edge edge : {Edge::outside, Edge::top}) {
-      EXPECT_FALSE(set.has(edge));
-      set.del(NoReport{}, edge);
-      try {
-         set.is(NoReport{}, edge);
-         ADD_FAILURE();
-      } catch (const Kiv::RangeError& error) {
-         EXPECT_EQ(error.what(), "a set of House::Edge holds numbers from 0 to 63, not " +
-                                       std::to_string(static_cast<unsigned>(edge)));
-      }
+   for (U32 count = 0; count < 256; ++count) {
+      const auto edge = static_cast<Edge>(mixed(count));
+      EXPECT_FALSE(set.has(edge)) << count;
+      set.is(NoReport{}, edge);
+      set.is(NoReport{}, edge);
+      EXPECT_TRUE(set.has(edge)) << count;
+      ASSERT_EQ(set.size(), count + 1);
    }
-   EXPECT_EQ(set.size(), 2U);
+   U32 expected = 0;
+   for (const Edge edge : set) {
+      EXPECT_EQ(static_cast<U32>(edge), expected++);
+   }
+   EXPECT_EQ(expected, 256U);
+   for (U32 count = 256; count > 0; --count) {
+      const auto edge = static_cast<Edge>(mixed(count * 3));
+      set.del(NoReport{}, edge);
+      set.del(NoReport{}, edge);
+      EXPECT_FALSE(set.has(edge)) << count;
+      ASSERT_EQ(set.size(), count - 1);
+   }
+}
+
+TEST(HashSet2018Test, ofEnumeratorsIsCopiedAndClearedWithLargeNumbersToo) {
+   HashSet2018<Edge, 1> set;
+   for (const Edge edge : {Edge::first, Edge::last, Edge::outside, Edge::top}) {
+      set.is(NoReport{}, edge);
+   }
+   HashSet2018<Edge, 1> copy = set;
    set.clear(NoReport{});
    EXPECT_TRUE(set.empty());
+   EXPECT_FALSE(set.has(Edge::top));
+   EXPECT_EQ(copy.size(), 4U);
+   EXPECT_TRUE(copy.has(Edge::top) && copy.has(Edge::first));
+   set = std::move(copy);
+   EXPECT_EQ(std::vector<Edge>(set.begin(), set.end()),
+             (std::vector<Edge>{Edge::first, Edge::last, Edge::outside, Edge::top}));
+}
+
+RC_GTEST_PROP(ByteSetProperty, behavesLikeASet, ()) {
+   const auto steps = *rc::gen::container<std::vector<std::pair<int, U8>>>(rc::gen::pair(
+         rc::gen::inRange(0, 8), rc::gen::element<U8>(0, 1, 61, 62, 63, 64, 127, 128, 254, 255)));
+   Kiv::ByteSet set;
+   std::set<U32> oracle;
+   for (const auto& [step, number] : steps) {
+      if (step == 7) {
+         set.clear();
+         oracle.clear();
+      } else if (step < 4) {
+         RC_ASSERT(set.insert(number) == oracle.insert(number).second);
+      } else {
+         RC_ASSERT(set.erase(number) == (oracle.erase(number) != 0));
+      }
+      RC_ASSERT(set.size() == oracle.size());
+      RC_ASSERT(set.has(number) == oracle.contains(number));
+      const auto next = oracle.lower_bound(number);
+      RC_ASSERT(set.next(number) == (next == oracle.end() ? Kiv::ByteSet::end : *next));
+   }
 }
 
 TEST(HashSet2018Test, enumeratorsAreIteratedWhileTheSetChanges) {
@@ -303,12 +368,29 @@ TEST(HashSet2018Test, enumeratorsAreIteratedWhileTheSetChanges) {
    set.is(NoReport{}, House::on);
    set.is(NoReport{}, House::dim);
    std::vector<House::Mode> seen;
-   for (const auto& at : set) {
-      seen.push_back(at.key());
-      set.del(NoReport{}, at.key());
+   for (const House::Mode mode : set) {
+      seen.push_back(mode);
+      set.del(NoReport{}, mode);
    }
    EXPECT_EQ(seen, (std::vector<House::Mode>{House::on, House::dim}));
    EXPECT_TRUE(set.empty());
+}
+
+TEST(HashSet2018Test, givesItsMembersToWhoeverWalksIt) {
+   HashSet2018<Pello::String, 1> names;
+   names.is(NoReport{}, "one");
+   names.is(NoReport{}, "two");
+   std::set<std::string> seen;
+   for (const Pello::String& name : names) {
+      seen.insert(name);
+   }
+   EXPECT_EQ(seen, (std::set<std::string>{"one", "two"}));
+   auto at = names.begin();
+   const auto before = at++;
+   EXPECT_EQ(before, names.begin());
+   EXPECT_NE(*at, *before);
+   EXPECT_EQ(at.key(), *at);
+   EXPECT_EQ(++at, names.end());
 }
 
 TEST(HashSet2018Test, aMemberMayBeRemovedByAReferenceIntoTheSet) {

@@ -11,13 +11,14 @@ KIV_DEFINE_ENUM(Edge, "House::Edge", {0, "first"}, {63, "last"}, {64, "outside"}
 namespace {
 
 std::vector<U64> liveObjects() {
-   return {Bulb::memAllocationTracker_.live(),     Socket::memAllocationTracker_.live(),
-           Slot::memAllocationTracker_.live(),     Counter::memAllocationTracker_.live(),
-           Lamp::memAllocationTracker_.live(),     Lantern::memAllocationTracker_.live(),
-           Shelf::memAllocationTracker_.live(),    Recipe::memAllocationTracker_.live(),
-           Chest::memAllocationTracker_.live(),    LongRecipe::memAllocationTracker_.live(),
-           Clinging::memAllocationTracker_.live(), Bare::memAllocationTracker_.live(),
-           Stillborn::memAllocationTracker_.live()};
+   return {Bulb::memAllocationTracker_.live(),      Socket::memAllocationTracker_.live(),
+           Slot::memAllocationTracker_.live(),      Counter::memAllocationTracker_.live(),
+           Lamp::memAllocationTracker_.live(),      Lantern::memAllocationTracker_.live(),
+           Shelf::memAllocationTracker_.live(),     Recipe::memAllocationTracker_.live(),
+           Chest::memAllocationTracker_.live(),     LongRecipe::memAllocationTracker_.live(),
+           Clinging::memAllocationTracker_.live(),  Bare::memAllocationTracker_.live(),
+           Stillborn::memAllocationTracker_.live(), Home::memAllocationTracker_.live(),
+           Street::memAllocationTracker_.live()};
 }
 
 // The text of what `view` shows; `otherwise` when it shows nothing.
@@ -90,6 +91,8 @@ KIV_DEFINE_ENTITY(House::Sealed)
 KIV_DEFINE_ENTITY(House::Valve)
 KIV_DEFINE_ENTITY(House::Hall)
 KIV_DEFINE_ENTITY(House::Shelf)
+KIV_DEFINE_ENTITY(House::Home)
+KIV_DEFINE_ENTITY(House::Street)
 KIV_DEFINE_ENTITY(House::Recipe)
 KIV_DEFINE_ENTITY(House::LongRecipe)
 KIV_DEFINE_ENTITY(House::Chest)

@@ -176,7 +176,7 @@ class Lamp : public Kiv::Entity {
    KIV_ATTRIBUTE(132, U32, kicks);
    KIV_ATTRIBUTE(133, Pello::Ptr<const Bulb>, spare);
    KIV_CHILD(134, Socket, socket);
-   KIV_NAMED_CHILD(135, Bulb, main);
+   KIV_CHILD(135, Bulb, main);
    KIV_COLLECTION(136, bulb, Kiv::HashMap2018<Pello::String, Bulb, &Bulb::name, 77>);
    KIV_COLLECTION(137, byIndex, Kiv::RbTreeMap<U32, Pello::Ptr<Bulb>>);
    KIV_COLLECTION(138, note, Kiv::RbTreeMap<U32, Pello::String>);
@@ -243,6 +243,21 @@ class Shelf : public Kiv::Entity {
    KIV_COLLECTION(131, byIndex, Kiv::RbTreeMap<U32, Pello::Ptr<Bulb>>);
    KIV_COLLECTION(132, number, Kiv::HashSet2018<U32, 9>);
    KIV_COLLECTION(133, edge, Kiv::HashSet2018<Edge, 0>);
+};
+
+// Refers to another of its street.
+class Home : public Kiv::Entity {
+   KIV_ENTITY(Home, Kiv::Entity, "House::Home");
+   KIV_CONSTANT(130, Pello::String, name);
+   KIV_ATTRIBUTE(131, Pello::Ptr<Home>, neighbor);
+
+ public:
+   explicit Home(Pello::String name) : name_{std::move(name)} {}
+};
+
+class Street : public Kiv::Entity {
+   KIV_ENTITY(Street, Kiv::Entity, "House::Street");
+   KIV_COLLECTION(130, home, Kiv::HashMap2018<Pello::String, Home, &Home::name, 12>);
 };
 
 // Copies by a rule of its own, which leaves `second` alone.

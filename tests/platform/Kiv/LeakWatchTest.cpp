@@ -1,5 +1,6 @@
 // What every test program watches: objects that a test leaves behind fail that very test.
 #include "House.h"
+#include "Kiv/TypeRegistry.h"
 #include "support/LiveCounts.h"
 #include "support/RunProgram.h"
 

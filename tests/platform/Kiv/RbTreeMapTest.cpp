@@ -107,6 +107,25 @@ TEST_F(RbTreeMapTest, iteratesInAscendingOrderOfUnsignedKeys) {
    EXPECT_EQ(keys, (std::vector<U32>{0, 1, 3, 5, 2147483648U, 4294967295U}));
 }
 
+TEST_F(RbTreeMapTest, anEntryCanBeTakenApart) {
+   texts.is(NoReport{}, 8, "eight");
+   texts.is(NoReport{}, 3, "three");
+   std::string seen;
+   for (auto& [key, text] : texts) {
+      static_assert(std::is_same_v<decltype(key), const U32>);
+      seen += std::to_string(key) + text.str() + " ";
+   }
+   EXPECT_EQ(seen, "3three 8eight ");
+   auto at = texts.begin();
+   const auto before = at++;
+   EXPECT_EQ(before, texts.begin());
+   EXPECT_EQ(at.value(), "eight");
+   const auto& [key, text] = *at;
+   EXPECT_EQ(++at, texts.end());
+   EXPECT_EQ(key, 8U) << "refers to the entry, not to the iterator";
+   EXPECT_EQ(text, "eight");
+}
+
 TEST_F(RbTreeMapTest, removalByKeyHandsTheValueOver) {
    references.is(NoReport{}, 3, a);
    texts.is(NoReport{}, 3, "text");
@@ -229,6 +248,8 @@ TEST_F(RbTreeMapTest, setsHoldEachKeyOnce) {
    }
    EXPECT_EQ(set.size(), 2U);
    EXPECT_EQ(set.begin().key(), 1U);
+   EXPECT_EQ(std::vector<U32>(set.begin(), set.end()), (std::vector<U32>{1, 5}));
+   EXPECT_EQ(*set.begin()++, 1U);
    EXPECT_TRUE(set.get(5));
    EXPECT_FALSE(set.get(2));
    EXPECT_TRUE(set.del(reporter(), 5));

@@ -1,6 +1,7 @@
 // What can be made, read and set through descriptors alone: construction from named arguments,
 // attributes as values, copies of objects whose type nobody names.
 #include "House.h"
+#include "Kiv/Operation.h"
 #include "Kiv/Reflection.h"
 
 #include <gtest/gtest.h>

@@ -190,8 +190,55 @@ TEST_F(Reflection, copyTakesEverythingThatCanBeSet) {
    EXPECT_EQ(text(*to), text(*from));
    EXPECT_NE(to->bulb("a"), from->bulb("a")) << "own elements are made anew";
    EXPECT_NE(to->socket(), from->socket()) << "and so are children";
-   EXPECT_EQ(to->byIndex(1), from->byIndex(1)) << "references refer to the same object";
-   EXPECT_EQ(to->spare(), from->spare());
+   EXPECT_EQ(to->byIndex(1), to->bulb("a")) << "what refers to a part refers to its copy";
+   EXPECT_EQ(to->byIndex(2), to->bulb("a"));
+   EXPECT_EQ(to->spare(), from->spare()) << "other references stay";
+   EXPECT_EQ(from->byIndex(1), from->bulb("a"));
+}
+
+TEST_F(Reflection, aCopiedReferenceToAPartThatCameLaterFollows) {
+   const Lamp::Ptr from = new Lamp{"l"};
+   const Bulb::Ptr stranger = new Bulb{"x"};
+   from->spareIs(from->bulbIs("a")); // declared before the collection that owns it
+   from->byIndexIs(1, stranger);
+   from->byIndexIs(2, from->mainIs("m"));
+   from->byIndexIs(3, from->bulbIs("b"));
+   const Lamp::Ptr to = new Lamp{"l"};
+   to->typeData().copy(*to, *from);
+   EXPECT_EQ(to->spare(), to->bulb("a"));
+   EXPECT_EQ(to->byIndex(1), stranger);
+   EXPECT_EQ(to->byIndex(2), to->main());
+   EXPECT_EQ(to->byIndex(3), to->bulb("b"));
+   EXPECT_EQ(from->spare(), from->bulb("a")) << "the source stays";
+}
+
+TEST_F(Reflection, aPartMayReferToThePartOfAnother) {
+   const House::Street::Ptr from = new House::Street;
+   const auto first = from->homeIs("1");
+   const auto second = from->homeIs("2");
+   first->neighborIs(second);
+   second->neighborIs(first);
+   const House::Street::Ptr to = dynamicCast<House::Street>(from->typeData().clone(*from));
+   EXPECT_EQ(to->home("1")->neighbor(), to->home("2"));
+   EXPECT_EQ(to->home("2")->neighbor(), to->home("1"));
+   EXPECT_NE(to->home("1"), first);
+   first->neighborIs(nullptr); // objects in a circle keep each other
+   to->home("1")->neighborIs(nullptr);
+}
+
+// A subscriber that removes each new element from its owner.
+TEST_F(Reflection, aCopyIsLinkedEvenWhenASubscriberTakesItAway) {
+   const Lamp::Ptr from = fullLamp();
+   const Lamp::Ptr to = new Lamp{"full"};
+   const auto subscription = to->publisher()->subscribe([&](const Pello::Change& change) {
+      if (change.attribute == 136) {
+         to->bulbDel("a");
+      }
+   });
+   to->typeData().copy(*to, *from);
+   EXPECT_EQ(to->bulbs(), 0U);
+   EXPECT_NE(to->byIndex(1), nullptr);
+   EXPECT_NE(to->byIndex(1), from->byIndex(1));
 }
 
 TEST_F(Reflection, copyTakesInheritedAttributesToo) {

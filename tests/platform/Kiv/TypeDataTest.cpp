@@ -2,7 +2,9 @@
 #include "Kiv/TypeData.h"
 
 #include "House.h"
-#include "Kiv/TypeModule.h"
+#include "Kiv/Exception.h"
+#include "Kiv/TypeRegistry.h"
+#include "Kiv/detail/TypeModule.h"
 
 #include <gtest/gtest.h>
 
@@ -109,7 +111,7 @@ TEST_F(TypeRegistryDeathTest, aLibraryThatIsLoadedTwiceEndsTheProcess) {
    Kiv::registerLoadedModule({"First", {&a}});
    EXPECT_EQ(names(), "A ");
    EXPECT_DEATH(Kiv::registerLoadedModule({"Second", {&otherA}}),
-                "TypeData\\.cpp:[0-9]+: registerLoadedModule: Assertion 'Second' failed: "
+                "TypeRegistry\\.cpp:[0-9]+: registerLoadedModule: Assertion 'Second' failed: "
                 "type A is registered twice\n");
 }
 

@@ -1,5 +1,6 @@
 // Values of every kind: text, parse, equality, hash, printing.
 #include "House.h"
+#include "Kiv/Format.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

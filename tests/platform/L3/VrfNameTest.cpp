@@ -1,6 +1,7 @@
 // `L3::VrfName`: text in, the same text out; order, hash and registration.
 #include "L3/VrfName.h"
 
+#include "Kiv/Format.h"
 #include "L3/TypeModule.h"
 
 #include <fmt/format.h>

@@ -2,6 +2,7 @@
 #include "Orlix/DscpValue.h"
 
 #include "Kiv/Exception.h"
+#include "Kiv/Format.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

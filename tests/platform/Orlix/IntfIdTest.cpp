@@ -1,6 +1,7 @@
 // `Orlix::IntfId`: one number per name for ever; text, order, hash, threads.
 #include "Orlix/IntfId.h"
 
+#include "Kiv/Format.h"
 #include "Pello/ThreadSafety.h"
 
 #include <fmt/format.h>

@@ -2,6 +2,7 @@
 #include "Orlix/IpGenPrefix.h"
 
 #include "Kiv/Exception.h"
+#include "Kiv/Format.h"
 #include "Orlix/IpAddressText.h"
 
 #include <fmt/format.h>

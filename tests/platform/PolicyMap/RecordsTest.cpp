@@ -1,6 +1,7 @@
 // The records of policy maps: keys, priorities, classes and actions.
 #include "PolicyMap/AsyncOperationResult.h"
 #include "PolicyMap/PolicyMapSmCommonData.h"
+#include "PolicyMap/SetDscpAction.h"
 #include "PolicyMap/TypeModule.h"
 
 #include <gtest/gtest.h>
@@ -8,12 +9,26 @@
 
 #include <algorithm>
 #include <sstream>
+#include <type_traits>
 
 namespace PolicyMap {
 namespace {
 
+// A name is a name, never the generic text of a whole key.
+static_assert(!std::is_convertible_v<const char*, PolicyMapSmKey>);
+static_assert(!std::is_constructible_v<PolicyMapSmCommonData, const char*>);
+static_assert(!std::is_constructible_v<AclRuleKey, const char*>);
+static_assert(!std::is_constructible_v<AsyncOperationResult, const char*>);
+
+TEST(PolicyMapSmKeyTest, isMadeInBraces) {
+   const Pello::Ptr<PolicyMapSmCommonData> policy{new PolicyMapSmCommonData({"p1", "g1"})};
+   EXPECT_EQ(policy->key(), PolicyMapSmKey("p1", "g1"));
+}
+
 TEST(PolicyMapSmKeyTest, describesItself) {
    EXPECT_EQ((PolicyMapSmKey{"web", ""}).strDesc(), "web");
+   EXPECT_EQ(PolicyMapSmKey{"web"}.strDesc(), "web");
+   EXPECT_EQ(PolicyMapSmKey("web"), (PolicyMapSmKey{"web", ""}));
    EXPECT_EQ((PolicyMapSmKey{"web", "linecard1"}).strDesc(), "web/linecard1");
    EXPECT_EQ((PolicyMapSmKey{"", "scope"}).strDesc(), "/scope");
    EXPECT_EQ(PolicyMapSmKey{}.strDesc(), "");
@@ -28,7 +43,7 @@ TEST(PolicyMapSmKeyTest, ordersByNameThenScope) {
 
 TEST(PolicyMapSmKeyTest, readsItsText) {
    const PolicyMapSmKey key{"we\"b", "s"};
-   EXPECT_EQ(PolicyMapSmKey{Kiv::valueText(key)}, key);
+   EXPECT_EQ(Kiv::parseValue<PolicyMapSmKey>(Kiv::valueText(key)), key);
    EXPECT_EQ(Kiv::valueText(key), "PolicyMap::PolicyMapSmKey(name=\"we\\\"b\", scope=\"s\")");
 }
 
@@ -62,7 +77,7 @@ TEST(AclRuleKeyTest, readsItsText) {
                             "name=\"p\", scope=\"\"), className=\"class\", aclName=\"acl\", "
                             "sequence=7, matchOption='matchIpAccessGroup')";
    EXPECT_EQ(Kiv::valueText(ruleKey("class", 7)), text);
-   EXPECT_EQ(AclRuleKey{text}, ruleKey("class", 7));
+   EXPECT_EQ(Kiv::parseValue<AclRuleKey>(text), ruleKey("class", 7));
    std::ostringstream out;
    out << ruleKey("class", 7);
    EXPECT_EQ(out.str(), text);
@@ -205,7 +220,7 @@ TEST(MatchOptionTest, numbersAndNames) {
 
 TEST(AsyncOperationResultTest, readsItsText) {
    const AsyncOperationResult result{"a \"b\"", 1700000000.25};
-   EXPECT_EQ(AsyncOperationResult{Kiv::valueText(result)}, result);
+   EXPECT_EQ(Kiv::parseValue<AsyncOperationResult>(Kiv::valueText(result)), result);
    EXPECT_THROW(Kiv::hashOf(result, 0), Kiv::NotHashable);
 }
 

@@ -11,6 +11,24 @@ namespace {
 
 const Pello::TraceSource traceSource{"TraceTest"};
 
+// A format is checked while it is compiled: one field per argument, 'x' for whole numbers only.
+// Codes as in ArgumentKind: u natural, i whole, s text.
+using Detail::formatFits;
+static_assert(formatFits("", ""));
+static_assert(formatFits("{} and {:x}", "su"));
+static_assert(formatFits("{{}} {:#06x}}}", "i"));
+static_assert(!formatFits("{}", ""));
+static_assert(!formatFits("none", "u"));
+static_assert(!formatFits("{} {}", "u"));
+static_assert(!formatFits("{:x}", "s"));
+static_assert(!formatFits("{0}", "u"));
+static_assert(!formatFits("{", "u"));
+static_assert(!formatFits("}", ""));
+static_assert(formatFits("{:{}}|{:04}", "uiu"));
+static_assert(!formatFits("{:{}}", "us"));
+static_assert(!formatFits("{:{}}", "u"));
+static_assert(!formatFits("{:{", "uu"));
+
 struct Joining {
    static constexpr const char* name = "join";
 };

@@ -122,7 +122,7 @@ class PolicyAgentTest : public testing::Test {
       Lines interfaces;
       agent_->forEachAclConfig([&](const auto& config) {
          for (const auto& intf : config.policyIntf()) {
-            interfaces.push_back(intf.key().stringValue().str());
+            interfaces.push_back(intf.stringValue().str());
          }
       });
       std::ranges::sort(interfaces);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "PolicyMap/PolicyMapSmCommonData.h"
+#include "PolicyMap/SetDscpAction.h"
 #include "TrafficPolicy/TrafficPolicyClassMapSmCommonData.h"
 #include "postcard/classifier/RuleOracle.h"
 
@@ -92,7 +93,7 @@ class PolicyMeaning {
    bool fieldMatches(const Classification::ProtoField& field, const Packet& packet) const {
       bool flags = field.tcpFlags() == 0 || differences_.tcpFlagsAreIgnored;
       for (const auto& match : field.tcpFlag()) {
-         flags = flags || flagsMatch(match.key(), packet.tcpFlags);
+         flags = flags || flagsMatch(match, packet.tcpFlags);
       }
       bool ports = field.ports() == 0;
       for (const auto& entry : field.port()) {
@@ -112,7 +113,7 @@ class PolicyMeaning {
    static bool inAnyRange(const Ranges& ranges, const std::optional<U16>& port) {
       bool matches = ranges.begin() == ranges.end();
       for (const auto& range : ranges) {
-         matches = matches || (port && inRange(range.key(), *port));
+         matches = matches || (port && inRange(range, *port));
       }
       return matches;
    }

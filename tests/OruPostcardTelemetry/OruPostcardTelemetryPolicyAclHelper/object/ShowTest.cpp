@@ -122,7 +122,7 @@ TEST_F(Show, interfacesAreOneLineEach) {
    const std::string all = text();
    std::string expected;
    for (const auto& intf : config->policyIntf()) {
-      expected += "    " + intf.key().stringValue().str() + "\n";
+      expected += "    " + intf.stringValue().str() + "\n";
    }
    EXPECT_NE(all.find("\nPolicy Interfaces:\n" + expected + "Programmed Policy:"),
              std::string::npos)
@@ -210,7 +210,7 @@ TEST_F(Show, anActionThatHasNoNameBesideTheDscp) {
    action.actionIs(RuleAction::setDscpAction);
    std::string expected = "Rule Action:\n    Actions:\n";
    for (const auto& member : action.action()) {
-      expected += member.key() == RuleAction::setDscpAction ? "       setDscpAction\n" : "";
+      expected += member == RuleAction::setDscpAction ? "       setDscpAction\n" : "";
       expected += "    DSCP:\n"
                   "       Data:           Min: 0      Max: 63\n"
                   "       Mask:           Min: 0      Max: 63\n";

@@ -44,7 +44,7 @@ std::string configText(const PostcardTelemetryAclConfig& config) {
    text += config.ruleByNames() == expected ? "" : " (and names without an index)";
    Lines interfaces;
    for (const auto& intf : config.policyIntf()) {
-      interfaces.push_back(intf.key().stringValue().str());
+      interfaces.push_back(intf.stringValue().str());
    }
    std::ranges::sort(interfaces);
    text += " interfaces ";
