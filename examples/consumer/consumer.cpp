@@ -7,60 +7,58 @@
 //     rules client writes.
 //  2. It lets a rules client listen to the request.
 //  3. It opens the plug-in, and makes a helper that knows the request.
-//  4. It lets the helper create each policy and commit it. The commit changes the request's
-//  counter,
-//     and the rules client acts on that.
+//  4. It lets the helper create each policy and commit it. The commit changes the counter of the
+//     request, and the rules client acts on that.
 //  5. It hands the answer to the helper, which records in the ACL that it is programmed.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
 #include "postcard/host/PluginHost.h"
+#include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/PolicyBuilder.h"
 #include "postcard/policy/file/PolicyFile.h"
+#include "postcard/rules-client/Conversation.h"
 
-#include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace {
 
-using Request = OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig;
+using Postcard::RulesClient::Acl;
+using Postcard::RulesClient::Conversation;
+using Postcard::RulesClient::Outcome;
+using Postcard::RulesClient::Reply;
+
 using Answer = OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus;
 
-// Prints what it is asked to do, and answers each request at once. It has room for so many rules in
-// one ACL, and refuses an ACL that needs more.
-class PrintingRulesClient {
+// Prints what it is asked to do. It has room for so many rules in one ACL, and refuses an ACL that
+// needs more.
+class PrintingRulesClient final : public Postcard::RulesClient::RulesClient {
  public:
-   PrintingRulesClient(Pello::Ptr<Request> request, Pello::Ptr<Answer> answer, std::size_t room)
-      : request_{request},
-        answer_{answer},
-        room_{room},
-        subscription_{request->publisher()->subscribe([this](const Pello::Change&) {
-           // The counter is written last. Earlier changes belong to a request that is not complete.
-           if (request_->kickRequest() != seen_) {
-              seen_ = request_->kickRequest();
-              act();
-           }
-        })} {}
+   explicit PrintingRulesClient(std::size_t room) : room_{room} {}
 
- private:
-   void act() {
-      const auto acl = request_->aclConfig();
-      const std::size_t rules = acl->ruleByIndexs(); // how many there are
-      const std::string name = stringValue(request_->event());
-      std::cout << name << ' ' << acl->aclConfigKey() << ": " << rules << " rules\n";
-      const bool fits = rules <= room_;
-      answer_->statusIs(fits ? "" : "the table has room for " + std::to_string(room_) + " rules");
-      answer_->statusTypeIs(fits ? OruPostcardTelemetry::statusSuccess
-                                 : OruPostcardTelemetry::statusFailure);
-      // The counter tells the host that the answer is complete, so it comes last.
-      answer_->kickResponseIs(request_->kickRequest());
+   void program(const Acl& acl, Reply reply) override {
+      const std::size_t rules = acl.ruleByIndexs(); // how many there are
+      std::cout << "program " << acl.aclConfigKey() << ": " << rules << " rules\n";
+      if (rules <= room_) {
+         reply({});
+      } else {
+         reply({Outcome::full, "there is room for " + std::to_string(room_) + " rules"});
+      }
    }
 
-   Pello::Ptr<Request> request_;
-   Pello::Ptr<Answer> answer_;
+   void remove(const Pello::String& key, Reply reply) override {
+      std::cout << "remove " << key << '\n';
+      reply({});
+   }
+
+   void interfacesChanged(const Acl& acl, Reply reply) override {
+      std::cout << "interfaces of " << acl.aclConfigKey() << '\n';
+      reply({});
+   }
+
+ private:
    std::size_t room_;
-   U32 seen_ = 0; // the counter of the latest request
-   Pello::Publisher::Subscription subscription_;
 };
 
 // Creates and commits the policy in one address family. Returns whether it is programmed.
@@ -89,7 +87,7 @@ int run(const std::string& file) {
 
    const auto request = OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory();
    const auto answer = OruPostcardTelemetry::postcardTelemetryRulesClientSmStatusFactory();
-   const PrintingRulesClient client{request, answer, 1000};
+   const Conversation conversation{request, answer, std::make_shared<PrintingRulesClient>(1000)};
 
    const Postcard::Host::PluginHost plugin{Postcard::Host::PluginHost::defaultModule()};
    const auto helper = plugin.makeHelper(
