@@ -174,6 +174,26 @@ TEST_F(RuleActionTest, actionsAreASet) {
    EXPECT_EQ(action->actions(), 0U);
 }
 
+// The set holds bytes: a number without a name is a member like any other.
+TEST_F(RuleActionTest, numbersWithoutANameAreActionsToo) {
+   const auto action = ruleActionFactory();
+   for (const int number : {3, 63, 64, 200, 255}) {
+      const auto unnamed = static_cast<RuleAction::Action>(number);
+      EXPECT_FALSE(action->action(unnamed));
+      action->actionIs(unnamed);
+      action->actionIs(unnamed);
+      EXPECT_TRUE(action->action(unnamed)) << number;
+   }
+   EXPECT_EQ(action->actions(), 5U);
+   const auto copy = ruleActionFactory();
+   copy->copy(*action);
+   EXPECT_EQ(copy->actions(), 5U);
+   EXPECT_TRUE(copy->action(static_cast<RuleAction::Action>(200)));
+   action->actionDel(static_cast<RuleAction::Action>(200));
+   EXPECT_FALSE(action->action(static_cast<RuleAction::Action>(200)));
+   EXPECT_EQ(action->actions(), 4U);
+}
+
 TEST_F(RuleActionTest, aCopyAddsActionsAndLeavesTheDscp) {
    const auto from = ruleActionFactory();
    from->actionIs(RuleAction::sampleAction);

@@ -197,7 +197,10 @@ TEST_F(Show, theDscpBlockFollowsEveryActionOfARuleThatSetsIt) {
 }
 
 TEST_F(Show, anActionThatHasNoNameHasNoLine) {
-   rule("a")->ruleAction()->actionIs(static_cast<RuleAction::Action>(3));
+   RuleAction& action = *rule("a")->ruleAction();
+   for (const int number : {3, 64, 200, 255}) {
+      action.actionIs(static_cast<RuleAction::Action>(number));
+   }
    const std::string all = text();
    EXPECT_NE(all.find("Rule Action:\n    Actions:\n\nPolicy Interfaces:"), std::string::npos)
          << all;
