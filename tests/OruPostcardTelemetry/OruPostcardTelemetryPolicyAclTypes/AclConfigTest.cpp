@@ -163,7 +163,7 @@ TEST_F(AclConfigTest, interfacesAreASet) {
    config_->policyIntfDel(one);
    config_->policyIntfDel(one);
    EXPECT_EQ(config_->policyIntfs(), 1U);
-   EXPECT_EQ((*config_->policyIntf().begin()).key(), two);
+   EXPECT_EQ(*config_->policyIntf().begin(), two);
    config_->policyIntfDelAll();
    EXPECT_EQ(config_->policyIntfs(), 0U);
 }
