@@ -1,5 +1,7 @@
 #include "postcard/policy/file/Fields.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cassert>
 #include <vector>

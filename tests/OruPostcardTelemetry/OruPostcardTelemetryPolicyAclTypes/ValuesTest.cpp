@@ -6,6 +6,7 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/Protocol.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 

@@ -7,6 +7,7 @@
 #include "Pello/String.h"
 #include "Pello/TextTrace.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -3,6 +3,7 @@
 
 #include "Pello/Format.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>

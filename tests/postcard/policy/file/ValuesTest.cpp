@@ -4,6 +4,7 @@
 
 #include "postcard/policy/file/Keys.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
