@@ -9,8 +9,10 @@ namespace {
 using Block = std::bitset<256>;
 static_assert(alignof(Block) >= 2, "the lowest bit of a block's address is zero");
 
+// The word of a wide set is the address of its block, shifted to leave room for the mark: an action
+// set stays one word, and so does every rule that has no unusual action.
 Block& blockOf(U64 word) noexcept {
-   return *reinterpret_cast<Block*>(word << 1U);
+   return *reinterpret_cast<Block*>(word << 1U); // NOLINT(performance-no-int-to-ptr)
 }
 
 U64 wordOf(const Block* block) noexcept {

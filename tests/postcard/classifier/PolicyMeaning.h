@@ -69,7 +69,7 @@ class PolicyMeaning {
    static bool inAnyPrefix(const Prefixes& prefixes, std::span<const U8> address) {
       bool empty = true;
       for (const auto& prefix : prefixes) {
-         if (inPrefix(prefix.key(), address)) {
+         if (inPrefix(prefix, address)) {
             return true;
          }
          empty = false;

@@ -1,5 +1,6 @@
 // `postcard agent` and what asks it, end to end: programming, edits of the file, the socket.
 #include "postcard/cli/AgentProgram.h"
+#include "support/Examples.h"
 
 #include <map>
 #include <sstream>
@@ -167,20 +168,16 @@ TEST_F(AgentProgram, programsTheExamples) {
          {"all-features.yaml",
           {"programmed", "programmed", "empty", "unsupported", "unsupported"}}};
    std::size_t examples = 0;
-   for (const auto& example :
-        std::filesystem::directory_iterator{POSTCARD_SOURCE_DIR "/examples"}) {
-      if (example.path().extension() != ".yaml") {
-         continue;
-      }
+   for (const auto& example : TestSupport::examplePolicies()) {
       ++examples;
-      startFile(example.path(), {"--capacity", "100000", "--answer-time", "100"});
-      const auto found = others.find(example.path().filename());
+      startFile(example, {"--capacity", "100000", "--answer-time", "100"});
+      const auto found = others.find(example.filename());
       EXPECT_TRUE(eventually([&] {
          return found == others.end() ? allProgrammed() : states() == found->second;
       })) << example
           << err();
       if (found == others.end()) {
-         const ProgramResult compiled = runProgram({program, "compile", example.path()});
+         const ProgramResult compiled = runProgram({program, "compile", example});
          EXPECT_FALSE(rulesIn(compiled.out).empty());
          EXPECT_EQ(rulesIn(ask("show").out), rulesIn(compiled.out)) << example;
       }

@@ -1,6 +1,8 @@
 // The examples are accepted, and whatever is done to them, the loader answers with a policy file
 // that keeps its promises or with findings in the file.
 
+#include "support/Examples.h"
+
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/policy/file/PolicyFileContract.h"
 #include "postcard/policy/file/PolicyFileFrames.h"
@@ -44,10 +46,10 @@ TEST(PolicyFileExamples, allAreAcceptedAndKnown) {
                                                      {"large-datacenter.yaml", {2, 482}},
                                                      {"web-tier.yaml", {1, 4}}};
    std::size_t files = 0;
-   for (const auto& entry : std::filesystem::directory_iterator(exampleFolder)) {
-      const std::string name = entry.path().filename();
+   for (const auto& path : TestSupport::examplePolicies()) {
+      const std::string name = path.filename();
       ASSERT_TRUE(expected.contains(name)) << name;
-      const LoadResult result = loadPolicyFile(entry.path());
+      const LoadResult result = loadPolicyFile(path);
       ASSERT_TRUE(result.policyFile) << formatFindings(result);
       EXPECT_EQ(sizeOf(*result.policyFile).policies, expected.at(name).policies) << name;
       EXPECT_EQ(sizeOf(*result.policyFile).classes, expected.at(name).classes) << name;

@@ -7,6 +7,7 @@
 #include "postcard/policy/file/SchemaValidator.h"
 #include "postcard/policy/file/Text.h"
 #include "postcard/policy/file/Values.h"
+#include "support/Examples.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -182,20 +183,20 @@ std::string problemOf(std::string_view text) {
 }
 
 TEST(PolicyFileSchema, examplesAreAccepted) {
-   for (const auto& entry : std::filesystem::directory_iterator(POSTCARD_SOURCE_DIR "/examples")) {
-      const auto text = readPolicyText(entry.path(), LoadOptions().maxBytes);
-      EXPECT_EQ(problemOf(std::get<std::string>(text)), "") << entry.path();
+   for (const auto& path : TestSupport::examplePolicies()) {
+      const auto text = readPolicyText(path, LoadOptions().maxBytes);
+      EXPECT_EQ(problemOf(std::get<std::string>(text)), "") << path;
    }
 }
 
 // JSON is YAML: the same file through the other door.
 TEST(PolicyFileSchema, examplesAreAcceptedAsJson) {
-   for (const auto& entry : std::filesystem::directory_iterator(POSTCARD_SOURCE_DIR "/examples")) {
-      const auto text = readPolicyText(entry.path(), LoadOptions().maxBytes);
+   for (const auto& path : TestSupport::examplePolicies()) {
+      const auto text = readPolicyText(path, LoadOptions().maxBytes);
       Findings findings(1);
       const Document document(std::get<std::string>(text), LoadOptions().maxNodes, findings);
       const LoadResult result = parsePolicyText(asJson(*document.root()).dump(2), "F");
-      EXPECT_TRUE(result.policyFile) << entry.path() << "\n" << formatFindings(result);
+      EXPECT_TRUE(result.policyFile) << path << "\n" << formatFindings(result);
    }
 }
 
