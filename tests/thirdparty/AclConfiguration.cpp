@@ -1,10 +1,9 @@
 // One ACL configuration: its rules by name and by index, its interfaces, its status texts.
 
-#include "OruPostcardTelemetry/PostcardTelemetryAclConfig.h"
-#include "OruPostcardTelemetry/PostcardTelemetryAclConfigStatus.h"
-
 #include "Check.h"
 #include "Guesses.h"
+#include "OruPostcardTelemetry/PostcardTelemetryAclConfig.h"
+#include "OruPostcardTelemetry/PostcardTelemetryAclConfigStatus.h"
 
 #include <cstdint>
 #include <set>
@@ -110,7 +109,7 @@ void ascendingIndexes() {
       config->ruleByIndexIs(index, ruleConfigFactory("r"));
    }
    std::vector<std::uint32_t> seen{};
-   for (auto const& [index, rule] : rulesByIndex(*config)) {
+   for (const auto& [index, rule] : rulesByIndex(*config)) {
       seen.push_back(index);
       CHECK_EQ(text(rule->name()), "r");
    }
@@ -143,7 +142,7 @@ void attachedInterfaces() {
    CHECK_EQ(count(interfaces(*config)), 1);
    config->policyIntfIs(intf("Ethernet2"));
    std::set<std::string> names{};
-   for (auto const& one : interfaces(*config)) {
+   for (const auto& one : interfaces(*config)) {
       names.insert(text(one.stringValue()));
    }
    CHECK(names == std::set<std::string>{"Ethernet1", "Ethernet2"});
@@ -188,7 +187,7 @@ void statusOrder() {
    status->statusInOrderIs(1, "one");
    status->statusInOrderIs(3, "three");
    std::string whole{};
-   for (auto const& [index, line] : texts(*status)) {
+   for (const auto& [index, line] : texts(*status)) {
       whole += std::to_string(index) + text(line) + ' ';
    }
    CHECK_EQ(whole, "1one 3three 5five ");
@@ -212,6 +211,6 @@ void aclConfiguration() {
    statusOrder();
 }
 
-Subject const subject{"ACL configuration", aclConfiguration};
+const Subject subject{"ACL configuration", aclConfiguration};
 
 } // namespace

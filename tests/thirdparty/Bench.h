@@ -11,29 +11,29 @@ namespace thirdparty {
 
 struct Bench {
    Pello::Ptr<Oru::PostcardTelemetryRulesClientSmConfig> request{
-      Oru::postcardTelemetryRulesClientSmConfigFactory()};
+         Oru::postcardTelemetryRulesClientSmConfigFactory()};
    Pello::Ptr<Oru::OruPostcardPolicyAclHelper> helper{};
 
    explicit Bench(bool tcpFlagsSupported = true)
       : helper{Oru::oruPostcardPolicyAclHelperFactory(request, capability(tcpFlagsSupported))} {}
 
-   Pello::Ptr<Oru::PostcardTelemetryAclConfig> config(Pello::Ptr<PolicyData> const& policy,
+   Pello::Ptr<Oru::PostcardTelemetryAclConfig> config(const Pello::Ptr<PolicyData>& policy,
                                                       MatchOption option = ipv4()) const {
       return helper->aclConfigColl(helper->getAclConfigKey(policy, option));
    }
 };
 
 // A policy attached to one interface of IPv4, with a table of priorities that has no entry yet.
-inline Pello::Ptr<PolicyData> attachedPolicy(char const* name) {
-   Pello::Ptr<PolicyData> const policy{makePolicy(name)};
+inline Pello::Ptr<PolicyData> attachedPolicy(const char* name) {
+   const Pello::Ptr<PolicyData> policy{makePolicy(name)};
    attachIntf4(policy, "Ethernet1");
    addPriorityTable(policy, ipv4());
    return policy;
 }
 
 // An attached policy whose one class samples everything.
-inline Pello::Ptr<PolicyData> samplingPolicy(char const* name) {
-   Pello::Ptr<PolicyData> const policy{attachedPolicy(name)};
+inline Pello::Ptr<PolicyData> samplingPolicy(const char* name) {
+   const Pello::Ptr<PolicyData> policy{attachedPolicy(name)};
    addAction(addClass(policy, ipv4(), 1, "web"), sampleAll);
    return policy;
 }
@@ -44,13 +44,13 @@ inline std::string familyName(MatchOption option) {
 }
 
 // A name followed by the family, as rules and configurations are named.
-inline std::string withFamily(std::string const& name, MatchOption option = ipv4()) {
+inline std::string withFamily(const std::string& name, MatchOption option = ipv4()) {
    return name + "-" + familyName(option);
 }
 
-inline std::vector<std::string> namesInOrder(Oru::PostcardTelemetryAclConfig const& config) {
+inline std::vector<std::string> namesInOrder(const Oru::PostcardTelemetryAclConfig& config) {
    std::vector<std::string> names{};
-   for (auto const& [index, rule] : rulesByIndex(config)) {
+   for (const auto& [index, rule] : rulesByIndex(config)) {
       names.push_back(text(rule->name()));
    }
    return names;

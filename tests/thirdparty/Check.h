@@ -21,7 +21,7 @@ class Tally {
       return tally;
    }
 
-   void note(bool held, char const* file, int line, std::string const& what) {
+   void note(bool held, const char* file, int line, const std::string& what) {
       if (held) {
          ++passed_;
          return;
@@ -48,20 +48,20 @@ class Subject {
  public:
    using Run = void (*)();
 
-   Subject(char const* name, Run run) { all().push_back({name, run}); }
+   Subject(const char* name, Run run) { all().push_back({name, run}); }
 
-   static std::vector<std::pair<char const*, Run>>& all() {
-      static std::vector<std::pair<char const*, Run>> subjects{};
+   static std::vector<std::pair<const char*, Run>>& all() {
+      static std::vector<std::pair<const char*, Run>> subjects{};
       return subjects;
    }
 };
 
 template <typename Value>
-concept PlainInteger = std::integral<Value> && !std::same_as<Value, bool> &&
-                       !std::same_as<Value, char>;
+concept PlainInteger =
+      std::integral<Value> && !std::same_as<Value, bool> && !std::same_as<Value, char>;
 
 template <typename Left, typename Right>
-bool equal(Left const& left, Right const& right) {
+bool equal(const Left& left, const Right& right) {
    if constexpr (PlainInteger<Left> && PlainInteger<Right>) {
       return std::cmp_equal(left, right);
    } else {
@@ -70,7 +70,7 @@ bool equal(Left const& left, Right const& right) {
 }
 
 template <typename Value>
-std::string shown(Value const& value) {
+std::string shown(const Value& value) {
    if constexpr (requires(std::ostream& out) { out << value; }) {
       std::ostringstream out{};
       out << value;
@@ -81,20 +81,20 @@ std::string shown(Value const& value) {
 }
 
 template <typename Left, typename Right>
-void noteEqual(Left const& left, Right const& right, char const* file, int line,
-               std::string const& what) {
-   bool const held{equal(left, right)};
-   std::string const detail{held ? "" : "\n   is:       " + shown(left) + "\n   expected: " +
-                                           shown(right)};
+void noteEqual(const Left& left, const Right& right, const char* file, int line,
+               const std::string& what) {
+   const bool held{equal(left, right)};
+   std::string const detail{
+         held ? "" : "\n   is:       " + shown(left) + "\n   expected: " + shown(right)};
    Tally::instance().note(held, file, line, what + detail);
 }
 
 // Two references to the same object, whatever their constness.
 template <typename Left, typename Right>
-bool same(Left const& left, Right const& right) {
+bool same(const Left& left, const Right& right) {
    return static_cast<bool>(left) && static_cast<bool>(right) &&
-          static_cast<void const*>(std::addressof(*left)) ==
-             static_cast<void const*>(std::addressof(*right));
+          static_cast<const void*>(std::addressof(*left)) ==
+                static_cast<const void*>(std::addressof(*right));
 }
 
 inline bool contains(std::string_view whole, std::string_view part) {

@@ -17,7 +17,7 @@ namespace {
 using Config = PostcardTelemetryAclConfig;
 using Event = PostcardTelemetryRulesClientSmEvent;
 using Helper = OruPostcardPolicyAclHelper;
-using PolicyRef = Pello::Ptr<PolicyData const>;
+using PolicyRef = Pello::Ptr<const PolicyData>;
 using Request = PostcardTelemetryRulesClientSmConfig;
 using Status = PostcardTelemetryAclConfigStatus;
 
@@ -31,29 +31,29 @@ constexpr NameFamily nameRule{&ruleName};
 constexpr ToFamily toFamily{&matchOptionToAclType};
 
 // Members of the data model.
-using SetStatus = void (Status::*)(unsigned int, Pello::String const&);
-using SetRule = void (Config::*)(unsigned int, Pello::Ptr<RuleConfig> const&);
+using SetStatus = void (Status::*)(unsigned int, const Pello::String&);
+using SetRule = void (Config::*)(unsigned int, const Pello::Ptr<RuleConfig>&);
 using CountUp = unsigned int (Request::*)(unsigned int);
 constexpr SetStatus setStatus{&Status::statusInOrderIs};
 constexpr SetRule setRule{&Config::ruleByIndexIs};
 constexpr CountUp countUp{&Request::kickRequestInc};
 
 // Operations of the helper.
-using OfPolicy = Kiv::String (Helper::*)(PolicyRef const&, MatchOption);
-using MakeConfig = Config::Ptr (Helper::*)(PolicyRef const&, MatchOption);
-using DropConfig = void (Helper::*)(PolicyRef const&, MatchOption);
-using NameConfig = Pello::String (Helper::*)(PolicyRef const&, MatchOption);
-using BindIntf = void (Helper::*)(Config::Ptr const&, Orlix::IntfId, bool);
+using OfPolicy = Kiv::String (Helper::*)(const PolicyRef&, MatchOption);
+using MakeConfig = Config::Ptr (Helper::*)(const PolicyRef&, MatchOption);
+using DropConfig = void (Helper::*)(const PolicyRef&, MatchOption);
+using NameConfig = Pello::String (Helper::*)(const PolicyRef&, MatchOption);
+using BindIntf = void (Helper::*)(const Config::Ptr&, Orlix::IntfId, bool);
 using Report = Kiv::String (Helper::*)(PostcardTelemetryRulesClientSmStatusType,
-                                       Pello::String const&);
-using Post = void (Helper::*)(Event, Config::Ptr const&, Orlix::IntfId);
+                                       const Pello::String&);
+using Post = void (Helper::*)(Event, const Config::Ptr&, Orlix::IntfId);
 using Show = void (Helper::*)(unsigned int) const;
-using Build = std::uint32_t (Helper::*)(PolicyMap::AclRuleKey const&, PolicyRef const&,
-                                        Pello::Ptr<ClassData const> const&, Config::Ptr const&,
+using Build = std::uint32_t (Helper::*)(const PolicyMap::AclRuleKey&, const PolicyRef&,
+                                        const Pello::Ptr<ClassData const>&, const Config::Ptr&,
                                         std::uint32_t);
-using Act = void (Helper::*)(Pello::Ptr<PolicyMap::ClassMapSmCommonData const> const&,
-                             Pello::Ptr<RuleConfig> const&);
-using Ignore = bool (Helper::*)(Pello::Ptr<PolicyMap::ClassMapSmCommonData const> const&);
+using Act = void (Helper::*)(const Pello::Ptr<PolicyMap::ClassMapSmCommonData const>&,
+                             const Pello::Ptr<RuleConfig>&);
+using Ignore = bool (Helper::*)(const Pello::Ptr<PolicyMap::ClassMapSmCommonData const>&);
 [[maybe_unused]] constexpr OfPolicy createOperation{&Helper::createPolicy};
 [[maybe_unused]] constexpr OfPolicy commitOperation{&Helper::commitPolicy};
 [[maybe_unused]] constexpr OfPolicy recreateOperation{&Helper::recreatePolicy};
@@ -72,7 +72,7 @@ using Ignore = bool (Helper::*)(Pello::Ptr<PolicyMap::ClassMapSmCommonData const
 
 static_assert(std::is_polymorphic_v<Helper>);
 static_assert(std::has_virtual_destructor_v<Helper>);
-static_assert(std::is_constructible_v<Helper, Request::Ptr, Pello::Ptr<Capability const>>);
+static_assert(std::is_constructible_v<Helper, Request::Ptr, Pello::Ptr<const Capability>>);
 static_assert(std::is_constructible_v<RuleConfig, Pello::String>);
 static_assert(std::is_constructible_v<PolicyData, PolicyMap::PolicyMapSmKey>);
 static_assert(!std::is_convertible_v<DscpDataAndMask, int>);
@@ -104,8 +104,7 @@ void rangesOverSets() {
    for (RuleAction::Action const one : actions(*action)) {
       seen.insert(one);
    }
-   CHECK(seen == std::set<RuleAction::Action>{RuleAction::sampleAction,
-                                              RuleAction::setDscpAction});
+   CHECK(seen == std::set<RuleAction::Action>{RuleAction::sampleAction, RuleAction::setDscpAction});
    Config::Ptr const config{postcardTelemetryAclConfigFactory("p1-acl")};
    config->policyIntfIs(intf("Ethernet1"));
    unsigned turns{0};
@@ -121,19 +120,19 @@ void bindingsOverMaps() {
    config->ruleByIndexIs(1, config->ruleByNameIs("one"));
    config->ruleByIndexIs(2, config->ruleByNameIs("two"));
    std::set<std::string> named{};
-   for (auto const& [name, rule] : rulesByName(*config)) {
+   for (const auto& [name, rule] : rulesByName(*config)) {
       CHECK_EQ(text(name), text(rule->name()));
       named.insert(text(name));
    }
    CHECK(named == std::set<std::string>{"one", "two"});
    std::string numbered{};
-   for (auto const& [index, rule] : rulesByIndex(*config)) {
+   for (const auto& [index, rule] : rulesByIndex(*config)) {
       numbered += std::to_string(index) + text(rule->name());
    }
    CHECK_EQ(numbered, "1one2two");
-   Bench const bench{};
+   const Bench bench{};
    bench.helper->aclConfigCollIs("a");
-   for (auto const& [key, held] : configs(*bench.helper)) {
+   for (const auto& [key, held] : configs(*bench.helper)) {
       CHECK_EQ(text(key), "a");
       CHECK(same(held, bench.helper->aclConfigColl("a")));
    }
@@ -144,10 +143,10 @@ void steppingIterators() {
    config->ruleByIndexIs(3, ruleConfigFactory("three"));
    config->ruleByIndexIs(8, ruleConfigFactory("eight"));
    auto it = rulesByIndex(*config).begin();
-   auto const before = it++;
+   const auto before = it++;
    CHECK(before == rulesByIndex(*config).begin());
    CHECK(it != before);
-   auto const& [index, rule] = *it;
+   const auto& [index, rule] = *it;
    CHECK_EQ(index, 8);
    CHECK_EQ(text(rule->name()), "eight");
    ++it;
@@ -160,23 +159,23 @@ void comparisonsOfValues() {
    CHECK(L4PortDataMask{80, 0xffff} == L4PortDataMask{80, 0xffff});
    CHECK(L4Port{80} == L4Port{80});
    CHECK(Protocol{6} != Protocol{17});
-   PostcardTelemetryPolicyKey const key{{"p1", "g1"}, ipv4()};
+   const PostcardTelemetryPolicyKey key{{"p1", "g1"}, ipv4()};
    CHECK(key == PostcardTelemetryPolicyKey{{"p1", "g1"}, ipv4()});
    CHECK(key != PostcardTelemetryPolicyKey{});
 }
 
 // Records are made with `new` or with their factory, whichever comes to hand.
 void recordsAsPeopleWriteThem() {
-   auto const policy = adopt(new PolicyData({"p1", "g1"}));
+   const auto policy = adopt(new PolicyData({"p1", "g1"}));
    CHECK(keyOf(policy) == PolicyMap::PolicyMapSmKey("p1", "g1"));
    CHECK(keyOf(makePolicy("p1", "g1")) == keyOf(policy));
    attachIntf4(policy, "Ethernet1");
    attachIntf4(policy, "Ethernet2");
    CHECK_EQ(intf4Count(policy), 2);
    CHECK_EQ(intf6Count(policy), 0);
-   auto const rule = adopt(new RuleConfig{"web"});
+   const auto rule = adopt(new RuleConfig{"web"});
    CHECK_EQ(text(rule->name()), "web");
-   auto const config = adopt(new Config{"p1-acl"});
+   const auto config = adopt(new Config{"p1-acl"});
    CHECK_EQ(text(config->aclConfigKey()), "p1-acl");
    Orlix::IntfId const none{Pello::String{}};
    CHECK(none == intf(""));
@@ -193,6 +192,6 @@ void conveniences() {
    recordsAsPeopleWriteThem();
 }
 
-Subject const subject{"conveniences", conveniences};
+const Subject subject{"conveniences", conveniences};
 
 } // namespace

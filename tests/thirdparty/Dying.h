@@ -33,9 +33,9 @@ Death dying(Action action) {
    if (pipe(ends) != 0) {
       return {};
    }
-   pid_t const child{fork()};
+   const pid_t child{fork()};
    if (child == 0) {
-      rlimit const noCore{0, 0};
+      const rlimit noCore{0, 0};
       setrlimit(RLIMIT_CORE, &noCore);
       dup2(ends[1], STDERR_FILENO);
       close(ends[0]);

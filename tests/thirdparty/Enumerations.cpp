@@ -86,6 +86,6 @@ void enumerations() {
    streams();
 }
 
-Subject const subject{"enumerations", enumerations};
+const Subject subject{"enumerations", enumerations};
 
 } // namespace

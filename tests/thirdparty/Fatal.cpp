@@ -13,13 +13,13 @@ namespace {
 
 using Config = PostcardTelemetryAclConfig;
 
-char const* const source{"OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper"};
+const char* const source{"OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper"};
 
 // Checks that the action ends its process on an assertion that names all of the texts.
 template <typename Action, typename... Texts>
-void checkFatal(int line, Action action, Texts const&... named) {
-   Death const death{dying(action)};
-   auto const note = [&death, line](bool held, std::string const& what) {
+void checkFatal(int line, Action action, const Texts&... named) {
+   const Death death{dying(action)};
+   const auto note = [&death, line](bool held, const std::string& what) {
       Tally::instance().note(held, __FILE__, line, what + "\n   stderr: " + death.errors);
    };
    note(death.aborted, "the process went on");
@@ -31,7 +31,7 @@ void checkFatal(int line, Action action, Texts const&... named) {
 #define CHECK_FATAL(...) checkFatal(__LINE__, __VA_ARGS__)
 
 void aliveOtherwise() {
-   Death const death{dying([] { samplingPolicy("p1"); })};
+   const Death death{dying([] { samplingPolicy("p1"); })};
    CHECK(!death.aborted);
    CHECK(!contains(death.errors, "Assertion"));
 }
@@ -41,8 +41,8 @@ void unsupportedFamilies() {
                "false && \"unsupported match option\"",
                "Acl::AclType OruPostcardTelemetry::matchOptionToAclType("
                "PolicyMap::ClassMapMatchOption)");
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    CHECK_FATAL([&] { bench.helper->createPolicy(policy, unsupportedOption()); },
                "unsupported match option");
    CHECK_FATAL([&] { bench.helper->recreatePolicy(policy, unsupportedOption()); },
@@ -52,8 +52,8 @@ void unsupportedFamilies() {
 }
 
 void configurations() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{makePolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{makePolicy("p1")};
    CHECK_FATAL([&] { bench.helper->deleteAclConfig(policy, ipv4()); },
                "virtual void OruPostcardTelemetry::OruPostcardPolicyAclHelper::deleteAclConfig("
                "const PtrConst&, PolicyMap::ClassMapMatchOption)");
@@ -67,12 +67,12 @@ void configurations() {
 }
 
 void unattachedPolicies() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    addClass(policy, ipv6(), 1, "web6");
    CHECK_FATAL([&] { bench.helper->createPolicy(policy, ipv6()); },
                "Policy without attached interfaces", "createPolicy");
-   Pello::Ptr<PolicyData> const bare{makePolicy("bare")};
+   const Pello::Ptr<PolicyData> bare{makePolicy("bare")};
    addPriorityTable(bare, ipv4());
    attachIntf6(bare, "Ethernet1");
    CHECK_FATAL([&] { bench.helper->createPolicy(bare, ipv4()); },
@@ -83,62 +83,62 @@ void unattachedPolicies() {
 }
 
 void unknownPolicies() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    CHECK_FATAL([&] { bench.helper->commitPolicy(policy, ipv4()); }, "commitPolicy");
    CHECK_FATAL(
-      [&] {
-         bench.helper->addIntfToPolicy(policy, intf("Ethernet1"), intf("Ethernet1"),
-                                       vrf("default"), ipv4());
-      },
-      "addIntfToPolicy");
+         [&] {
+            bench.helper->addIntfToPolicy(policy, intf("Ethernet1"), intf("Ethernet1"),
+                                          vrf("default"), ipv4());
+         },
+         "addIntfToPolicy");
    CHECK_FATAL(
-      [&] {
-         bench.helper->removeIntfFromPolicy(policy, intf("Ethernet1"), intf("Ethernet1"),
-                                            vrf("default"), ipv4());
-      },
-      "removeIntfFromPolicy");
+         [&] {
+            bench.helper->removeIntfFromPolicy(policy, intf("Ethernet1"), intf("Ethernet1"),
+                                               vrf("default"), ipv4());
+         },
+         "removeIntfFromPolicy");
    CHECK_FATAL([&] { bench.helper->updateRulesInAclConfig(policy, ipv4()); },
                "virtual Kiv::String OruPostcardTelemetry::OruPostcardPolicyAclHelper::"
                "updateRulesInAclConfig(const PtrConst&, PolicyMap::ClassMapMatchOption)");
 }
 
 void brokenPolicies() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const tableless{makePolicy("tableless")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> tableless{makePolicy("tableless")};
    bench.helper->createAclConfig(tableless, ipv4());
    CHECK_FATAL([&] { bench.helper->updateRulesInAclConfig(tableless, ipv4()); },
                "updateRulesInAclConfig");
-   Pello::Ptr<PolicyData> const doubled{attachedPolicy("doubled")};
+   const Pello::Ptr<PolicyData> doubled{attachedPolicy("doubled")};
    addSecondFilter(addClass(doubled, ipv4(), 1, "web"));
    CHECK_FATAL([&] { bench.helper->createPolicy(doubled, ipv4()); }, "sfc->filters() == 1");
-   Pello::Ptr<PolicyData> const maskless{attachedPolicy("maskless")};
+   const Pello::Ptr<PolicyData> maskless{attachedPolicy("maskless")};
    addSampleMatch(addClass(maskless, ipv4(), 1, "web"), 5, 0, 4);
    CHECK_FATAL([&] { bench.helper->createPolicy(maskless, ipv4()); },
                "sampleMask && \"Sample Mask should be non zero\"", "addRules");
-   Pello::Ptr<PolicyData> const flagless{attachedPolicy("flagless")};
+   const Pello::Ptr<PolicyData> flagless{attachedPolicy("flagless")};
    addTcpFlags(addProtocols(addClass(flagless, ipv4(), 1, "web"), 6, 6), 2, 0);
    CHECK_FATAL([&] { bench.helper->createPolicy(flagless, ipv4()); },
                "flagIter.key().tcpFlagMask().value()");
 }
 
 void ruleWithoutPriority() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   Class const web{addClass(policy, ipv4(), 1, "web")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const Class web{addClass(policy, ipv4(), 1, "web")};
    Config::Ptr const config{bench.helper->createAclConfig(policy, ipv4())};
    CHECK_FATAL(
-      [&] {
-         bench.helper->addRules(ruleKey(policy, "other", ipv4()), policy, web.data, config, 0);
-      },
-      "rulePriority->priorityHas( key )",
-      "virtual U32 OruPostcardTelemetry::OruPostcardPolicyAclHelper::addRules("
-      "const PolicyMap::AclRuleKey&, const PtrConst&, const PtrConst&, const Ptr&, U32)");
+         [&] {
+            bench.helper->addRules(ruleKey(policy, "other", ipv4()), policy, web.data, config, 0);
+         },
+         "rulePriority->priorityHas( key )",
+         "virtual U32 OruPostcardTelemetry::OruPostcardPolicyAclHelper::addRules("
+         "const PolicyMap::AclRuleKey&, const PtrConst&, const PtrConst&, const Ptr&, U32)");
 }
 
 void wrongKindOfAction() {
-   Bench const bench{};
-   Class const web{addClass(attachedPolicy("p1"), ipv4(), 1, "web")};
+   const Bench bench{};
+   const Class web{addClass(attachedPolicy("p1"), ipv4(), 1, "web")};
    addAction(web, setDscp);
    CHECK_FATAL([&] { bench.helper->updateRuleAction(web.data, ruleConfigFactory("r")); },
                "dscpAction",
@@ -148,9 +148,9 @@ void wrongKindOfAction() {
 
 // An answer needs a request, and the request a configuration that the helper still holds.
 void answersToNothing() {
-   Bench const bench{};
+   const Bench bench{};
    CHECK_FATAL([&] { bench.helper->updatePolicyStatus(statusSuccess, ""); }, "updatePolicyStatus");
-   auto const bare = oruPostcardPolicyAclHelperFactory(nullptr, nullptr);
+   const auto bare = oruPostcardPolicyAclHelperFactory(nullptr, nullptr);
    CHECK_FATAL([&] { bare->updatePolicyStatus(statusSuccess, ""); }, "updatePolicyStatus");
    bench.request->aclConfigIs(postcardTelemetryAclConfigFactory("stranger"));
    CHECK_FATAL([&] { bench.helper->updatePolicyStatus(statusFailure, "no"); },
@@ -169,6 +169,6 @@ void fatal() {
    answersToNothing();
 }
 
-Subject const subject{"fatal paths", fatal};
+const Subject subject{"fatal paths", fatal};
 
 } // namespace

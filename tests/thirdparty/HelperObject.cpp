@@ -15,7 +15,7 @@ using Helper = OruPostcardPolicyAclHelper;
 constexpr unsigned aclConfigCollId{260};
 
 void construction() {
-   Bench const bench{};
+   const Bench bench{};
    CHECK(same(bench.helper->clientConfig(), bench.request));
    CHECK(bench.helper->hwCapability());
    CHECK_EQ(count(configs(*bench.helper)), 0);
@@ -26,7 +26,7 @@ void construction() {
 }
 
 void hardwareStart() {
-   Bench const bench{};
+   const Bench bench{};
    bench.helper->hwInit();
    CHECK(!bench.helper->updateActionSupported());
    CHECK(bench.helper->expandPortChannels());
@@ -36,7 +36,7 @@ void hardwareStart() {
 }
 
 void collection() {
-   Bench const bench{};
+   const Bench bench{};
    CHECK(!bench.helper->aclConfigColl("p1-acl"));
    PostcardTelemetryAclConfig::Ptr const config{bench.helper->aclConfigCollIs("p1-acl")};
    CHECK_EQ(text(config->aclConfigKey()), "p1-acl");
@@ -53,10 +53,11 @@ void collection() {
 }
 
 void publication() {
-   Bench const bench{};
+   const Bench bench{};
    std::vector<Change> changes{};
-   auto const subscription = subscribe(
-      bench.helper->publisher(), [&changes](Change const& change) { changes.push_back(change); });
+   const auto subscription = subscribe(bench.helper->publisher(), [&changes](const Change& change) {
+      changes.push_back(change);
+   });
    bench.helper->aclConfigCollIs("p1-acl");
    bench.helper->aclConfigCollIs("p1-acl");
    CHECK_EQ(changes.size(), 1);
@@ -80,10 +81,9 @@ void publicationAtTheEnd() {
    Helper::Ptr helper{oruPostcardPolicyAclHelperFactory(nullptr, nullptr)};
    helper->aclConfigCollIs("a");
    helper->aclConfigCollIs("b");
-   auto const subscription =
-      subscribe(helper->publisher(), [&removals](Change const& change) {
-         removals += change.identifier == aclConfigCollId ? 1 : 0;
-      });
+   const auto subscription = subscribe(helper->publisher(), [&removals](const Change& change) {
+      removals += change.identifier == aclConfigCollId ? 1 : 0;
+   });
    helper = nullptr;
    CHECK_EQ(removals, 2);
 }
@@ -107,8 +107,8 @@ void naming() {
 }
 
 void keys() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{makePolicy("p1", "g1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{makePolicy("p1", "g1")};
    std::string const four{text(bench.helper->getAclConfigKey(policy, ipv4()))};
    CHECK_EQ(four, withFamily("p1", ipv4()));
    CHECK_EQ(text(bench.helper->getAclConfigKey(policy, ipv6())), withFamily("p1", ipv6()));
@@ -118,8 +118,8 @@ void keys() {
 }
 
 void creationAndDeletion() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{makePolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{makePolicy("p1")};
    PostcardTelemetryAclConfig::Ptr const six{bench.helper->createAclConfig(policy, ipv6())};
    CHECK_EQ(text(six->aclConfigKey()), text(bench.helper->getAclConfigKey(policy, ipv6())));
    CHECK_EQ(static_cast<unsigned>(six->aclType()), 1);
@@ -140,14 +140,14 @@ class OtherNames : public Helper {
  public:
    using Helper::Helper;
 
-   Pello::String getAclConfigKey(Pello::Ptr<PolicyData const> const&, MatchOption) override {
+   Pello::String getAclConfigKey(const Pello::Ptr<PolicyData const>&, MatchOption) override {
       return "one name for all";
    }
 };
 
 void overriddenNames() {
-   auto const helper = adopt(new OtherNames{nullptr, nullptr});
-   Pello::Ptr<PolicyData> const policy{makePolicy("p1")};
+   const auto helper = adopt(new OtherNames{nullptr, nullptr});
+   const Pello::Ptr<PolicyData> policy{makePolicy("p1")};
    CHECK_EQ(text(helper->createAclConfig(policy, ipv4())->aclConfigKey()), "one name for all");
    CHECK(helper->aclConfigColl("one name for all"));
    helper->deleteAclConfig(makePolicy("p2"), ipv4());
@@ -167,6 +167,6 @@ void helperObject() {
    overriddenNames();
 }
 
-Subject const subject{"helper object", helperObject};
+const Subject subject{"helper object", helperObject};
 
 } // namespace

@@ -21,17 +21,17 @@ struct Standing {
 
    Config::Ptr config() const { return bench.config(policy); }
 
-   std::string add(char const* name) const {
+   std::string add(const char* name) const {
       return text(bench.helper->addIntfToPolicy(policy, intf(name), intf("Vlan7"), vrf("default"),
                                                 ipv4()));
    }
 
-   std::string remove(char const* name) const {
+   std::string remove(const char* name) const {
       return text(bench.helper->removeIntfFromPolicy(policy, intf(name), intf("Vlan7"),
                                                      vrf("default"), ipv4()));
    }
 
-   std::string aborted(char const* beginning) const {
+   std::string aborted(const char* beginning) const {
       return std::string{beginning} +
              " received for a non committed policy, aborting further processing,  Policy : " +
              description(policy) + " Match Option : 0";
@@ -39,7 +39,7 @@ struct Standing {
 };
 
 void programmed() {
-   Standing const standing{};
+   const Standing standing{};
    standing.bench.helper->commitPolicy(standing.policy, ipv4());
    standing.bench.helper->updatePolicyStatus(statusSuccess, "");
    asyncStatusIs(*standing.bench.helper, "untouched");
@@ -60,7 +60,7 @@ void programmed() {
 }
 
 void neverReported() {
-   Standing const standing{};
+   const Standing standing{};
    std::string const added{standing.add("Ethernet5")};
    CHECK_EQ(added, standing.aborted("Add Interface to Policy"));
    CHECK_EQ(asyncStatus(*standing.bench.helper), added);
@@ -73,8 +73,8 @@ void neverReported() {
 }
 
 void lastReport() {
-   Standing const standing{};
-   auto const status = standing.config()->aclConfigStatus();
+   const Standing standing{};
+   const auto status = standing.config()->aclConfigStatus();
    status->statusInOrderIs(0, "first");
    status->statusInOrderIs(1, "second");
    status->currentIndexIs(2);
@@ -89,14 +89,14 @@ void lastReport() {
 }
 
 void withoutStatus() {
-   Standing const standing{};
+   const Standing standing{};
    standing.config()->aclConfigStatusDel();
    CHECK_EQ(standing.add("Ethernet5"), standing.aborted("Add Interface to Policy"));
    CHECK_EQ(standing.remove("Ethernet5"), standing.aborted("Remove Interface from Policy"));
 }
 
 void withoutRules() {
-   Standing const standing{};
+   const Standing standing{};
    standing.config()->ruleByNameDelAll();
    asyncStatusIs(*standing.bench.helper, "before");
    CHECK_EQ(standing.add("Ethernet5"), "");
@@ -108,7 +108,7 @@ void withoutRules() {
 }
 
 void oneConfiguration() {
-   Bench const bench{};
+   const Bench bench{};
    Config::Ptr const config{postcardTelemetryAclConfigFactory("p1-acl")};
    bench.helper->updateIntfInAclConfig(config, intf("Ethernet1"), false);
    bench.helper->updateIntfInAclConfig(config, intf("Ethernet1"), false);
@@ -128,6 +128,6 @@ void interfaceBinding() {
    oneConfiguration();
 }
 
-Subject const subject{"interfaces", interfaceBinding};
+const Subject subject{"interfaces", interfaceBinding};
 
 } // namespace

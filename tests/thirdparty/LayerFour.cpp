@@ -2,7 +2,6 @@
 
 #include "Bench.h"
 #include "Check.h"
-
 #include "Orlix/RangeMaskGen.h"
 
 #include <cstdint>
@@ -24,12 +23,12 @@ std::vector<Generator::Entry> blocks(std::uint16_t low, std::uint16_t high) {
    return out;
 }
 
-bool is(Generator::Entry const& entry, unsigned data, unsigned end, unsigned mask) {
+bool is(const Generator::Entry& entry, unsigned data, unsigned end, unsigned mask) {
    return entry.data == data && entry.end == end && entry.mask == mask;
 }
 
 void blocksOfRanges() {
-   std::vector<Generator::Entry> const ten{blocks(1, 10)};
+   const std::vector<Generator::Entry> ten{blocks(1, 10)};
    CHECK_EQ(ten.size(), 5);
    CHECK(is(ten.at(0), 0x1, 0x1, 0xffff));
    CHECK(is(ten.at(1), 0x2, 0x3, 0xfffe));
@@ -57,8 +56,8 @@ void namesOfPorts() {
    CHECK_EQ(text(ruleNameL4Port("web-tcp", "SportData", L4Port{80})), "web-tcp-SportData-80");
    CHECK_EQ(text(ruleNameL4Port("w", "DportMask", L4Port{65535})), "w-DportMask-65535");
    // A name may become the beginning of the next one.
-   Pello::String const name{ruleNameL4Port(ruleNameL4Port("w", "SportData", L4Port{0}),
-                                           "SportMask", L4Port{1})};
+   Pello::String const name{
+         ruleNameL4Port(ruleNameL4Port("w", "SportData", L4Port{0}), "SportMask", L4Port{1})};
    CHECK_EQ(text(name), "w-SportData-0-SportMask-1");
 }
 
@@ -82,7 +81,7 @@ struct Leaves {
 };
 
 void withoutProtocolField() {
-   Leaves const leaves{};
+   const Leaves leaves{};
    CHECK_EQ(leaves.expand(6, 3), 4);
    CHECK(namesInOrder(*leaves.config) == Names{"web-tcp"});
    CHECK_EQ(text(leaves.config->ruleByIndex(3)->name()), "web-tcp");
@@ -96,8 +95,8 @@ void withoutProtocolField() {
 }
 
 void onePair() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 6, 6);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 6, 6);
    leaves.rule->ruleFilter()->sportDataMaskValidIs(true);
    leaves.rule->ruleFilter()->sportDataMaskIs(L4PortDataMask{7, 0xffff});
    CHECK_EQ(leaves.bench.helper->addRulesL4PortDataMask(field, leaves.rule, leaves.config, false,
@@ -115,13 +114,13 @@ void onePair() {
 }
 
 void pairWithFlags() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 6, 6);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 6, 6);
    addTcpFlags(field, 16, 24);
    addTcpFlags(field, 2, 18);
-   CHECK_EQ(leaves.bench.helper->addRulesL4PortDataMask(
-               field, leaves.rule, leaves.config, true, L4PortDataMask{80, 0xffff}, true,
-               L4PortDataMask{1024, 0xfc00}, true, 7),
+   CHECK_EQ(leaves.bench.helper->addRulesL4PortDataMask(field, leaves.rule, leaves.config, true,
+                                                        L4PortDataMask{80, 0xffff}, true,
+                                                        L4PortDataMask{1024, 0xfc00}, true, 7),
             9);
    std::string const pair{"web-SportData-80-SportMask-65535-DportData-1024-DportMask-64512"};
    CHECK(namesInOrder(*leaves.config) ==
@@ -133,13 +132,13 @@ void pairWithFlags() {
 }
 
 void flagsAlone() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 6, 6);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 6, 6);
    addTcpFlags(field, 2, 18);
    CHECK_EQ(leaves.expand(6, 0), 1);
    CHECK(namesInOrder(*leaves.config) == Names{"web-tcp-tcpFlag-2-tcpFlagMask-18"});
    CHECK(!leaves.config->ruleByName("web-tcp"));
-   Leaves const plain{false};
+   const Leaves plain{false};
    addTcpFlags(addProtocols(plain.web, 6, 6), 2, 18);
    CHECK_EQ(plain.expand(6, 0), 1);
    CHECK(namesInOrder(*plain.config) == Names{"web-tcp"});
@@ -147,16 +146,16 @@ void flagsAlone() {
 }
 
 void noFlags() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 6, 6);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 6, 6);
    CHECK_EQ(leaves.bench.helper->addRulesTcpFlagField(field, leaves.rule, leaves.config, 5), 5);
    CHECK(!leaves.config->ruleByName("web"));
    CHECK_EQ(count(rulesByIndex(*leaves.config)), 0);
 }
 
 void sourceMajorOrder() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 6, 6);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 6, 6);
    addSourcePorts(field, 0, 7, 7);
    addSourcePorts(field, 0, 5, 5);
    addDestinationPorts(field, 0, 80, 82);
@@ -174,20 +173,20 @@ void sourceMajorOrder() {
 }
 
 void oneSidedPorts() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 17, 17);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 17, 17);
    addDestinationPorts(field, 0, 53, 53);
    addSourcePorts(field, 1, 123, 123);
    CHECK_EQ(leaves.expand(17, 0), 2);
-   CHECK(namesInOrder(*leaves.config) == Names{"web-udp-DportData-53-DportMask-65535",
-                                               "web-udp-SportData-123-SportMask-65535"});
+   CHECK(namesInOrder(*leaves.config) ==
+         Names{"web-udp-DportData-53-DportMask-65535", "web-udp-SportData-123-SportMask-65535"});
    CHECK(!leaves.config->ruleByIndex(0)->ruleFilter()->sportDataMaskValid());
    CHECK(!leaves.config->ruleByIndex(1)->ruleFilter()->dportDataMaskValid());
 }
 
 void emptyPortEntry() {
-   Leaves const leaves{};
-   auto const field = addProtocols(leaves.web, 6, 6);
+   const Leaves leaves{};
+   const auto field = addProtocols(leaves.web, 6, 6);
    addPortEntry(field, 0);
    CHECK_EQ(leaves.bench.helper->addRulesPortField(field, leaves.rule, leaves.config, false, 4), 4);
    CHECK_EQ(count(rulesByIndex(*leaves.config)), 0);
@@ -208,6 +207,6 @@ void layerFour() {
    emptyPortEntry();
 }
 
-Subject const subject{"layer-4 rules", layerFour};
+const Subject subject{"layer-4 rules", layerFour};
 
 } // namespace

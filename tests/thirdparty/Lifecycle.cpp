@@ -15,9 +15,9 @@ using Config = PostcardTelemetryAclConfig;
 using Helper = OruPostcardPolicyAclHelper;
 
 void creation() {
-   Bench const bench{};
+   const Bench bench{};
    asyncStatusIs(*bench.helper, "untouched");
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    attachIntf4(policy, "Ethernet2");
    attachIntf6(policy, "Ethernet9");
    CHECK_EQ(text(bench.helper->createPolicy(policy, ipv4())), "");
@@ -36,8 +36,8 @@ void creation() {
 }
 
 void creationForIpv6() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{makePolicy("p6")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{makePolicy("p6")};
    attachIntf4(policy, "Ethernet1");
    attachIntf6(policy, "Ethernet9");
    addAction(addClass(policy, ipv6(), 1, "web"), sampleAll);
@@ -50,9 +50,9 @@ void creationForIpv6() {
 }
 
 void creationWithoutRules() {
-   Bench const bench{};
+   const Bench bench{};
    asyncStatusIs(*bench.helper, "before");
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
    CHECK_EQ(text(bench.helper->createPolicy(policy, ipv4())), "");
    CHECK_EQ(asyncStatus(*bench.helper), "");
    CHECK(bench.config(policy));
@@ -66,25 +66,25 @@ void creationWithoutRules() {
 // A helper whose rule generation answers what it is told to.
 class Scripted : public Helper {
  public:
-   Scripted(Pello::Ptr<PostcardTelemetryRulesClientSmConfig> const& request, char const* answer)
+   Scripted(const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& request, const char* answer)
       : Helper{request, nullptr}, answer_{answer} {}
 
-   Kiv::String updateRulesInAclConfig(Pello::Ptr<PolicyData const> const&, MatchOption) override {
+   Kiv::String updateRulesInAclConfig(const Pello::Ptr<PolicyData const>&, MatchOption) override {
       return answer_;
    }
 
  private:
-   char const* answer_;
+   const char* answer_;
 };
 
 void answersOfRuleGeneration() {
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   auto const none =
-      adopt(new Scripted{nullptr, "class a: No rules configured in policy p1, sorry"});
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const auto none =
+         adopt(new Scripted{nullptr, "class a: No rules configured in policy p1, sorry"});
    asyncStatusIs(*none, "before");
    CHECK_EQ(text(none->createPolicy(policy, ipv4())), "");
    CHECK_EQ(asyncStatus(*none), "");
-   auto const broken = adopt(new Scripted{nullptr, "no such class"});
+   const auto broken = adopt(new Scripted{nullptr, "no such class"});
    CHECK_EQ(text(broken->createPolicy(policy, ipv4())), "no such class");
    CHECK_EQ(asyncStatus(*broken), "no such class");
    CHECK(broken->aclConfigColl(broken->getAclConfigKey(policy, ipv4())));
@@ -92,9 +92,9 @@ void answersOfRuleGeneration() {
 }
 
 void commits() {
-   Bench const bench{};
+   const Bench bench{};
    asyncStatusIs(*bench.helper, "untouched");
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    bench.helper->createPolicy(policy, ipv4());
    CHECK_EQ(text(bench.helper->commitPolicy(policy, ipv4())), "");
    CHECK(bench.request->event() == policyCreate);
@@ -111,12 +111,12 @@ void commits() {
 
 // Whoever reacts to the counter finds the rest of the request in place.
 void orderOfRequest() {
-   Bench const bench{};
+   const Bench bench{};
    Config::Ptr const config{bench.helper->aclConfigCollIs("p1-acl")};
    bench.request->eventIs(policyDelete);
    std::vector<unsigned> identifiers{};
    bool updatedBeforeKick{false};
-   auto const subscription = subscribe(bench.request->publisher(), [&](Change const& change) {
+   const auto subscription = subscribe(bench.request->publisher(), [&](const Change& change) {
       identifiers.push_back(change.identifier);
       updatedBeforeKick = config->rulesClientUpdated();
    });
@@ -134,12 +134,12 @@ void orderOfRequest() {
 }
 
 void statusHistory() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    bench.helper->createPolicy(policy, ipv4());
    bench.helper->commitPolicy(policy, ipv4());
    Config::Ptr const config{bench.config(policy)};
-   auto const status = config->aclConfigStatus();
+   const auto status = config->aclConfigStatus();
    CHECK_EQ(text(bench.helper->updatePolicyStatus(statusSuccess, "")), "");
    CHECK_EQ(text(bench.helper->updatePolicyStatus(statusSuccess, "done")), "");
    CHECK(config->programmedPolicy());
@@ -159,8 +159,8 @@ void statusHistory() {
 }
 
 void deletion() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    bench.helper->createPolicy(policy, ipv4());
    CHECK_EQ(text(bench.helper->deletePolicy(policy, ipv4())), "");
    CHECK(!bench.config(policy));
@@ -176,13 +176,13 @@ void deletion() {
    CHECK(same(config, bench.request->aclConfig()));
    std::string const message{text(bench.helper->deletePolicy(policy, ipv6()))};
    CHECK_EQ(message, "Delete Policy received for a non-existent policy, Policy : " +
-                        description(policy) + " Match Option : 1");
+                           description(policy) + " Match Option : 1");
    CHECK_EQ(bench.request->kickRequest(), 2);
 }
 
 void recreation() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    bench.helper->createPolicy(policy, ipv4());
    bench.helper->commitPolicy(policy, ipv4());
    bench.helper->updatePolicyStatus(statusSuccess, "first");
@@ -211,8 +211,8 @@ void recreation() {
 }
 
 void recreationWithoutHistory() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    bench.helper->createPolicy(policy, ipv4());
    CHECK_EQ(text(bench.helper->recreatePolicy(policy, ipv4())), "");
    Config::Ptr const made{bench.config(policy)};
@@ -235,6 +235,6 @@ void lifecycle() {
    recreationWithoutHistory();
 }
 
-Subject const subject{"life cycle", lifecycle};
+const Subject subject{"life cycle", lifecycle};
 
 } // namespace

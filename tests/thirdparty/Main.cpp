@@ -5,10 +5,10 @@
 namespace {
 
 // An exception that nobody expected is one failed check, not the end of the other subjects.
-void run(char const* name, thirdparty::Subject::Run subject) {
+void run(const char* name, thirdparty::Subject::Run subject) {
    try {
       subject();
-   } catch (std::exception const& error) {
+   } catch (const std::exception& error) {
       thirdparty::Tally::instance().note(false, name, 0, error.what());
    }
 }
@@ -16,7 +16,7 @@ void run(char const* name, thirdparty::Subject::Run subject) {
 } // namespace
 
 int main() {
-   for (auto const& [name, subject] : thirdparty::Subject::all()) {
+   for (const auto& [name, subject] : thirdparty::Subject::all()) {
       run(name, subject);
    }
    return thirdparty::Tally::instance().report();

@@ -1,10 +1,9 @@
 // The request to the rules client, its answer, and how their changes are published.
 
-#include "OruPostcardTelemetry/PostcardTelemetryRulesClientSmConfig.h"
-#include "OruPostcardTelemetry/PostcardTelemetryRulesClientSmStatus.h"
-
 #include "Check.h"
 #include "Guesses.h"
+#include "OruPostcardTelemetry/PostcardTelemetryRulesClientSmConfig.h"
+#include "OruPostcardTelemetry/PostcardTelemetryRulesClientSmStatus.h"
 
 #include <vector>
 
@@ -52,8 +51,8 @@ void newRecords() {
 void requestChanges() {
    Request::Ptr const request{postcardTelemetryRulesClientSmConfigFactory()};
    std::vector<Change> changes{};
-   auto const subscription = subscribe(
-      request->publisher(), [&changes](Change const& change) { changes.push_back(change); });
+   const auto subscription = subscribe(
+         request->publisher(), [&changes](const Change& change) { changes.push_back(change); });
    request->eventIs(policyUpdate);
    request->currIntfIs(intf("Ethernet1"));
    request->kickRequestIs(3);
@@ -80,8 +79,8 @@ void requestCounter() {
    Request::Ptr const request{postcardTelemetryRulesClientSmConfigFactory()};
    request->kickRequestIs(4294967295u);
    std::vector<Change> changes{};
-   auto const subscription = subscribe(
-      request->publisher(), [&changes](Change const& change) { changes.push_back(change); });
+   const auto subscription = subscribe(
+         request->publisher(), [&changes](const Change& change) { changes.push_back(change); });
    CHECK_EQ(request->kickRequestInc(0), 4294967295u);
    CHECK(changes.empty());
    CHECK_EQ(request->kickRequestInc(1), 0);
@@ -105,7 +104,7 @@ void configurationChanges() {
    unsigned notified{0};
    bool goneMeanwhile{true};
    bool newValueSeen{false};
-   auto const subscription = subscribe(request->publisher(), [&](Change const& change) {
+   const auto subscription = subscribe(request->publisher(), [&](const Change& change) {
       notified += change.identifier == aclConfigId ? 1 : 0;
       goneMeanwhile = gone;
       newValueSeen = !request->aclConfig();
@@ -125,8 +124,8 @@ void endOfSubscription() {
    Request::Ptr const request{postcardTelemetryRulesClientSmConfigFactory()};
    unsigned notified{0};
    {
-      auto const subscription =
-         subscribe(request->publisher(), [&notified](Change const&) { ++notified; });
+      const auto subscription =
+            subscribe(request->publisher(), [&notified](const Change&) { ++notified; });
       request->kickRequestInc(1);
    }
    request->kickRequestInc(1);
@@ -137,8 +136,8 @@ void endOfSubscription() {
 void answerChanges() {
    Answer::Ptr const answer{postcardTelemetryRulesClientSmStatusFactory()};
    std::vector<Change> changes{};
-   auto const subscription = subscribe(
-      answer->publisher(), [&changes](Change const& change) { changes.push_back(change); });
+   const auto subscription = subscribe(
+         answer->publisher(), [&changes](const Change& change) { changes.push_back(change); });
    answer->statusIs("");
    answer->statusTypeIs(statusSuccess);
    answer->kickResponseIs(0);
@@ -169,6 +168,6 @@ void records() {
    answerChanges();
 }
 
-Subject const subject{"rules-client records", records};
+const Subject subject{"rules-client records", records};
 
 } // namespace

@@ -1,12 +1,11 @@
 // One rule: its filter, its action, and how a rule is copied into another one.
 
+#include "Check.h"
+#include "Guesses.h"
 #include "OruPostcardTelemetry/L4PortDataMask.h"
 #include "OruPostcardTelemetry/RuleAction.h"
 #include "OruPostcardTelemetry/RuleConfig.h"
 #include "OruPostcardTelemetry/RuleFilter.h"
-
-#include "Check.h"
-#include "Guesses.h"
 
 #include <set>
 
@@ -79,13 +78,13 @@ void filterSetters() {
 
 void sampleChild() {
    RuleFilter::Ptr const filter{ruleFilterFactory()};
-   auto const x = filter->sampleDataAndMaskIs("x");
+   const auto x = filter->sampleDataAndMaskIs("x");
    x->dataIs(5);
    x->maskIs(7);
    x->versionIs(4);
    CHECK(same(x, filter->sampleDataAndMaskIs("x")));
    CHECK_EQ(filter->sampleDataAndMask()->data(), 5);
-   auto const y = filter->sampleDataAndMaskIs("y");
+   const auto y = filter->sampleDataAndMaskIs("y");
    CHECK(!same(x, y));
    CHECK_EQ(y->data(), 0);
    CHECK_EQ(y->mask(), 0);
@@ -117,14 +116,14 @@ void actionSet() {
 
 // The set holds a byte; a number without a name is a member like any other.
 void unnamedAction() {
-   auto const unnamed = static_cast<RuleAction::Action>(200);
+   const auto unnamed = static_cast<RuleAction::Action>(200);
    RuleAction::Ptr const action{ruleActionFactory()};
    action->actionIs(unnamed);
    CHECK(action->action(unnamed));
    CHECK(!action->action(RuleAction::sampleAction));
    action->actionIs(RuleAction::policeAction);
    std::set<int> numbers{};
-   for (auto const one : actions(*action)) {
+   for (const auto one : actions(*action)) {
       numbers.insert(static_cast<int>(one));
    }
    CHECK(numbers == std::set<int>{1, 200});
@@ -140,7 +139,7 @@ RuleFilter::Ptr fullFilter() {
    filter->sportDataMaskIs(L4PortDataMask{80, 0xffff});
    filter->protoIs(Protocol{6});
    filter->tcpFlagAndMaskIs(tcpFlags(2, 18));
-   auto const child = filter->sampleDataAndMaskIs("named otherwise");
+   const auto child = filter->sampleDataAndMaskIs("named otherwise");
    child->dataIs(5);
    child->maskIs(7);
    child->versionIs(4);
@@ -171,7 +170,7 @@ void copyKeepsWhatOtherLeavesOut() {
    RuleFilter::Ptr const from{ruleFilterFactory()};
    from->dportDataMaskValidIs(true);
    from->dportDataMaskIs(L4PortDataMask{53, 0xffff});
-   auto const child = to->sampleDataAndMask();
+   const auto child = to->sampleDataAndMask();
    to->copy(RuleFilter::PtrConst{from});
    CHECK(to->sportDataMaskValid());
    CHECK(to->sportDataMask().isEq(L4PortDataMask{80, 0xffff}));
@@ -232,6 +231,6 @@ void ruleEntities() {
    copyOfRules();
 }
 
-Subject const subject{"rule entities", ruleEntities};
+const Subject subject{"rule entities", ruleEntities};
 
 } // namespace

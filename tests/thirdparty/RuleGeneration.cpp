@@ -15,13 +15,13 @@ using Config = PostcardTelemetryAclConfig;
 using Helper = OruPostcardPolicyAclHelper;
 using Names = std::vector<std::string>;
 
-std::string generate(Bench const& bench, Pello::Ptr<PolicyData> const& policy) {
+std::string generate(const Bench& bench, const Pello::Ptr<PolicyData>& policy) {
    return text(bench.helper->updateRulesInAclConfig(policy, ipv4()));
 }
 
 void oneClass() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{samplingPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{samplingPolicy("p1")};
    Config::Ptr const config{bench.helper->createAclConfig(policy, ipv4())};
    CHECK_EQ(generate(bench, policy), "");
    std::string const web{withFamily("web")};
@@ -39,19 +39,18 @@ void oneClass() {
 }
 
 void orderOfPriorities() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
    addProtocols(addClass(policy, ipv4(), 20, "late"), 17, 17);
    addProtocols(addClass(policy, ipv4(), 10, "early"), 6, 6);
    Config::Ptr const config{bench.helper->createAclConfig(policy, ipv4())};
    CHECK_EQ(generate(bench, policy), "");
-   CHECK(namesInOrder(*config) == Names{withFamily("early") + "-tcp",
-                                        withFamily("late") + "-udp"});
+   CHECK(namesInOrder(*config) == Names{withFamily("early") + "-tcp", withFamily("late") + "-udp"});
 }
 
 void walkEndsAtFirstError() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
    addClass(policy, ipv4(), 1, "first");
    addFragments(addClass(policy, ipv4(), 2, "second"));
    addClass(policy, ipv4(), 3, "third");
@@ -63,8 +62,8 @@ void walkEndsAtFirstError() {
 }
 
 void noRules() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
    Config::Ptr const config{bench.helper->createAclConfig(policy, ipv4())};
    std::string const answer{generate(bench, policy)};
    CHECK(answer.starts_with("No rules configured in policy "));
@@ -73,9 +72,9 @@ void noRules() {
 }
 
 void prefixesAndSampleMatch() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   Class const web{addClass(policy, ipv4(), 1, "web")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const Class web{addClass(policy, ipv4(), 1, "web")};
    addSource(web, "10.0.0.0/8");
    addDestination(web, "192.168.1.0/24");
    addSampleMatch(web, 5, 7, 4);
@@ -95,9 +94,9 @@ void prefixesAndSampleMatch() {
 
 // A class that samples everything drops the sample match of its filter.
 void sampleAllIgnoresMatch() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   Class const web{addClass(policy, ipv4(), 1, "web")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const Class web{addClass(policy, ipv4(), 1, "web")};
    addSampleMatch(web, 5, 7, 4);
    addAction(web, sampleAll);
    CHECK(bench.helper->ignoreSampleData(web.data));
@@ -110,9 +109,9 @@ void sampleAllIgnoresMatch() {
 
 // Filters that the walk would refuse, given to the rule builder directly.
 void filtersBehindTheWalk() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   Class const web{addClass(policy, ipv4(), 1, "web")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const Class web{addClass(policy, ipv4(), 1, "web")};
    addSource(web, "172.16.0.0/12");
    addSource(web, "10.0.0.0/8");
    addProtocols(web, 1, 255);
@@ -133,8 +132,8 @@ class Placeless : public Helper {
  public:
    using Helper::Helper;
 
-   std::uint32_t addRulesProtoField(Pello::Ptr<PostcardTelemetryAclConfig> const&,
-                                    Pello::Ptr<RuleConfig> const&, Pello::Ptr<Filter const> const&,
+   std::uint32_t addRulesProtoField(const Pello::Ptr<PostcardTelemetryAclConfig>&,
+                                    const Pello::Ptr<RuleConfig>&, const Pello::Ptr<Filter const>&,
                                     std::uint8_t proto, std::uint32_t nextRuleIndex) override {
       asked.push_back(proto);
       return nextRuleIndex;
@@ -144,9 +143,9 @@ class Placeless : public Helper {
 };
 
 void protocolsAskedFor() {
-   auto const helper = adopt(new Placeless{nullptr, nullptr});
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   Class const web{addClass(policy, ipv4(), 1, "web")};
+   const auto helper = adopt(new Placeless{nullptr, nullptr});
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const Class web{addClass(policy, ipv4(), 1, "web")};
    Config::Ptr const config{helper->createAclConfig(policy, ipv4())};
    CHECK_EQ(helper->addRules(ruleKey(policy, "web", ipv4()), policy, web.data, config, 9), 9);
    CHECK(helper->asked == std::vector<unsigned>{6, 17});
@@ -159,9 +158,9 @@ void protocolsAskedFor() {
 }
 
 void classActions() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
-   Class const web{addClass(policy, ipv4(), 1, "web")};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
+   const Class web{addClass(policy, ipv4(), 1, "web")};
    RuleConfig::Ptr const idle{ruleConfigFactory("idle")};
    bench.helper->updateRuleAction(web.data, idle);
    CHECK(idle->ruleAction());
@@ -181,8 +180,8 @@ void classActions() {
 }
 
 void dscpOfZero() {
-   Bench const bench{};
-   Class const web{addClass(attachedPolicy("p1"), ipv4(), 1, "web")};
+   const Bench bench{};
+   const Class web{addClass(attachedPolicy("p1"), ipv4(), 1, "web")};
    addSetDscp(web, 0);
    RuleConfig::Ptr const rule{ruleConfigFactory("zero")};
    bench.helper->updateRuleAction(web.data, rule);
@@ -203,6 +202,6 @@ void ruleGeneration() {
    dscpOfZero();
 }
 
-Subject const subject{"rule generation", ruleGeneration};
+const Subject subject{"rule generation", ruleGeneration};
 
 } // namespace

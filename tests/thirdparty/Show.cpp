@@ -32,14 +32,14 @@ struct OneRule {
 };
 
 void nothing() {
-   Bench const bench{};
+   const Bench bench{};
    CHECK_EQ(shownBy(*bench.helper), "");
 }
 
 void bareConfiguration() {
-   Bench const bench{};
+   const Bench bench{};
    bench.helper->aclConfigCollIs("p1-acl");
-   Lines const lines{linesOf(shownBy(*bench.helper))};
+   const Lines lines{linesOf(shownBy(*bench.helper))};
    CHECK_EQ(lines.size(), 9);
    if (lines.size() == 9) {
       CHECK_EQ(lines[0], separator);
@@ -56,7 +56,7 @@ void bareConfiguration() {
 }
 
 void interfacesAndStatus() {
-   Bench const bench{};
+   const Bench bench{};
    Config::Ptr const config{bench.helper->aclConfigCollIs("p1-acl")};
    config->policyIntfIs(intf("Ethernet1"));
    config->aclConfigStatusIs()->statusInOrderIs(2, "then full");
@@ -69,7 +69,7 @@ void interfacesAndStatus() {
 }
 
 void twoConfigurations() {
-   Bench const bench{};
+   const Bench bench{};
    bench.helper->aclConfigCollIs("a");
    bench.helper->aclConfigCollIs("b");
    std::string const whole{shownBy(*bench.helper)};
@@ -80,13 +80,13 @@ void twoConfigurations() {
 }
 
 void bareRule() {
-   OneRule const one{};
+   const OneRule one{};
    CHECK(contains(one.shown(), "\n\nRule Name:             web\nRule Filter:\nRule Action:\n"
                                "    Actions:\n\nPolicy Interfaces:\n"));
 }
 
 void freshFilter() {
-   OneRule const one{};
+   const OneRule one{};
    one.rule->ruleFilterIs();
    std::string const whole{one.shown()};
    CHECK(contains(whole, "    Source:            " + unsetPrefixText() + "\n"));
@@ -99,7 +99,7 @@ void freshFilter() {
 }
 
 void fullFilter() {
-   OneRule const one{};
+   const OneRule one{};
    RuleFilter::Ptr const filter{one.rule->ruleFilterIs()};
    filter->sourceIs(prefix("10.0.0.0/8"));
    filter->sportDataMaskValidIs(true);
@@ -108,7 +108,7 @@ void fullFilter() {
    filter->dportDataMaskIs(L4PortDataMask{1024, 0xfc00});
    filter->protoIs(Protocol{6});
    filter->tcpFlagAndMaskIs(tcpFlags(2, 18));
-   auto const match = filter->sampleDataAndMaskIs("match");
+   const auto match = filter->sampleDataAndMaskIs("match");
    match->dataIs(4294967295u);
    match->maskIs(7);
    std::string const whole{one.shown()};
@@ -123,10 +123,10 @@ void fullFilter() {
 
 // Hardware that does not match TCP flags, and hardware nobody has described, show no line for them.
 void withoutTcpFlags() {
-   OneRule const one{false};
+   const OneRule one{false};
    one.rule->ruleFilterIs()->tcpFlagAndMaskIs(tcpFlags(2, 18));
    CHECK(!contains(one.shown(), "Tcp"));
-   auto const bare = oruPostcardPolicyAclHelperFactory(nullptr, nullptr);
+   const auto bare = oruPostcardPolicyAclHelperFactory(nullptr, nullptr);
    Config::Ptr const config{bare->aclConfigCollIs("p1-acl")};
    RuleConfig::Ptr const rule{config->ruleByNameIs("web")};
    rule->ruleFilterIs()->tcpFlagAndMaskIs(tcpFlags(2, 18));
@@ -137,7 +137,7 @@ void withoutTcpFlags() {
 }
 
 void shownActions() {
-   OneRule const one{};
+   const OneRule one{};
    RuleAction::Ptr const action{one.rule->ruleActionIs()};
    action->actionIs(RuleAction::policeAction);
    CHECK(contains(one.shown(), "Rule Action:\n    Actions:\n       policeAction\n\nPolicy"));
@@ -155,7 +155,7 @@ void shownActions() {
 
 // An action without a name is held, but there is nothing to print for it.
 void unnamedAction() {
-   OneRule const one{};
+   const OneRule one{};
    RuleAction::Ptr const action{one.rule->ruleActionIs()};
    action->actionIs(static_cast<RuleAction::Action>(200));
    CHECK(contains(one.shown(), "    Actions:\n\nPolicy Interfaces:\n"));
@@ -164,7 +164,7 @@ void unnamedAction() {
 }
 
 void ascendingRules() {
-   Bench const bench{};
+   const Bench bench{};
    Config::Ptr const config{bench.helper->aclConfigCollIs("p1-acl")};
    config->ruleByIndexIs(12, ruleConfigFactory("last"));
    config->ruleByIndexIs(2, ruleConfigFactory("first"));
@@ -190,6 +190,6 @@ void showOutput() {
    ascendingRules();
 }
 
-Subject const subject{"show output", showOutput};
+const Subject subject{"show output", showOutput};
 
 } // namespace

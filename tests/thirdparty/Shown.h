@@ -13,7 +13,7 @@
 namespace thirdparty {
 
 // A file without a name takes the text, as the command writes to a descriptor.
-inline std::string shownBy(Oru::OruPostcardPolicyAclHelper const& helper) {
+inline std::string shownBy(const Oru::OruPostcardPolicyAclHelper& helper) {
    std::FILE* const file{std::tmpfile()};
    if (file == nullptr) {
       return "no temporary file";
@@ -30,7 +30,7 @@ inline std::string shownBy(Oru::OruPostcardPolicyAclHelper const& helper) {
    return whole;
 }
 
-inline std::vector<std::string> linesOf(std::string const& whole) {
+inline std::vector<std::string> linesOf(const std::string& whole) {
    std::vector<std::string> lines{};
    std::istringstream in{whole};
    for (std::string line{}; std::getline(in, line);) {
@@ -39,7 +39,7 @@ inline std::vector<std::string> linesOf(std::string const& whole) {
    return lines;
 }
 
-inline unsigned occurrences(std::string const& whole, std::string const& part) {
+inline unsigned occurrences(const std::string& whole, const std::string& part) {
    unsigned found{0};
    for (auto at = whole.find(part); at != std::string::npos; at = whole.find(part, at + 1)) {
       ++found;

@@ -1,11 +1,10 @@
 // The platform's string is used like any other string.
 
+#include "Check.h"
+#include "Guesses.h"
 #include "Kiv/String.h"
 #include "Pello/String.h"
 #include "PolicyMap/PolicyMapSmKey.h"
-
-#include "Check.h"
-#include "Guesses.h"
 
 #include <algorithm>
 #include <string>
@@ -16,7 +15,7 @@ using namespace thirdparty;
 namespace {
 
 static_assert(std::is_default_constructible_v<Pello::String>);
-static_assert(std::is_constructible_v<Pello::String, char const*>);
+static_assert(std::is_constructible_v<Pello::String, const char*>);
 static_assert(std::is_constructible_v<Pello::String, std::string>);
 static_assert(std::is_convertible_v<Pello::String, std::string>);
 static_assert(std::is_convertible_v<Kiv::String, Pello::String>);
@@ -105,6 +104,6 @@ void strings() {
    keysFromNames();
 }
 
-Subject const subject{"strings", strings};
+const Subject subject{"strings", strings};
 
 } // namespace

@@ -12,16 +12,16 @@ using namespace thirdparty;
 namespace {
 
 // The answer to a policy whose one class was prepared by the caller.
-std::string answer(std::function<void(Class const&)> const& prepare, bool tcpFlags = true) {
-   Bench const bench{tcpFlags};
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("p1")};
+std::string answer(const std::function<void(Class const&)>& prepare, bool tcpFlags = true) {
+   const Bench bench{tcpFlags};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
    prepare(addClass(policy, ipv4(), 1, "web"));
    return text(bench.helper->createPolicy(policy, ipv4()));
 }
 
 void acceptable() {
-   CHECK_EQ(answer([](Class const&) {}), "");
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class&) {}), "");
+   CHECK_EQ(answer([](const Class& web) {
                addSource(web, "10.0.0.0/8");
                addDestination(web, "192.168.1.0/24");
                addProtocols(web, 6, 6);
@@ -31,13 +31,13 @@ void acceptable() {
 }
 
 void filterWide() {
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class& web) {
                addSource(web, "10.0.0.0/8");
                addSource(web, "172.16.0.0/12");
                addFragments(web);
             }),
             "Unsupported match(es): 'Source Prefix List', 'Fragments', in configuration");
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class& web) {
                addIpOptions(web);
                addDestination(web, "10.0.0.0/8");
                addDestination(web, "172.16.0.0/12");
@@ -47,33 +47,33 @@ void filterWide() {
 
 void protocolRanges() {
    std::string const message{"Unsupported match(es): 'IP Protocol', in configuration"};
-   CHECK_EQ(answer([](Class const& web) { addProtocols(web, 1, 1); }), message);
-   CHECK_EQ(answer([](Class const& web) { addProtocols(web, 6, 17); }), message);
+   CHECK_EQ(answer([](const Class& web) { addProtocols(web, 1, 1); }), message);
+   CHECK_EQ(answer([](const Class& web) { addProtocols(web, 6, 17); }), message);
    // Only the first field with a fault is named.
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class& web) {
                addProtocols(web, 1, 1);
                addIcmpType(addProtocols(web, 2, 2), 8);
             }),
             message);
-   CHECK_EQ(answer([](Class const& web) { addIcmpType(addProtocols(web, 1, 1), 8); }),
+   CHECK_EQ(answer([](const Class& web) { addIcmpType(addProtocols(web, 1, 1), 8); }),
             "Unsupported match(es): 'IP Protocol', 'ICMP Types', in configuration");
 }
 
 void tcpFlagsOfUdp() {
-   auto const prepare = [](Class const& web) { addTcpFlags(addProtocols(web, 17, 17), 2, 18); };
+   const auto prepare = [](const Class& web) { addTcpFlags(addProtocols(web, 17, 17), 2, 18); };
    CHECK_EQ(answer(prepare, true), "Unsupported match(es): 'TCP Flag', in configuration");
    CHECK_EQ(answer(prepare, false), "");
 }
 
 void portSets() {
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class& web) {
                auto const tcp = addProtocols(web, 6, 6);
                nameSourcePortSet(tcp, 0);
                nameDestinationPortSet(tcp, 0);
                nameSourcePortSet(tcp, 1);
             }),
             "Unsupported match(es): 'Sport Field Set', 'Dport Field Set', in configuration");
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class& web) {
                auto const tcp = addProtocols(web, 6, 6);
                addSourcePorts(tcp, 0, 80, 80);
                nameDestinationPortSet(tcp, 1);
@@ -83,7 +83,7 @@ void portSets() {
 
 // With a faulty match the actions are not looked at.
 void matchBeforeAction() {
-   CHECK_EQ(answer([](Class const& web) {
+   CHECK_EQ(answer([](const Class& web) {
                addFragments(web);
                addAction(web, 1);
             }),
@@ -99,6 +99,6 @@ void unsupportedMatches() {
    matchBeforeAction();
 }
 
-Subject const subject{"unsupported matches", unsupportedMatches};
+const Subject subject{"unsupported matches", unsupportedMatches};
 
 } // namespace

@@ -15,10 +15,10 @@ namespace {
 using Key = PostcardTelemetryPolicyKey;
 
 template <typename Value>
-concept Hashable = requires(Value const& value) { value.hash(0u); };
+concept Hashable = requires(const Value& value) { value.hash(0u); };
 
 template <typename Value>
-concept Ordered = requires(Value const& value) { value < value; };
+concept Ordered = requires(const Value& value) { value < value; };
 
 static_assert(Hashable<Key>);
 static_assert(Hashable<DscpDataAndMask>);
@@ -36,21 +36,21 @@ static_assert(std::is_copy_constructible_v<L4PortDataMask>);
 static_assert(std::is_copy_assignable_v<DscpDataAndMask>);
 static_assert(std::is_constructible_v<bool, Key>);
 static_assert(std::is_constructible_v<Key, PolicyMap::PolicyMapSmKey, MatchOption>);
-static_assert(std::is_constructible_v<Protocol, char const*, char const*>);
-static_assert(std::is_constructible_v<L4Port, char const*, char const*>);
+static_assert(std::is_constructible_v<Protocol, const char*, const char*>);
+static_assert(std::is_constructible_v<L4Port, const char*, const char*>);
 
-char const* const protocolMessage{
-   "OruPostcardTelemetry::Protocol::value < OruPostcardTelemetry::Protocol::minProto or > "
-   "OruPostcardTelemetry::Protocol::maxProto not allowed"};
+const char* const protocolMessage{
+      "OruPostcardTelemetry::Protocol::value < OruPostcardTelemetry::Protocol::minProto or > "
+      "OruPostcardTelemetry::Protocol::maxProto not allowed"};
 
 // The value that the text of another one spells.
 template <typename Value>
-Value reread(Value const& value) {
+Value reread(const Value& value) {
    std::string const spelled{streamed(value)};
    return Value{spelled.data(), spelled.data() + spelled.size()};
 }
 
-Protocol protocolOf(std::string const& spelled) {
+Protocol protocolOf(const std::string& spelled) {
    return Protocol{spelled.data(), spelled.data() + spelled.size()};
 }
 
@@ -97,9 +97,9 @@ void ports() {
 }
 
 void dscpValues() {
-   DscpDataAndMask const none{};
+   const DscpDataAndMask none{};
    CHECK(none.isEq(DscpDataAndMask{0, 0}));
-   DscpDataAndMask const value{10, 63};
+   const DscpDataAndMask value{10, 63};
    CHECK(value.dscpData() == Orlix::DscpValue{10});
    CHECK_EQ(value.dscpMask(), 63);
    CHECK(value.isEq(DscpDataAndMask{10, 63}));
@@ -112,10 +112,10 @@ void dscpValues() {
 }
 
 void portMatches() {
-   L4PortDataMask const none{};
+   const L4PortDataMask none{};
    CHECK_EQ(none.l4PortData(), 0);
    CHECK_EQ(none.l4PortMask(), 0);
-   L4PortDataMask const web{80, 0xffff};
+   const L4PortDataMask web{80, 0xffff};
    CHECK_EQ(web.l4PortData(), 80);
    CHECK_EQ(web.l4PortMask(), 65535);
    CHECK(web.isEq(L4PortDataMask{80, 0xffff}));
@@ -130,19 +130,19 @@ void portMatches() {
 
 void unreadableComposites() {
    std::string const noise{"no value at all"};
-   char const* const begin{noise.data()};
-   char const* const end{noise.data() + noise.size()};
+   const char* const begin{noise.data()};
+   const char* const end{noise.data() + noise.size()};
    CHECK(!raised([=] { L4PortDataMask{begin, end}; }).empty());
    CHECK(!raised([=] { DscpDataAndMask{begin, end}; }).empty());
    CHECK(!raised([=] { Key{begin, end}; }).empty());
 }
 
 void policyKeys() {
-   Key const none{};
+   const Key none{};
    CHECK(!none);
    CHECK(none.option() == ipv4());
    CHECK(none.key() == PolicyMap::PolicyMapSmKey{});
-   Key const four{PolicyMap::PolicyMapSmKey{"p1", "g1"}, ipv4()};
+   const Key four{PolicyMap::PolicyMapSmKey{"p1", "g1"}, ipv4()};
    CHECK(static_cast<bool>(four));
    // The empty key with another option is not the default one either.
    CHECK(static_cast<bool>(Key{PolicyMap::PolicyMapSmKey{}, ipv6()}));
@@ -154,9 +154,9 @@ void policyKeys() {
 }
 
 void policyKeyOrder() {
-   Key const four{PolicyMap::PolicyMapSmKey{"p1"}, ipv4()};
-   Key const six{PolicyMap::PolicyMapSmKey{"p1"}, ipv6()};
-   Key const other{PolicyMap::PolicyMapSmKey{"p2"}, ipv4()};
+   const Key four{PolicyMap::PolicyMapSmKey{"p1"}, ipv4()};
+   const Key six{PolicyMap::PolicyMapSmKey{"p1"}, ipv6()};
+   const Key other{PolicyMap::PolicyMapSmKey{"p2"}, ipv4()};
    CHECK(four < six);
    CHECK(!(six < four));
    CHECK(!(four < four));
@@ -179,6 +179,6 @@ void values() {
    policyKeyOrder();
 }
 
-Subject const subject{"values", values};
+const Subject subject{"values", values};
 
 } // namespace

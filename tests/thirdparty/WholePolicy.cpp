@@ -18,27 +18,29 @@ using Lines = std::vector<std::string>;
 
 // Samples some of the web traffic of a network, and all of what a name server answers.
 Pello::Ptr<PolicyData> officePolicy() {
-   Pello::Ptr<PolicyData> const policy{attachedPolicy("office")};
-   Class const web{addClass(policy, ipv4(), 10, "web")};
+   const Pello::Ptr<PolicyData> policy{attachedPolicy("office")};
+   const Class web{addClass(policy, ipv4(), 10, "web")};
    addSource(web, "10.0.0.0/8");
    addDestination(web, "192.168.1.0/24");
    addSampleMatch(web, 5, 7, 4);
    addAction(web, sample);
    addDestinationPorts(addProtocols(web, 6, 6), 0, 80, 82);
-   Class const dns{addClass(policy, ipv4(), 20, "dns")};
+   const Class dns{addClass(policy, ipv4(), 20, "dns")};
    addDestination(dns, "192.168.53.0/24");
    addAction(dns, sampleAll);
    addSourcePorts(addProtocols(dns, 17, 17), 0, 53, 53);
    return policy;
 }
 
-std::string webRule(std::string const& ports) {
+std::string webRule(const std::string& ports) {
    return withFamily("web") + "-tcp-DportData-" + ports;
 }
 
-std::string dnsRule() { return withFamily("dns") + "-udp-SportData-53-SportMask-65535"; }
+std::string dnsRule() {
+   return withFamily("dns") + "-udp-SportData-53-SportMask-65535";
+}
 
-Lines webBlock(std::string const& name, std::string const& data, std::string const& mask) {
+Lines webBlock(const std::string& name, const std::string& data, const std::string& mask) {
    return {"",
            "Rule Name:             " + name,
            "Rule Filter:",
@@ -86,7 +88,7 @@ Lines ending() {
            std::string(57, '-')};
 }
 
-void append(Lines& lines, Lines const& more) {
+void append(Lines& lines, const Lines& more) {
    lines.insert(lines.end(), more.begin(), more.end());
 }
 
@@ -100,9 +102,9 @@ Lines expectedRest() {
    return lines;
 }
 
-void rules(Config const& config) {
-   CHECK(namesInOrder(config) == Lines{webRule("80-DportMask-65534"),
-                                       webRule("82-DportMask-65535"), dnsRule()});
+void rules(const Config& config) {
+   CHECK(namesInOrder(config) ==
+         Lines{webRule("80-DportMask-65534"), webRule("82-DportMask-65535"), dnsRule()});
    CHECK_EQ(count(rulesByName(config)), 3);
    RuleConfig::Ptr const second{config.ruleByIndex(1)};
    CHECK(same(second, config.ruleByName(webRule("82-DportMask-65535").c_str())));
@@ -112,9 +114,9 @@ void rules(Config const& config) {
    CHECK(!config.ruleByIndex(3));
 }
 
-void shownText(OruPostcardPolicyAclHelper const& helper) {
-   Lines const lines{linesOf(shownBy(helper))};
-   Lines const rest{expectedRest()};
+void shownText(const OruPostcardPolicyAclHelper& helper) {
+   const Lines lines{linesOf(shownBy(helper))};
+   const Lines rest{expectedRest()};
    CHECK_EQ(lines.size(), rest.size() + 3);
    if (lines.size() != rest.size() + 3) {
       return;
@@ -128,8 +130,8 @@ void shownText(OruPostcardPolicyAclHelper const& helper) {
 }
 
 void wholePolicy() {
-   Bench const bench{};
-   Pello::Ptr<PolicyData> const policy{officePolicy()};
+   const Bench bench{};
+   const Pello::Ptr<PolicyData> policy{officePolicy()};
    bench.helper->hwInit();
    CHECK_EQ(text(bench.helper->createPolicy(policy, ipv4())), "");
    CHECK_EQ(text(bench.helper->commitPolicy(policy, ipv4())), "");
@@ -145,6 +147,6 @@ void wholePolicy() {
    CHECK_EQ(bench.request->kickRequest(), 2);
 }
 
-Subject const subject{"whole policy", wholePolicy};
+const Subject subject{"whole policy", wholePolicy};
 
 } // namespace
