@@ -1,5 +1,6 @@
-// The one place where the functions of fmt are compiled. Its header-only form would compile them again in every source
-// that formats, four seconds each. Relies on the list of what fmt's headers declare as compiled elsewhere.
+// The one place where the functions of fmt are compiled. Its header-only form would compile them
+// again in every source that formats, four seconds each. Relies on the list of what fmt's headers
+// declare as compiled elsewhere.
 #include <fmt/format-inl.h>
 
 FMT_BEGIN_NAMESPACE
