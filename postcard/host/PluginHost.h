@@ -59,8 +59,8 @@ class PluginHost {
    explicit PluginHost(const std::filesystem::path& module);
 
    // The path of the module to open: the one in the environment variable POSTCARD_MODULE when it is
-   // set, else OruPostcardTelemetryPolicyAclHelper.so in the folder `postcard` beside the library that
-   // holds this class. Whether there is such a file is not checked.
+   // set, else OruPostcardTelemetryPolicyAclHelper.so in the folder `postcard` beside the library
+   // that holds this class. Whether there is such a file is not checked.
    static std::filesystem::path defaultModule();
 
    // A new helper, with `hwInit` called. Neither record may be null; the helper keeps a counted

@@ -49,11 +49,11 @@ using Report = Kiv::String (Helper::*)(PostcardTelemetryRulesClientSmStatusType,
 using Post = void (Helper::*)(Event, const Config::Ptr&, Orlix::IntfId);
 using Show = void (Helper::*)(unsigned int) const;
 using Build = std::uint32_t (Helper::*)(const PolicyMap::AclRuleKey&, const PolicyRef&,
-                                        const Pello::Ptr<ClassData const>&, const Config::Ptr&,
+                                        const Pello::Ptr<const ClassData>&, const Config::Ptr&,
                                         std::uint32_t);
-using Act = void (Helper::*)(const Pello::Ptr<PolicyMap::ClassMapSmCommonData const>&,
+using Act = void (Helper::*)(const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>&,
                              const Pello::Ptr<RuleConfig>&);
-using Ignore = bool (Helper::*)(const Pello::Ptr<PolicyMap::ClassMapSmCommonData const>&);
+using Ignore = bool (Helper::*)(const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>&);
 [[maybe_unused]] constexpr OfPolicy createOperation{&Helper::createPolicy};
 [[maybe_unused]] constexpr OfPolicy commitOperation{&Helper::commitPolicy};
 [[maybe_unused]] constexpr OfPolicy recreateOperation{&Helper::recreatePolicy};

@@ -163,7 +163,7 @@ inline auto createdAnswer() {
    return Oru::PostcardTelemetryRulesClientSmStatusIs();
 }
 inline auto createdHelper(const Pello::Ptr<Oru::PostcardTelemetryRulesClientSmConfig>& request,
-                          const Pello::Ptr<Capability const>& capability) {
+                          const Pello::Ptr<const Capability>& capability) {
    return Oru::OruPostcardPolicyAclHelperIs(request, capability);
 }
 

@@ -140,7 +140,7 @@ class OtherNames : public Helper {
  public:
    using Helper::Helper;
 
-   Pello::String getAclConfigKey(const Pello::Ptr<PolicyData const>&, MatchOption) override {
+   Pello::String getAclConfigKey(const Pello::Ptr<const PolicyData>&, MatchOption) override {
       return "one name for all";
    }
 };

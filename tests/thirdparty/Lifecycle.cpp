@@ -69,7 +69,7 @@ class Scripted : public Helper {
    Scripted(const Pello::Ptr<PostcardTelemetryRulesClientSmConfig>& request, const char* answer)
       : Helper{request, nullptr}, answer_{answer} {}
 
-   Kiv::String updateRulesInAclConfig(const Pello::Ptr<PolicyData const>&, MatchOption) override {
+   Kiv::String updateRulesInAclConfig(const Pello::Ptr<const PolicyData>&, MatchOption) override {
       return answer_;
    }
 

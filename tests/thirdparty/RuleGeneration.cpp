@@ -133,7 +133,7 @@ class Placeless : public Helper {
    using Helper::Helper;
 
    std::uint32_t addRulesProtoField(const Pello::Ptr<PostcardTelemetryAclConfig>&,
-                                    const Pello::Ptr<RuleConfig>&, const Pello::Ptr<Filter const>&,
+                                    const Pello::Ptr<RuleConfig>&, const Pello::Ptr<const Filter>&,
                                     std::uint8_t proto, std::uint32_t nextRuleIndex) override {
       asked.push_back(proto);
       return nextRuleIndex;

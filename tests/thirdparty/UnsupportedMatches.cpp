@@ -12,7 +12,7 @@ using namespace thirdparty;
 namespace {
 
 // The answer to a policy whose one class was prepared by the caller.
-std::string answer(const std::function<void(Class const&)>& prepare, bool tcpFlags = true) {
+std::string answer(const std::function<void(const Class&)>& prepare, bool tcpFlags = true) {
    const Bench bench{tcpFlags};
    const Pello::Ptr<PolicyData> policy{attachedPolicy("p1")};
    prepare(addClass(policy, ipv4(), 1, "web"));
