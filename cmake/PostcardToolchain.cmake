@@ -22,7 +22,7 @@ if(POSTCARD_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
    if(POSTCARD_CCACHE_PROGRAM)
       # NOHASHDIR lets build folders share results. Their names stand in debug information only.
       set(CMAKE_CXX_COMPILER_LAUNCHER
-          "${CMAKE_COMMAND}" -E env CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}"
+          "${CMAKE_COMMAND}" -E env CCACHE_DEPEND=1 CCACHE_NOHASHDIR=1 "CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}"
           CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime "${POSTCARD_CCACHE_PROGRAM}")
    endif()
 endif()
