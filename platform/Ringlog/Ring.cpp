@@ -275,8 +275,7 @@ void endThread(void* ended) {
    Detail::writer = {};
 }
 
-// Makes the ring if there is none. Requires the mutex. The fork handlers are installed together
-// with the ring: a process that never traces needs none.
+// Makes the ring if there is none. Requires the mutex.
 Ring& ringLocked() {
    if (openRing == nullptr) {
       openRing = new Ring;
