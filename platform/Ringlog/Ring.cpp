@@ -28,9 +28,8 @@ U64 nanosecondsNow() {
    return static_cast<U64>(now.tv_sec) * 1'000'000'000U + static_cast<U64>(now.tv_nsec);
 }
 
-// How long a thread goes on without reading both clocks again: about a second at 4 GHz. A reader
-// knows the rate of the ticks only between the pairs of readings; behind the latest pair it
-// extrapolates, and the error grows with the distance.
+// How long a thread goes on without reading both clocks again: about a second at 4 GHz. Behind the
+// latest pair of readings a reader extrapolates, and the error grows with the distance.
 constexpr U64 ticksBetweenClocks = U64{1} << 32;
 
 void readClocks(ClockPair& pair) {
@@ -62,8 +61,7 @@ std::size_t blocksWanted() {
 // its `used` are not guarded: only the thread that holds the block writes them.
 class Ring {
  public:
-   // Maps the file of RINGLOG_FILE if it is set and can be used, otherwise memory. Throws
-   // std::bad_alloc when there is no memory either.
+   // Maps the file of RINGLOG_FILE, or memory. Throws std::bad_alloc when there is neither.
    Ring() : blocks_{blocksWanted()} {
       const char* path = std::getenv("RINGLOG_FILE");
       if (path == nullptr || *path == '\0' || !mapFile(path)) {
@@ -246,7 +244,7 @@ void afterForkInParent() {
    ringMutex.unlock();
 }
 
-// What a thread has besides its `Writer`; freed when the thread ends. Kept under a pthread key and
+// What a thread has besides its `Writer`, freed when it ends. Kept under a pthread key and
 // not in a thread-local variable, because key destructors run after the destructors of thread-local
 // objects, and these may trace.
 struct Thread {
@@ -324,7 +322,7 @@ class DescriptorWriter {
 std::vector<std::byte> describe(const Pello::TracePoint& point, U32 descriptor,
                                 std::span<const ArgumentKind> kinds) {
    DescriptorWriter out;
-   out.number(0); // the size of the descriptor, overwritten below
+   out.number(0); // the size, overwritten below
    out.number(descriptor);
    out.number(point.line);
    out.number(point.level);
