@@ -6,11 +6,14 @@
 
 namespace Acl {
 
-// The numbers are those of the match options of a policy map, so that one converts to the other.
+// Streams as the bare name. The numbers are those of `PolicyMap::matchIpAccessGroup` and
+// `matchIpv6AccessGroup`, so that one converts to the other by its number.
 enum class AclType : U8 {
    ipv4 = 0,
    ipv6 = 1,
 };
+// `AclTypeInstance(number)` is the enumerator of that number; it throws Kiv::RangeError for any
+// other.
 KIV_ENUM(AclType, AclTypeInstance)
 
 } // namespace Acl

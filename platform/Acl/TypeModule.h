@@ -1,11 +1,13 @@
-// `typeModule`: the types of this library, for the framework's registry.
+// `typeModule`: the list of this library's types, for the framework's registry. Relies on the
+// registry.
 #pragma once
 
 #include "Kiv/TypeRegistry.h"
 
 namespace Acl {
 
-// Valid until the library is unloaded. Registering it is the caller's business.
+// The module, valid until the library is unloaded. The library registers it when it is loaded;
+// nobody has to call this. A call makes a linker keep the library.
 const Kiv::TypeModule& typeModule();
 
 } // namespace Acl

@@ -1,5 +1,6 @@
-// The IP protocol numbers and TCP flag bits that filters and packets speak of, with the words that
-// people write for them: `protocolWords`, `tcpFlagWords` and the constants. Relies on nothing.
+// The IP protocol numbers and TCP flag bits that filters and packets use, as constants and with the
+// words that people write for them (`protocolWords`, `tcpFlagWords`). The only place where these
+// numbers and words stand. Relies on nothing.
 #pragma once
 
 #include "Pello/Types.h"
@@ -23,8 +24,8 @@ struct NamedNumber {
    friend constexpr bool operator==(const NamedNumber&, const NamedNumber&) = default;
 };
 
-// The protocols that have a word, by number. One word is the beginning of another: who reads them
-// from a longer text takes the longest.
+// The protocols that have a word, in the order of their numbers. "icmp" is the beginning of
+// "icmpv6": a parser that reads a word from a longer text must take the longest that fits.
 inline constexpr std::array<NamedNumber, 4> protocolWords{{
       {"icmp", protocolIcmp},
       {"tcp", protocolTcp},
@@ -33,7 +34,7 @@ inline constexpr std::array<NamedNumber, 4> protocolWords{{
 }};
 
 // The bits of the flag byte of a TCP header (RFC 9293, section 3.1; ECE and CWR: RFC 3168), from
-// the lowest on.
+// the lowest bit to the highest.
 inline constexpr std::array<NamedNumber, 8> tcpFlagWords{{
       {"fin", 0x01},
       {"syn", 0x02},
@@ -45,7 +46,7 @@ inline constexpr std::array<NamedNumber, 8> tcpFlagWords{{
       {"cwr", 0x80},
 }};
 
-// The word of the protocol `number`; empty when it has none.
+// The word of the protocol `number`, a literal; empty when the protocol has no word.
 constexpr std::string_view protocolWord(U8 number) {
    for (const NamedNumber& row : protocolWords) {
       if (row.number == number) {

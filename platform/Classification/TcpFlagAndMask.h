@@ -1,4 +1,5 @@
-// `TcpFlagAndMask`: which TCP flags are looked at, and how they must stand.
+// `TcpFlagAndMask`: a match on TCP flags, as a value under a bit mask. Relies on the value support
+// of the framework.
 #pragma once
 
 #include "Kiv/Value.h"
@@ -14,6 +15,7 @@ class TcpFlags : public Kiv::Value<TcpFlags> {
    KIV_FIELD(1, U8, value);
 
  public:
+   // No flag is set.
    TcpFlags() = default;
    explicit TcpFlags(U8 value) : value_{value} {}
    KIV_TEXT_CONSTRUCTORS(TcpFlags);
@@ -21,14 +23,15 @@ class TcpFlags : public Kiv::Value<TcpFlags> {
    friend auto operator<=>(const TcpFlags& a, const TcpFlags& b) { return a.value_ <=> b.value_; }
 };
 
-// A packet matches when its flags under `tcpFlagMask` read as `tcpFlag`. Both zero: no match is
-// configured.
+// A packet matches when each bit of its flag byte that is set in `tcpFlagMask` is as in `tcpFlag`.
+// Both 0: no match is configured.
 class TcpFlagAndMask : public Kiv::Value<TcpFlagAndMask> {
    KIV_VALUE(TcpFlagAndMask, "Classification::TcpFlagAndMask");
    KIV_FIELD(1, TcpFlags, tcpFlag);
    KIV_FIELD(2, TcpFlags, tcpFlagMask);
 
  public:
+   // No match is configured.
    TcpFlagAndMask() = default;
    TcpFlagAndMask(TcpFlags tcpFlag, TcpFlags tcpFlagMask)
       : tcpFlag_{tcpFlag}, tcpFlagMask_{tcpFlagMask} {}

@@ -26,12 +26,13 @@ struct Settings {
    std::map<std::string, bool, std::less<>> overrides;
 };
 
-// Never destroyed: toggles are asked for while the process ends.
+// Never destroyed, because destructors of other static objects may still ask for a toggle.
 Settings& settings() {
    static Settings& instance = *new Settings;
    return instance;
 }
 
+// The folder that this library was loaded from; empty when the loader does not know it.
 std::filesystem::path libraryDirectory() {
    Dl_info library{};
    // Any symbol of this library says where it was loaded from.
@@ -41,7 +42,9 @@ std::filesystem::path libraryDirectory() {
    return std::filesystem::path{library.dli_fname}.parent_path();
 }
 
-// The file's text, or nothing when there is no such file.
+// The file's text, or nothing when there is no such file. Throws std::system_error when it cannot
+// be read. The standard does not say that a stream sets `errno`; the C library's calls below it do,
+// and it is cleared first so that an older error is not reported.
 std::optional<std::string> readFile(const std::filesystem::path& path) {
    errno = 0;
    std::ifstream file{path};
@@ -55,7 +58,8 @@ std::optional<std::string> readFile(const std::filesystem::path& path) {
    return text;
 }
 
-// The member `key` of `object`, or null when it has none. Throws when it is no object.
+// The member `key` of `object`, which `what` names in messages; null when it has none. Throws
+// std::runtime_error when `object` is no JSON object.
 const Json* member(const Json& object, const std::string& what, std::string_view key) {
    if (!object.is_object()) {
       throw std::runtime_error{what + " is not an object"};
@@ -64,6 +68,9 @@ const Json* member(const Json& object, const std::string& what, std::string_view
    return found == object.end() ? nullptr : &*found;
 }
 
+// The declared state of `name`, or nothing when the document does not declare it. Everything else
+// that the form demands and that is missing throws: a typing error must not pass for a toggle that
+// is not declared.
 std::optional<bool> declaredDefault(const Json& document, std::string_view name) {
    const Json* toggles = member(document, "the document", "toggles");
    if (toggles == nullptr) {
@@ -81,6 +88,8 @@ std::optional<bool> declaredDefault(const Json& document, std::string_view name)
    return state->get<bool>();
 }
 
+// A damaged file is reported and then treated as absent: a feature must not keep the process from
+// working because its toggle cannot be read.
 std::optional<bool> stateInFile(const std::filesystem::path& path, std::string_view name) {
    try {
       const std::optional<std::string> text = readFile(path);
@@ -91,8 +100,8 @@ std::optional<bool> stateInFile(const std::filesystem::path& path, std::string_v
    }
 }
 
-// An installed library shares its folder with the libraries of others, so its toggle files lie in a
-// subfolder.
+// Where the file lies if no folder is set. In the build tree it lies beside this library. An
+// installed library shares its folder with other libraries, so there the file lies in a subfolder.
 std::filesystem::path besideLibrary(std::string_view toggleFile) {
    const std::filesystem::path directory = libraryDirectory();
    const std::filesystem::path beside = directory / toggleFile;
@@ -102,7 +111,7 @@ std::filesystem::path besideLibrary(std::string_view toggleFile) {
                                                         : beside;
 }
 
-// Under the settings' lock.
+// The state without overrides. Requires the lock of the settings.
 U32 declared(const Settings& all, std::string_view name, std::string_view toggleFile,
              bool defaultState) {
    const auto path = all.directory.empty() ? besideLibrary(toggleFile) : all.directory / toggleFile;

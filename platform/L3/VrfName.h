@@ -1,4 +1,5 @@
-// `VrfName`: the name of a routing instance. Relies on `Pello::String`, whose characters it shares.
+// `VrfName`: the name of a routing instance (VRF, RFC 4364). Relies on `Pello::String`: copies of a
+// name share its characters.
 #pragma once
 
 #include "Kiv/Hash.h"
@@ -15,7 +16,8 @@ namespace L3 {
 
 class VrfName {
  public:
-   // Its generic text is the name in double quotes.
+   // The type framework takes the value's text from `stringValue`. The generic text is the name in
+   // double quotes.
    static constexpr bool kivTextual = true;
    static constexpr std::string_view kivTypeName = "L3::VrfName";
    static const Kiv::TypeData& kivTypeData();
@@ -25,14 +27,15 @@ class VrfName {
    // Any text is accepted; what makes a good name is up to whoever configures it.
    explicit VrfName(Pello::String name) noexcept : name_{std::move(name)} {}
 
-   // Valid as long as this object is.
+   // The name. The reference is valid as long as this object.
    const Pello::String& stringValue() const noexcept { return name_; }
+   // The hash of the characters; equal names have equal hashes for one `seed`.
    U64 hash(U64 seed) const noexcept { return Kiv::hashString(name_, seed); }
 
    friend bool operator==(const VrfName&, const VrfName&) noexcept = default;
-   // By bytes, as unsigned numbers.
+   // By bytes, compared as unsigned numbers: no language's alphabet.
    friend std::strong_ordering operator<=>(const VrfName&, const VrfName&) noexcept = default;
-   // The bare name.
+   // Writes the bare name.
    friend std::ostream& operator<<(std::ostream& out, const VrfName& vrf) {
       return out << vrf.name_;
    }

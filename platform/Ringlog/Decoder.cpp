@@ -8,7 +8,8 @@ namespace Ringlog {
 
 namespace {
 
-// The number at `offset`, which need not be aligned. Requires that it lies inside.
+// The number at `offset`, which must lie inside `bytes`. Copied, because the bytes of a file need
+// not be aligned in memory.
 template <class T>
 T numberAt(std::span<const std::byte> bytes, std::size_t offset) {
    T number{};
@@ -16,11 +17,14 @@ T numberAt(std::span<const std::byte> bytes, std::size_t offset) {
    return number;
 }
 
-// The difference of two readings of a clock, which may have been set back.
+// The difference of two readings of a clock. Negative when the clock was set back in between, and
+// for a record that was written before the ring's first clock reading.
 double difference(U64 later, U64 earlier) {
    return static_cast<double>(static_cast<std::int64_t>(later - earlier));
 }
 
+// Checks everything in the header that is later used as a size. The order matters for the message:
+// a text file should be called no ring, not a damaged one.
 void requireRing(std::span<const std::byte> header, std::size_t ringBytes) {
    if (ringBytes < ringSize(0)) {
       throw DamagedRing{"not a trace ring: only " + std::to_string(ringBytes) + " bytes"};
@@ -45,6 +49,7 @@ bool RingFacts::sameRing(const RingFacts& other) const noexcept {
           std::tie(other.blocks, other.processId, other.openedTicks, other.openedTime);
 }
 
+// The members are copied one by one: a `RingHeader` has atomic members and cannot be copied whole.
 RingFacts readFacts(std::span<const std::byte> header, std::size_t ringBytes) {
    requireRing(header, ringBytes);
    constexpr std::size_t opened = offsetof(RingHeader, opened);
@@ -75,13 +80,15 @@ void Decoder::clocksAre(const RingFacts& facts) {
    openedTime_ = static_cast<double>(facts.openedTime) / 1e9;
    const double ticks = difference(facts.latestTicks, facts.openedTicks);
    const double elapsed = difference(facts.latestTime, facts.openedTime);
-   // Without a span to measure by, a tick is taken for a nanosecond.
+   // Right after the ring was made both pairs are the same, and a wall clock that was set back
+   // gives no rate either. A nanosecond per tick is then of the right order of magnitude.
    secondsPerTick_ = ticks > 0 && elapsed > 0 ? elapsed / ticks / 1e9 : 1e-9;
 }
 
 void Decoder::addDescriptors(Bytes area) {
    while (!area.empty()) {
       const auto size = Cursor{area, "damaged trace ring: a descriptor"}.plain<U32>();
+      // A size of 0 would never end the loop.
       if (size < sizeof(U32) || size > area.size()) {
          throw DamagedRing{"damaged trace ring: a descriptor of " + std::to_string(size) +
                            " bytes"};
@@ -93,7 +100,7 @@ void Decoder::addDescriptors(Bytes area) {
 
 void Decoder::addDescriptor(Bytes bytes) {
    Cursor cursor{bytes, "damaged trace ring: a descriptor"};
-   cursor.plain<U32>(); // its size
+   cursor.plain<U32>(); // the size, which the caller has read
    const auto number = cursor.plain<U32>();
    Descriptor site;
    site.line = cursor.plain<U32>();
@@ -121,6 +128,7 @@ Decoder::Extent Decoder::addRecords(Bytes bytes, U32 thread, RecordText& texts,
    while (!bytes.empty()) {
       const auto record =
             bytes.size() < sizeof(RecordHeader) ? RecordHeader{} : numberAt<RecordHeader>(bytes, 0);
+      // The records behind an impossible size cannot be found: only the sizes say where they begin.
       if (record.size < sizeof record || record.size > bytes.size()) {
          return {extent.records, false};
       }

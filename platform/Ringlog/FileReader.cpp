@@ -13,16 +13,19 @@ namespace Ringlog {
 
 namespace {
 
-// A file that is taken over again and again while it is read has nothing new for now.
+// How often one look begins anew because the ring was replaced while it was read. A process that is
+// restarted all the time must not keep `look` from returning.
 constexpr int mostAttempts = 3;
 
 } // namespace
 
-// The file during one look.
+// The file during one look. Throws std::system_error with the path when the file cannot be opened
+// or read.
 class FileReader::File {
  public:
    explicit File(const std::string& path)
-      // Opening a pipe must not wait for a writer.
+      // O_NONBLOCK: the path may be a named pipe, and opening one would wait for a writer.
+      // O_NOCTTY: a terminal must not become the controlling terminal.
       : path_{path}, fd_{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK)} {
       struct stat status {};
       if (fd_ < 0 || ::fstat(fd_, &status) != 0) {
@@ -35,7 +38,9 @@ class FileReader::File {
    ~File() { ::close(fd_); }
 
    std::size_t size() const noexcept { return size_; }
-   // Whether so many bytes are there. Numbers that lie at multiples of their size come whole.
+   // Fills `to` with the bytes at `offset`. False when the file is too short, because it has been
+   // truncated. The writer may write at the same time; an aligned number is copied whole, never
+   // half old and half new.
    bool read(std::size_t offset, std::span<std::byte> to) const {
       const ssize_t size = ::pread(fd_, to.data(), to.size(), static_cast<off_t>(offset));
       if (size < 0) {
@@ -43,7 +48,8 @@ class FileReader::File {
       }
       return static_cast<std::size_t>(size) == to.size();
    }
-   // The header of a block; of an unused one when the file has been cut off.
+   // The header of a block. A block behind the end of a truncated file counts as unused; the check
+   // at the end of the look finds out that the ring has been replaced.
    BlockFacts block(std::size_t number) const {
       std::array<std::byte, sizeof(BlockHeader)> header{};
       return read(ringSize(number), header) ? readBlockFacts(header) : BlockFacts{};
@@ -67,6 +73,8 @@ FileReader::Look FileReader::look() {
             return std::move(*look);
          }
       } catch (const std::system_error& error) {
+         // A service manager may remove the file between two runs of the writing process. A file
+         // that was never there is more likely a mistyped path.
          if (!known_ || error.code() != std::errc::no_such_file_or_directory) {
             throw;
          }
@@ -76,8 +84,10 @@ FileReader::Look FileReader::look() {
    return {};
 }
 
-// The header; nothing while another process makes the ring anew, which it does by cutting the file
-// off, filling it with zeros, and writing the magic number last.
+// The header, or nothing while another process makes a new ring in the file. That process truncates
+// the file, fills it with zeros and writes the magic number last; so a header that is short or has
+// no magic number belongs to a ring in the making. Before the first ring has been read, the same
+// header is an error: the path names a file that is no ring.
 std::optional<RingFacts> FileReader::factsOf(const File& file) const {
    std::array<std::byte, sizeof(RingHeader)> header{};
    const bool whole = file.read(0, header);
@@ -103,7 +113,8 @@ void FileReader::beginRing(const RingFacts& facts) {
    missed_ = 0;
 }
 
-// Nothing when the ring has been replaced while it was read.
+// Empty when the ring was replaced while it was read: blocks of two rings may be mixed then, and
+// the look must begin anew.
 std::optional<FileReader::Look> FileReader::lookAt(const File& file) {
    const std::optional<RingFacts> facts = factsOf(file);
    if (!facts) {
@@ -131,13 +142,15 @@ void FileReader::readBlocks(const File& file, Look& look) {
       claims.emplace_back(file.block(number).claim, number);
    }
    std::ranges::sort(claims);
-   // A thread that claimed one of these has finished with its block before. What is claimed from
-   // now on waits for the next look, which then has the rest of the blocks before too.
+   // A thread fills its blocks one after another, so in the order of the claims its records are in
+   // order. A block that is claimed after this list was made waits for the next look: this look may
+   // have passed the thread's block before already, and would miss the last records in it.
    const U64 newest = claims.back().first;
    RecordText texts{textPerByte * file.size()};
    for (const auto& [claim, number] : claims) {
       readBlock(file, number, newest, texts, look);
    }
+   // Stable, because records that share a moment have equal ticks and are in order already.
    std::ranges::stable_sort(look.records, {}, &Record::ticks);
 }
 
@@ -156,12 +169,15 @@ void FileReader::readBlock(const File& file, std::size_t number, U64 newest, Rec
       return damagedIs(seen);
    }
    std::vector<std::byte> bytes(block.used - seen.used);
-   // When the block has been claimed anew meanwhile, the bytes may be of both claims.
+   // A claim that has changed since the header was read means that the copy may hold bytes of both
+   // claims. It is dropped; the next look finds the new claim.
    if (!file.read(ringSize(number) + sizeof(BlockHeader) + seen.used, bytes) ||
        file.block(number).claim != block.claim) {
       return;
    }
-   readDescriptors(file); // those of these records have been written before them
+   // After copying: a call site's descriptor is written before its first record, so by now the file
+   // has the descriptors of all records in the copy.
+   readDescriptors(file);
    const Decoder::Extent extent = decoder_.addRecords(bytes, block.thread, texts, look.records);
    seen.used = block.used;
    seen.records += extent.records;
@@ -181,14 +197,17 @@ void FileReader::readDescriptors(const File& file) {
       return;
    }
    std::vector<std::byte> area(facts->descriptorBytes - descriptorBytes_);
+   // Checked again after reading, so that no descriptors of a new ring are taken for this one. The
+   // number of bytes is set before they are decoded: damage is reported by one look, not by each.
    if (file.read(headerSize + descriptorBytes_, area) && stillTheRing(file)) {
       descriptorBytes_ = facts->descriptorBytes;
       decoder_.addDescriptors(area);
    }
 }
 
-// The header is read before the blocks, so it may not know yet of records that were found gone. It
-// catches up; what has been told stays told.
+// The records that were overwritten unread since the look before. The header is read before the
+// blocks: a block that is claimed in between counts in `readAndGone_` but not yet in the header,
+// and the difference is negative. The header of the next look then includes it.
 U64 FileReader::newlyMissed() {
    const auto gone = static_cast<std::int64_t>(facts_.overwritten - overwrittenBefore_);
    const auto missed = gone - static_cast<std::int64_t>(readAndGone_ + missed_);

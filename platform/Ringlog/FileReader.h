@@ -1,6 +1,11 @@
-// `FileReader`: reads a ring file look by look, each time what has been added to it since, while
-// its process may be writing it. Relies on Decoder for what the bytes say. The file is opened for
-// reading at each look and never mapped: whoever takes it over cuts it off first.
+// `FileReader`: reads a ring file while its process may be writing it. Each call of `look` returns
+// what has been added since the call before. Relies on Decoder, which decodes the bytes.
+//
+// Reader and writer share no lock. The reader copies the new bytes of a block and reads the number
+// of the block's claim before and after copying; when both are the same, no byte of the copy was
+// overwritten. The file is opened anew at each look, because another process may have put another
+// ring in its place. It is read and not mapped, because a process that takes the file over
+// truncates it first, and an access to a truncated page would end the reader with SIGBUS.
 #pragma once
 
 #include "Ringlog/Decoder.h"
@@ -11,42 +16,49 @@
 
 namespace Ringlog {
 
+// Not synchronised: a reader belongs to one thread. Any number of readers, in any processes, may
+// read one file.
 class FileReader {
  public:
-   // Nothing is opened before the first look.
+   // Only keeps the path. A file that cannot be read is reported by the first `look`.
    explicit FileReader(std::string path) : path_{std::move(path)} {}
 
    struct Look {
-      // The records that are new, oldest first. Their call sites are good until the next look.
+      // The new records, sorted by time. `Record::site` is valid until the next look.
       std::vector<Record> records;
-      // Another ring is in the file's place; what was added to the one before it since the look
-      // before has not been read.
+      // The file holds another ring than at the look before, and `records` are those of the new
+      // ring. What was added to the former ring after the look before is lost.
       bool replaced = false;
-      // Records that made room for newer ones after the first look had begun, and were not read.
+      // How many records were overwritten since the first look at this ring before they could be
+      // read, as far as the looks before have not counted them.
       U64 missed = 0;
    };
-   // What is new. Throws std::system_error with the path when the file cannot be read and
-   // DamagedRing when it is no ring; but once it has been one, a file that is gone, or is being
-   // made anew by another process, has nothing new.
+   // Reads what is new. The first look reads every record in the file.
+   //
+   // Throws std::system_error with the path when the file cannot be opened or read, and DamagedRing
+   // when it is no ring or has a damaged descriptor. After the first look that found a ring, two
+   // states are no errors but give an empty result, because they occur when the writing process is
+   // restarted: the file does not exist, or its ring is just being made.
    Look look();
 
    const std::string& path() const noexcept { return path_; }
-   // The ring's header at the latest look that found one. Requires such a look.
+   // The header of the ring as it was at the latest look that found one. Requires such a look.
    const RingFacts& facts() const noexcept { return facts_; }
-   // How many blocks of the ring hold bytes that cannot be told apart.
+   // How often a block of this ring was found damaged: it claims more bytes than a block has, or a
+   // record with an impossible size. The rest of such a block is not read until its next claim.
    std::size_t damagedBlocks() const noexcept { return damagedBlocks_; }
-   // How many records have been left out because the ring does not describe their call site.
+   // How many records of this ring were left out because their call site has no descriptor.
    std::size_t undescribed() const noexcept { return decoder_.undescribed(); }
 
  private:
    class File;
 
-   // What has been read of a block since it was claimed.
+   // How far a block has been read, within its present claim.
    struct Seen {
-      U64 claim = 0;
-      U32 used = 0; // bytes
-      bool damaged = false;
-      std::size_t records = 0;
+      U64 claim = 0;           // the claim that the other members are about; 0: none
+      U32 used = 0;            // bytes
+      bool damaged = false;    // not to be read before the next claim
+      std::size_t records = 0; // in these bytes
    };
 
    std::optional<RingFacts> factsOf(const File& file) const;
@@ -60,15 +72,16 @@ class FileReader {
    U64 newlyMissed();
 
    std::string path_;
-   bool known_ = false; // a ring has been read
+   bool known_ = false; // a look has found a ring, which `facts_` describes
    RingFacts facts_{};
+   // What follows is about the ring of `facts_` and begins anew with each ring.
    Decoder decoder_;
    std::size_t descriptorBytes_ = 0; // read so far
-   std::vector<Seen> seen_;          // by block
+   std::vector<Seen> seen_;          // by the block's number
    std::size_t damagedBlocks_ = 0;
-   U64 overwrittenBefore_ = 0; // records that were gone when the first look began
-   U64 readAndGone_ = 0;       // records that have been read and made room since
-   U64 missed_ = 0;            // told so far
+   U64 overwrittenBefore_ = 0; // records that were overwritten before the first look
+   U64 readAndGone_ = 0;       // records that were read first and overwritten later
+   U64 missed_ = 0;            // the sum of all `Look::missed`
 };
 
 } // namespace Ringlog

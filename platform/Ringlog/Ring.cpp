@@ -28,8 +28,8 @@ U64 nanosecondsNow() {
    return static_cast<U64>(now.tv_sec) * 1'000'000'000U + static_cast<U64>(now.tv_nsec);
 }
 
-// How long a pair of clock readings is good for: a second or a few. The rates of the two clocks are
-// known from pairs; what follows the last one is only as good as that.
+// How long a thread goes on without reading both clocks again: about a second at 4 GHz. Behind the
+// latest pair of readings a reader extrapolates, and the error grows with the distance.
 constexpr U64 ticksBetweenClocks = U64{1} << 32;
 
 void readClocks(ClockPair& pair) {
@@ -37,7 +37,7 @@ void readClocks(ClockPair& pair) {
    pair.nanoseconds.store(nanosecondsNow(), std::memory_order_relaxed);
 }
 
-// RINGLOG_SIZE in blocks, at least two: one to read while the other is written.
+// RINGLOG_SIZE in blocks. At least two: with a single block, each claim would erase all records.
 std::size_t blocksWanted() {
    const char* setting = std::getenv("RINGLOG_SIZE");
    if (setting == nullptr) {
@@ -56,11 +56,12 @@ std::size_t blocksWanted() {
    return kibibytes * 1024 / blockSize;
 }
 
-// The mapped ring of this process. Never unmapped: traces are written until the very end. The
-// ring's mutex guards everything here but the insides of blocks.
+// The ring of this process. Never destroyed or unmapped, because destructors of static objects may
+// trace until the process ends. `ringMutex` guards every operation here. The records in a block and
+// its `used` are not guarded: only the thread that holds the block writes them.
 class Ring {
  public:
-   // The file when one is wanted and can be had, else memory.
+   // Maps the file of RINGLOG_FILE, or memory. Throws std::bad_alloc when there is neither.
    Ring() : blocks_{blocksWanted()} {
       const char* path = std::getenv("RINGLOG_FILE");
       if (path == nullptr || *path == '\0' || !mapFile(path)) {
@@ -71,7 +72,7 @@ class Ring {
       header_->processId = static_cast<U32>(::getpid());
       readClocks(header_->opened);
       readClocks(header_->latest);
-      // Last: a reader that finds the magic number finds everything else.
+      // The magic number is written last: a reader that finds it finds everything else in place.
       std::atomic_thread_fence(std::memory_order_release);
       header_->magic = ringMagic;
    }
@@ -79,8 +80,9 @@ class Ring {
    RingHeader& header() { return *header_; }
    std::byte* descriptors() { return base_ + headerSize; }
    BlockHeader* block(std::size_t number) { return blockIn(base_, number); }
-   // A copy with no half record in it. Threads go on adding to their blocks meanwhile, so of each
-   // block only what `used` says is complete is read; everything else changes under the mutex only.
+   // A copy without half records. Threads go on adding to their blocks meanwhile. Therefore only
+   // the bytes that `used` calls complete are copied of each block. Everything else changes only
+   // under the mutex, which the caller holds.
    std::vector<std::byte> copy() {
       std::vector<std::byte> bytes(ringSize(blocks_));
       std::memcpy(bytes.data(), base_, ringSize(0));
@@ -96,8 +98,11 @@ class Ring {
       return bytes;
    }
 
-   // The next block in turn that no other thread writes; null when there is none. The caller holds
-   // it until `release`.
+   // Empties the next block in turn that no thread holds and returns it. The calling thread holds
+   // it until `release`. Null when threads hold all blocks.
+   //
+   // The counter of claims grows also when a block is passed over, so claim n is always for block n
+   // modulo the number of blocks.
    BlockHeader* claim() {
       for (std::size_t tried = 0; tried < blocks_; ++tried) {
          const U64 claim = header_->claims.fetch_add(1, std::memory_order_relaxed);
@@ -111,7 +116,8 @@ class Ring {
       header_->lostBlocks.fetch_add(1, std::memory_order_relaxed);
       return nullptr;
    }
-   // Takes a block back that has `count` records in it. Null is allowed.
+   // Frees a block that has `count` records in it. Null, for a thread that has written outside the
+   // ring, does nothing.
    void release(const BlockHeader* block, U32 count) {
       if (block != nullptr) {
          held_[numberOf(*block)] = false;
@@ -119,8 +125,10 @@ class Ring {
       }
    }
 
-   // The child of a fork writes into pages of its own from now on. Of all threads only the one that
-   // writes `block` (null for none) has come along.
+   // Detaches the child of a fork from its parent's file. A private mapping replaces the shared one
+   // at the same address, because call sites, writers and `header_` point there. Only the forking
+   // thread exists in the child, so only its `block` (null: it has none) stays held; the blocks of
+   // all other threads would otherwise be lost to the child.
    void becomeChilds(const BlockHeader* block) {
       held_.assign(blocks_, false);
       if (block != nullptr) {
@@ -129,7 +137,7 @@ class Ring {
       if (file_ >= 0) {
          if (::mmap(base_, ringSize(blocks_), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_FIXED,
                     file_, 0) == MAP_FAILED) {
-            std::abort(); // the pages may be gone; the next trace would be a stray write
+            std::abort(); // the pages may be unmapped; the next trace would be a stray write
          }
          ::close(file_);
          file_ = -1;
@@ -145,7 +153,9 @@ class Ring {
       const auto* at = reinterpret_cast<const std::byte*>(&block);
       return (static_cast<std::size_t>(at - base_) - ringSize(0)) / blockSize;
    }
-   // A reader of the file may look at any moment: the claim is 0 while the rest changes.
+   // A process that reads the file may look at any moment. The claim is 0 while the other members
+   // change, and the fence keeps them from changing before it is. The number is stored plus one,
+   // because claims begin with 0.
    void empty(std::size_t number, U64 claim) {
       BlockHeader& emptied = *block(number);
       emptied.claim.store(0, std::memory_order_relaxed);
@@ -157,8 +167,10 @@ class Ring {
       emptied.claim.store(claim + 1, std::memory_order_release);
    }
 
-   // The same file under a number behind those of the standard streams. In a process that has
-   // closed one of these, what it prints would go into the ring.
+   // Moves a file descriptor above those of the standard streams. A process that has closed
+   // standard error gets its number for a file that it opens later, and would print its messages
+   // into the ring. Negative when `file` is or when there is no descriptor left, with the reason in
+   // `errno`.
    static int aboveStandard(int file) {
       if (file < 0 || file > STDERR_FILENO) {
          return file;
@@ -168,6 +180,8 @@ class Ring {
       return above;
    }
 
+   // False, after a message, when the file cannot be used. A symbolic link is refused, because
+   // somebody else may have made it and this process would erase the file that it points to.
    bool mapFile(const char* path) {
       file_ = aboveStandard(::open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
       if (file_ >= 0 && prepareFile() && map(MAP_SHARED)) {
@@ -183,9 +197,10 @@ class Ring {
       return false;
    }
 
-   // Takes the file for this process, and makes it zeros with room on the disk: a page that is cut
-   // off, or that the disk cannot hold, would end the process that writes to it. False with the
-   // reason in `errno`.
+   // Locks the file for this process and fills it with zeros. The lock comes first, so that the
+   // ring of another process is not erased. Truncating to 0 erases what is there. Allocating the
+   // blocks on the disk now keeps a full disk from ending the process later: a write to a mapped
+   // page without a block raises SIGBUS. False with the reason in `errno`.
    bool prepareFile() {
       const auto size = static_cast<off_t>(ringSize(blocks_));
       if (::flock(file_, LOCK_EX | LOCK_NB) != 0 || ::ftruncate(file_, 0) != 0) {
@@ -208,17 +223,19 @@ class Ring {
    }
 
    std::size_t blocks_;
-   std::vector<bool> held_ = std::vector<bool>(blocks_, false); // blocks that a thread writes
-   std::vector<U32> counts_ = std::vector<U32>(blocks_, 0); // records in blocks that none writes
-   int file_ = -1; // -1: the ring is in memory, or a child's
+   std::vector<bool> held_ = std::vector<bool>(blocks_, false); // by block: a thread writes it
+   std::vector<U32> counts_ = std::vector<U32>(blocks_, 0); // by block: records, when it is free
+   int file_ = -1; // kept open for its lock; -1: the ring is in memory, or this is a forked child
    std::byte* base_ = nullptr;
    RingHeader* header_ = nullptr;
 };
 
 constinit std::mutex ringMutex;
-constinit Ring* openRing = nullptr; // guarded by the mutex
+constinit Ring* openRing = nullptr; // guarded by the mutex; null before the first record
 
-// The child of a fork must find the mutex free and the ring in order.
+// Only the forking thread lives on in the child. If another thread held the mutex at that moment,
+// nobody in the child would ever unlock it. Therefore the forking thread takes it before fork(2),
+// and both processes unlock it.
 void beforeFork() {
    ringMutex.lock();
 }
@@ -227,10 +244,12 @@ void afterForkInParent() {
    ringMutex.unlock();
 }
 
-// What a thread writes besides its `Writer`; freed when the thread ends.
+// What a thread has besides its `Writer`, freed when it ends. Kept under a pthread key and
+// not in a thread-local variable, because key destructors run after the destructors of thread-local
+// objects, and these may trace.
 struct Thread {
-   BlockHeader* block = nullptr;   // its own, in the ring; null for none
-   std::vector<std::byte> nowhere; // written while the ring has no block for it
+   BlockHeader* block = nullptr;   // the block that it holds in the ring; null: it holds none
+   std::vector<std::byte> nowhere; // the memory it writes to while the ring has no block for it
 };
 
 constinit pthread_key_t threadKey = 0; // made together with the ring
@@ -245,6 +264,8 @@ void afterForkInChild() {
    ringMutex.unlock();
 }
 
+// A trace after this call, from the destructor of another key, claims a block again and sets the
+// key again; the C library then calls this function once more.
 void endThread(void* ended) {
    const std::unique_ptr<Thread> thread{static_cast<Thread*>(ended)};
    const std::lock_guard lock{ringMutex};
@@ -252,7 +273,7 @@ void endThread(void* ended) {
    Detail::writer = {};
 }
 
-// Call with the mutex held.
+// Makes the ring if there is none. Requires the mutex.
 Ring& ringLocked() {
    if (openRing == nullptr) {
       openRing = new Ring;
@@ -262,7 +283,7 @@ Ring& ringLocked() {
    return *openRing;
 }
 
-// Call with the mutex held.
+// Requires the mutex and the ring, which comes with the key.
 Thread& threadLocked() {
    Thread* thread = thisThread();
    if (thread == nullptr) {
@@ -272,13 +293,14 @@ Thread& threadLocked() {
    return *thread;
 }
 
-// Where a thread without a block writes.
+// A block outside the ring for a thread that got none, so that `record` needs no test for that
+// case.
 BlockHeader* nowhere(Thread& thread) {
    thread.nowhere.resize(blockSize);
    return new (thread.nowhere.data()) BlockHeader{};
 }
 
-// Appends numbers and text to a descriptor.
+// Appends numbers and unpadded text to a descriptor.
 class DescriptorWriter {
  public:
    void number(U32 value) {
@@ -300,7 +322,7 @@ class DescriptorWriter {
 std::vector<std::byte> describe(const Pello::TracePoint& point, U32 descriptor,
                                 std::span<const ArgumentKind> kinds) {
    DescriptorWriter out;
-   out.number(0); // the size, known at the end
+   out.number(0); // the size, overwritten below
    out.number(descriptor);
    out.number(point.line);
    out.number(point.level);
@@ -329,10 +351,12 @@ U32 Detail::registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds
       return known; // another thread was first
    }
    Ring& ring = ringLocked();
+   // A number is used up even when the descriptor finds no room: another site must never get it.
    const U32 descriptor = nextDescriptor++;
    const std::vector<std::byte> bytes = describe(site.point, descriptor, kinds);
    RingHeader& header = ring.header();
    const U32 used = header.descriptorBytes.load(std::memory_order_relaxed);
+   // First the bytes, then their number: a reader decodes no half descriptor.
    if (used + bytes.size() <= descriptorAreaSize) {
       std::memcpy(ring.descriptors() + used, bytes.data(), bytes.size());
       header.descriptorBytes.store(used + static_cast<U32>(bytes.size()),
@@ -353,6 +377,8 @@ void Detail::claimBlock() {
    thread.block = ring.claim();
    BlockHeader* block = thread.block != nullptr ? thread.block : nowhere(thread);
    auto* begin = reinterpret_cast<std::byte*>(block + 1);
+   // The present moment goes on in the new block. `dueTicks` becomes 0: the next record refreshes
+   // the ring's clocks.
    writer = Writer{begin, begin + blockCapacity, block, writer.moment};
 }
 

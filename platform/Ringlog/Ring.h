@@ -1,11 +1,23 @@
-// The writing side of the ring trace: `record` appends one trace of a call site. Always on. Relies
-// on the codec for the arguments and on the layout for where they go.
+// The writing side of the ring trace: `record` appends one trace of a call site. The ring trace has
+// no switch: every process that traces has a ring. Relies on the codec for the bytes of arguments
+// and on the layout for their place.
 //
-// The ring lies in the file that the environment variable RINGLOG_FILE names (so that it outlives
-// the process, however that ends), else in memory; a file belongs to the first process that opens
-// it until that ends. RINGLOG_SIZE gives the ring's size in KiB, 1024 when it is not set. It is
-// made when the first trace is written. A child process made by fork() goes on with pages of its
-// own.
+// The first record makes the ring. Two environment variables are read then:
+//
+//   RINGLOG_FILE   the file that holds the ring, so that the ring outlives the process however the
+//                  process ends. Not set or empty: the ring lies in memory. The file's former
+//                  content is erased; a new file has mode 0600. The process locks the file,
+//                  flock(2); a file that another process has locked is not touched. When the file
+//                  cannot be used, one line on standard error says why, and the ring lies in
+//                  memory.
+//   RINGLOG_SIZE   the size of all blocks in KiB, from 128 to 4194304, rounded down to whole
+//   blocks;
+//                  1024 when it is not set. Any other value is reported on standard error and
+//                  ignored.
+//
+// Threads: any thread may call any function here at any time, but not from a signal handler, which
+// may have interrupted a record half written. A child process made by fork(2) writes to memory
+// of its own from then on; the file stays the parent's.
 #pragma once
 
 #include "Pello/TextTrace.h"
@@ -24,14 +36,16 @@
 
 namespace Ringlog {
 
-// A place in the source that traces. One static object per place; the ring gives it a number when
-// it is reached for the first time.
+// A place in the source that traces. Requires static storage and one object per place: `record`
+// keeps the number of the place in it. RINGLOG_TRACE declares it.
 struct CallSite {
    Pello::TracePoint point;
-   std::atomic<U32> descriptor{0}; // 0: not registered yet
+   // The number of the site in this process's ring, given by its first record. 0: none yet.
+   std::atomic<U32> descriptor{0};
 };
 
-// The clock of records: the processor's time stamp counter where there is one.
+// The clock of records: on x86-64 the processor's time stamp counter, elsewhere the steady clock.
+// The unit is not known here. A reader derives it from the clock readings in the ring's header.
 inline U64 ticksNow() noexcept {
 #if defined(__x86_64__)
    // The instruction without <x86intrin.h>, which declares every vector instruction there is.
@@ -41,31 +55,43 @@ inline U64 ticksNow() noexcept {
 #endif
 }
 
-// Where a thread writes next. Null pointers until its first record.
+// Where a thread writes its next record. All pointers are null before the thread's first record, so
+// that `record` finds no room and claims a block.
 struct Writer {
-   std::byte* next = nullptr;
-   std::byte* end = nullptr;
-   BlockHeader* block = nullptr;
-   U64 moment = 0;   // ticks that records share at the moment; 0: each reads the clock
-   U64 dueTicks = 0; // from these ticks on, the ring's clock pair is too old
-   U32 count = 0;    // records in the block
+   std::byte* next = nullptr;    // where the next record begins
+   std::byte* end = nullptr;     // the end of the block
+   BlockHeader* block = nullptr; // in the ring, or outside it while the ring has no free block
+   U64 moment = 0;               // the ticks of the present `SharedMoment`; 0: there is none
+   U64 dueTicks = 0;             // a record of these ticks or later refreshes the ring's clocks
+   U32 count = 0;                // records in the block
 };
 
 namespace Detail {
-// Defined once in this library; the model spares a call per access from every other library.
+// The writer of the calling thread. The thread-local storage model `initial-exec` makes the
+// access a load; the default model calls a function for each access from another library. The
+// price: when dlopen(3) loads this library, the C library must have room left in its static
+// thread-local area.
 [[gnu::tls_model("initial-exec")]] extern thread_local constinit Writer writer;
 
-// Claims a block for this thread, opening the ring if it has to. The block is the thread's own
-// until it claims the next one or ends.
+// Claims the next free block for this thread and makes the ring if there is none. The thread is the
+// only writer of the block until it claims the next one or ends. Without a free block, the thread
+// gets memory outside the ring: its records are lost, and the ring's header counts the loss.
 void claimBlock();
-// Reads both clocks into the ring's header, so that a reader can tell the time of a record of these
-// ticks however long the process has been quiet before.
+// Reads both clocks into the ring's header. `ticks` are those of the record about to be written.
+// `record` calls it for the first record of a block and when the thread's latest call is a few
+// seconds old, so that the times of records are right after hours of silence.
 void refreshClocks(U64 ticks);
-// Gives the call site its number and writes its descriptor.
+// Gives the call site its number, unless another thread was faster, and writes its descriptor.
+// Returns the number, never 0.
 U32 registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds);
 } // namespace Detail
 
-// Appends one record. Never fails: what cannot be kept is counted as lost in the ring's header.
+// Appends one record of `site` with these arguments. Text is cut to `longestText` bytes.
+//
+// Throws only std::bad_alloc: the first record of a process, of a thread and of a call site needs
+// memory. Records that find no place in the ring are counted in its header. The types of the
+// arguments are those of Codec.h and must be the same at every call for one site. Does not compile
+// when the longest possible arguments do not fit a block.
 template <class... Arguments>
 void record(CallSite& site, const Arguments&... arguments) {
    static_assert((sizeof(RecordHeader) + ... + largestArgument<Arguments>()) <= blockCapacity,
@@ -92,12 +118,16 @@ void record(CallSite& site, const Arguments&... arguments) {
    writer.next = to;
    ++writer.count;
    const auto* begin = reinterpret_cast<std::byte*>(writer.block + 1);
+   // Last, and released: a reader that sees the new number of bytes sees the whole record. A
+   // process that is killed before this line leaves no half record behind.
    writer.block->used.store(static_cast<U32>(to - begin), std::memory_order_release);
 }
 
-// While it lives, the records of this thread share one reading of the clock, which costs more than
-// the rest of a record. For stretches well below a microsecond per record that are traced densely;
-// their records keep their order. Moments nest: the outermost one counts.
+// While a `SharedMoment` lives, the records of its thread share one reading of the clock, because
+// the reading costs more than the rest of a record. Meant for code that writes several records
+// within a microsecond or so: the times of all of them are that of the first. The records keep
+// their order. Moments may be nested; the outermost one gives the time. Must be destroyed by the
+// thread that made it, so it is a local variable.
 class SharedMoment {
  public:
    SharedMoment() noexcept : outer_{Detail::writer.moment} {
@@ -110,13 +140,16 @@ class SharedMoment {
    ~SharedMoment() { Detail::writer.moment = outer_; }
 
  private:
-   U64 outer_;
+   U64 outer_; // the moment of the enclosing object; 0: there is none
 };
 
-// A copy of this process's ring as it is now; empty before the first record.
+// A copy of this process's ring as it is now, in the layout of a ring file; empty before the first
+// record. Other threads may go on writing meanwhile: the copy holds the records that were complete
+// when their block was copied.
 std::vector<std::byte> snapshot();
 
-// Writes a line that ends the process, such as a failed assertion.
+// Records the line of a failed assertion, at level 0 of the source "Ringlog". The process ends
+// after the call; this function does not end it.
 void recordFatal(std::string_view line);
 
 } // namespace Ringlog

@@ -25,6 +25,8 @@ void writeText(const CallSite& site, std::span<const ErasedArgument> arguments) 
       case 'b':
          store.push_back(argument.bits != 0);
          break;
+      // Through double and back: fmt prints a float with the digits of a float, 0.1 and not
+      // 0.10000000149011612.
       case 'f':
          store.push_back(static_cast<float>(std::bit_cast<double>(argument.bits)));
          break;

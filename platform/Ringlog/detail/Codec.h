@@ -1,11 +1,16 @@
-// How the arguments of a trace go into a record: raw, never as formatted text. `argumentSize`,
-// `writeArgument` and the list of kinds that lets a reader take them apart again. Relies on Kiv for
-// what a value type is.
+// How the arguments of a trace are stored in a record: raw, never as formatted text. `argumentSize`
+// and `writeArgument` write them; `argumentKinds` describes them to a reader, once per call site.
+// Relies on Kiv for what a value type is.
 //
 //   numbers and booleans         8 bytes
-//   text                         its length (4 bytes) and its bytes, padded to 8
-//   plain value types            their bytes, padded to 8; the type's descriptor prints them
-//   other value types            their attributes one after another
+//   text                         its length (4 bytes) and its bytes, padded to a multiple of 8
+//   values that are their name   the name as text
+//   plain values                 their bytes, padded to a multiple of 8; the descriptor of the type
+//                                prints them
+//   other values                 their attributes one after another
+//
+// A trace can carry these types only; others do not compile. Padding bytes are not written: they
+// keep what an earlier record left there.
 #pragma once
 
 #include "Kiv/Enumeration.h"
@@ -23,41 +28,51 @@
 
 namespace Ringlog {
 
-// What stands at one place of a record.
+// What stands at one place of a record. A composite value takes one kind for its beginning, those
+// of its attributes, and one for its end.
 struct ArgumentKind {
-   // 'u' and 'i' whole numbers without and with sign, 'c' character, 'b' boolean, 'f' and 'd' real
-   // numbers, 's' text, 'v' plain value, '(' composite, ')' its end.
+   // 'u' and 'i' whole numbers without and with sign, 'c' character, 'b' boolean, 'f' float, 'd'
+   // double, 's' text, 'v' plain value, '(' beginning of a composite value, ')' its end. These are
+   // bytes of the ring: a new code or another meaning is another layout (`ringMagic`).
    char code;
-   std::string_view type; // of 'v' and '(': the qualified type name
-   std::string_view name; // the attribute's name inside a composite
+   std::string_view type; // of 'v' and '(': the qualified type name, a literal; else unused
+   std::string_view name; // inside a composite value: the attribute's name; else empty
 };
 
+// Anything that converts to a string view. It is copied, so it need not outlive the trace.
 template <class T>
 concept TextArgument = std::convertible_to<const T&, std::string_view>;
 
-// A value whose text is at hand.
+// A value that keeps its text, such as a name. Copying the text costs no more than copying a
+// string.
 template <class T>
 concept NamedArgument = Kiv::TextualValue<T> && requires(const T& value) {
    { value.stringValue() } -> std::same_as<const Pello::String&>;
 };
 
-// A value that is no more than its bytes, whatever they are: a reader believes none of them.
+// A value that is printed from a copy of its bytes. Any bytes must be a printable value of the
+// type, because the reader of a damaged ring hands over whatever it finds.
 template <class T>
 concept PlainArgument = !NamedArgument<T> && !std::is_arithmetic_v<T> && Kiv::anyBytes<T>();
 
+// A value of several attributes, at least one of which cannot be printed from unchecked bytes, such
+// as text or a boolean. Kiv allows attributes that are unsigned numbers, booleans, doubles,
+// strings, enumerators and values.
 template <class T>
 concept CompositeArgument = Kiv::CompositeValue<T> && !PlainArgument<T>;
 
-// Those that 8 bytes hold unchanged.
+// Numbers, which 8 bytes hold without loss: a float is stored as the double of the same value.
 template <class T>
 concept NumberArgument = std::integral<T> || std::same_as<T, float> || std::same_as<T, double>;
 
+// The bytes that `writeText` takes for `text`.
 inline std::size_t textSize(std::string_view text) noexcept {
    return padded(sizeof(U32) + std::min(text.size(), longestText));
 }
 
-// Compilers turn a copy of bounded size into a string instruction, whose start costs three times as
-// much as copying a name. Steps of fixed size avoid it; the last one overlaps the one before.
+// Copies `size` bytes. A loop with steps of fixed size, because compilers turn a memcpy of bounded
+// size into a string instruction, whose start costs three times as much as copying a short name.
+// The last step overlaps the one before it and needs no loop for the rest.
 inline void copyText(std::byte* to, const char* from, std::size_t size) noexcept {
    constexpr std::size_t step = 16;
    if (size < step) {
@@ -73,6 +88,8 @@ inline void copyText(std::byte* to, const char* from, std::size_t size) noexcept
    std::memcpy(to + last, from + last, step);
 }
 
+// Writes at most `longestText` bytes of `text` and returns where the next argument begins. Requires
+// `textSize(text)` bytes at `to`.
 inline std::byte* writeText(std::byte* to, std::string_view text) noexcept {
    const auto length = static_cast<U32>(std::min(text.size(), longestText));
    std::memcpy(to, &length, sizeof length);
@@ -80,6 +97,7 @@ inline std::byte* writeText(std::byte* to, std::string_view text) noexcept {
    return to + padded(sizeof length + length);
 }
 
+// The bytes that `writeArgument` takes for `value`.
 template <class T>
 std::size_t argumentSize(const T& value) noexcept {
    if constexpr (NumberArgument<T>) {
@@ -98,7 +116,8 @@ std::size_t argumentSize(const T& value) noexcept {
    }
 }
 
-// The most that an argument of this type takes.
+// The most bytes that any argument of this type takes. Known while compiling, so that a trace whose
+// arguments may not fit a block does not compile.
 template <class T>
 constexpr std::size_t largestArgument() noexcept {
    if constexpr (NumberArgument<T>) {
@@ -115,6 +134,8 @@ constexpr std::size_t largestArgument() noexcept {
    }
 }
 
+// The 8 bytes of a number: whole numbers extended according to their sign, real numbers as the bits
+// of a double.
 template <NumberArgument T>
 U64 numberBits(T value) noexcept {
    U64 bits = 0;
@@ -127,7 +148,8 @@ U64 numberBits(T value) noexcept {
    return bits;
 }
 
-// Writes the argument and returns where the next one begins.
+// Writes the argument and returns where the next one begins. Requires `argumentSize(value)` bytes
+// at `to`, at a multiple of 8.
 template <class T>
 std::byte* writeArgument(std::byte* to, const T& value) noexcept {
    if constexpr (NumberArgument<T>) {
@@ -149,7 +171,8 @@ std::byte* writeArgument(std::byte* to, const T& value) noexcept {
 
 namespace Detail {
 
-// How many kinds describe a `T`.
+// How many kinds describe an argument of type `T`: one, or for a composite value those of its
+// attributes and two for its beginning and end.
 template <class T>
 constexpr std::size_t kindCount() {
    if constexpr (CompositeArgument<T>) {
@@ -162,6 +185,7 @@ constexpr std::size_t kindCount() {
    }
 }
 
+// `ArgumentKind::code` of an argument of type `T`.
 template <class T>
 constexpr char codeOf() {
    if constexpr (std::same_as<T, bool>) {
@@ -179,6 +203,7 @@ constexpr char codeOf() {
    }
 }
 
+// The name under which the type is registered; empty for numbers and text.
 template <class T>
 std::string_view typeNameOf() {
    if constexpr (Kiv::Enumeration<T>) {
@@ -190,6 +215,7 @@ std::string_view typeNameOf() {
    }
 }
 
+// Writes the kinds of a `T` and returns where the next ones go. Requires room for `kindCount<T>()`.
 template <class T>
 ArgumentKind* writeKinds(ArgumentKind* to, std::string_view name) {
    *to++ = {codeOf<T>(), typeNameOf<T>(), name};
@@ -204,7 +230,7 @@ ArgumentKind* writeKinds(ArgumentKind* to, std::string_view name) {
 
 } // namespace Detail
 
-// The kinds of a trace's arguments.
+// The kinds of a trace's arguments, in the order in which `writeArgument` writes the arguments.
 template <class... Arguments>
 auto argumentKinds() {
    std::array<ArgumentKind, (0 + ... + Detail::kindCount<Arguments>())> kinds{};

@@ -1,5 +1,6 @@
-// `Cursor`: reads bytes of a ring from left to right and never past their end, wherever they lie in
-// memory. Used by the reader and by what formats its records.
+// `Cursor`: reads numbers and texts from the bytes of a ring, from the beginning to the end and
+// never beyond it. The bytes may be untrusted and need not be aligned. Relies on the layout for the
+// length of texts.
 #pragma once
 
 #include "Kiv/Exception.h"
@@ -12,21 +13,25 @@
 
 namespace Ringlog {
 
-// The bytes are not a ring, or not one of this layout.
+// The bytes are not a ring of this layout, or a part of it is damaged. The message says which part,
+// for people.
 class DamagedRing : public Kiv::Exception {
  public:
    using Exception::Exception;
    ~DamagedRing() override;
 };
 
+// Every operation that reads throws DamagedRing when too few bytes are left. What was read before
+// stays read: a cursor is not used again after an exception.
 class Cursor {
  public:
-   // `what` is said to end too early; it must outlive the cursor, as must the bytes.
+   // `what` names the bytes in the messages of exceptions, such as "the record". Both it and the
+   // bytes must outlive the cursor.
    Cursor(std::span<const std::byte> bytes, const char* what) : left_{bytes}, what_{what} {}
 
    bool empty() const noexcept { return left_.empty(); }
 
-   // The next `size` bytes. Throws DamagedRing when there are fewer; so do all that follow.
+   // The next `size` bytes, in place: valid as long as the bytes that the cursor was made of.
    std::span<const std::byte> take(std::size_t size) {
       if (size > left_.size()) {
          throw DamagedRing{std::string{what_} + " ends too early"};
@@ -36,6 +41,7 @@ class Cursor {
       return taken;
    }
 
+   // The next bytes as a `T`, in the byte order of this machine.
    template <class T>
       requires std::is_trivially_copyable_v<T>
    T plain() {
@@ -44,10 +50,11 @@ class Cursor {
       return value;
    }
 
-   // Text of at most `longestText` bytes, with its length before it.
+   // A text as descriptors have it: its length in 4 bytes, then its bytes. Throws DamagedRing also
+   // when the length is more than `longestText`.
    std::string text() { return characters(length()); }
 
-   // The same, padded as arguments are.
+   // A text as arguments have it: the same, padded to a multiple of 8 bytes in all.
    std::string paddedText() {
       const std::size_t size = length();
       std::string text = characters(size);

@@ -1,13 +1,25 @@
-// The bytes of a ring: what the writer puts where, and the reader takes apart. Relies on nothing.
+// The bytes of a ring, as the writer writes and the reader expects them. Relies on nothing.
 //
-// A ring is a header, an area of descriptors (one per call site, appended on its first use) and a
-// number of blocks. A thread claims a block, the oldest one that no other thread writes, and
-// appends records to it; it is the only writer of that block until the block is full. Because a
-// record never leaves its block, and `used` moves only when a record is complete, a process may end
-// at any instruction: every block is then a whole number of records, and no lock was needed for any
-// of them. A claim takes the oldest block's records away at once, never half of one.
+// A ring is a header, an area of descriptors and a number of blocks:
 //
-// All numbers are in the byte order of the machine that wrote them; the magic number says so.
+//   0                                   `RingHeader`
+//   headerSize                          descriptors, one per call site, appended on its first use
+//   headerSize + descriptorAreaSize     blocks of `blockSize`: a `BlockHeader`, then records
+//
+// A thread claims the oldest block that no other thread holds, which erases the records in it. It
+// then is the only writer of the block until the block is full or the thread ends. A record never
+// extends beyond its block, and `used` grows only when a record is complete. So no lock is needed
+// to write a record, and the process may be killed at any instruction: every block then holds a
+// whole number of records.
+//
+// A descriptor is a sequence of 4-byte numbers and texts (4 bytes of length, then the bytes, not
+// padded): the descriptor's size in bytes, its number, line, level, source, class, function,
+// format, the count of argument kinds, and for each kind its code, type and name. See
+// `ArgumentKind`.
+//
+// All numbers are in the byte order of the machine that wrote them. A reader of the other byte
+// order does not find the magic number and refuses the ring. A change of anything here needs
+// another magic number.
 #pragma once
 
 #include "Pello/Types.h"
@@ -20,58 +32,68 @@ namespace Ringlog {
 // "RINGLOG" and the layout's version in the lowest byte, on a little-endian machine.
 inline constexpr U64 ringMagic = 0x474f4c474e495201U;
 
+// Sizes in bytes.
 inline constexpr std::size_t headerSize = 4096;
 inline constexpr std::size_t descriptorAreaSize = std::size_t{512} * 1024;
 inline constexpr std::size_t blockSize = std::size_t{64} * 1024;
 inline constexpr std::size_t defaultBlocks = 16;
 inline constexpr std::size_t mostBlocks = 65536; // 4 GiB of records
 
-// Longer text is cut to this many bytes, so that a record fits a block.
+// Text is cut to this many bytes, in arguments and in descriptors, so that a record fits a block.
 inline constexpr std::size_t longestText = 4096;
 
-// Arguments of one trace, attributes of values included. Far more than any trace has; a reader can
-// tell damage by it.
+// The most argument kinds of one trace, far more than any trace has. A trace with more does not
+// compile; a reader refuses a larger count as damage.
 inline constexpr std::size_t mostKinds = 256;
 
-// A reading of both clocks at one moment; two of them turn ticks into time.
+// A reading of both clocks at one moment. Two pairs give the rate of ticks, which no ring stores.
 struct ClockPair {
    std::atomic<U64> ticks;
    std::atomic<U64> nanoseconds; // since 1970-01-01 00:00 UTC
 };
 
+// Atomic members change while the ring is in use. The others are written when the ring is made;
+// only a forked child changes `processId`, in its own copy.
 struct RingHeader {
-   U64 magic;
-   U32 blockCount;
-   U32 processId;
-   std::atomic<U64> claims;          // claims so far; block n serves claims n, n+count, …
+   U64 magic;      // `ringMagic`, written last; 0 while the ring is being made
+   U32 blockCount; // from 1 to `mostBlocks`
+   U32 processId;  // of the writing process
+   // Claims so far, including those that passed over a block that was held. Claim n is for block n
+   // modulo `blockCount`.
+   std::atomic<U64> claims;
    std::atomic<U32> descriptorBytes; // used bytes of the descriptor area
    std::atomic<U32> lostDescriptors; // call sites that found the area full
    ClockPair opened;                 // when the ring was made
    ClockPair latest;                 // when a writer last read both clocks
-   std::atomic<U32> lostBlocks;      // claims that found every block in another thread's hands
-   std::atomic<U64> overwritten;     // records that were in blocks when these were claimed again
+   std::atomic<U32> lostBlocks;      // times that a thread found all blocks held by others
+   std::atomic<U64> overwritten;     // records that were erased because their block was claimed
 };
 static_assert(sizeof(RingHeader) <= headerSize);
 
+// `claim` lets a reader work without a lock: when it is the same before and after the reader copied
+// bytes of the block, the bytes were not overwritten in between.
 struct BlockHeader {
-   std::atomic<U64> claim; // the claim's number plus 1; 0 while the block is being taken
+   std::atomic<U64> claim; // the claim's number plus 1; 0: never claimed, or just being claimed
    std::atomic<U32> used;  // bytes of complete records behind this header
    U32 thread;             // the kernel's identifier of the writing thread
 };
 
-// Every record begins so and is a multiple of 8 bytes long.
+// The beginning of every record; the arguments follow. A record is a multiple of 8 bytes long.
 struct RecordHeader {
-   U32 size; // bytes, this header included
-   U32 descriptor;
-   U64 ticks;
+   U32 size;       // bytes, including this header
+   U32 descriptor; // the number of the call site's descriptor, from 1
+   U64 ticks;      // `ticksNow` of the writer
 };
 
+// The bytes of a block that records can use.
 inline constexpr std::size_t blockCapacity = blockSize - sizeof(BlockHeader);
 
+// The bytes of a ring of so many blocks; also where the block of that number, from 0, begins.
 constexpr std::size_t ringSize(std::size_t blocks) {
    return headerSize + descriptorAreaSize + blocks * blockSize;
 }
 
+// `size` rounded up to a multiple of 8.
 constexpr std::size_t padded(std::size_t size) {
    return (size + 7) / 8 * 8;
 }

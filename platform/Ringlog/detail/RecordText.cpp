@@ -18,14 +18,14 @@ namespace Ringlog {
 
 namespace {
 
-// No trace asks for a wider field or more digits, or makes longer text; a damaged format may, and
-// would fill the memory.
-constexpr U64 widestField = 1024;
-constexpr std::size_t longestRecord = std::size_t{16} * 1024 * 1024;
-// Values lie in values, but nobody nests them deeper.
+// Limits that no real trace reaches. A damaged format such as "{:999999999}" would fill the memory.
+constexpr U64 widestField = 1024; // the width or precision of a replacement field
+constexpr std::size_t longestRecord = std::size_t{16} * 1024 * 1024; // the characters of a text
+// The nesting of composite values. Damaged kinds could nest as deep as there are kinds, and
+// printing them is recursive.
 constexpr unsigned deepestValue = 16;
 
-// The text of plain bytes, as the registered type prints it.
+// Which of the two texts of a registered type is wanted: its `displayText` or its `valueText`.
 using Print = std::string (*Kiv::TypeData::*)(const void*);
 
 std::string plainText(Cursor& cursor, const std::string& typeName, Print print) {
@@ -34,6 +34,8 @@ std::string plainText(Cursor& cursor, const std::string& typeName, Print print) 
       throw DamagedRing{"unknown type " + typeName};
    }
    alignas(std::max_align_t) std::byte value[64];
+   // The type comes from the ring. For any other type than those of plain bytes, unchecked bytes
+   // would be undefined behaviour, such as a string that is a stray pointer.
    if (!type->anyBytes || type->size > sizeof value) {
       throw DamagedRing{"type " + typeName + " is not one of plain bytes"};
    }
@@ -41,8 +43,9 @@ std::string plainText(Cursor& cursor, const std::string& typeName, Print print) 
    return (type->*print)(value);
 }
 
-// One record's arguments, read kind by kind. `spent` counts the characters that were made for it,
-// also when the reading fails.
+// The arguments of one record, decoded kind by kind into what fmt formats. The constructor throws
+// DamagedRing. `spent` counts the characters that were produced; it is a reference, because the
+// work for a record counts against the limit also when the constructor throws.
 class ArgumentReader {
  public:
    ArgumentReader(const Descriptor& site, std::span<const std::byte> bytes, std::size_t& spent)
@@ -53,7 +56,7 @@ class ArgumentReader {
    }
 
    fmt::format_args arguments() const { return arguments_; }
-   // The largest whole number among them.
+   // The largest whole number among the arguments, which a format may use as a width.
    U64 largest() const noexcept { return largest_; }
 
  private:
@@ -103,7 +106,8 @@ class ArgumentReader {
       arguments_.push_back(text);
    }
 
-   // `Name::Space::Type(first=…, second=…)`, after its opening.
+   // `Name::Space::Type(first=…, second=…)`, the generic text of Kiv, from the kinds behind
+   // `opening`.
    std::string compositeText(const Descriptor::Kind& opening, unsigned depth) {
       if (depth == deepestValue) {
          throw DamagedRing{"values nested too deeply"};
@@ -122,7 +126,8 @@ class ArgumentReader {
       return out + ")";
    }
 
-   // The generic text of an attribute.
+   // The generic text of an attribute. It differs from that of an argument: strings are quoted, and
+   // plain values give their `valueText`. Kiv has no attributes of the kinds 'i', 'c' and 'f'.
    std::string genericText(const Descriptor::Kind& kind, unsigned depth) {
       std::string out;
       switch (kind.code) {
@@ -152,12 +157,12 @@ class ArgumentReader {
    std::size_t& spent_;
 };
 
-// What the replacement fields of a format ask for: how many there are, the largest number that
-// stands in one, and whether one takes its width or precision from an argument.
+// What a format may cost. Found by counting braces and digits and not by parsing: the limits need
+// upper bounds only, and fmt reports a format that is malformed.
 struct Fields {
-   std::size_t count = 0;
-   U64 largest = 0;
-   bool dynamic = false;
+   std::size_t count = 0; // replacement fields, including those inside others
+   U64 largest = 0;       // the largest number in a field: a width, a precision or an index
+   bool dynamic = false;  // a field takes its width or precision from an argument
 };
 
 Fields fieldsOf(std::string_view format) {
@@ -167,7 +172,7 @@ Fields fieldsOf(std::string_view format) {
    for (std::size_t i = 0; i < format.size(); ++i) {
       const char c = format[i];
       if (depth == 0 && format.substr(i).starts_with("{{")) {
-         ++i; // a brace that is meant as such
+         ++i; // "{{" stands for a brace in the text
          continue;
       }
       fields.count += c == '{' ? 1 : 0;
@@ -175,7 +180,7 @@ Fields fieldsOf(std::string_view format) {
       depth -= c == '}' && depth > 0 ? 1 : 0;
       fields.dynamic = fields.dynamic || depth > 1;
       const bool digit = depth > 0 && c >= '0' && c <= '9';
-      // Far above any limit the exact number does not matter any more.
+      // Kept below 2^32, so that a long row of digits does not overflow to a small number.
       number = digit ? std::min(number * 10 + static_cast<U64>(c - '0'), U64{1} << 32) : 0;
       fields.largest = std::max(fields.largest, number);
    }
@@ -187,6 +192,7 @@ std::string formatted(const Descriptor& site, const ArgumentReader& reader, std:
    if (fields.largest > widestField || (fields.dynamic && reader.largest() > widestField)) {
       throw DamagedRing{"a field wider than any trace asks for"};
    }
+   // Each field may print the longest argument, which is at most all of them, padded to the width.
    if (fields.count * (size + widestField) > longestRecord) {
       throw DamagedRing{"longer than any trace"};
    }

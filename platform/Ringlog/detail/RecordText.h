@@ -1,6 +1,7 @@
-// `RecordText`: formats records as the text trace would have. Relies on the registered types, by
-// which it prints values. Descriptors and arguments may come from anywhere: no record, however
-// made, ends the process, and all of them together cost no more than they are given.
+// `RecordText`: formats a record, with the text that the text trace would have had. Relies on the
+// registry of types (Kiv), which prints plain values; those of a type whose library is not loaded
+// cannot be printed. Descriptors and arguments may be untrusted: no record ends the process, and
+// the texts of all records together are limited.
 #pragma once
 
 #include "Pello/Types.h"
@@ -12,15 +13,16 @@
 
 namespace Ringlog {
 
-// A call site as the ring describes it.
+// A call site as the ring describes it. Nothing in it has been checked, except that texts have at
+// most `longestText` bytes and that there are at most `mostKinds` kinds.
 struct Descriptor {
    U32 line = 0;
-   U32 level = 0;
-   std::string source;
+   U32 level = 0;         // as in TextTrace.h, if the ring is not damaged
+   std::string source;    // the name of the trace source
    std::string className; // empty for a free function
    std::string functionName;
-   std::string format;
-   // What stands at one place of its records: see ArgumentKind.
+   std::string format; // in the notation of fmt
+   // The kinds of the arguments of its records, with the members of `ArgumentKind`.
    struct Kind {
       char code;
       std::string type;
@@ -31,15 +33,17 @@ struct Descriptor {
 
 class RecordText {
  public:
-   // `most` is how many characters all texts together may have before the rest is left out.
+   // `most` limits the characters of all texts together. Once they are used up, each further record
+   // gives a note instead of its text.
    explicit RecordText(std::size_t most) : left_{most} {}
 
-   // The text of a record of `site` with these arguments, or a note in angle brackets that says why
-   // it cannot be had.
+   // The text of a record of `site` with these arguments, which must outlive the call only. When
+   // the record cannot be formatted, the text is a note in angle brackets: the format and the
+   // reason. Throws nothing that damage causes.
    std::string format(const Descriptor& site, std::span<const std::byte> arguments);
 
  private:
-   std::size_t left_;
+   std::size_t left_; // characters
 };
 
 } // namespace Ringlog

@@ -1,6 +1,9 @@
-// The arguments of a text trace without their types, so that a trace point costs its includer no
-// formatting library: `eraseArgument`, and the check of a format while it is compiled. Part of
-// Trace.h, for it alone. Relies on the codec for what a trace can carry.
+// The arguments of a text trace without their types (`eraseArgument`), and the check of a format
+// while it is compiled (`CheckedFormat`). Part of Trace.h, and included by nothing else. Relies on
+// the codec for the types that a trace can carry.
+//
+// The types are erased so that one source includes fmt, and not every source that traces: fmt is
+// slow to compile.
 #pragma once
 
 #include "Ringlog/detail/Codec.h"
@@ -13,18 +16,22 @@
 
 namespace Ringlog {
 
-// One argument; valid as long as what it was made of.
+// One argument. Refers to the object it was made of and is valid as long as that. `code` says which
+// of the other members has the value.
 struct ErasedArgument {
-   char code;                                   // as in ArgumentKind
-   U64 bits = 0;                                // of a number
+   char code;                                   // as in `ArgumentKind`, never ')'
+   U64 bits = 0;                                // of a number: `numberBits`
    std::string_view text;                       // of 's'
-   const void* value = nullptr;                 // of 'v' and '('
-   std::string (*print)(const void*) = nullptr; // the text of `value`
+   const void* value = nullptr;                 // of 'v' and '(': the object, else null
+   std::string (*print)(const void*) = nullptr; // prints `value`; null if that is null
 };
 
 namespace Detail {
 
-// What people read of a value: an enumerator's name, a value's own text, or its generic text.
+// The text of a value in a trace: the bare name of an enumerator, the text of a textual value
+// without quotes, the generic text of any other. `value` is a `T`. The ring's reader gives the same
+// text
+// (`TypeData::displayText`).
 template <class T>
 std::string shownText(const void* value) {
    const T& shown = *static_cast<const T*>(value);
@@ -53,13 +60,17 @@ ErasedArgument eraseArgument(const T& value) {
    return erased;
 }
 
+// Whether an argument of this code is a whole number, which may be a width or be printed in
+// hexadecimal.
 constexpr bool isWhole(char code) {
    return code == 'u' || code == 'i';
 }
 
-// Whether the replacement fields of `format` take the arguments one by one in order, without one
-// too many or too few. A width or precision in braces takes a whole number of its own, and
-// hexadecimal is for whole numbers only. `codes` has one code per argument.
+// Whether `format` fits arguments of these codes, one code per argument. Its replacement fields
+// must take all arguments one by one in order; fields with a number or a name are refused. A width
+// or precision in braces takes an argument of its own, which must be a whole number. Hexadecimal is
+// for whole numbers only. Other format specifications are not checked: fmt throws when the text
+// trace uses them.
 constexpr bool formatFits(std::string_view format, std::string_view codes) {
    std::size_t taken = 0;
    for (std::size_t at = 0; at < format.size(); ++at) {
@@ -68,7 +79,7 @@ constexpr bool formatFits(std::string_view format, std::string_view codes) {
          continue;
       }
       if (at + 1 < format.size() && format[at + 1] == c) {
-         ++at; // a brace that is meant as such
+         ++at; // "{{" or "}}" stands for a brace in the text
          continue;
       }
       if (c == '}' || taken == codes.size()) {
@@ -93,12 +104,14 @@ constexpr bool formatFits(std::string_view format, std::string_view codes) {
    return taken == codes.size();
 }
 
-// Not constant: a call of it while a format is compiled is the error that its name says.
+// Never defined. It is not constexpr, so a call while a format is compiled is an error, and the
+// compiler's message shows this name.
 void theFormatDoesNotFitItsArguments();
 
 } // namespace Detail
 
-// A format that has been checked against the types of its arguments.
+// A format that has been checked against the types of its arguments. It has no members: the check
+// in its constructor, while compiling, is all its purpose.
 template <class... Arguments>
 struct CheckedFormat {
    consteval CheckedFormat(const char* format) {
