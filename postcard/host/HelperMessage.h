@@ -1,5 +1,6 @@
-// `kindOf`: what a message of the helper means for whoever drives it. The helper lies in a module
-// and speaks in texts; this header is the only place outside the module that knows their wording.
+// `kindOf`: the kind of outcome that a message of the helper stands for. The helper lies in a
+// module and returns texts. This header is the only place outside the module that knows their
+// wording. Relies on nothing.
 #pragma once
 
 #include <cstdint>
@@ -9,12 +10,12 @@ namespace Postcard::Host {
 
 enum class HelperMessageKind : std::uint8_t {
    success,     // the empty message
-   unsupported, // the policy asks for what rules cannot express
+   unsupported, // the policy has a match or an action that rules cannot express
    refusal,     // any other reason
 };
 
-// `message` is what creating or re-creating a policy returned. The helper begins every message
-// about an unsupported match or action with the word "Unsupported".
+// The kind of `message`, which `createPolicy` or `recreatePolicy` returned. The helper begins every
+// message about an unsupported match or action with the word "Unsupported".
 constexpr HelperMessageKind kindOf(std::string_view message) noexcept {
    if (message.empty()) {
       return HelperMessageKind::success;
@@ -23,8 +24,8 @@ constexpr HelperMessageKind kindOf(std::string_view message) noexcept {
                                              : HelperMessageKind::refusal;
 }
 
-// What the helper calls a policy without rules. It traces this text and returns success, so that
-// who shows the policy has to say it.
+// The helper's words for a policy without rules. The helper only traces them and returns success,
+// so a program that shows the state of a policy must add them itself.
 inline constexpr std::string_view noRulesMessage = "No rules configured in policy";
 
 } // namespace Postcard::Host

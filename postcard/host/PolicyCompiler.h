@@ -1,5 +1,5 @@
 // `PolicyCompiler`: makes the ACL of a policy for the subcommands that print it or look into it.
-// Relies on the helper module.
+// Relies on the helper module. Nothing is committed, so no rules client takes part.
 #pragma once
 
 #include "postcard/host/PluginHost.h"
@@ -15,21 +15,22 @@ class PolicyCompiler {
 
    // What became of one policy in one family.
    struct Result {
-      HelperHandle helper;             // made the ACL, and holds no other
-      Pello::Ptr<const AclConfig> acl; // null when the policy was refused
-      std::string message;             // why the policy was refused; empty when it was not
+      HelperHandle helper; // the helper that made the ACL; has no other ACL
+      // Null exactly when the policy was refused. An ACL may be without rules.
+      Pello::Ptr<const AclConfig> acl;
+      std::string message; // the helper's reason for refusing; else empty
    };
 
-   // Loads the helper module that belongs to this program and sets the feature toggles of
-   // `policyFile`. Helpers read the toggles once per process, so a process needs one compiler per
-   // policy file and can serve one policy file. Keeps no reference to `policyFile`. Throws
-   // PluginError when the module cannot be used.
+   // Loads the module at `PluginHost::defaultModule()` and sets the feature toggles of `policyFile`
+   // for the process. Helpers read the toggles once per process, so a process can compile policies
+   // of one policy file only. Keeps no reference to `policyFile`. Throws PluginError when the
+   // module cannot be used.
    explicit PolicyCompiler(const Policy::PolicyFile& policyFile);
 
-   // Compiles `policy` for `family` with a helper of its own. A helper lists its ACLs in no
-   // particular order; with one helper per ACL, callers get ACLs in the order of their calls, and
-   // an ACL is freed with its Result. The family must have interfaces in `policy`: the helper ends
-   // the process otherwise. A refused policy is no exception but a Result with a message.
+   // Compiles `policy` for `family` with a new helper. A helper lists its ACLs in no particular
+   // order; with one helper per ACL, callers get ACLs in the order of their calls, and an ACL is
+   // freed with its Result. The family must have interfaces in `policy`; otherwise the helper ends
+   // the process. A policy that the helper refuses gives a Result with a message, not an exception.
    Result compile(const Policy::Policy& policy, Policy::Family family) const;
 
  private:

@@ -1,10 +1,10 @@
-// `classOfRule`: reads from the name of a rule which class the rule was made for. Relies on how the
-// helper names rules, which is the only place where a rule says its class.
+// `classOfRule`: reads from the name of a rule which class the rule was made for. Relies on the way
+// in which the helper names rules: nothing else in a rule tells its class.
 //
 // The helper names a rule CLASS-FAMILY-PROTOCOL and may append what the rule matches of ports and
 // TCP flags, such as "web-ipv4-tcp-SportData-53-SportMask-65535". CLASS is a name from the policy
-// file and may itself hold "-ipv4-" or "-ipv6-"; nothing behind the class does, so the last
-// "-FAMILY-" in the name is where the class ends.
+// file and may itself hold "-ipv4-" or "-ipv6-". The parts after the class never do, so the class
+// ends at the last "-FAMILY-" of the name.
 #pragma once
 
 #include "postcard/policy/Policy.h"

@@ -15,17 +15,18 @@ inline constexpr int aclJsonSchema = 2;
 // `entity` as a JSON object with one member per attribute, in the order of declaration:
 //
 //   entity that `entity` owns   object
-//   collection by key           object with one member per element
+//   value of several attributes object with one member per attribute
+//   collection by key           object with one member per element, named by its key
 //   set                         list
 //   number, boolean             number, boolean
 //   string, enumerator, value with a text form of its own   string
 //   object that `entity` refers to but does not own         the key of that object, as a string
-//   null                        null
+//   child that was not made, reference to nothing          null
 //
 // For example, `ruleByName` of an ACL configuration holds whole rules, and `ruleByIndex`, which
-// refers to the same rules, their names. Takes time in proportion to the number of values. Strings
-// are taken over as they are: bytes that are not UTF-8 make a later `dump` throw unless its error
-// handler replaces them.
+// refers to the same rules, holds their names. Takes time in proportion to the number of values.
+// Strings keep bytes that are not UTF-8; print the result with `documentText`, because `dump`
+// throws on such bytes unless it is told to replace them. The result does not refer to `entity`.
 nlohmann::ordered_json entityJson(const Kiv::Entity& entity);
 
 } // namespace Postcard::Json

@@ -1,10 +1,9 @@
-// `Packet`: the fields of a packet that hardware can match on; `parsePacket` and `printPacket`: its
-// text.
-// Relies on the address text of Orlix. A packet of a capture comes from `PacketFrame.h`.
+// `Packet`: the fields of a packet that hardware can match on. `parsePacket` and `printPacket`: its
+// text. Relies on the address text of Orlix. `PacketFrame.h` makes packets from captured bytes.
 //
 // A field that a packet does not have is absent rather than zero, because a match on an absent
-// field fails. A later fragment has neither ports nor flags nor checksum, whatever its bytes look
-// like.
+// field fails. A later fragment has neither ports nor flags nor checksum: its bytes continue the
+// payload where those of the first fragment end.
 #pragma once
 
 #include "Classification/ProtocolNumbers.h"
@@ -24,22 +23,27 @@ namespace Postcard::Packets {
 using Classification::protocolTcp;
 using Classification::protocolUdp;
 
+// `parsePacket` and `decodeFrame` make consistent packets: fields that `family`, `protocol` or
+// `laterFragment` exclude are absent, and all others but the interface are present.
 struct Packet {
    Orlix::AddressFamily family = Orlix::AddressFamily::ipv4; // never `none`
-   std::array<U8, 16> source{};        // network order; an IPv4 address is the first four bytes
-   std::array<U8, 16> destination{};   // the same
-   U8 protocol = 0;                    // of the payload, behind all IPv6 extension headers
+   std::array<U8, 16> source{};      // network order; an IPv4 address is the first four bytes
+   std::array<U8, 16> destination{}; // the same
+   // IP protocol number (IANA) of the payload, behind all IPv6 extension headers. In a later
+   // fragment over IPv6 it is the number in the fragment header, which may be an extension header.
+   U8 protocol = 0;
    std::optional<U16> sourcePort;      // TCP and UDP; absent in a later fragment
    std::optional<U16> destinationPort; // the same
-   std::optional<U8> tcpFlags;         // TCP; bits as in `Classification::TcpFlags`
-   std::optional<U16> checksum;        // of the TCP or UDP header
-   std::optional<U16> identification;  // IPv4, in every fragment
-   U8 dscp = 0;                        // 0..63
+   std::optional<U8> tcpFlags;         // TCP; bits as in `Classification::tcpFlagWords`
+   std::optional<U16> checksum;        // TCP and UDP; 0 for UDP means none (RFC 768)
+   std::optional<U16> identification;  // IPv4 (RFC 791), in every fragment; absent in IPv6
+   U8 dscp = 0;                        // 0..63 (RFC 2474)
    Orlix::IntfId intf;                 // where it came in; no interface: not known
    bool laterFragment = false;         // a fragment that does not begin the datagram
 
-   std::span<const U8> sourceAddress() const;      // 4 or 16 bytes
-   std::span<const U8> destinationAddress() const; // the same
+   // The bytes of an address that `family` uses, 4 or 16. Valid as long as the packet.
+   std::span<const U8> sourceAddress() const;
+   std::span<const U8> destinationAddress() const;
 
    friend bool operator==(const Packet&, const Packet&) = default;
 };
@@ -47,23 +51,26 @@ struct Packet {
 // Reads a packet as people write it:
 //
 //   tcp 10.1.2.3:1025 > 192.0.2.1:443 flags=syn,ack checksum=0x1200 id=7 dscp=46
-//   interface=Ethernet1 udp [2001:db8::1]:53 > [2001:db8::2]:1024 icmp 10.1.2.3 > 192.0.2.1
+//   udp [2001:db8::1]:53 > [2001:db8::2]:1024 interface=Ethernet1
+//   icmp 10.1.2.3 > 192.0.2.1
 //   tcp 10.1.2.3 > 192.0.2.1 fragment
 //
-// First the protocol (tcp, udp, icmp, icmpv6, or its number), then the addresses, both of one
-// family; TCP and UDP have ports, except in a later `fragment`. The rest may stand in any order,
-// each once. Fields that the packet has and the text leaves out are 0. Numbers are decimal, or
-// hexadecimal with 0x. Throws Kiv::ParseError with the reason and the place.
+// First the protocol (tcp, udp, icmp, icmpv6, or its number), then the two addresses, both of one
+// family, an IPv6 address in brackets. TCP and UDP have ports, except in a later `fragment`. The
+// other fields may follow in any order, each at most once. A field that the packet has and the text
+// leaves out is 0; an interface that is left out is not known. Numbers are decimal, or hexadecimal
+// with 0x. Throws Kiv::ParseError with the reason and the position in `text`.
 Packet parsePacket(std::string_view text);
 
-// The text of a packet, with every field that is not 0; `parsePacket` reads it back to an equal
-// packet.
+// The text of a packet, with its addresses and ports, and every other field that is not 0.
+// `parsePacket` reads the text back to an equal packet, unless the name of the interface holds a
+// blank.
 std::string printPacket(const Packet& packet);
 
 // An address of 4 or 16 bytes, in network order, as a dotted quad or as RFC 5952 writes it.
 std::string printAddress(std::span<const U8> address);
 
-// "tcp", "udp", "icmp", "icmpv6", or the number.
+// "tcp", "udp", "icmp", "icmpv6", or the number in decimal.
 std::string protocolName(U8 protocol);
 
 // The names of the flags that are set, joined by commas, lowest bit first; "none" for 0.

@@ -1,5 +1,6 @@
-// `decodeFrame`: finds in the bytes of a captured frame the fields that hardware would match on.
-// Relies on the packet model only. Reads no byte outside the frame, whatever lengths it states.
+// `decodeFrame`: reads from the bytes of a captured frame the fields that hardware matches on.
+// Relies on the packet model only. Reads no byte outside the frame, whatever lengths its headers
+// state, so hostile captures are safe to decode. Checksums are taken as they are, never verified.
 #pragma once
 
 #include "postcard/packets/Packet.h"
@@ -12,27 +13,30 @@ namespace Postcard::Packets {
 
 // The header that a frame begins with.
 enum class LinkType : U8 {
-   ethernet,     // IEEE 802.3, VLAN tags (also stacked ones) included
-   rawIp,        // no link header; an IP header of either version
-   linuxCooked,  // the pseudo header of "any" interface captures, first version
-   linuxCooked2, // the same, second version
+   ethernet,     // Ethernet II; VLAN tags (IEEE 802.1Q, also stacked) may follow
+   rawIp,        // no link header: an IP header of either version
+   linuxCooked,  // the pseudo header of captures of the Linux interface "any": LINKTYPE_LINUX_SLL
+   linuxCooked2, // its second version: LINKTYPE_LINUX_SLL2
 };
 
-// Why no ACL looks at a frame.
+// Why a frame gives no packet, so that no ACL is asked about it.
 enum class Undecodable : U8 {
-   linkHeaderTruncated,
-   notIp,              // ARP, LLDP, MPLS and the like
-   ipHeaderTruncated,  // or an IPv6 extension header
-   ipHeaderBad,        // wrong version, impossible lengths
-   transportTruncated, // the TCP or UDP header, as far as it is looked at
+   linkHeaderTruncated, // the frame ends inside its link header or a VLAN tag
+   notIp,               // the EtherType is neither that of IPv4 nor of IPv6: ARP, LLDP, MPLS, …
+   ipHeaderTruncated,   // the frame ends inside the IP header or an IPv6 extension header
+   ipHeaderBad,         // the IP header has another version, or lengths that cannot be
+   transportTruncated,  // the packet ends before the TCP or UDP checksum does
 };
+// The number of reasons, for tables indexed by them.
 inline constexpr std::size_t undecodableReasons = 5;
 
 // The reason in words, such as "IP header truncated".
 std::string_view undecodableText(Undecodable reason);
 
-// The packet in the frame, or why there is none. The packet has no interface, because a capture
-// does not name the switch's interface that it came in through.
+// The packet in `frame`, or why there is none. `frame` may end before the packet does, as captures
+// with a snapshot length have it, as long as the headers are complete. The packet has no interface,
+// because a capture does not name the interface of the switch. The result does not refer to
+// `frame`.
 std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame);
 
 } // namespace Postcard::Packets

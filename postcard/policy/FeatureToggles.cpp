@@ -5,6 +5,8 @@
 namespace Postcard::Policy {
 
 ToggleMap declaredToggles() {
+   // The helper asks for the toggle with the same file and the same default. The two must agree,
+   // else a file would be checked under one state and compiled under the other.
    constexpr bool whenUndeclared = true;
    const U32 state = FeatureToggle::declaredToggleState(
          tcpControlToggle, "PostcardTelemetryCommon.json", whenUndeclared);

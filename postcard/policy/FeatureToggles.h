@@ -9,16 +9,18 @@
 
 namespace Postcard::Policy {
 
-// The toggle for TCP control. While it is off, everyone who reads a filter takes for granted that a
-// protocol has at most one port entry.
+// The toggle for TCP control. While it is off, the helper asserts that a protocol has at most one
+// port entry, so a file with more must be refused before it reaches the helper.
 inline constexpr std::string_view tcpControlToggle = "FeaturePostcardTelemetryTcpControl";
 
 // The toggles that exist, each as the platform's toggle file declares it, or on when that file says
-// nothing. What this process has set since does not count. Reads the toggle file at every call.
+// nothing about it. A file that cannot be used says nothing; one line on standard error reports it.
+// What `applyFeatureToggles` has set is ignored. Reads the toggle file at every call.
 ToggleMap declaredToggles();
 
-// Makes `toggles` hold for the process, whatever the toggle file says; other toggles stay as they
-// are. Call it before a helper is made: helpers read a toggle once per process.
+// Sets `toggles` for the whole process, whatever the toggle file says. Toggles that are not in
+// `toggles` keep their state. Must be called before the first helper makes a policy: helpers read
+// each toggle once per process, so a later call does not reach them.
 void applyFeatureToggles(const ToggleMap& toggles);
 
 } // namespace Postcard::Policy

@@ -2,9 +2,9 @@
 // the platform exists. Relies on the platform's value of an address prefix.
 //
 // All structures are plain values: copyable, owning what they hold, free of references into the
-// text they were read from. Their comments say what holds for values that come from a reader of
-// policy files. Whoever makes them otherwise keeps the same promises, because nothing behind checks
-// again.
+// text they were read from. Their comments state what a reader of policy files guarantees. A
+// program that fills the structures itself must guarantee the same, because no later step checks
+// them again: the helper ends the process when its contract is broken.
 #pragma once
 
 #include "Orlix/IpGenPrefix.h"
@@ -39,7 +39,7 @@ struct Prefix {
    Location location;
 };
 
-// A closed range of numbers, low <= high.
+// A range of numbers, both bounds included, low <= high.
 struct NumberRange {
    U16 low = 0;
    U16 high = 0;
@@ -62,15 +62,15 @@ struct TcpFlagMatch {
    Location location;
 };
 
-// One ICMP type, 0..255.
+// One ICMP type, 0..255 (RFC 792; for ICMPv6 RFC 4443).
 struct IcmpType {
    U8 type = 0;
    Location location;
 };
 
-// The match of one protocol or range of protocols.
+// The match of one protocol or of a range of protocols.
 struct ProtocolMatch {
-   U8 low = 0;                   // protocol number, 0..255
+   U8 low = 0;                   // IP protocol number (IANA), 0..255
    U8 high = 0;                  // not below `low`; equal for a single protocol
    std::vector<PortEntry> ports; // in file order; at most one while the TCP-control toggle is off
    // In file order, no two equal. Protocols other than TCP may have some too.
@@ -79,7 +79,8 @@ struct ProtocolMatch {
    Location location;               // of the value of `protocol`
 };
 
-// The 16-bit field that a sample match compares.
+// The 16-bit field that a sample match compares: the TCP or UDP checksum, or the IPv4
+// identification (RFC 791).
 enum class SampleField : U8 { checksum, ipId };
 
 // The sample match: the bits of the field under `mask` must read as `data`.
@@ -90,26 +91,28 @@ struct SampleMatch {
    Location location;
 };
 
-// What a class matches in one family. An empty filter matches every packet.
+// What a class matches in one family. An empty filter means every packet of the family. The helper
+// expresses TCP and UDP only, so it makes one rule for each of them.
 struct Filter {
-   std::vector<Prefix> source;            // of the filter's family, no two equal, in file order
-   std::vector<Prefix> destination;       // the same
-   std::vector<Prefix> sourceExcept;      // the same
-   std::vector<Prefix> destinationExcept; // the same
-   std::optional<Name> sourcePrefixSet;
-   std::optional<Name> destinationPrefixSet;
-   std::optional<NumberRange> payloadLength; // 0..65535
-   std::optional<NumberRange> ipTtl;         // 0..255
-   bool fragments = false;
-   bool ipOptions = false;
-   bool protocol = false; // the bare protocol flag, not the list `protocols`
-   bool protocolNeighbor = false;
-   std::optional<SampleMatch> sample;
-   std::vector<ProtocolMatch> protocols; // in file order; no two with the same range
-   Location location;                    // of the family's key in the class
+   std::vector<Prefix> source;               // of the filter's family, no two equal, in file order
+   std::vector<Prefix> destination;          // the same
+   std::vector<Prefix> sourceExcept;         // the same
+   std::vector<Prefix> destinationExcept;    // the same
+   std::optional<Name> sourcePrefixSet;      // name of a prefix set; absent: none
+   std::optional<Name> destinationPrefixSet; // the same
+   std::optional<NumberRange> payloadLength; // bytes, 0..65535; absent: any
+   std::optional<NumberRange> ipTtl;         // hops, 0..255; absent: any
+   bool fragments = false;                   // the packet is a fragment
+   bool ipOptions = false;                   // the packet has IP options
+   bool protocol = false;                    // the bare protocol flag, not the list `protocols`
+   bool protocolNeighbor = false;            // the packet is for a protocol neighbour
+   std::optional<SampleMatch> sample;        // absent: all packets that match are sampled alike
+   std::vector<ProtocolMatch> protocols;     // in file order; no two with the same range
+   Location location;                        // of the family's key in the class
 };
 
-// An action of a class. The first three are those that postcard telemetry performs.
+// The kind of an action. Postcard telemetry performs the first three. The others exist in policy
+// maps; the helper refuses a class that has one, with a message that names it.
 enum class ActionKind : U8 {
    sample,
    sampleAll,
@@ -129,7 +132,7 @@ enum class ActionKind : U8 {
 // One action; a class has at most one of a kind.
 struct Action {
    ActionKind kind = ActionKind::sample;
-   U8 dscp = 0; // 0..63; meaningful for `setDscp` only, else 0
+   U8 dscp = 0; // the DSCP (RFC 2474) that `setDscp` writes, 0..63; 0 for other kinds
    Location location;
 };
 
@@ -148,7 +151,8 @@ struct Class {
 };
 
 // A class without a `priority` key has the priority `positionStep` times its place in the list,
-// counted from 1. The step leaves room for a class that names a priority between two others.
+// counted from 1. The step leaves room for classes whose `priority` key puts them between two
+// others.
 constexpr U32 positionStep = 10;
 
 // One policy.

@@ -16,6 +16,8 @@ using PolicyMap::ActionType;
 using PolicyMap::PolicyMapSmCommonData;
 using TrafficPolicy::TrafficPolicyClassMapSmCommonData;
 
+// The plain values have kinds of their own, because the numbers of `ActionType` belong to the
+// platform and have gaps.
 constexpr std::pair<ActionKind, ActionType> actionTypes[] = {
       {ActionKind::sample, ActionType::sample},
       {ActionKind::sampleAll, ActionType::sampleAll},
@@ -31,6 +33,7 @@ constexpr std::pair<ActionKind, ActionType> actionTypes[] = {
       {ActionKind::log, ActionType::log},
       {ActionKind::nat, ActionType::nat},
 };
+// A kind without a row would make `actionTypeOf` read past the table.
 static_assert(std::size(actionTypes) == static_cast<std::size_t>(ActionKind::nat) + 1);
 
 ActionType actionTypeOf(ActionKind kind) {
@@ -38,6 +41,7 @@ ActionType actionTypeOf(ActionKind kind) {
 }
 
 Pello::Ptr<PolicyMap::Action> buildAction(const Action& action) {
+   // The helper asserts that an action of this type is a `SetDscpAction`.
    if (action.kind == ActionKind::setDscp) {
       return new PolicyMap::SetDscpAction{Orlix::DscpValue{action.dscp}};
    }
@@ -48,6 +52,7 @@ NumericalRange buildRange(const NumberRange& range) {
    return {range.low, range.high};
 }
 
+// In the records the empty name stands for no set.
 Pello::String nameOf(const std::optional<Name>& name) {
    return name ? Pello::String{name->text} : Pello::String{};
 }
@@ -63,7 +68,8 @@ void buildPortEntry(Classification::PortField& field, const PortEntry& entry) {
    field.dportFieldSetIs(nameOf(entry.destinationSet));
 }
 
-// Port entries are numbered in file order, because rules are made in the order of their numbers.
+// Port entries are numbered in file order, because the helper makes rules in the order of the
+// numbers.
 void buildProtocol(Classification::StructuredFilter& filter, const ProtocolMatch& match) {
    const auto field = filter.protoFieldIs(NumericalRange{match.low, match.high});
    U32 id = 0;
@@ -79,6 +85,7 @@ void buildProtocol(Classification::StructuredFilter& filter, const ProtocolMatch
 }
 
 void buildSample(Classification::StructuredFilter& filter, const SampleMatch& match) {
+   // The child needs a name, which nothing reads.
    const auto sample = filter.tcpUdpCheckSumOrIpIdIs("sample");
    sample->dataIs(match.data);
    sample->maskIs(match.mask);
@@ -126,6 +133,9 @@ void buildFilter(Classification::StructuredFilter& filter, const Filter& from) {
 }
 
 // Adds the filter and the priority of `from` to the records, when it takes part in `family`.
+//
+// The helper finds the filter through the key in the priorities: it looks up the filter collection
+// that the key names, and asserts that it holds exactly one filter, under number 0.
 void buildFamily(PolicyMapSmCommonData& policy, TrafficPolicyClassMapSmCommonData& classData,
                  const Class& from, Family family) {
    const Filter* filter = from.filter(family);
@@ -161,6 +171,8 @@ PolicyMap::ClassMapMatchOption matchOptionOf(Family family) {
 Pello::Ptr<PolicyMapSmCommonData> buildPolicy(const Policy& policy) {
    Pello::Ptr<PolicyMapSmCommonData> data{
          new PolicyMapSmCommonData{PolicyMap::PolicyMapSmKey{policy.name.text, policy.scope}}};
+   // Priority data is made for each family with interfaces, even when no class takes part in it:
+   // the helper asserts that the data is there when it creates the policy for the family.
    for (const Name& intf : policy.ipv4Interfaces) {
       data->intf4Is(Orlix::IntfId{intf.text});
       data->rulePriorityIs(Acl::AclType::ipv4);

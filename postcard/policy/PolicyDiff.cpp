@@ -10,11 +10,11 @@ namespace Postcard::Policy {
 
 namespace {
 
-// Each `…Meaning` function below turns a structure into a tuple of what counts in it, to be
-// compared and sorted. Tuples refer to the texts of the structures, so both policies must outlive
-// them.
+// Each `…Meaning` function below turns a structure into a tuple of the members that count, for
+// comparing and sorting: the structures themselves also hold places in the file. The tuples refer
+// to texts of the policies and must not outlive them.
 
-// What `meaning` makes of each element, in the order of the elements.
+// The results of `meaning` for all elements, in the order of the elements.
 template <class Element, class Meaning>
 auto listed(const std::vector<Element>& elements, Meaning meaning) {
    std::vector<std::decay_t<std::invoke_result_t<Meaning, const Element&>>> meanings;
@@ -25,7 +25,7 @@ auto listed(const std::vector<Element>& elements, Meaning meaning) {
    return meanings;
 }
 
-// The same where the order of the elements has no meaning.
+// The same, sorted, for lists whose order has no meaning.
 template <class Element, class Meaning>
 auto sorted(const std::vector<Element>& elements, Meaning meaning) {
    auto meanings = listed(elements, meaning);
@@ -33,6 +33,7 @@ auto sorted(const std::vector<Element>& elements, Meaning meaning) {
    return meanings;
 }
 
+// The result of `meaning` for a value that is there; else nothing.
 template <class Element, class Meaning>
 auto given(const std::optional<Element>& element, Meaning meaning) {
    std::optional<std::decay_t<std::invoke_result_t<Meaning, const Element&>>> result;
@@ -63,6 +64,7 @@ auto portMeaning(const PortEntry& entry) {
                      given(entry.sourceSet, nameMeaning), given(entry.destinationSet, nameMeaning)};
 }
 
+// The port entries stay in file order, because the helper makes rules in that order.
 auto protocolMeaning(const ProtocolMatch& match) {
    return std::tuple{match.low, match.high, listed(match.ports, portMeaning),
                      sorted(match.tcpFlags, flagsMeaning),
@@ -99,7 +101,7 @@ auto classMeaning(const Class& from, const Filter& filter) {
                      filterMeaning(filter)};
 }
 
-// By priority, which is the order of matching.
+// Sorted by priority, the first member of the tuple, which no two classes share.
 auto classMeanings(const Policy& policy, Family family) {
    std::vector<std::invoke_result_t<decltype(classMeaning), const Class&, const Filter&>> meanings;
    for (const Class& from : policy.classes) {

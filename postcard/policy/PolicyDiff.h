@@ -1,13 +1,15 @@
-// `samePolicyClasses`: whether two versions of a policy mean the same. Relies on the plain values
-// of `Policy.h`.
+// `samePolicyClasses`: whether a new version of a policy needs new rules. Relies on the plain
+// values of `Policy.h`.
 #pragma once
 
 #include "postcard/policy/Policy.h"
 
 namespace Postcard::Policy {
 
-// Whether `a` and `b` make the same rules for `family` on the same hardware: equal scope, and equal
-// classes with a filter of the family, in equal order of priority.
+// Whether the scopes of `a` and `b` are equal, and the classes that take part in `family` are equal
+// one by one: priority, name, actions, filter. If so, both make the same rules on the same hardware
+// under the same feature toggles. If not, they may still make the same rules: for example, a new
+// class for the other family alone changes the priorities of the classes behind it.
 //
 // Not compared: names and interfaces of the policies, filters of the other family, places in the
 // file, and the order of what a record keeps sorted (prefixes, ranges, flag matches, ICMP types,

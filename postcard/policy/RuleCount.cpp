@@ -9,7 +9,7 @@ namespace Postcard::Policy {
 
 namespace {
 
-// At most `mostRules`, without wrapping in between.
+// The product, or `mostRules` when it is greater. Multiplying first could exceed 64 bits.
 U64 product(U64 left, U64 right) {
    if (left == 0 || right == 0) {
       return 0;
@@ -35,6 +35,8 @@ U64 entryCount(const PortEntry& entry) {
                   std::max<U64>(blocksOf(entry.destination), 1));
 }
 
+// The match of exactly this protocol, or null. A range that contains the protocol does not count,
+// because the helper refuses it.
 const ProtocolMatch* findProtocol(const Filter& filter, U8 number) {
    for (const ProtocolMatch& match : filter.protocols) {
       if (match.low == number && match.high == number) {
@@ -44,6 +46,8 @@ const ProtocolMatch* findProtocol(const Filter& filter, U8 number) {
    return nullptr;
 }
 
+// TCP-flag matches multiply for UDP as well: the helper refuses them there where hardware matches
+// flags, so the result has no meaning then.
 U64 protocolCount(const ProtocolMatch& match, bool tcpFlags) {
    const U64 flags = tcpFlags ? std::max<U64>(match.tcpFlags.size(), 1) : 1;
    if (match.ports.empty()) {
@@ -64,7 +68,8 @@ U64 blockCount(const NumberRange& range) {
    return blocks.size();
 }
 
-// For a filter that names neither TCP nor UDP, the helper makes one rule for each of them.
+// For a filter that names neither TCP nor UDP, the helper makes one rule for each of them, without
+// ports and flags.
 U64 ruleCount(const Filter& filter, bool tcpFlags) {
    const ProtocolMatch* tcpMatch = findProtocol(filter, Classification::protocolTcp);
    const ProtocolMatch* udpMatch = findProtocol(filter, Classification::protocolUdp);

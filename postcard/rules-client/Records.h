@@ -17,13 +17,14 @@ struct Answer {
    Outcome outcome;
 };
 
-// Writes text and type, and then the counter, because readers act when the counter changes. When
-// the record shows the same counter already, the counter first takes the number before it: a record
-// publishes no equal value, so a repeated answer would pass unheard. Readers of the counter may
-// post the next request, or destroy what the caller belongs to, before this function returns.
+// Writes `answer` into `status`, which must not be null: text and type first and the counter last,
+// because readers act when the counter changes. When the counter has its value already, it is set
+// to the number before and then back: a record publishes no equal value, so nobody would notice a
+// repeated answer. Subscribers may post the next request, or destroy the caller, before this
+// function returns.
 void writeAnswer(const Pello::Ptr<StatusRecord>& status, const Answer& answer);
 
-// The outcome that the record tells now.
+// The outcome that the present content of the record stands for.
 Outcome outcomeOf(const StatusRecord& status);
 
 } // namespace Postcard::RulesClient

@@ -1,6 +1,6 @@
-// `readCapture`: walks through the frames of a capture file (pcap or pcapng). Relies on libpcap to
-// read the file and on `decodeFrame` to decode the frames. A library of its own, so that who only
-// works with packets does not load libpcap.
+// `readCapture`: decodes the frames of a capture file (pcap or pcapng) one by one. Relies on
+// libpcap to read the file and on `decodeFrame` to decode the frames. This folder is a library of
+// its own, so that programs that only work with packets do not load libpcap.
 #pragma once
 
 #include "postcard/packets/PacketFrame.h"
@@ -11,16 +11,18 @@
 
 namespace Postcard::Packets {
 
-// The file cannot be read as a capture; the text says which file and why.
+// The file cannot be read as a capture. The text names the file and says why.
 class CaptureError : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
 };
 
-// Decodes the frames of the file `path` in order and shows each to `visit`. Returns the empty text,
-// or what is wrong with the file behind the frames that were shown: a capture that was cut off ends
-// in the middle of a frame. Throws CaptureError for a file that is no capture, or of a link type
-// that cannot be decoded.
+// Decodes the frames of the file `path` in their order and calls `visit` with each result. Returns
+// the empty text at the end of the file, or the error after which no further frame can be read: a
+// capture that was cut off ends in the middle of a frame, and the frames before it are good. Throws
+// CaptureError, before the first call of `visit`, when the file cannot be opened, is no capture or
+// has a link type that `LinkType` does not list. Exceptions of `visit` end the reading and reach
+// the caller. Memory does not grow with the file.
 std::string readCapture(const std::string& path,
                         const std::function<void(const std::variant<Packet, Undecodable>&)>& visit);
 

@@ -1,5 +1,7 @@
 // `ClassReader`: reads the classes of the policies of a file, one policy after another. Relies on
-// `Filter` for filters and on `ruleCount` for the number of rules they make.
+// `Filter` for filters and on `ruleCount` for the number of rules that they make.
+//
+// One object serves a whole file, because the limit of rules holds for all policies together.
 #pragma once
 
 #include "postcard/policy/Policy.h"
@@ -19,18 +21,21 @@ class ClassReader {
    struct Surroundings {
       bool tcpFlags = true;           // whether the hardware matches TCP flags
       bool severalPortEntries = true; // whether a protocol may have more than one port entry
-      U64 maxRules = 0;               // that the classes read by this object may make together
+      U64 maxRules = 0; // how many rules all classes that this object reads may make together
    };
 
-   // `values` must outlive this object. What is wrong goes to its findings.
+   // `values` must outlive this object. What is wrong goes to the findings of `values`.
    ClassReader(const Surroundings& surroundings, const Values& values)
       : surroundings_{surroundings}, values_{values} {}
 
-   // Appends the classes of the list `node` to `target`, which must be empty.
+   // Appends the classes of the list `node` to `target`, which must be empty: a class without a
+   // priority gets its own from its position. A class that is wrong gets its findings and is
+   // appended as far as it could be read, so that the classes behind it keep their positions.
    void read(std::vector<Class>& target, const Node& node);
 
  private:
-   using PlaceOfPriority = std::map<U32, std::size_t>; // where in the list its class stands
+   // From a priority to the position of the first class that has it.
+   using PlaceOfPriority = std::map<U32, std::size_t>;
 
    Findings& findings() const { return values_.findings(); }
    void readClass(Class& item, const Fields& fields);
@@ -43,7 +48,7 @@ class ClassReader {
 
    Surroundings surroundings_;
    const Values& values_;
-   U64 rules_ = 0; // that the classes read so far make
+   U64 rules_ = 0; // how many rules the classes read so far make
 };
 
 } // namespace Postcard::Policy::File

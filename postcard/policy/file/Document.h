@@ -21,15 +21,15 @@ enum class NodeKind : U8 {
    quoted,   // a scalar that is text whatever it looks like (quotes or a block)
    sequence, // its children are the elements
    mapping,  // its children are key, value, key, value, …
-   refused,  // an alias; it has its finding, so readers pass it over in silence
+   refused,  // an alias; its finding is made, so readers skip the node without another one
 };
 
 // One node. The nodes of a document lie in one array in the order of the file, every node followed
 // by its descendants. So children are found by stepping over subtrees, and a node takes 32 bytes.
 struct Node {
    std::string_view text; // of a scalar, escapes resolved; owned by the document; else empty
-   Location location;
-   U32 size = 1; // nodes of the subtree, this one included
+   Location location;     // where the node begins
+   U32 size = 1;          // number of nodes in the subtree, this one included
    NodeKind kind = NodeKind::plain;
 
    bool isScalar() const { return kind == NodeKind::plain || kind == NodeKind::quoted; }
@@ -61,28 +61,33 @@ struct Node {
     private:
       const Node* parent_;
    };
-   // Of a node that lies in its document: the children are found behind it.
+   // The children; none for a scalar. Requires a node inside its document, not a copy of one,
+   // because the children are the nodes that follow in memory.
    Children children() const { return Children{*this}; }
 
-   // The number of children. Takes time linear in it.
+   // The number of children; a mapping has two for each key. Takes linear time.
    std::size_t childCount() const;
 };
 
+// The tree of one text. Owns the nodes and their texts.
 class Document {
  public:
    // How deep lists and mappings may be nested; what a policy file means has eleven levels.
    static constexpr std::size_t maxDepth = 32;
 
    // Reads `text`, which `checkText` has accepted, into a tree of at most `maxNodes` nodes. What is
-   // wrong goes to `findings`. The document has no root when the text is not well formed, is past a
-   // limit or holds nothing; each of these is a finding too. The nodes do not refer to `text`.
+   // wrong goes to `findings`. The document has no root when the text is not well formed, exceeds a
+   // limit, holds nothing, or holds a second document or a directive other than %YAML; each of
+   // these is a finding. Aliases, anchors, tags and keys that are refused are findings as well, but
+   // leave the tree whole, so that one reading reports everything. The nodes do not refer to
+   // `text`. Throws std::bad_alloc only.
    Document(std::string_view text, std::size_t maxNodes, Findings& findings);
 
-   // The root, or null. Valid as long as the document.
+   // The root, or null when there is no tree. Valid as long as the document.
    const Node* root() const { return nodes_.empty() ? nullptr : nodes_.data(); }
 
  private:
-   std::pmr::monotonic_buffer_resource texts_; // what the nodes' texts point into
+   std::pmr::monotonic_buffer_resource texts_; // holds the texts of the nodes
    std::vector<Node> nodes_;
 };
 

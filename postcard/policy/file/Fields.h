@@ -1,5 +1,8 @@
 // `Fields`: the values of a mapping by key, as the vocabulary knows them. Relies on `Document` for
 // nodes and on `Keys` for the vocabulary.
+//
+// The functions of this header never stop at what is wrong: it becomes a finding, and reading goes
+// on, so that the user sees all findings of a file at once.
 #pragma once
 
 #include "postcard/policy/file/Document.h"
@@ -20,7 +23,8 @@ class Fields {
    // Finds the keys of `shape` in `mapping`. Adds a finding when the node is not a mapping, for
    // every key that the shape does not know and for every required key that is missing. Keys that
    // the document has refused (repeated ones but for the first, merge keys, lists) are passed over.
-   // The nodes must outlive this object.
+   // A node that is no mapping has no values here. The nodes must outlive this object; `values` is
+   // used by the constructor only.
    Fields(const Node& mapping, Shape shape, const Values& values);
 
    // The value of `key`, or null when the mapping does not have it. The shape must know the key.
@@ -30,12 +34,12 @@ class Fields {
    const Node* key(std::string_view key) const { return fields_[indexOf(key)].key; }
 
  private:
-   static constexpr std::size_t mostKeys = 16;
+   static constexpr std::size_t mostKeys = 16; // no shape has more; the constructor asserts it
 
    struct Field {
       const Node* key = nullptr;   // null: not in the mapping
       const Node* value = nullptr; // null exactly when `key` is
-      bool meant = false;          // an unknown key of the mapping probably misspells this one
+      bool meant = false;          // an unknown key of the mapping looks like a misspelling of it
    };
 
    std::size_t indexOf(std::string_view key) const;
@@ -47,8 +51,8 @@ class Fields {
    std::array<Field, mostKeys> fields_; // in the order of the shape's keys
 };
 
-// Calls `take(key, value)` for each key of a mapping that is a scalar and no merge key. A repeated
-// key comes as often as it is written.
+// Calls `take(key, value)` for each key that is a scalar and no merge key, in the order of the
+// file. A key that is written twice is passed twice. `mapping` must be a mapping.
 template <class Take>
 void forEachField(const Node& mapping, Take take) {
    const Node* key = nullptr;
@@ -65,7 +69,9 @@ void forEachField(const Node& mapping, Take take) {
    }
 }
 
-// The row of `rows` whose word the node is, or null after a finding that calls the word `noun`.
+// The row of `rows` whose `word` is the text of the node, quoted or not. Null when there is none,
+// or when the node is empty or no scalar; then a finding has been added, which calls the word
+// `noun`.
 template <class Row>
 const Row* readWord(const Node& node, std::span<const Row> rows, std::string_view noun,
                     const Values& values) {
@@ -80,9 +86,9 @@ const Row* readWord(const Node& node, std::span<const Row> rows, std::string_vie
    return row;
 }
 
-// Reads the value of `key` by `read(node, key)`, which returns an optional, and keeps it in
-// `target`. `target` stays as it is when the mapping does not have the key or the value is not
-// good.
+// Reads the value of `key` with `read(node, key)` and assigns it to `target`. `read` returns an
+// optional, which is empty when the value is wrong and `read` has added a finding. `target` keeps
+// its value when the mapping does not have the key or the value is wrong.
 template <class Target, class Read>
 void readInto(Target& target, const Fields& fields, std::string_view key, Read read) {
    if (const Node* node = fields.value(key)) {
@@ -92,8 +98,10 @@ void readInto(Target& target, const Fields& fields, std::string_view key, Read r
    }
 }
 
-// Appends to `target` what `read(node)`, which returns an optional, makes of the elements of the
-// list behind `key`.
+// Calls `read(node)` for each element of the list that is the value of `key`, and appends the
+// results to `target`. `read` returns an optional, which is empty for an element that is wrong;
+// such an element is left out. Appends nothing when the mapping does not have the key, or when its
+// value is no list, which is a finding.
 template <class Element, class Read>
 void readList(std::vector<Element>& target, const Fields& fields, std::string_view key,
               const Values& values, Read read) {

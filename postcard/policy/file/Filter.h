@@ -8,16 +8,17 @@
 
 namespace Postcard::Policy::File {
 
-// What the surroundings of a filter decide about it.
+// What a filter may hold, as far as it depends on more than the filter itself.
 struct FilterRules {
-   Family family = Family::ipv4;
+   Family family = Family::ipv4; // of the prefixes and of the sample field
 
    // Whether a protocol may have more than one port entry: only while the TCP-control toggle is on.
    bool severalPortEntries = true;
 };
 
-// The filter behind the key `key`. What is wrong with it goes to the findings of `values`; the
-// result is then only fit to go on checking.
+// The filter that `value` describes; its location is that of `key`, the family's key in the class.
+// What is wrong with it goes to the findings of `values`. Then the filter lacks the parts that are
+// wrong, and serves only to check the rest of the file.
 Filter readFilter(const Node& key, const Node& value, const FilterRules& rules,
                   const Values& values);
 

@@ -8,9 +8,10 @@
 namespace Postcard::Policy::File {
 
 struct Finding {
-   Location location;
+   Location location; // line 0: the file as a whole
 
-   // One line without a full stop at its end. Names what was found and what was expected.
+   // One line of UTF-8 without a full stop at its end. Names what was found and, where there is
+   // something to choose from, what was expected.
    std::string message;
 };
 

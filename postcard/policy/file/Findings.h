@@ -18,10 +18,11 @@ namespace Postcard::Policy::File {
 
 class Findings {
  public:
-   // Keeps the first `kept` findings; 0 counts only.
+   // Keeps the first `kept` findings in file order. With 0 it only counts.
    explicit Findings(std::size_t kept) : kept_{kept} {}
 
-   // Takes constant time on average, whatever `kept` is.
+   // Adds a finding. `message` is as `Finding` describes it. Takes constant time on average,
+   // whatever `kept` is.
    void add(Location location, std::string message);
 
    // Whether nothing was added.
@@ -30,8 +31,8 @@ class Findings {
    // Findings added so far, those that are not kept included.
    std::size_t count() const { return count_; }
 
-   // The kept findings in file order; those of one place in the order in which they were added.
-   // Leaves none behind, but `count` and `empty` answer as before.
+   // Moves the kept findings out: in file order, and those of one place in the order in which they
+   // were added. A second call returns none; `count` and `empty` answer as before.
    std::vector<Finding> take();
 
  private:
@@ -49,14 +50,16 @@ class Findings {
 };
 
 // `text` in single quotes for a message: on one line, unprintable characters written as escapes,
-// and cut with an ellipsis after 60 characters.
+// and cut with an ellipsis after 60 characters. Bytes that are not UTF-8 stay as they are.
 std::string inQuotes(std::string_view text);
 
-// "a, b, c".
+// The words with a comma and a blank between them, such as "a, b, c".
 std::string joined(std::span<const std::string_view> words);
 
-// The word that `text` most likely misspells: at most two letters off, and less than half of the
-// word. Empty when there is none.
+// The word that `text` most likely misspells, or the empty text. Misspelt means that at most two
+// bytes, and fewer than half of those of the word, were inserted, removed or replaced. Of several
+// such words, the closest and among those the first. Texts and words of more than 32 bytes are
+// never compared.
 std::string_view closest(std::string_view text, std::span<const std::string_view> words);
 
 // "unknown NOUN 'text' (expected one of: …)", with the closest word when there is one.
@@ -66,15 +69,16 @@ std::string unknownWord(std::string_view noun, std::string_view text,
 // "duplicate NOUN TEXT (first at LINE:COLUMN)".
 std::string duplicate(std::string_view noun, std::string_view text, Location first);
 
-// Reports what stands for the second time where it may stand once.
+// Finds repetitions in a list whose elements must differ, such as the names of the classes of a
+// policy. `Key` needs `operator<`.
 template <class Key>
 class Once {
  public:
    // `noun` names one of the things in messages; a literal. `findings` must outlive this object.
    Once(std::string_view noun, Findings& findings) : noun_{noun}, findings_{&findings} {}
 
-   // Whether nothing equal to `key` was asked about before. If something was, adds a finding at
-   // `location`, in which the thing is called `text`.
+   // Whether this is the first call with `key`. If it is not, adds a finding at `location` that
+   // calls the thing `text` and names the place where it stood first.
    bool isFirst(const Key& key, Location location, std::string_view text) {
       const auto [first, inserted] = places_.try_emplace(key, location);
       if (!inserted) {

@@ -1,9 +1,11 @@
-// `shapeOf` and the word tables: the vocabulary of the policy file, that is which keys each mapping
-// has, and the words for actions, protocols, flags and fields. Relies on the plain values of
-// `Policy.h` and on the words of the platform for protocols and flags.
+// `shapeOf` and the word tables: the vocabulary of the policy file, that is, which keys each
+// mapping has, and the words for actions, protocols, flags and fields. Relies on the plain values
+// of `Policy.h` and on the words of the platform for protocols and flags.
 //
-// Everything that reads a policy file looks words up here. So a test that compares these tables
-// with the published schema compares the schema with what is really read.
+// Everything that reads a policy file looks words up here. A test compares these tables with the
+// published schema (share/postcard-policy.schema.json), so the schema allows what the reader takes.
+//
+// All tables are constants: spans and words stay valid for the life of the process.
 #pragma once
 
 #include "Classification/ProtocolNumbers.h"
@@ -19,7 +21,7 @@ namespace Postcard::Policy::File {
 enum class Shape : U8 {
    file,
    hardware,
-   toggles, // its keys are the toggles that exist, which only the caller of the reader knows
+   toggles, // its keys are those of `LoadOptions::toggles`, so the table has none
    policy,
    interfaces,
    policyClass,
@@ -29,23 +31,23 @@ enum class Shape : U8 {
    protocol,
    portEntry,
    tcpFlags,
-   none, // the key's value is not a mapping, nor a list of mappings
+   none, // not a mapping: a scalar, or a list of scalars
 };
 
 // A key of a mapping.
 struct KeyRow {
    std::string_view name;
-   bool required = false;
+   bool required = false;      // a mapping without the key is wrong
    Shape inside = Shape::none; // of the value, or of the elements when the value is a list
 };
 
 // A mapping.
 struct ShapeRow {
-   std::string_view noun; // what messages call the mapping, such as "a policy"
-   std::span<const KeyRow> keys;
+   std::string_view noun;        // what messages call the mapping, such as "a policy"
+   std::span<const KeyRow> keys; // in the order in which messages list them; no two equal
 };
 
-// The keys of a mapping; none for `Shape::toggles` and `Shape::none`.
+// The noun and the keys of a mapping. `Shape::toggles` and `Shape::none` have no keys.
 const ShapeRow& shapeOf(Shape shape);
 
 // The word of an action.
@@ -60,12 +62,15 @@ struct FieldWord {
    SampleField field;
 };
 
+// The words that the policy file knows, each table in the order in which messages list its words.
+// Every action and every TCP flag has a word. Of the protocols only icmp, tcp and udp have one
+// here; the others are written as numbers.
 std::span<const ActionWord> actionWords();
 std::span<const Classification::NamedNumber> protocolWords();
 std::span<const Classification::NamedNumber> tcpFlagWords();
 std::span<const FieldWord> sampleFieldWords();
 
-// The words of a table, in its order. They stay valid for the life of the process.
+// The words of `rows`, in the same order.
 template <class Row>
 std::vector<std::string_view> wordsOf(std::span<const Row> rows) {
    std::vector<std::string_view> words;
@@ -76,7 +81,7 @@ std::vector<std::string_view> wordsOf(std::span<const Row> rows) {
    return words;
 }
 
-// The row of `word` in `rows`, or null.
+// The row of `rows` whose word is `word`, letter case included, or null.
 template <class Row>
 const Row* findWord(std::span<const Row> rows, std::string_view word) {
    for (const Row& row : rows) {

@@ -1,5 +1,5 @@
-// `LoadOptions`: what a reader of policy files needs to know of its surroundings, and the limits it
-// keeps. Relies on the declaration of the feature toggles.
+// `LoadOptions`: the feature toggles and the limits with which a policy file is read. Relies on the
+// declaration of the feature toggles.
 #pragma once
 
 #include "postcard/policy/FeatureToggles.h"
@@ -8,23 +8,23 @@
 
 namespace Postcard::Policy::File {
 
-// The defaults are those of the product. A file at a limit is accepted.
+// The defaults are those of every subcommand. A file that just reaches a limit is accepted.
 struct LoadOptions {
-   // The toggles that exist, each with the value that holds when the file does not set it.
+   // The toggles that a file may set, each with the state that holds when the file does not set it.
    ToggleMap toggles = declaredToggles();
 
-   // Bytes of the file.
+   // The greatest size of the file, in bytes.
    std::size_t maxBytes = std::size_t{16} << 20;
 
-   // Keys, values, lists and mappings of the file, together. This bounds memory and time, whatever
-   // the file holds.
+   // The greatest number of keys, values, lists and mappings of the file, together. This bounds
+   // memory and time, whatever the file holds.
    std::size_t maxNodes = 200'000;
 
-   // Rules that all policies of the file make in all families, together. A few port ranges multiply
-   // to billions of rules, and the process would end for want of memory.
+   // The greatest number of rules that all policies of the file make in all families, together. A
+   // few port ranges multiply to billions of rules, for which no machine has memory.
    U64 maxRules = 2'000'000;
 
-   // Findings that a result keeps; the others are counted.
+   // How many findings a result keeps: the first ones in file order. The others are only counted.
    std::size_t maxFindings = 100;
 };
 

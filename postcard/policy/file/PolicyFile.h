@@ -1,11 +1,11 @@
 // The policy file: `loadPolicyFile` reads a file and `parsePolicyText` a text in memory. Relies on
-// the rooms of this folder, which no one outside needs to know.
+// the other headers of this folder, which code outside need not include.
 //
-// A policy file is written by a person and handed to a library that ends the process when its
+// A person writes a policy file, and the helper that gets its contents ends the process when its
 // contract is broken. So everything that could break the contract is refused here, with its place
-// in the file, before any record exists. What the library itself refuses with a message (a
-// fragments match, a second source prefix, an action that it cannot perform) is accepted and kept,
-// so that the user reads the message of the library.
+// in the file, before any record exists. What the helper itself refuses with a message (a fragments
+// match, a second source prefix, an action that it cannot perform) is accepted and kept, so that
+// the user reads the message of the helper.
 #pragma once
 
 #include "postcard/policy/Policy.h"
@@ -22,26 +22,29 @@ namespace Postcard::Policy::File {
 
 // What reading a policy file gives.
 struct LoadResult {
-   std::string fileName; // as given by the caller
-   std::optional<PolicyFile>
-         policyFile;                // present exactly when `findings` is empty and none omitted
+   std::string fileName; // as given by the caller; stands in front of each message
+   // Present exactly when the file has no finding, kept or omitted.
+   std::optional<PolicyFile> policyFile;
    std::vector<Finding> findings;   // the first ones in file order, at most `maxFindings`
-   std::size_t omittedFindings = 0; // how many more there are
+   std::size_t omittedFindings = 0; // how many findings there are beyond those in `findings`
 };
 
-// "FILE:LINE:COLUMN: what is wrong", or "FILE: what is wrong" when the place is the whole file.
+// "FILE:LINE:COLUMN: what is wrong", or "FILE: what is wrong" when the place is the whole file. No
+// line end.
 std::string format(std::string_view fileName, const Finding& finding);
 
-// All findings of a result, each on a line, and "FILE: … and N more" when some were omitted. Empty
-// for a result without findings.
+// The kept findings of a result, each as `format` writes it and ended by a line feed, and the line
+// "FILE: … and N more" when some were omitted. Empty for a result without findings.
 std::string formatFindings(const LoadResult& result);
 
-// Reads and checks the policy file at `path`, which must be a regular file. Whatever the file holds
-// or whyever it cannot be read is a finding; throws std::bad_alloc only. The result's `fileName` is
-// `path`.
+// Reads and checks the policy file at `path`, which must be a regular file or a symbolic link to
+// one. A file that is wrong and a file that cannot be read give a result with findings, not an
+// exception; throws std::bad_alloc only. A file that cannot be read gives one finding whatever
+// `maxFindings` is. The result's `fileName` is `path`.
 LoadResult loadPolicyFile(const std::string& path, const LoadOptions& options = {});
 
-// The same for a text in memory; `fileName` only goes into the result.
+// The same for a text in memory. `fileName` goes into the result and is not opened. The result does
+// not refer to `text`.
 LoadResult parsePolicyText(std::string_view text, const std::string& fileName,
                            const LoadOptions& options = {});
 

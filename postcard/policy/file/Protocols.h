@@ -10,9 +10,10 @@
 
 namespace Postcard::Policy::File {
 
-// Appends the elements of the list behind the key `protocols` of a filter; nothing when the filter
-// does not have the key. `severalPortEntries` says whether a protocol may have more than one port
-// entry. What is wrong goes to the findings of `values`.
+// Appends the elements of the list `protocols` of a filter to `target`; nothing when the filter
+// does not have the key. `filter` must have been read with `Shape::filter`. `severalPortEntries`
+// says whether a protocol may have more than one port entry. What is wrong goes to the findings of
+// `values`; an element without a good protocol, or with that of an earlier element, is left out.
 void readProtocols(std::vector<ProtocolMatch>& target, const Fields& filter,
                    bool severalPortEntries, const Values& values);
 

@@ -1,5 +1,5 @@
-// `readPolicyFile`: from the tree of a policy file to its values. Relies on `Fields` for keys, on
-// `Values` for scalars, on `ClassReader` for classes and on `ruleCount` for the limit of rules.
+// `readPolicyFile`: makes the plain values of a policy file from its tree. Relies on `Fields` for
+// keys, on `Values` for scalars and on `ClassReader` for classes.
 #pragma once
 
 #include "postcard/policy/Policy.h"
@@ -9,8 +9,9 @@
 
 namespace Postcard::Policy::File {
 
-// The policy file under `root`. What is wrong with it goes to `findings`; only a result without
-// findings is fit for use.
+// The policy file whose tree begins at `root`. What is wrong with it goes to `findings`. The result
+// keeps the promises of `Policy.h` only when this call has added no finding and the document was
+// made without one. The result does not refer to the tree.
 PolicyFile readPolicyFile(const Node& root, const LoadOptions& options, Findings& findings);
 
 } // namespace Postcard::Policy::File

@@ -1,9 +1,11 @@
-// `SoftwareTcam`: a rules client in this process. It holds ACLs as far as there is room, and
-// classifies packets with them. Relies on `AclTable` for the ACLs; a `Conversation` drives it.
+// `SoftwareTcam`: a rules client that programs a ternary memory (TCAM) simulated in this process.
+// It holds ACLs up to a capacity and classifies packets with them. Relies on `AclTable` for the
+// ACLs; a `Conversation` calls it.
 //
 // An ACL is held as a whole or not at all. A new version replaces the old one in one step and may
-// use its room; when it does not fit, the old one stays in force. Outcomes come at once: `full`
-// when entries are lacking, `invalid` for an ACL that a ternary memory cannot hold.
+// use its room; when the new one does not fit, the old one stays in force. Outcomes are returned
+// inside the call: `full` when entries are lacking, `invalid` for an ACL that a ternary memory
+// cannot hold, such as one with an unknown action.
 #pragma once
 
 #include "postcard/classifier/AclTable.h"
@@ -16,25 +18,25 @@ namespace Postcard::RulesClient {
 
 class SoftwareTcam : public RulesClient {
  public:
-   static constexpr std::size_t defaultCapacity = 4096; // entries
+   static constexpr std::size_t defaultCapacity = 4096; // entries; a choice, not that of a chip
 
-   // What became of a packet in one ACL.
+   // What one ACL does with a packet.
    struct Verdict {
       Pello::String acl;  // its key
       U32 index;          // of the rule that matched
       Pello::String rule; // its name
-      bool sampled;
-      U8 dscp; // the packet's, after rewriting
+      bool sampled;       // whether a digest of the packet goes to the collector
+      U8 dscp;            // the DSCP of the packet after the rule has rewritten it, 0..63
 
       friend bool operator==(const Verdict&, const Verdict&) = default;
    };
 
    using Acls = std::map<Pello::String, Classifier::AclTable>;
 
-   // `capacity` counts the entries of all ACLs together; one rule takes one entry.
+   // `capacity` is the number of entries for all ACLs together. Each index of an ACL takes one.
    explicit SoftwareTcam(std::size_t capacity = defaultCapacity) : capacity_{capacity} {}
 
-   // What it does for a conversation; see `RulesClient`.
+   // See `RulesClient` for the contracts.
    void program(const AclConfig& acl, Reply reply) override;
    void remove(const Pello::String& key, Reply reply) override;
    void interfacesChanged(const AclConfig& acl, Reply reply) override;
@@ -43,20 +45,22 @@ class SoftwareTcam : public RulesClient {
    std::size_t used() const;                                    // entries
    std::size_t available() const { return capacity_ - used(); } // entries
 
-   // The ACLs in force, by key, with their entries, interfaces and hit counters.
+   // The ACLs in force, by key, with their entries, interfaces and hit counters. A new version of
+   // an ACL begins with counters of 0.
    const Acls& acls() const noexcept { return acls_; }
-   // The ACL, or null when there is none. Valid until the next request for that ACL.
+   // The ACL in force under `key`, or null. Valid until the next request for that ACL.
    const Classifier::AclTable* acl(const Pello::String& key) const;
 
-   // Looks the packet up in every ACL of its family that its interface is attached to, counts the
-   // hits, and returns them in the order of the ACLs' keys. A packet without interface is looked up
-   // in every ACL of its family.
+   // Looks the packet up in every ACL of its family that has the packet's interface, and in all
+   // ACLs of its family when the packet has no interface. Counts the hits and returns one verdict
+   // for each ACL with a rule that matches, in the order of the keys of the ACLs.
    std::vector<Verdict> classify(const Packets::Packet& packet);
 
  private:
+   // Puts `table` into force, or returns why it does not fit.
    Outcome hold(Classifier::AclTable table);
 
-   std::size_t capacity_;
+   std::size_t capacity_; // entries
    Acls acls_;
 };
 
