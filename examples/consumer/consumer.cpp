@@ -1,4 +1,6 @@
-// A program with a rules client of its own: consumer POLICY.yaml
+// A program with a rules client of its own: consumer POLICY.yaml. It ends with 0 when every policy
+// is programmed, 1 when one is not, 2 for bad usage or a bad file, 3 when the plug-in cannot be
+// used.
 //
 // A rules client programs ACLs into something: a switch's hardware, a kernel, or, here, a table on
 // standard output. The program does what every host of the plug-in does:
@@ -6,9 +8,9 @@
 //  1. It makes the two records: the request, which the plug-in writes, and the answer, which the
 //     rules client writes.
 //  2. It lets a rules client listen to the request.
-//  3. It opens the plug-in, and makes a helper that knows the request.
-//  4. It lets the helper create each policy and commit it. The commit changes the counter of the
-//     request, and the rules client acts on that.
+//  3. It opens the plug-in, and makes a helper that posts its requests in the request record.
+//  4. It lets the helper create each policy and commit it. The commit changes the counter in the
+//     request record, and the rules client acts on that.
 //  5. It hands the answer to the helper, which records in the ACL that it is programmed.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
 #include "postcard/host/PluginHost.h"
@@ -31,14 +33,13 @@ using Postcard::RulesClient::Reply;
 
 using Answer = OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus;
 
-// Prints what it is asked to do. It has room for so many rules in one ACL, and refuses an ACL that
-// needs more.
+// Prints what it is asked to do. Refuses an ACL of more than `room` rules.
 class PrintingRulesClient final : public Postcard::RulesClient::RulesClient {
  public:
    explicit PrintingRulesClient(std::size_t room) : room_{room} {}
 
    void program(const Acl& acl, Reply reply) override {
-      const std::size_t rules = acl.ruleByIndexs(); // how many there are
+      const std::size_t rules = acl.ruleByIndexs(); // the size of the collection `ruleByIndex`
       std::cout << "program " << acl.aclConfigKey() << ": " << rules << " rules\n";
       if (rules <= room_) {
          reply({});
@@ -61,13 +62,16 @@ class PrintingRulesClient final : public Postcard::RulesClient::RulesClient {
    std::size_t room_;
 };
 
-// Creates and commits the policy in one address family. Returns whether it is programmed.
+// Creates and commits the policy in one address family. Returns whether it is programmed; prints
+// the reason when it is not. The policy must make rules in that family: for one without rules the
+// helper posts no request, so there would be no answer to hand over.
 bool program(const Postcard::Host::HelperHandle& helper, const Answer& answer,
              const Postcard::Policy::Policy& policy, Postcard::Policy::Family family) {
    const auto record = Postcard::Policy::buildPolicy(policy);
    const auto option = Postcard::Policy::matchOptionOf(family);
    Kiv::String message = helper->createPolicy(record, option);
    if (message.empty()) {
+      // The rules client replies inside this call, so the answer is there when it returns.
       helper->commitPolicy(record, option);
       message = helper.updatePolicyStatus(answer.statusType(), answer.status());
    }
@@ -83,6 +87,7 @@ int run(const std::string& file) {
       std::cerr << formatFindings(loaded);
       return 2;
    }
+   // Before the helper reads them, which it does once.
    Postcard::Policy::applyFeatureToggles(loaded.policyFile->featureToggles);
 
    const auto request = OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory();
@@ -95,6 +100,7 @@ int run(const std::string& file) {
    bool done = true;
    for (const auto& policy : loaded.policyFile->policies) {
       for (const auto family : {Postcard::Policy::Family::ipv4, Postcard::Policy::Family::ipv6}) {
+         // The helper ends the process for a family without interfaces.
          if (!policy.interfaces(family).empty()) {
             done = program(helper, *answer, policy, family) && done;
          }

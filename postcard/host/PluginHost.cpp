@@ -14,7 +14,8 @@ namespace {
 
 constexpr const char* moduleName = "OruPostcardTelemetryPolicyAclHelper.so";
 
-// The file that this code was loaded from.
+// The file that this code was loaded from: a library, or the program when it is linked statically.
+// Empty when the loader does not know.
 std::filesystem::path thisLibrary() {
    Dl_info library{};
    if (::dladdr(&moduleName, &library) == 0) {
@@ -31,8 +32,8 @@ void* symbolOf(void* library, const char* name, const std::filesystem::path& mod
    return symbol;
 }
 
-// Another platform version has other layouts and virtual slots: nothing of such a module may be
-// called, not even its factory.
+// Objects and virtual tables of another platform version may be laid out differently, so nothing of
+// such a module may be called, not even its factory.
 void checkVersion(U32 version, const std::filesystem::path& module) {
    if (version != Kiv::platformVersion) {
       throw PluginError{module.string() + ": built for platform version " +
@@ -47,7 +48,7 @@ HelperHandle::HelperHandle(Pello::Ptr<PolicyMap::PolicyMapAclHelper> helper)
    : helper_{std::move(helper)} {}
 
 void HelperHandle::showPostcardAcl(U32 fd) const {
-   // The helper's name for its parameter; the descriptor may be of any kind.
+   // The operation calls its parameter "socket", although any descriptor will do.
    const Kiv::NamedArgument arguments[] = {{"socket", fd}};
    Kiv::callOperation(*helper_, "showPostcardAcl", arguments);
 }
@@ -67,8 +68,8 @@ void HelperHandle::forEachAclConfig(const std::function<void(AclConfig&)>& visit
 }
 
 PluginHost::PluginHost(const std::filesystem::path& module) {
-   // RTLD_NOW: a symbol that is missing makes the load fail here, not a call later. RTLD_LOCAL: the
-   // symbols of the module cannot replace those of a library that is loaded after it.
+   // RTLD_NOW: a missing symbol makes the load fail here, rather than end the process at a later
+   // call. RTLD_LOCAL: libraries that are loaded later do not see the symbols of the module.
    void* library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
    if (library == nullptr) {
       throw PluginError{"helper module cannot be loaded: " + std::string{::dlerror()}};
@@ -83,15 +84,15 @@ std::filesystem::path PluginHost::defaultModule() {
    if (const char* module = std::getenv("POSTCARD_MODULE")) {
       return module;
    }
-   // The library knows its folder wherever it was built or installed; the program does not, because
-   // distributions name that folder differently.
+   // The module lies at a fixed place beside this library, both built and installed. The path from
+   // the program to the library's folder differs between distributions.
    return thisLibrary().parent_path() / "postcard" / moduleName;
 }
 
 HelperHandle PluginHost::makeHelper(
       const Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig>& clientConfig,
       const Pello::Ptr<const PostcardTelemetry::HwCapability>& hwCapability) const {
-   // The factory returns an object without references; this is the first.
+   // The factory returns an object whose reference count is 0; this reference is the first.
    const Pello::Ptr<PolicyMap::PolicyMapAclHelper> helper{
          factory_(clientConfig.get(), hwCapability.get())};
    helper->hwInit();

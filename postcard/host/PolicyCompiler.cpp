@@ -17,13 +17,14 @@ PolicyCompiler::Result PolicyCompiler::compile(const Policy::Policy& policy,
                           hwCapability_),
          nullptr,
          {}};
-   // Nothing is committed: the ACL is only looked at, and no rules client takes requests.
+   // Without a commit, since callers only read the ACL. So nobody subscribes to the request record.
    const Kiv::String message =
          result.helper->createPolicy(buildPolicy(policy), matchOptionOf(family));
    if (!message.empty()) {
       result.message = message.str();
       return result;
    }
+   // The new helper has this one ACL.
    result.helper.forEachAclConfig(
          [&](const AclConfig& acl) { result.acl = Pello::Ptr<const AclConfig>{&acl}; });
    return result;

@@ -5,6 +5,7 @@
 namespace Postcard::Host {
 
 std::string_view classOfRule(std::string_view rule, Policy::Family family) {
+   // A name without the mark is returned whole: `substr` takes `npos` for the rest.
    const std::string mark = "-" + std::string{familyName(family)} + "-";
    return rule.substr(0, rule.rfind(mark));
 }

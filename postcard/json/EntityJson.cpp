@@ -44,8 +44,8 @@ class JsonBuilder : public Kiv::ValueVisitor {
          container.push_back(std::move(value));
          return container.back();
       }
-      // The names of members differ already: they are attributes, or keys of a collection. An
-      // insertion that compares the new name with all others would take quadratic time.
+      // Names of members are attributes of a type or keys of a collection, so no two are equal. The
+      // object's own insertion would compare each new name with all others, in quadratic time.
       auto& members = container.get_ref<Json::object_t&>();
       return members.emplace_back(std::move(member_), std::move(value)).second;
    }

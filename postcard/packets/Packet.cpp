@@ -8,6 +8,8 @@ namespace Postcard::Packets {
 
 namespace {
 
+// One end of a packet. Brackets keep the colons of an IPv6 address apart from that of the port;
+// they stand without a port too, so that an address is always written the same way.
 std::string endText(std::span<const U8> address, const std::optional<U16>& port) {
    const std::string text = printAddress(address);
    if (address.size() == 4) {
@@ -48,6 +50,8 @@ std::string tcpFlagNames(U8 flags) {
    return names.empty() ? "none" : names;
 }
 
+// Absent fields and fields that are 0 are left out alike: `parsePacket` decides by protocol and
+// family which fields a packet has.
 std::string printPacket(const Packet& packet) {
    std::string text = fmt::format("{} {} > {}", protocolName(packet.protocol),
                                   endText(packet.sourceAddress(), packet.sourcePort),

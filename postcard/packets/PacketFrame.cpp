@@ -14,23 +14,28 @@ using Result = std::variant<Packet, Undecodable>;
 constexpr U16 etherTypeIpv4 = 0x0800;
 constexpr U16 etherTypeIpv6 = 0x86dd;
 
+// The 16 bits at `at`, in network order. The caller has checked that they are there.
 U16 word(Bytes bytes, std::size_t at) {
    return static_cast<U16>(bytes[at] << 8 | bytes[at + 1]);
 }
 
+// The customer tag (IEEE 802.1Q), the service tag (802.1ad), and the two numbers that stacked tags
+// had before 802.1ad.
 bool isVlanTag(U16 etherType) {
    return etherType == 0x8100 || etherType == 0x88a8 || etherType == 0x9100 || etherType == 0x9200;
 }
 
 // ---- Transport ----
 
-// `payload` ends where the packet's own length or the captured bytes end, whichever comes first.
+// TCP: RFC 9293, section 3.1; UDP: RFC 768. `payload` ends where the length in the IP header or the
+// captured bytes end, whichever comes first. Bytes behind the checksum are not needed, so captures
+// with a short snapshot length decode as well.
 Result decodeTransport(Packet packet, Bytes payload) {
    if (packet.laterFragment || (packet.protocol != protocolTcp && packet.protocol != protocolUdp)) {
       return packet;
    }
    const bool isTcp = packet.protocol == protocolTcp;
-   if (payload.size() < (isTcp ? 18U : 8U)) { // where the checksum ends
+   if (payload.size() < (isTcp ? 18U : 8U)) { // the checksum ends there
       return Undecodable::transportTruncated;
    }
    packet.sourcePort = word(payload, 0);
@@ -44,13 +49,14 @@ Result decodeTransport(Packet packet, Bytes payload) {
 
 // ---- IPv4 ----
 
+// RFC 791. Options are skipped.
 Result decodeIpv4(Bytes bytes) {
    if (bytes.size() < 20) {
       return Undecodable::ipHeaderTruncated;
    }
    const std::size_t headerSize = std::size_t{bytes[0] & 0x0fU} * 4U;
-   const std::size_t totalSize =
-         word(bytes, 2); // 0 when the capture was taken before the network card filled it in
+   // 0 when the capture was taken before the network card filled it in (segmentation offload).
+   const std::size_t totalSize = word(bytes, 2);
    if (bytes[0] >> 4 != 4 || headerSize < 20 || (totalSize != 0 && totalSize < headerSize)) {
       return Undecodable::ipHeaderBad;
    }
@@ -60,7 +66,7 @@ Result decodeIpv4(Bytes bytes) {
    Packet packet;
    packet.dscp = static_cast<U8>(bytes[1] >> 2);
    packet.identification = word(bytes, 4);
-   packet.laterFragment = (word(bytes, 6) & 0x1fffU) != 0;
+   packet.laterFragment = (word(bytes, 6) & 0x1fffU) != 0; // the fragment offset
    packet.protocol = bytes[9];
    std::ranges::copy(bytes.subspan(12, 4), packet.source.begin());
    std::ranges::copy(bytes.subspan(16, 4), packet.destination.begin());
@@ -70,8 +76,10 @@ Result decodeIpv4(Bytes bytes) {
 
 // ---- IPv6 ----
 
-// The extension headers that state their own size. The fragment header (44) is not among them,
-// because its size is fixed.
+// The extension headers that state their own size: hop-by-hop options, routing, authentication,
+// destination options, mobility, HIP and shim6 (IANA, "IPv6 Extension Header Types"). The fragment
+// header (44) is not among them, because its size is fixed. ESP (50) is not either: it encrypts
+// what follows, so it counts as the payload.
 bool isExtension(U8 header) {
    constexpr U8 extensions[] = {0, 43, 51, 60, 135, 139, 140};
    return std::ranges::find(extensions, header) != std::end(extensions);
@@ -80,6 +88,9 @@ bool isExtension(U8 header) {
 constexpr U8 fragmentHeader = 44;
 constexpr U8 authenticationHeader = 51;
 
+// The size in bytes. The second byte of the authentication header counts words of four bytes
+// without the first two (RFC 4302, section 2.2); that of the others counts words of eight bytes
+// without the first (RFC 8200, section 4; RFC 6564).
 std::size_t extensionSize(U8 header, Bytes bytes) {
    if (header == fragmentHeader) {
       return 8;
@@ -87,7 +98,9 @@ std::size_t extensionSize(U8 header, Bytes bytes) {
    return header == authenticationHeader ? (bytes[1] + 2U) * 4U : (bytes[1] + 1U) * 8U;
 }
 
-// Walks the extension headers from `packet.protocol` on.
+// Walks the extension headers; `packet.protocol` is the number of the first one. Behind the
+// fragment header of a later fragment there is payload and no further header (RFC 8200,
+// section 4.5).
 Result decodeExtensions(Packet packet, Bytes bytes) {
    while (!packet.laterFragment &&
           (packet.protocol == fragmentHeader || isExtension(packet.protocol))) {
@@ -95,7 +108,7 @@ Result decodeExtensions(Packet packet, Bytes bytes) {
          return Undecodable::ipHeaderTruncated;
       }
       if (packet.protocol == fragmentHeader) {
-         packet.laterFragment = (word(bytes, 2) & 0xfff8U) != 0;
+         packet.laterFragment = (word(bytes, 2) & 0xfff8U) != 0; // the fragment offset
       }
       const std::size_t size = extensionSize(packet.protocol, bytes);
       packet.protocol = bytes[0];
@@ -104,6 +117,7 @@ Result decodeExtensions(Packet packet, Bytes bytes) {
    return decodeTransport(packet, bytes);
 }
 
+// RFC 8200, section 3. The DSCP is the upper six bits of the traffic class.
 Result decodeIpv6(Bytes bytes) {
    constexpr std::size_t headerSize = 40;
    if (bytes.size() < headerSize) {
@@ -118,8 +132,8 @@ Result decodeIpv6(Bytes bytes) {
    packet.protocol = bytes[6];
    std::ranges::copy(bytes.subspan(8, 16), packet.source.begin());
    std::ranges::copy(bytes.subspan(24, 16), packet.destination.begin());
-   const std::size_t payloadSize =
-         word(bytes, 4); // 0: a jumbogram (RFC 2675), or not filled in by the network card yet
+   // 0 in a jumbogram (RFC 2675), or when the network card had yet to fill it in.
+   const std::size_t payloadSize = word(bytes, 4);
    const Bytes rest = bytes.subspan(headerSize);
    return decodeExtensions(
          packet, payloadSize == 0 ? rest : rest.first(std::min(payloadSize, rest.size())));
@@ -141,7 +155,8 @@ Result decodeByVersion(Bytes bytes) {
    }
 }
 
-// `bytes` begins behind the EtherType.
+// `bytes` begins behind the EtherType. Tags may be stacked to any depth; each takes four bytes, so
+// the loop ends with the frame.
 Result decodeByEtherType(U16 etherType, Bytes bytes) {
    while (isVlanTag(etherType)) {
       if (bytes.size() < 4) {
@@ -183,7 +198,7 @@ std::string_view undecodableText(Undecodable reason) {
    case Undecodable::transportTruncated:
       return "TCP or UDP header truncated";
    }
-   return "?"; // not reached: the cases above are all
+   return "?"; // not reached: every reason has a case above
 }
 
 std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame) {

@@ -1,4 +1,5 @@
-// `parsePacket`: the text of a packet, from left to right.
+// `parsePacket`: reads the text of a packet from left to right. Relies on `Kiv::TextParser`, whose
+// failures carry the position.
 #include "Kiv/TextParser.h"
 #include "Orlix/IpAddressText.h"
 #include "postcard/packets/Packet.h"
@@ -46,7 +47,7 @@ class PacketParser {
       skipBlanks();
    }
 
-   // Decimal, or hexadecimal with 0x.
+   // Reads a number from 0 to `most`, decimal, or hexadecimal with 0x.
    U16 number(U16 most) {
       if (!parser_.accept("0x")) {
          return static_cast<U16>(parser_.number(most));
@@ -70,10 +71,11 @@ class PacketParser {
       if (c >= '0' && c <= '9') {
          return c - '0';
       }
-      const char lower = static_cast<char>(c | 0x20);
+      const char lower = static_cast<char>(c | 0x20); // the ASCII letter in lower case
       return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
    }
 
+   // Takes the longest word that fits, because "icmp" is also the beginning of "icmpv6".
    U8 protocol() {
       const Classification::NamedNumber* longest = nullptr;
       for (const Classification::NamedNumber& row : Classification::protocolWords) {
@@ -92,8 +94,9 @@ class PacketParser {
       return static_cast<U8>(number(255));
    }
 
-   // Reads an address. A colon behind an IPv4 address begins the port, but the address parser would
-   // take it for a part of an IPv6 address; so it gets only the text before the colon.
+   // Reads an address. A colon after an IPv4 address begins the port, but the address parser would
+   // take it for part of an IPv6 address. So a text with a single colon and without brackets is cut
+   // before the colon.
    Orlix::AddressFamily address(bool bracket, std::array<U8, 16>& bytes) {
       std::string_view text = parser_.rest();
       text = text.substr(0, text.find_first_not_of("0123456789abcdefABCDEF.:"));
@@ -113,7 +116,7 @@ class PacketParser {
    // One end of the packet: the address, and the port where the protocol has ports.
    void end(std::array<U8, 16>& address, std::optional<U16>& port, bool first) {
       const bool bracket = parser_.accept("[");
-      const auto failAt = parser_; // the place that errors about the whole address name
+      const auto failAt = parser_; // errors about the whole address name the place where it begins
       const Orlix::AddressFamily family = this->address(bracket, address);
       if (bracket != (family == Orlix::AddressFamily::ipv6)) {
          failAt.fail(bracket ? "expected an IPv6 address in the brackets"
@@ -145,7 +148,7 @@ class PacketParser {
    }
 
    void option() {
-      const auto failAt = parser_;
+      const auto failAt = parser_; // errors about the option name the place where it begins
       for (const auto& [key, read] : optionRows) {
          if (parser_.accept(key)) {
             if (std::ranges::find(seen_, key) != seen_.end()) {
@@ -207,7 +210,8 @@ class PacketParser {
    }
    void fragment(const Kiv::TextParser&) { packet_.laterFragment = true; }
 
-   // Checks that the fields fit together, and sets fields that were left out to 0.
+   // Checks that the fields fit together, and sets fields that were left out to 0. Comes last,
+   // because `fragment` may stand behind what it excludes.
    void complete() {
       if (packet_.laterFragment) {
          if (packet_.sourcePort || packet_.destinationPort || packet_.tcpFlags ||
@@ -237,7 +241,9 @@ class PacketParser {
 
    Kiv::TextParser parser_;
    Packet packet_;
-   std::array<std::string_view, std::size(optionRows) + 1> seen_; // unused places are empty
+   // Keys of the options read so far. Unused places are empty; with one more than there are
+   // options, a search for an unused place always ends at one.
+   std::array<std::string_view, std::size(optionRows) + 1> seen_;
 };
 
 } // namespace

@@ -106,7 +106,7 @@ struct Filter {
    bool ipOptions = false;                   // the packet has IP options
    bool protocol = false;                    // the bare protocol flag, not the list `protocols`
    bool protocolNeighbor = false;            // the packet is for a protocol neighbour
-   std::optional<SampleMatch> sample;        // absent: all packets that match are sampled alike
+   std::optional<SampleMatch> sample;        // absent: no sample match
    std::vector<ProtocolMatch> protocols;     // in file order; no two with the same range
    Location location;                        // of the family's key in the class
 };

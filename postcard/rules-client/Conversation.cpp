@@ -8,6 +8,8 @@
 
 namespace Postcard::RulesClient {
 
+// Shared with nobody but the conversation and calls under way. Replies and functions given to
+// `Later` hold weak references, because they may outlive the conversation.
 class Conversation::Implementation : public std::enable_shared_from_this<Implementation> {
  public:
    Implementation(Pello::Ptr<RequestRecord> requests, Pello::Ptr<StatusRecord> answers,
@@ -20,15 +22,15 @@ class Conversation::Implementation : public std::enable_shared_from_this<Impleme
    void listen() {
       subscription_ = requests_->publisher()->subscribe(
             [weak = weak_from_this()](const Pello::Change& change) {
-               const auto self = weak.lock(); // also keeps it alive through the request
+               const auto self = weak.lock(); // keeps the object alive during the call
                if (self != nullptr && change.attribute == RequestRecord::kickRequestId) {
                   self->requested();
                }
             });
    }
 
-   // The conversation has been destroyed. A request that is being acted on up the stack still holds
-   // this object.
+   // Called when the conversation is destroyed. A call of `requested` or `settled` further up the
+   // stack may still hold this object, and must find nothing to do.
    void close() {
       isClosed_ = true;
       subscription_ = {};
@@ -38,11 +40,11 @@ class Conversation::Implementation : public std::enable_shared_from_this<Impleme
    U64 heard() const noexcept { return heard_; }
 
  private:
-   // A request whose answer has not been sent. Thus: the first pending one has no outcome and is
-   // not given up, except inside `sendWhatIsSettled`.
+   // A request whose answer has not been sent. Thus: except inside `sendWhatIsSettled`, the oldest
+   // one has neither an outcome nor been given up.
    struct Pending {
-      U64 serial;  // unlike the counter, never the same twice
-      U32 request; // counter
+      U64 serial;  // unlike the counter, which wraps, never the same twice
+      U32 request; // `kickRequest` of the request
       std::optional<Outcome> outcome;
       bool givenUp = false;
    };
@@ -60,7 +62,9 @@ class Conversation::Implementation : public std::enable_shared_from_this<Impleme
    void dispatch(const Reply& reply) {
       const auto event = requests_->event();
       const auto acl = requests_->aclConfig();
-      const auto client = client_; // a reply may destroy the conversation
+      const auto client =
+            client_; // keeps the client alive when its reply destroys the conversation
+      // The record holds whatever byte somebody wrote, also one without an enumerator.
       if (event > OruPostcardTelemetry::policyIntfUpdate) {
          return reply({Outcome::invalid, fmt::format("unknown event {}", unsigned{event})});
       }
@@ -81,17 +85,20 @@ class Conversation::Implementation : public std::enable_shared_from_this<Impleme
    void settled(U64 serial, std::optional<Outcome> outcome) {
       const auto found = std::ranges::find(pending_, serial, &Pending::serial);
       if (found == pending_.end()) {
-         return; // closed
+         return; // the conversation has been destroyed, and `close` has dropped all requests
       }
       found->givenUp = !outcome.has_value();
       found->outcome = std::move(outcome);
       sendWhatIsSettled();
    }
 
+   // Sends the outcomes of the oldest requests, up to the first one that is still being acted on.
    void sendWhatIsSettled() {
       while (!pending_.empty() && (pending_.front().givenUp || pending_.front().outcome)) {
          const Pending first = std::move(pending_.front());
-         pending_.pop_front(); // first: a reader of the answer may post the next request
+         // Removed before the answer is sent: a subscriber may post the next request, which may be
+         // settled and get here again.
+         pending_.pop_front();
          if (first.outcome) {
             send({first.request, *first.outcome});
          }
@@ -116,7 +123,7 @@ class Conversation::Implementation : public std::enable_shared_from_this<Impleme
    Later later_;
    std::deque<Pending> pending_; // oldest first
    U64 heard_ = 0;
-   bool isClosed_ = false; // Thus: nothing is pending, and nothing is written any more.
+   bool isClosed_ = false; // once true: nothing is pending, and no answer is written any more
    Pello::Publisher::Subscription subscription_;
 };
 

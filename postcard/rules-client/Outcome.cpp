@@ -7,7 +7,7 @@ namespace {
 constexpr std::string_view fullPrefix = "full:";
 constexpr std::string_view invalidPrefix = "invalid:";
 
-// The text behind the prefix and the blank that follows it.
+// The part of `text` after the prefix and one blank, which other rules clients may leave out.
 std::string behind(std::string_view prefix, std::string_view text) {
    text.remove_prefix(prefix.size());
    return std::string{text.substr(text.starts_with(' ') ? 1 : 0)};

@@ -3,7 +3,7 @@
 namespace Postcard::RulesClient {
 
 void writeAnswer(const Pello::Ptr<StatusRecord>& status, const Answer& answer) {
-   // Copies, which outlive whatever a reader destroys.
+   // Copies, because a subscriber may destroy the caller, and with it what the parameters refer to.
    const Pello::Ptr<StatusRecord> record = status;
    const U32 request = answer.request;
    const bool isRepeated = record->kickResponse() == request;

@@ -4,7 +4,8 @@
 
 namespace Postcard::RulesClient {
 
-// Shared by the copies of a reply; the last of them settles what no call has settled.
+// Shared by all copies of a reply. Its destructor, which runs with the last copy, gives the request
+// up when no call has settled it.
 struct Reply::Once {
    explicit Once(Settle settling) : settle{std::move(settling)} {}
    Once(const Once&) = delete;
@@ -12,18 +13,19 @@ struct Reply::Once {
    ~Once() { call(std::nullopt); }
 
    void call(std::optional<Outcome> outcome) {
+      // Cleared first, because `once` may call the reply again or destroy its last copy.
       if (const Settle once = std::exchange(settle, nullptr)) {
          once(std::move(outcome));
       }
    }
 
-   Settle settle; // null: has been called
+   Settle settle; // null when it has been called
 };
 
 Reply::Reply(Settle settle) : once_{std::make_shared<Once>(std::move(settle))} {}
 
 void Reply::operator()(Outcome outcome) const {
-   // Held here: the call may destroy whatever holds this reply.
+   // A copy, because the call may destroy whatever holds this reply.
    const std::shared_ptr<Once> once = once_;
    once->call(std::move(outcome));
 }

@@ -19,12 +19,14 @@ Capture openCapture(const std::string& path) {
    Capture capture{::pcap_open_offline(path.c_str(), reason)};
    if (capture == nullptr) {
       const std::string text{reason};
-      // The library names the file in some of its messages only.
+      // libpcap names the file in some of its messages only.
       throw CaptureError{text.starts_with(path) ? text : path + ": " + text};
    }
    return capture;
 }
 
+// Frames of the types DLT_IPV4 and DLT_IPV6 are raw IP as well; `decodeFrame` reads the version
+// from the IP header.
 LinkType linkTypeOf(pcap_t* capture, const std::string& path) {
    const int type = ::pcap_datalink(capture);
    switch (type) {
@@ -58,12 +60,13 @@ readCapture(const std::string& path,
       pcap_pkthdr* header = nullptr;
       const u_char* bytes = nullptr;
       const int result = ::pcap_next_ex(capture.get(), &header, &bytes);
-      if (result == PCAP_ERROR_BREAK) { // the end
+      if (result == PCAP_ERROR_BREAK) { // how libpcap reports the end of a file
          return {};
       }
       if (result != 1) {
          return ::pcap_geterr(capture.get());
       }
+      // `caplen` is the number of bytes in the file; `len`, that on the wire, may be greater.
       visit(decodeFrame(linkType, std::span{bytes, header->caplen}));
    }
 }

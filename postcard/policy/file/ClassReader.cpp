@@ -13,7 +13,7 @@ namespace Postcard::Policy::File {
 namespace {
 
 constexpr U64 maxPriority = std::numeric_limits<U32>::max();
-constexpr U64 maxDscp = 63;
+constexpr U64 maxDscp = 63; // six bits (RFC 2474)
 
 // ---- Actions ----
 
@@ -28,6 +28,8 @@ std::optional<Action> readSetDscp(const Node& node, const Values& values) {
    return Action{ActionKind::setDscp, static_cast<U8>(*dscp), node.location};
 }
 
+// An action with a value is a mapping of one key, and `set-dscp` is the only such action; all
+// others are bare words.
 std::optional<Action> readAction(const Node& node, const Values& values) {
    if (node.kind == NodeKind::mapping) {
       return readSetDscp(node, values);
@@ -63,8 +65,8 @@ void readActions(std::vector<Action>& target, const Fields& fields, const Values
 
 // ---- Priorities ----
 
-// Where a finding about the priority of a class belongs: to the number, else to the name of the
-// class.
+// The place for a finding about the priority of a class: its `priority` key; for a priority that
+// follows from the position, the name of the class; else the class.
 Location priorityLocation(const Node& node, const Fields& fields) {
    for (const std::string_view key : {"priority", "name"}) {
       if (const Node* value = fields.value(key)) {
@@ -87,7 +89,7 @@ void ClassReader::read(std::vector<Class>& target, const Node& node) {
       const Fields fields{child, Shape::policyClass, values_};
       Class& item = target.emplace_back();
       readClass(item, fields);
-      if (!item.name.text.empty()) {
+      if (!item.name.text.empty()) { // a name that is missing or wrong has its finding already
          names.isFirst(item.name.text, item.name.location, inQuotes(item.name.text));
       }
       if (readPriority(target, fields)) {
@@ -112,13 +114,15 @@ void ClassReader::readFamily(const Class& item, std::optional<Filter>& target, c
       const std::size_t before = findings().count();
       const FilterRules rules{family, surroundings_.severalPortEntries};
       target = readFilter(*fields.key(key), *value, rules, values_);
-      if (findings().count() == before) { // the count of a wrong filter would mislead
+      // A wrong filter lacks parts, so its number of rules means nothing.
+      if (findings().count() == before) {
          countRules(item, *target, family);
       }
    }
 }
 
-// The limit is reported once: no class brings the sum below it again.
+// The limit is reported once, at the class that exceeds it: the sum only grows. It cannot wrap,
+// because a filter counts for 2^32 rules at most.
 void ClassReader::countRules(const Class& item, const Filter& filter, Family family) {
    const U64 rules = ruleCount(filter, surroundings_.tcpFlags);
    const bool within = rules_ <= surroundings_.maxRules;
@@ -132,7 +136,8 @@ void ClassReader::countRules(const Class& item, const Filter& filter, Family fam
    }
 }
 
-// Sets the priority of the last class. False when the file gives one that is no priority.
+// Sets the priority of the last class. Returns false when the file gives one that is wrong, so that
+// the value that takes its place is not compared with other priorities.
 bool ClassReader::readPriority(std::vector<Class>& classes, const Fields& fields) const {
    Class& item = classes.back();
    const Node* node = fields.value("priority");
@@ -155,6 +160,7 @@ void ClassReader::checkPriority(const std::vector<Class>& classes, PlaceOfPriori
       return;
    }
    const Class& other = classes[holder->second];
+   // Nobody wrote a priority that follows from the position, so the message says where it is from.
    const bool counted = !item.priorityGiven || !other.priorityGiven;
    const std::string why =
          counted ? fmt::format(" (a class without one has {} times its place)", positionStep) : "";

@@ -20,11 +20,12 @@ Location locationOf(const yaml_mark_t& mark) {
    return {static_cast<U32>(mark.line + 1), static_cast<U32>(mark.column + 1)};
 }
 
+// LibYAML ends anchors and tags with a zero byte, or gives null for none.
 std::string_view viewOf(const yaml_char_t* text) {
    return text == nullptr ? std::string_view{} : reinterpret_cast<const char*>(text);
 }
 
-// LibYAML's parser, whose state must not move.
+// LibYAML's parser. Not copied or moved, because its state holds pointers into itself.
 class Parser {
  public:
    explicit Parser(std::string_view text) {
@@ -33,6 +34,7 @@ class Parser {
       }
       yaml_parser_set_input_string(&parser_, reinterpret_cast<const unsigned char*>(text.data()),
                                    text.size());
+      // Else LibYAML guesses the encoding from the first bytes.
       yaml_parser_set_encoding(&parser_, YAML_UTF8_ENCODING);
    }
    Parser(const Parser&) = delete;
@@ -65,7 +67,8 @@ class Parser {
    yaml_parser_t parser_{};
 };
 
-// An event of the parser, with its memory.
+// An event of the parser. Frees what LibYAML has allocated for it; an event that was never filled
+// is all zero, which LibYAML takes for an empty one.
 struct Event : yaml_event_t {
    Event() : yaml_event_t{} {}
    Event(const Event&) = delete;
@@ -75,7 +78,7 @@ struct Event : yaml_event_t {
    Location location() const { return locationOf(start_mark); }
 };
 
-// The first line of `text` without its break. Leaves `text` at the line after it.
+// Returns the first line of `text` without its line break, and removes both from `text`.
 std::string_view takeLine(std::string_view& text) {
    const std::size_t end = text.find_first_of("\r\n");
    const std::string_view line = text.substr(0, end);
@@ -84,7 +87,7 @@ std::string_view takeLine(std::string_view& text) {
    return line;
 }
 
-// The text from `location` on; empty when it ends before.
+// The part of `text` that begins at `location`; empty when `text` ends before.
 std::string_view textFrom(std::string_view text, Location location) {
    for (U32 line = 1; line < location.line; ++line) {
       takeLine(text);
@@ -95,7 +98,7 @@ std::string_view textFrom(std::string_view text, Location location) {
    return text;
 }
 
-// The first character from `location` on that is neither blank nor comment.
+// The place of the first character at or behind `location` that is neither blank nor comment.
 std::optional<Location> somethingAfter(std::string_view text, Location location) {
    text = textFrom(text, location);
    while (!text.empty()) {
@@ -110,9 +113,10 @@ std::optional<Location> somethingAfter(std::string_view text, Location location)
    return std::nullopt;
 }
 
-// A directive other than %YAML. A policy file has no use for one, and the parser compares every tag
-// directive with all before it, which takes quadratic time. So directives are looked for before the
-// parser runs; they can only stand before the content.
+// Finds a directive other than %YAML. A policy file needs none, and LibYAML compares each tag
+// directive with all those before it, which takes quadratic time. So they are refused before
+// LibYAML runs. The search ends at the first line of content, because directives can only stand
+// before it.
 std::optional<Finding> findDirective(std::string_view text) {
    for (U32 line = 1; !text.empty(); ++line) {
       const std::string_view content = takeLine(text);
@@ -147,7 +151,9 @@ class Builder {
             reportProblem();
             return false;
          }
-         if (event.type == YAML_DOCUMENT_END_EVENT) { // what follows is never parsed
+         if (event.type == YAML_DOCUMENT_END_EVENT) {
+            // The rest is not parsed: anything but comments is refused anyway, and nobody has
+            // looked for directives there.
             return endDocument(event);
          }
          if (event.type == YAML_STREAM_END_EVENT) {
@@ -160,13 +166,14 @@ class Builder {
    }
 
  private:
-   // Returns false, for callers that end with it.
+   // Adds a finding. Returns false, so that a caller can return the result of the call.
    bool refuse(Location location, std::string message) {
       findings_.add(location, std::move(message));
       return false;
    }
 
-   // Adds a hint to the one message of the parser that prefixes such as ::/0 run into.
+   // Reports the error of the parser. A prefix such as ::/0 without quotes is a common mistake, for
+   // which LibYAML's message alone gives no help.
    void reportProblem() {
       Finding problem = parser_.problem();
       const bool noContent = problem.message.find("expected node content") != std::string::npos;
@@ -181,7 +188,7 @@ class Builder {
       return !rest || refuse(*rest, "text after the end of the document (expected one document)");
    }
 
-   // Whether to go on; false when a limit is passed.
+   // Takes one event. Returns false when a limit is exceeded, which ends the reading.
    bool accept(const Event& event) {
       switch (event.type) {
       case YAML_SCALAR_EVENT:
@@ -214,7 +221,7 @@ class Builder {
    }
 
    bool alias(const Event& event) {
-      // The message shows fewer characters than these 100; a name of megabytes need not be copied.
+      // `inQuotes` shows fewer than 100 characters, so a name of megabytes need not be copied.
       const std::string_view anchor = viewOf(event.data.alias.anchor);
       findings_.add(event.location(),
                     fmt::format("alias {} is not accepted; write the value out",
@@ -232,6 +239,7 @@ class Builder {
       return add({{}, event.location(), 1, kind});
    }
 
+   // The size of a list or mapping is known only when it ends.
    void close() {
       nodes_[open_.back()].size = static_cast<U32>(nodes_.size() - open_.back());
       open_.pop_back();
@@ -247,6 +255,8 @@ class Builder {
       return true;
    }
 
+   // Anchors are refused even when no alias follows, because they have no other use. The node
+   // itself stays, so that its content is checked.
    void checkProperties(const Event& event, std::string_view anchor, std::string_view tag) {
       if (!anchor.empty()) {
          findings_.add(event.location(), fmt::format("anchor {} is not accepted",
@@ -257,6 +267,7 @@ class Builder {
       }
    }
 
+   // Copies `text`, because LibYAML frees it with the event.
    std::string_view keep(std::string_view text) {
       if (text.empty()) {
          return {};
@@ -276,6 +287,7 @@ class Builder {
          open_; // positions in `nodes_` of lists and mappings that have not ended
 };
 
+// Keys are equal when their texts are, quoted or not.
 void checkKey(const Node& key, std::unordered_map<std::string_view, Location>& seen,
               Findings& findings) {
    if (!key.isScalar()) {
@@ -302,6 +314,7 @@ void checkKeys(const Node& mapping, Findings& findings) {
 
 } // namespace
 
+// The words of the core schema (YAML 1.2.2, section 10.3.2).
 bool Node::isNull() const {
    return kind == NodeKind::plain &&
           (text.empty() || text == "~" || text == "null" || text == "Null" || text == "NULL");
@@ -321,7 +334,7 @@ Document::Document(std::string_view text, std::size_t maxNodes, Findings& findin
       return;
    }
    if (!Builder{text, maxNodes, texts_, nodes_, findings}.run()) {
-      nodes_.clear();
+      nodes_.clear(); // lists and mappings that have not ended have no size
       return;
    }
    for (const Node& node : nodes_) {

@@ -29,7 +29,7 @@ std::size_t Fields::indexOf(std::string_view key) const {
 void Fields::take(const Node& key, const Node& value, const Values& values) {
    for (std::size_t i = 0; i < shape_->keys.size(); ++i) {
       if (shape_->keys[i].name == key.text) {
-         if (fields_[i].key == nullptr) { // the document has reported repetitions
+         if (fields_[i].key == nullptr) { // else a repetition, which the document has reported
             fields_[i].key = &key;
             fields_[i].value = &value;
          }
@@ -51,7 +51,7 @@ void Fields::reportUnknown(const Node& key, const Values& values) {
    }
 }
 
-// A required key that is there, but misspelt, has its finding already.
+// A key that is missing because it is misspelt has the finding about the unknown key already.
 void Fields::reportMissing(const Node& mapping, const Values& values) const {
    for (std::size_t i = 0; i < shape_->keys.size(); ++i) {
       const KeyRow& row = shape_->keys[i];

@@ -60,7 +60,8 @@ class FilterReader {
       });
    }
 
-   // Two prefixes that differ in host bits only are the same prefix.
+   // Prefixes are compared without their host bits: 10.0.0.1/8 repeats 10.0.0.0/8. The helper
+   // counts the prefixes of its record, which keeps equal ones once.
    void readPrefixes(std::vector<Prefix>& target, const Fields& fields,
                      std::string_view key) const {
       Once<Orlix::IpGenPrefix> once{"prefix", findings()};
@@ -73,6 +74,7 @@ class FilterReader {
       });
    }
 
+   // The mask begins at 1, because the helper asserts that the mask of a sample match is not 0.
    std::optional<SampleMatch> readSample(const Node& node) const {
       const Fields fields{node, Shape::sample, values_};
       SampleMatch sample;

@@ -15,8 +15,8 @@ namespace Postcard::Policy::File {
 
 namespace {
 
-constexpr std::size_t quotedCharacters = 60;
-constexpr std::size_t longestGuess = 32; // longer words are never guessed; bounds the work
+constexpr std::size_t quotedCharacters = 60; // keeps messages short
+constexpr std::size_t longestGuess = 32;     // bounds the work for keys of a hostile file
 
 void appendCharacter(std::string& out, std::string_view bytes, char32_t character) {
    if (character == '\n') {
@@ -30,8 +30,8 @@ void appendCharacter(std::string& out, std::string_view bytes, char32_t characte
    }
 }
 
-// Levenshtein's distance, one row of its table at a time. Neither word is longer than
-// `longestGuess`.
+// Levenshtein's distance: the least number of bytes to insert, remove or replace. Keeps one row of
+// the table. Neither word may be longer than `longestGuess`.
 std::size_t distance(std::string_view left, std::string_view right) {
    std::array<std::size_t, longestGuess + 1> row{};
    std::iota(row.begin(), row.end(), std::size_t{0});
@@ -55,12 +55,14 @@ bool Findings::before(const Numbered& left, const Numbered& right) {
 
 void Findings::add(Location location, std::string message) {
    list_.push_back({{location, std::move(message)}, count_++});
+   // Trimming takes linear time, so it waits until as many findings were added as are kept. The 64
+   // does the same for a small `kept_`.
    if (list_.size() > 2 * kept_ + 64) {
       trim();
    }
 }
 
-// Linear time, for as many findings as were added since the last call: constant time for each.
+// Removes all findings but the first `kept_` in file order.
 void Findings::trim() {
    if (list_.size() > kept_) {
       const auto end = list_.begin() + static_cast<std::ptrdiff_t>(kept_);
@@ -102,7 +104,7 @@ std::string joined(std::span<const std::string_view> words) {
 
 std::string_view closest(std::string_view text, std::span<const std::string_view> words) {
    std::string_view best;
-   std::size_t bestDistance = 3;
+   std::size_t bestDistance = 3; // one more than the most that counts as a misspelling
    for (const std::string_view word : words) {
       if (text.size() > longestGuess || word.size() > longestGuess ||
           text.size() + 2 < word.size() || word.size() + 2 < text.size()) {

@@ -10,6 +10,8 @@ namespace {
 constexpr bool required = true;
 constexpr bool optional = false;
 
+// The order of the keys is the one in which messages list them.
+
 constexpr auto fileKeys = std::to_array<KeyRow>({
       {"hardware", optional, Shape::hardware},
       {"feature-toggles", optional, Shape::toggles},
@@ -121,6 +123,7 @@ constexpr auto actions = std::to_array<ActionWord>({
       {"nat", ActionKind::nat},
 });
 
+// Whether `actionName` may use the number of a kind as an index.
 constexpr bool inOrder() {
    for (std::size_t i = 0; i < actions.size(); ++i) {
       if (static_cast<std::size_t>(actions[i].kind) != i) {
@@ -135,7 +138,7 @@ constexpr Classification::NamedNumber protocol(U8 number) {
    return {Classification::protocolWord(number), number};
 }
 
-// The words of the published schema. Every other protocol is written as a number.
+// The protocols that have a word in the published schema. Every other one is written as a number.
 constexpr std::array protocols{protocol(Classification::protocolIcmp),
                                protocol(Classification::protocolTcp),
                                protocol(Classification::protocolUdp)};

@@ -13,8 +13,10 @@ namespace Postcard::Policy::File {
 
 namespace {
 
+// Nothing when a step fails after which the next one has nothing to read.
 std::optional<PolicyFile> read(std::string_view text, const LoadOptions& options,
                                Findings& findings) {
+   // A text in memory has no file whose size was checked.
    if (text.size() > options.maxBytes) {
       findings.add({}, fmt::format("the text is longer than {} bytes", options.maxBytes));
       return std::nullopt;
@@ -57,7 +59,7 @@ LoadResult parsePolicyText(std::string_view text, const std::string& fileName,
    LoadResult result;
    result.fileName = fileName;
    auto policyFile = read(text, options, findings);
-   if (findings.empty()) {
+   if (findings.empty()) { // else the values lack the parts that are wrong
       result.policyFile = std::move(policyFile);
    }
    const std::size_t count = findings.count();

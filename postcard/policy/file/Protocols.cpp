@@ -22,6 +22,8 @@ class ProtocolReader {
       : severalPortEntries_{severalPortEntries}, values_{values} {}
 
    void read(std::vector<ProtocolMatch>& target, const Fields& fields) const {
+      // The record has one entry for each range of protocols, so the ports and flags of a
+      // repetition would be added to those of the first.
       Once<std::pair<U8, U8>> once{"protocol", findings()};
       readList(target, fields, "protocols", values_,
                [&](const Node& node) -> std::optional<ProtocolMatch> {
@@ -43,7 +45,8 @@ class ProtocolReader {
       });
    }
 
-   // Reads the whole entry even when its protocol is bad, so that one reading gives all findings.
+   // Reads the whole entry even when its protocol is wrong, so that the user sees all findings at
+   // once.
    std::optional<ProtocolMatch> readProtocol(const Node& node) const {
       const Fields fields{node, Shape::protocol, values_};
       ProtocolMatch match;
@@ -64,7 +67,8 @@ class ProtocolReader {
       return match;
    }
 
-   // A word, a number or a range.
+   // Reads a word, a number or a range. A text that begins with a digit is taken for a number that
+   // is wrong, anything else for an unknown word, so that the message fits the mistake.
    std::optional<NumberRange> readProtocolRange(const Node& node) const {
       if (const Classification::NamedNumber* row = findWord(protocolWords(), node.text)) {
          return NumberRange{row->number, row->number, node.location};
@@ -104,6 +108,7 @@ class ProtocolReader {
       });
    }
 
+   // The helper asserts that there is at most one port entry while the toggle is off.
    void checkPortEntries(const ProtocolMatch& match, const Fields& fields) const {
       if (match.ports.size() > 1 && !severalPortEntries_) {
          findings().add(
@@ -136,7 +141,7 @@ class ProtocolReader {
                [this](const Node& value, std::string_view what) { return flagBits(value, what); });
       readInto(mask, fields, "mask",
                [this](const Node& value, std::string_view what) { return flagBits(value, what); });
-      if (mask && *mask == 0) {
+      if (mask && *mask == 0) { // the helper ends the process for such a mask
          findings().add(fields.value("mask")->location,
                         "mask of a TCP-flag match is empty (expected at least one flag)");
          return std::nullopt;
@@ -147,7 +152,8 @@ class ProtocolReader {
       return TcpFlagMatch{*flags, *mask, node.location};
    }
 
-   // A list of flag names or one number.
+   // Reads a list of flag names or one number. Reads all names even when one is wrong, so that the
+   // user sees all findings at once.
    std::optional<U8> flagBits(const Node& node, std::string_view what) const {
       if (node.kind != NodeKind::sequence) {
          const auto number = node.kind == NodeKind::plain ? parseNumber(node.text) : std::nullopt;

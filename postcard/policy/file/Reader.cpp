@@ -21,7 +21,8 @@ class Reader {
       file_.featureToggles = options.toggles;
    }
 
-   // Reads hardware and toggles first, wherever they stand, because they decide about filters.
+   // Reads `hardware` and `feature-toggles` first, wherever they stand in the file, because what a
+   // filter may hold and how many rules it makes depends on them.
    PolicyFile read(const Node& root) {
       const Fields fields{root, Shape::file, values_};
       if (const Node* hardware = fields.value("hardware")) {
@@ -47,6 +48,7 @@ class Reader {
       }
    }
 
+   // Not through `Fields`, because the keys are those of `options_.toggles` and stand in no table.
    void readToggles(const Node& node) {
       if (node.kind != NodeKind::mapping) {
          values_.mismatch(node, "a mapping", "feature-toggles");
@@ -69,7 +71,7 @@ class Reader {
       return names;
    }
 
-   // A toggle that the caller does not know is on, as the platform declares it.
+   // A toggle that is missing in `LoadOptions` is on, because that is its default.
    bool isOn(std::string_view toggle) const {
       const auto known = file_.featureToggles.find(toggle);
       return known == file_.featureToggles.end() || known->second;
@@ -105,12 +107,14 @@ class Reader {
       if (const Node* classes = fields.value("classes")) {
          classReader.read(policy.classes, *classes);
       }
+      // Interfaces that are no mapping have their finding; a second one would only distract.
       if (interfaces != nullptr && interfaces->kind == NodeKind::mapping) {
          checkFamilies(policy, *interfaces);
       }
    }
 
-   // An ACL is named after its policy without the scope, so policies of one name would share ACLs.
+   // The helper names an ACL after the policy and the family, without the scope. Two policies of
+   // one name would share an ACL, and the helper ends the process when it creates an ACL twice.
    void readPolicyName(Policy& policy, const Node& node) {
       if (auto name = values_.name(node, "name")) {
          policyNames_.isFirst(name->text, name->location, inQuotes(name->text));
@@ -139,8 +143,8 @@ class Reader {
       }
    }
 
-   // The helper asserts that a policy which it creates for a family has an interface of that
-   // family.
+   // Checks that a family in which a class takes part has interfaces: the helper asserts that when
+   // it creates the policy for the family.
    void checkFamilies(const Policy& policy, const Node& interfaces) {
       const std::array<bool, 2> attached{namesInterfaces(interfaces, Family::ipv4),
                                          namesInterfaces(interfaces, Family::ipv6)};
@@ -169,8 +173,9 @@ class Reader {
       }
    }
 
-   // Whether `interfaces` names any of a family, be they well written or not: what is wrong with
-   // the list has a finding of its own, and needs no second one.
+   // Whether `interfaces` has a key for `family` whose value is not an empty list. A value that is
+   // wrong counts as well: it has its finding, and "has no interfaces" would be a misleading second
+   // one.
    static bool namesInterfaces(const Node& interfaces, Family family) {
       bool names = false;
       forEachField(interfaces, [&](const Node& key, const Node& value) {

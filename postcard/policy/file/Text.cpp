@@ -17,6 +17,7 @@ namespace Postcard::Policy::File {
 
 namespace {
 
+// Must be called before another system call changes errno.
 Finding systemFailure(std::string_view what) {
    return {{}, fmt::format("{}: {}", what, std::generic_category().message(errno))};
 }
@@ -38,7 +39,7 @@ std::string_view fileKind(mode_t mode) {
    return "a device";
 }
 
-// Keeps the limit too, because somebody may append to the file while it is read.
+// Checks the limit as well, because another process may append to the file while it is read.
 std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std::size_t maxBytes) {
    std::string text;
    text.reserve(size);
@@ -60,6 +61,8 @@ std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std
    }
 }
 
+// Other encodings are told apart because editors write them without saying so; the plain message
+// about one byte would not help.
 std::string_view byteOrderMark(std::string_view text) {
    if (text.starts_with("\xef\xbb\xbf")) {
       return "the file starts with a byte order mark (expected UTF-8 without one)";
@@ -78,8 +81,8 @@ std::string refusal(std::string_view rest, const Pello::Utf8Character& decoded) 
                       static_cast<U32>(decoded.character));
 }
 
-// Moves `location` past the first character of `rest`. Of the pair of carriage return and line
-// feed, the line feed ends the line.
+// Moves `location` past the first character of `rest`. Carriage return, line feed and the pair of
+// both end a line (YAML 1.2.2, section 5.4); of the pair, the line feed does.
 void advance(Location& location, std::string_view rest) {
    const bool pair = rest.starts_with("\r\n");
    if ((rest.front() == '\n' || rest.front() == '\r') && !pair) {
@@ -90,8 +93,8 @@ void advance(Location& location, std::string_view rest) {
    }
 }
 
-// The printable ASCII characters that `text` begins with. Nearly all of a policy file is such text,
-// and counting it needs no decoding.
+// The number of printable ASCII characters at the beginning of `text`. Nearly all of a policy file
+// is such text, which needs no decoding.
 std::size_t plainLength(std::string_view text) {
    std::size_t length = 0;
    while (length < text.size() && text[length] >= 0x20 && text[length] < 0x7f) {
@@ -103,7 +106,8 @@ std::size_t plainLength(std::string_view text) {
 } // namespace
 
 std::variant<std::string, Finding> readPolicyText(const std::string& path, std::size_t maxBytes) {
-   // Without O_NONBLOCK, opening a pipe would wait for its writer.
+   // Without O_NONBLOCK, opening a pipe would wait for its writer. Without O_NOCTTY, a terminal
+   // could become the controlling terminal of the process.
    const Pello::FileDescriptor file{
          ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};
    struct stat status {};

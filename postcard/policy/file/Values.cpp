@@ -14,11 +14,14 @@ namespace Postcard::Policy::File {
 
 namespace {
 
-// No range is longer; bounds the work for garbage.
+// Only this many bytes of a range are read, which bounds the work for garbage. A longer range can
+// be written only with needless zeros behind 0x or 0o.
 constexpr std::size_t longestRange = 64;
 
 // ---- Numbers ----
 
+// A number that is too large becomes the greatest one, so that the message is the one about its
+// size.
 std::optional<U64> parseDigits(std::string_view digits, int base) {
    U64 number = 0;
    const char* end = digits.data() + digits.size();
@@ -55,7 +58,7 @@ std::optional<Orlix::IpGenPrefix> parseAddress(std::string_view text) {
                              static_cast<unsigned>(8 * size)};
 }
 
-// The two parts of a prefix.
+// A prefix cut into its two parts, so that a message can tell which of them is wrong.
 struct WrittenPrefix {
    std::string_view addressText;
    std::optional<Orlix::IpGenPrefix> address; // of full length; nothing: no address
@@ -73,6 +76,7 @@ std::optional<Orlix::IpGenPrefix> prefixOf(const WrittenPrefix& written, Family 
    if (!written.address || written.address->family() != addressFamily(family) || !written.length) {
       return std::nullopt;
    }
+   // `parseNumber` would also take a length such as 0x18.
    const bool decimal = written.length->find_first_not_of("0123456789") == std::string_view::npos;
    const auto length = decimal ? parseNumber(*written.length) : std::nullopt;
    if (!length || *length > bitsOf(family)) {
@@ -82,7 +86,8 @@ std::optional<Orlix::IpGenPrefix> prefixOf(const WrittenPrefix& written, Family 
                              static_cast<unsigned>(*length)};
 }
 
-// Why `text`, of which `written` is made, is not a prefix of `family`.
+// Why `text` is not a prefix of `family`. `written` is made of `text`; `what` names it in the
+// message.
 std::string prefixProblem(std::string_view text, const WrittenPrefix& written,
                           std::string_view what, Family family) {
    if (!written.address) {
@@ -105,6 +110,7 @@ std::string prefixProblem(std::string_view text, const WrittenPrefix& written,
 
 // ---- Messages ----
 
+// What stands at the node, for messages. `Values::mismatch` does not ask about refused nodes.
 std::string found(const Node& node) {
    switch (node.kind) {
    case NodeKind::plain:
@@ -118,7 +124,8 @@ std::string found(const Node& node) {
    }
 }
 
-// The first character that may not stand in a name.
+// The first character of `text` that may not stand in a name; escapes of a quoted scalar can make
+// any.
 std::optional<char32_t> unprintableIn(std::string_view text) {
    while (!text.empty()) {
       const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
@@ -130,6 +137,7 @@ std::optional<char32_t> unprintableIn(std::string_view text) {
    return std::nullopt;
 }
 
+// Why `text` is no name; empty when it is one.
 std::string nameProblem(std::string_view text, std::string_view what) {
    if (text.empty()) {
       return fmt::format("{} is empty (expected 1 to {} bytes)", what, Values::maxName);

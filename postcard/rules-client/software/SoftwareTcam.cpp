@@ -17,18 +17,20 @@ void SoftwareTcam::program(const AclConfig& acl, Reply reply) {
    } catch (const Classifier::AclError& error) {
       outcome = {Outcome::invalid, error.what()};
    }
+   // Outside the `try`, and last: the reply may destroy this object.
    reply(std::move(outcome));
 }
 
 Outcome SoftwareTcam::hold(Classifier::AclTable table) {
    const Classifier::AclTable* old = acl(table.key());
+   // The new version may use the entries of the old one, because it replaces it in one step.
    const std::size_t free = available() + (old == nullptr ? 0 : old->entries().size());
    const std::size_t needed = table.entries().size();
    if (needed > free) {
       return {Outcome::full, fmt::format("{} needs {} entries, {} of {} are free",
                                          table.key().view(), needed, free, capacity_)};
    }
-   const Pello::String key = table.key();
+   const Pello::String key = table.key(); // a copy, because the next line moves the table
    acls_.insert_or_assign(key, std::move(table));
    return {};
 }
