@@ -13,6 +13,8 @@ namespace Postcard::Packets {
 
 namespace {
 
+// Reads one packet into `packet_`. The protocol and the addresses come first, because they decide
+// which other fields may stand.
 class PacketParser {
  public:
    explicit PacketParser(std::string_view text) : parser_{text} {}
@@ -134,6 +136,7 @@ class PacketParser {
       }
    }
 
+   // Reads the fields behind the addresses. A blank stands before each, and may stand at the end.
    void options() {
       while (true) {
          if (atEnd()) {

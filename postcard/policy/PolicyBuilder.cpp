@@ -85,7 +85,7 @@ void buildProtocol(Classification::StructuredFilter& filter, const ProtocolMatch
 }
 
 void buildSample(Classification::StructuredFilter& filter, const SampleMatch& match) {
-   // The child needs a name, which nothing reads.
+   // The name is required and carries no meaning.
    const auto sample = filter.tcpUdpCheckSumOrIpIdIs("sample");
    sample->dataIs(match.data);
    sample->maskIs(match.mask);
@@ -135,7 +135,7 @@ void buildFilter(Classification::StructuredFilter& filter, const Filter& from) {
 // Adds the filter and the priority of `from` to the records, when it takes part in `family`.
 //
 // The helper finds the filter through the key in the priorities: it looks up the filter collection
-// that the key names, and asserts that it holds exactly one filter, under number 0.
+// that the key names, asserts that it holds exactly one filter, and reads the one with number 0.
 void buildFamily(PolicyMapSmCommonData& policy, TrafficPolicyClassMapSmCommonData& classData,
                  const Class& from, Family family) {
    const Filter* filter = from.filter(family);

@@ -62,8 +62,8 @@ class Conversation::Implementation : public std::enable_shared_from_this<Impleme
    void dispatch(const Reply& reply) {
       const auto event = requests_->event();
       const auto acl = requests_->aclConfig();
-      const auto client =
-            client_; // keeps the client alive when its reply destroys the conversation
+      // A copy, which keeps the client alive when its reply destroys the conversation.
+      const auto client = client_;
       // The record holds whatever byte somebody wrote, also one without an enumerator.
       if (event > OruPostcardTelemetry::policyIntfUpdate) {
          return reply({Outcome::invalid, fmt::format("unknown event {}", unsigned{event})});

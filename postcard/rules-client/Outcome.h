@@ -2,8 +2,8 @@
 // status record. `textOf` writes that text and `outcomeOf` reads it; no other code knows its form.
 // Relies on the standard library.
 //
-// The status record has one bit and one text, so the kind of a failure travels as a prefix of the
-// text.
+// The status record tells success or failure and has one text, so the kind of a failure travels as
+// a prefix of the text.
 #pragma once
 
 #include "Pello/Types.h"
@@ -26,7 +26,7 @@ struct Outcome {
    std::string text;
 
    bool succeeded() const noexcept { return kind == done; }
-   // Whether the same request, repeated, would fail again.
+   // Whether the same request can never succeed, so that repeating it is pointless.
    bool isPermanent() const noexcept { return kind == invalid; }
 
    friend bool operator==(const Outcome&, const Outcome&) = default;

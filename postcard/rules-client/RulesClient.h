@@ -23,10 +23,10 @@ class Reply {
    // by the destructor of the last copy. It must not throw, because a destructor may call it.
    explicit Reply(Settle settle);
 
-   // Returns the outcome. Only the first call of all copies has an effect. The rules client may be
-   // destroyed inside this call, so it should be the last thing that the client does. When the last
-   // copy is destroyed without a call, the request is given up: it gets no answer, and the answers
-   // of later requests no longer wait for it.
+   // Hands the outcome to the conversation. Only the first call of all copies has an effect. The
+   // rules client may be destroyed inside this call, so it should be the last thing that the client
+   // does. When the last copy is destroyed without a call, the request is given up: it gets no
+   // answer, and the answers of later requests no longer wait for it.
    void operator()(Outcome outcome) const;
 
  private:

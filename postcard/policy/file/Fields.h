@@ -23,8 +23,8 @@ class Fields {
    // Finds the keys of `shape` in `mapping`. Adds a finding when the node is not a mapping, for
    // every key that the shape does not know and for every required key that is missing. Keys that
    // the document has refused (repeated ones but for the first, merge keys, lists) are passed over.
-   // A node that is no mapping has no values here. The nodes must outlive this object; `values` is
-   // used by the constructor only.
+   // When the node is no mapping, `value` and `key` return null for every key. The nodes must
+   // outlive this object; `values` is used by the constructor only.
    Fields(const Node& mapping, Shape shape, const Values& values);
 
    // The value of `key`, or null when the mapping does not have it. The shape must know the key.

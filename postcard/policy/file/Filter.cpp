@@ -12,6 +12,8 @@ namespace {
 constexpr U16 maxWord = std::numeric_limits<U16>::max();
 constexpr U16 maxByte = std::numeric_limits<U8>::max();
 
+// Reads one filter. A function that returns an optional has added a finding when it returns
+// nothing.
 class FilterReader {
  public:
    FilterReader(const FilterRules& rules, const Values& values) : rules_{rules}, values_{values} {}

@@ -21,7 +21,7 @@ struct LoadOptions {
    std::size_t maxNodes = 200'000;
 
    // The greatest number of rules that all policies of the file make in all families, together. A
-   // few port ranges multiply to billions of rules, for which no machine has memory.
+   // few port ranges multiply to billions of rules, which would exhaust the memory.
    U64 maxRules = 2'000'000;
 
    // How many findings a result keeps: the first ones in file order. The others are only counted.

@@ -16,6 +16,8 @@ std::string rangeText(unsigned low, unsigned high) {
    return low == high ? fmt::format("{}", low) : fmt::format("{}-{}", low, high);
 }
 
+// Reads one list of protocols. A function that returns an optional has added a finding when it
+// returns nothing.
 class ProtocolReader {
  public:
    ProtocolReader(bool severalPortEntries, const Values& values)
@@ -97,6 +99,7 @@ class ProtocolReader {
 
    void readPorts(std::vector<NumberRange>& target, const Fields& fields,
                   std::string_view key) const {
+      // The record keeps a range once, so a repetition can only be a mistake.
       Once<std::pair<U16, U16>> once{"port range", findings()};
       readList(target, fields, key, values_, [&](const Node& node) -> std::optional<NumberRange> {
          const auto range = values_.range(node, key, maxPort);
@@ -108,7 +111,8 @@ class ProtocolReader {
       });
    }
 
-   // The helper asserts that there is at most one port entry while the toggle is off.
+   // The helper asserts that there is at most one port entry while the toggle is off. The key
+   // `ports` is there, because entries have been read.
    void checkPortEntries(const ProtocolMatch& match, const Fields& fields) const {
       if (match.ports.size() > 1 && !severalPortEntries_) {
          findings().add(

@@ -14,6 +14,7 @@ namespace Postcard::Policy::File {
 
 namespace {
 
+// Reads one policy file. All functions go on after a finding, so that the user sees all of them.
 class Reader {
  public:
    Reader(const LoadOptions& options, Findings& findings)

@@ -18,7 +18,7 @@ namespace Postcard::RulesClient {
 
 class SoftwareTcam : public RulesClient {
  public:
-   static constexpr std::size_t defaultCapacity = 4096; // entries; a choice, not that of a chip
+   static constexpr std::size_t defaultCapacity = 4096; // entries
 
    // What one ACL does with a packet.
    struct Verdict {
