@@ -26,11 +26,12 @@
 
 namespace {
 
-using Postcard::RulesClient::Acl;
+using Postcard::RulesClient::AclConfig;
 using Postcard::RulesClient::Conversation;
 using Postcard::RulesClient::Outcome;
 using Postcard::RulesClient::Reply;
 
+using Request = OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig;
 using Answer = OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus;
 
 // Prints what it is asked to do. Refuses an ACL of more than `room` rules.
@@ -38,7 +39,7 @@ class PrintingRulesClient final : public Postcard::RulesClient::RulesClient {
  public:
    explicit PrintingRulesClient(std::size_t room) : room_{room} {}
 
-   void program(const Acl& acl, Reply reply) override {
+   void program(const AclConfig& acl, Reply reply) override {
       const std::size_t rules = acl.ruleByIndexs(); // the size of the collection `ruleByIndex`
       std::cout << "program " << acl.aclConfigKey() << ": " << rules << " rules\n";
       if (rules <= room_) {
@@ -53,7 +54,7 @@ class PrintingRulesClient final : public Postcard::RulesClient::RulesClient {
       reply({});
    }
 
-   void interfacesChanged(const Acl& acl, Reply reply) override {
+   void interfacesChanged(const AclConfig& acl, Reply reply) override {
       std::cout << "interfaces of " << acl.aclConfigKey() << '\n';
       reply({});
    }
@@ -63,17 +64,21 @@ class PrintingRulesClient final : public Postcard::RulesClient::RulesClient {
 };
 
 // Creates and commits the policy in one address family. Returns whether it is programmed; prints
-// the reason when it is not. The policy must make rules in that family: for one without rules the
-// helper posts no request, so there would be no answer to hand over.
-bool program(const Postcard::Host::HelperHandle& helper, const Answer& answer,
-             const Postcard::Policy::Policy& policy, Postcard::Policy::Family family) {
+// the reason when it is not. A policy without rules is programmed at once: the helper posts no
+// request for it, and must not be given an answer then.
+bool program(const Postcard::Host::HelperHandle& helper, const Request& request,
+             const Answer& answer, const Postcard::Policy::Policy& policy,
+             Postcard::Policy::Family family) {
    const auto record = Postcard::Policy::buildPolicy(policy);
    const auto option = Postcard::Policy::matchOptionOf(family);
    Kiv::String message = helper->createPolicy(record, option);
    if (message.empty()) {
+      const auto requestsBefore = request.kickRequest();
       // The rules client replies inside this call, so the answer is there when it returns.
       helper->commitPolicy(record, option);
-      message = helper.updatePolicyStatus(answer.statusType(), answer.status());
+      if (request.kickRequest() != requestsBefore) {
+         message = helper.updatePolicyStatus(answer.statusType(), answer.status());
+      }
    }
    if (!message.empty()) {
       std::cout << policy.name.text << ": " << message << '\n';
@@ -102,7 +107,7 @@ int run(const std::string& file) {
       for (const auto family : {Postcard::Policy::Family::ipv4, Postcard::Policy::Family::ipv6}) {
          // The helper ends the process for a family without interfaces.
          if (!policy.interfaces(family).empty()) {
-            done = program(helper, *answer, policy, family) && done;
+            done = program(helper, *request, *answer, policy, family) && done;
          }
       }
    }
