@@ -15,6 +15,7 @@ Pello::String OruPostcardPolicyAclHelper::getAclConfigKey(const PolicyDataPtr& p
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Option : {}", policyData->key().strDesc(), matchOption);
    const Acl::AclType aclType = matchOptionToAclType(matchOption);
+   // The name and not `strDesc`: the scope is no part of the key.
    RINGLOG_TRACE(5, "Policy : {}, Acl Type : {}", policyData->key().name(), aclType);
    Pello::String key = aclName(policyData->key().name(), aclType);
    RINGLOG_TRACE(5, "Acl Config Key : {}", key);
@@ -26,6 +27,8 @@ OruPostcardPolicyAclHelper::createAclConfig(const PolicyDataPtr& policyData,
                                             MatchOption matchOption) {
    RINGLOG_ENTRY();
    const Pello::String key = getAclConfigKey(policyData, matchOption);
+   // Checked here, because `aclConfigCollIs` would return the existing configuration without a
+   // word.
    if (aclConfigColl(key) != nullptr) {
       const Kiv::String error =
             policyMessage("Acl Config already exists for Policy :", policyData->key(), matchOption);
