@@ -1,6 +1,5 @@
 // The ACL configuration of a policy in one address family: its key (`getAclConfigKey`), its
-// creation
-// (`createAclConfig`) and its deletion (`deleteAclConfig`). Relies on Naming.
+// creation (`createAclConfig`) and its deletion (`deleteAclConfig`). Relies on Naming.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"

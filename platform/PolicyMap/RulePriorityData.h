@@ -35,8 +35,7 @@ class RulePriorityData : public Kiv::Entity {
    KIV_ENTITY(RulePriorityData, Kiv::Entity, "PolicyMap::RulePriorityData");
    KIV_CONSTANT(130, Acl::AclType, aclType); // the key in its policy
    // The same pairs in both collections. Use `entryIs` to add one: the setters of a single
-   // collection
-   // (`ruleIs`, `priorityIs`) do not change the other.
+   // collection (`ruleIs`, `priorityIs`) do not change the other.
    KIV_COLLECTION(131, rule, Kiv::RbTreeMap<RulePriority, AclRuleKey>);
    KIV_COLLECTION(132, priority, Kiv::RbTreeMap<AclRuleKey, RulePriority>);
 

@@ -22,8 +22,8 @@ class ActionSupportedMap {
 
    // Returns the empty text when the feature can carry out all actions of the class, which must not
    // be null. Otherwise returns "Unsupported action(s):" and for each action that the feature
-   // cannot carry out, in ascending order of the numbers, " 'name',". The last comma stays, because
-   // callers append words. Setting the DSCP is never named: every feature supports it.
+   // cannot carry out, in ascending order of the numbers, " 'name',", with the comma after the last
+   // one too. Setting the DSCP is never named: every feature supports it.
    Kiv::String checkUnsupportedActionConfig(
          const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>& classData) const;
 
