@@ -126,12 +126,12 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    virtual Pello::String getAclConfigKey(const PolicyDataPtr& policyData, MatchOption matchOption);
    // ClassMapWalk: fills the ACL configuration of the policy, which must exist, with the rules of
    // all classes, in the order of their priorities. Returns the empty text, or why a class cannot
-   // be expressed; the rules of the classes before it stay. Without a rule priority, returns a text
-   // that begins with "No rules configured in policy".
+   // be expressed; the rules of the classes before it stay. When the rule priorities are empty,
+   // returns a text that begins with "No rules configured in policy".
    //
-   // The policy must have rule priorities for the family. Each key among them must name a class of
-   // the policy that is a `TrafficPolicyClassMapSmCommonData`, and the filter collection that it
-   // names must hold exactly one filter, with the identifier 0.
+   // The policy must have a `RulePriorityData` for the family. Each key in it must name a class of
+   // the policy that is a `TrafficPolicyClassMapSmCommonData`, and the filter collection that the
+   // key names must hold exactly one filter, with the identifier 0.
    virtual Kiv::String updateRulesInAclConfig(const PolicyDataPtr& policyData,
                                               MatchOption matchOption);
    // InterfaceBinding: enters the interface into the configuration, or removes it. Posts nothing.

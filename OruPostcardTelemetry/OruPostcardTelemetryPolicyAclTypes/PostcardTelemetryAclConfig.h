@@ -33,7 +33,7 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
    // Whether the latest answer of the rules client was a success. False before the first answer.
    KIV_ATTRIBUTE(135, bool, programmedPolicy);
    // Whether a request about this configuration has been posted, so that the rules client knows it.
-   // Never returns to false; `recreatePolicy` hands the value on to the new configuration.
+   // The helper never sets it back; `recreatePolicy` hands the value on to the new configuration.
    KIV_ATTRIBUTE(136, bool, rulesClientUpdated);
    // The rules client's answers. Null until `aclConfigStatusIs()` makes it: no answer yet.
    KIV_CHILD(137, PostcardTelemetryAclConfigStatus, aclConfigStatus);

@@ -6,7 +6,7 @@
 // `PostcardTelemetryAclConfig`.
 //
 // Counters, not flags, announce a change: a request that is equal to the one before still changes
-// the record. The records carry no lock; agent, helper and rules client use them from one thread.
+// the record. The records carry no lock.
 #pragma once
 
 #include "Kiv/Entity.h"
