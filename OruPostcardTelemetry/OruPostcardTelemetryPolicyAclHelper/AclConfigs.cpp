@@ -1,6 +1,5 @@
 // The ACL configuration of a policy in one address family: its key (`getAclConfigKey`), its
-// creation
-// (`createAclConfig`) and its deletion (`deleteAclConfig`). Relies on Naming.
+// creation (`createAclConfig`) and its deletion (`deleteAclConfig`). Relies on Naming.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Contract.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
@@ -15,6 +14,7 @@ Pello::String OruPostcardPolicyAclHelper::getAclConfigKey(const PolicyDataPtr& p
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Policy : {}, Match Option : {}", policyData->key().strDesc(), matchOption);
    const Acl::AclType aclType = matchOptionToAclType(matchOption);
+   // The name and not `strDesc`: the scope is no part of the key.
    RINGLOG_TRACE(5, "Policy : {}, Acl Type : {}", policyData->key().name(), aclType);
    Pello::String key = aclName(policyData->key().name(), aclType);
    RINGLOG_TRACE(5, "Acl Config Key : {}", key);
@@ -26,6 +26,8 @@ OruPostcardPolicyAclHelper::createAclConfig(const PolicyDataPtr& policyData,
                                             MatchOption matchOption) {
    RINGLOG_ENTRY();
    const Pello::String key = getAclConfigKey(policyData, matchOption);
+   // Checked here, because `aclConfigCollIs` would return the existing configuration without a
+   // word.
    if (aclConfigColl(key) != nullptr) {
       const Kiv::String error =
             policyMessage("Acl Config already exists for Policy :", policyData->key(), matchOption);

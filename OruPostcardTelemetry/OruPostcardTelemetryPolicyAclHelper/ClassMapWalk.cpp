@@ -16,6 +16,7 @@ namespace {
 
 using TrafficPolicy::TrafficPolicyClassMapSmCommonData;
 
+// Set-DSCP is missing here because `ActionSupportedMap` supports it in every feature.
 const TrafficPolicy::ActionSupportedMap& supportedActions() {
    static const TrafficPolicy::ActionSupportedMap map{PolicyMap::ActionType::sample,
                                                       PolicyMap::ActionType::sampleAll};
@@ -77,6 +78,8 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataP
       RINGLOG_TRACE(0, "Error: {}", error);
       contractBroken(FunctionText::updateRulesInAclConfig, "0");
    }
+   // Not an error of the caller: `createPolicy` and `recreatePolicy` recognise this text and report
+   // a success. The two blanks before the name are part of the text.
    if (rules->rules() == 0) {
       Kiv::String error =
             Kiv::String::join({"No rules configured in policy ", " ", policyData->key().strDesc()});
@@ -86,7 +89,8 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataP
    return walkClasses(*rules, policyData, aclType, aclConfig);
 }
 
-// Each class begins at the index after the last rule of the class before it.
+// Each class begins at the index after the last rule of the class before it. The collection is
+// sorted by priority, so ascending indexes are the order in which the classes match.
 Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorityData& rules,
                                                     const PolicyDataPtr& policyData,
                                                     Acl::AclType aclType,

@@ -34,6 +34,7 @@ class Findings {
    std::string text_{opening};
 };
 
+// Checks everything but the protocol fields. The order of the checks is the order in the message.
 void checkFilterWide(const StructuredFilter& filter, Findings& findings) {
    findings.add(filter.sources() > 1, " 'Source Prefix List',");
    findings.add(filter.sourceExcepts() != 0, " 'Except Source Prefix List',");
@@ -50,6 +51,7 @@ void checkFilterWide(const StructuredFilter& filter, Findings& findings) {
 }
 
 // Checks all of a protocol field but its port entries. Returns whether something is unsupported.
+// Without TCP control, rules are made without TCP flags, so flags of any protocol pass.
 bool checkProtocol(const Classification::NumericalRange& range, const ProtoField& field,
                    bool tcpControl, Findings& findings) {
    const bool isTcp = range == singleProtocol(protocolTcp);
@@ -72,6 +74,7 @@ bool checkPortEntry(const PortField& entry, Findings& findings) {
 // is checked; in a field that was faulty before, that is the first.
 bool checkPorts(const ProtoField& field, bool tcpControl, bool faulty, Findings& findings) {
    for (const auto& entry : field.port()) {
+      // Inside the loop, because a field without port entries is allowed.
       if (tcpControl && !toggleFeaturePostcardTelemetryTcpControlEnabled() && field.ports() != 1) {
          contractBroken(FunctionText::checkUnsupportedFields, "protoIter->ports() == 1",
                         portCountMessage(field.ports()));

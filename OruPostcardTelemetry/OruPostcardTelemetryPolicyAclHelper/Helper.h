@@ -90,7 +90,8 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    // this order, on which agents built elsewhere rely: new ones are added at the end.
 
    // RuleConstruction: adds the actions of the class to those of the rule. A set-DSCP action must
-   // be a `PolicyMap::SetDscpAction`; actions that rules cannot carry out are passed over.
+   // be a `PolicyMap::SetDscpAction`, else the process ends; its DSCP is entered with the mask
+   // 0x3f. Actions that rules cannot carry out are passed over.
    virtual void updateRuleAction(const ClassDataPtr& classData, const RulePtr& ruleConfig);
    // RuleConstruction: whether rules go without the class's sample match. They do unless the class
    // has the plain sample action, which alone asks for a share of the packets.
@@ -104,7 +105,8 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
                                       L4PortDataMask dportDataMask, bool tcpFlagAvailable,
                                       U32 nextRuleIndex);
    // ProtocolExpansion: makes the rules of the filter `sf` in one protocol, as copies of the
-   // template `ruleConfig`, from `nextRuleIndex` on. Returns the next free index.
+   // template `ruleConfig`, from `nextRuleIndex` on. `proto` is 6 (TCP) or 17 (UDP). Returns the
+   // next free index.
    virtual U32 addRulesProtoField(const AclConfigPtr& aclConfig, const RulePtr& ruleConfig,
                                   const FilterPtr& sf, U8 proto, U32 nextRuleIndex);
    // RuleConstruction: makes all rules of one class, from `nextRuleIndex` on. `key` must be among
@@ -118,12 +120,18 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    virtual AclConfigPtr createAclConfig(const PolicyDataPtr& policyData, MatchOption matchOption);
    // AclConfigs: removes the ACL configuration of the policy, which must exist.
    virtual void deleteAclConfig(const PolicyDataPtr& policyData, MatchOption matchOption);
-   // AclConfigs: returns the key, whether or not there is a configuration. It depends on the
-   // policy's name and the family alone.
+   // AclConfigs: returns the key of the policy's configuration, whether or not there is one. The
+   // key depends on the policy's name and the family alone. Two policies that differ in their
+   // scopes only have the same key, so they cannot both have a configuration.
    virtual Pello::String getAclConfigKey(const PolicyDataPtr& policyData, MatchOption matchOption);
    // ClassMapWalk: fills the ACL configuration of the policy, which must exist, with the rules of
    // all classes, in the order of their priorities. Returns the empty text, or why a class cannot
-   // be expressed; the rules of the classes before it stay.
+   // be expressed; the rules of the classes before it stay. When the rule priorities are empty,
+   // returns a text that begins with "No rules configured in policy".
+   //
+   // The policy must have a `RulePriorityData` for the family. Each key in it must name a class of
+   // the policy that is a `TrafficPolicyClassMapSmCommonData`, and the filter collection that the
+   // key names must hold exactly one filter, with the identifier 0.
    virtual Kiv::String updateRulesInAclConfig(const PolicyDataPtr& policyData,
                                               MatchOption matchOption);
    // InterfaceBinding: enters the interface into the configuration, or removes it. Posts nothing.
@@ -159,8 +167,9 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    static constexpr auto kivOperations();
 
  private:
-   // Steps of the operations above. A step's traces name the operation, not the step; where two
-   // operations share a step, the template argument says which one it is.
+   // Steps of the operations above. The traces of a step name the operation and not the step. Where
+   // two operations share a step, the template argument says which one it is.
+   //
    // PolicyLifecycle.
    template <class Operation>
    void addAttachedInterfaces(const PolicyDataPtr& policyData, MatchOption matchOption,

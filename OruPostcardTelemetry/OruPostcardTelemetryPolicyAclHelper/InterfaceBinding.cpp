@@ -72,6 +72,8 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyDataPtr& policyDa
                                                    Orlix::IntfId intf, Orlix::IntfId logicalIntf,
                                                    const L3::VrfName& vrfName,
                                                    MatchOption matchOption) {
+   // `RINGLOG_ENTRY` would name this function. Texts of traces are an interface, so the match type
+   // stays in the next one twice.
    RINGLOG_TRACE_OF(Change::name, 8, "");
    RINGLOG_TRACE_OF(Change::name, 9,
                     "Policy : {}, Match Type : {}, Interface : {}, Logical Interface : {}, "

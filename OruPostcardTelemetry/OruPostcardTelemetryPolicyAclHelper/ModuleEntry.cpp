@@ -7,6 +7,7 @@ extern "C" {
 
 // The version of the platform for which this module was built. A host of another version must not
 // call the factory: objects and virtual tables may be laid out differently.
+// Declared `extern` first: a constant at namespace scope is otherwise not visible outside.
 extern const U32 oruPostcardPlatformVersion;
 const U32 oruPostcardPlatformVersion = Kiv::platformVersion;
 

@@ -12,6 +12,7 @@ Acl::AclType matchOptionToAclType(PolicyMap::ClassMapMatchOption option) {
 }
 
 Pello::String aclName(Pello::String name, Acl::AclType aclType) {
+   // The generic text of an enumerator, without its single quotes.
    const std::string quoted = Kiv::valueText(aclType);
    const std::string_view typeName = std::string_view{quoted}.substr(1, quoted.size() - 2);
    return Pello::String::join({name, "-", typeName});

@@ -15,6 +15,8 @@ using HelperTrace::traceSource;
 
 namespace {
 
+// Ends the process for any other match option than the IPv4 and the IPv6 access group. `where` is
+// the line of the caller, so that the assertion's line number tells the operations apart.
 void requireSupportedMatchOption(PolicyMap::ClassMapMatchOption matchOption,
                                  std::string_view function,
                                  std::source_location where = std::source_location::current()) {
@@ -27,6 +29,8 @@ void requireSupportedMatchOption(PolicyMap::ClassMapMatchOption matchOption,
    }
 }
 
+// Ends the process when no interface is attached: the agent creates a policy in a family only when
+// it is attached there.
 void requireAttached(std::size_t interfaces, std::string_view expression, std::string_view function,
                      std::source_location where = std::source_location::current()) {
    if (interfaces == 0) {
@@ -100,8 +104,10 @@ Kiv::String OruPostcardPolicyAclHelper::recreatePolicy(const PolicyDataPtr& poli
    RINGLOG_TRACE(9, "Policy : {}, Match Type : {}", policyData->key().strDesc(),
                  static_cast<U8>(matchOption));
    requireSupportedMatchOption(matchOption, Recreation::text);
+   // The reference keeps the old configuration for its history. It leaves the collection first,
+   // because the new one has the same key. `deleteAclConfig` ends the process if there is none.
    const AclConfigPtr oldConfig = aclConfigColl(getAclConfigKey(policyData, matchOption));
-   deleteAclConfig(policyData, matchOption); // ends the process if there is no old configuration
+   deleteAclConfig(policyData, matchOption);
    const AclConfigPtr newConfig = createAclConfig(policyData, matchOption);
    addAttachedInterfaces<Recreation>(policyData, matchOption, newConfig);
    const Kiv::String status = updateRulesInAclConfig(policyData, matchOption);
@@ -171,6 +177,9 @@ Kiv::String OruPostcardPolicyAclHelper::deletePolicy(const PolicyDataPtr& policy
       return error;
    }
    RINGLOG_TRACE(5, "Rules Client Updated : {}", aclConfig->rulesClientUpdated());
+   // Posted before the deletion, because the request refers to the configuration. The reference in
+   // the record keeps it alive for the rules client. A rules client that was never told needs no
+   // request.
    if (aclConfig->rulesClientUpdated()) {
       updateRulesClientConfig(policyDelete, aclConfig, Orlix::IntfId{});
    }

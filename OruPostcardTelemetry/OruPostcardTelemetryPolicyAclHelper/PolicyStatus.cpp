@@ -32,6 +32,8 @@ Kiv::String OruPostcardPolicyAclHelper::updatePolicyStatus(
    RINGLOG_ENTRY();
    RINGLOG_TRACE(9, "Status Type : {} Event Type : {}, Status String : {}", policyStatus,
                  clientConfig() == nullptr ? policyCreate : clientConfig()->event(), statusString);
+   // The record's reference may be the only one to a configuration that has been deleted since.
+   // Therefore the configuration is looked up by its key and not taken from the record.
    const Pello::Ptr<const PostcardTelemetryAclConfig> requested = requestedConfig(clientConfig());
    const Pello::String key = requested == nullptr ? Pello::String{} : requested->aclConfigKey();
    RINGLOG_TRACE(5, "Acl Config Key : {}", key);

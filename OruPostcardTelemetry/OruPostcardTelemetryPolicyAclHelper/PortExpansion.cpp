@@ -39,7 +39,8 @@ L4PortDataMask portMatch(const Orlix::RangeMaskGen<U16>::Entry& block) {
    return {block.data, block.mask};
 }
 
-// A 16-bit number as decimal text, made without a formatter: a rule's name has up to six numbers.
+// A 16-bit number as decimal text. Made without a formatter, because a rule's name has up to six
+// numbers and an ACL may have very many rules.
 class Decimal {
  public:
    explicit Decimal(U16 number) {
@@ -67,6 +68,7 @@ class GrowingName {
    fmt::basic_memory_buffer<char, 256> characters_;
 };
 
+// Appends `-label-port` to `name` and traces the result.
 void ruleNameL4Port(GrowingName& name, std::string_view label, L4Port port) {
    name.append("-");
    name.append(label);
@@ -117,12 +119,14 @@ U32 OruPostcardPolicyAclHelper::addRulesPortEntry(const Classification::PortFiel
                     srcVect.size(), dstVect.size());
    const std::size_t pairs =
          std::max<std::size_t>(srcVect.size(), 1) * std::max<std::size_t>(dstVect.size(), 1);
+   // Reserved at once, so that the table of names does not grow several times for one entry.
    aclConfig->ruleByNameReserve(aclConfig->ruleByNames() + pairs);
    const auto addRule = [&](bool sportValid, L4PortDataMask sport, bool dportValid,
                             L4PortDataMask dport) {
       nextRuleIndex = addRulesL4PortDataMask(protoField, ruleConfig, aclConfig, sportValid, sport,
                                              dportValid, dport, expandTcpFlags, nextRuleIndex);
    };
+   // An entry without any range makes no rule: neither loop runs.
    if (srcVect.empty()) {
       for (const auto& dst : dstVect) {
          RINGLOG_TRACE_OF("addRulesPortField", 5, "Only Dport Data : 0x{:x}, Mask : 0x{:x}",

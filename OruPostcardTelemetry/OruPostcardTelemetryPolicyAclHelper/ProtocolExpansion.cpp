@@ -56,12 +56,15 @@ U32 OruPostcardPolicyAclHelper::addRulesProtoField(const AclConfigPtr& aclConfig
       aclConfig->ruleByIndexIs(nextRuleIndex, newRule);
       return nextRuleIndex + 1;
    }
+   // For hardware that matches TCP flags, FilterCheck has made this check already.
    if (!tcpFlagsSupported(hwCapability())) {
       requireOnePortEntry(ports);
    }
    nextRuleIndex =
          ports == 0 ? addRulesTcpFlagField(protoField, newRule, aclConfig, nextRuleIndex)
                     : addRulesPortField(protoField, newRule, aclConfig, tcpFlags, nextRuleIndex);
+   // The copy was only a template for the rules that PortExpansion has made. `addRulesTcpFlagField`
+   // has removed its name already; removing it again does nothing.
    RINGLOG_TRACE(5, "Deleting Rule : {}", name);
    aclConfig->ruleByNameDel(name);
    return nextRuleIndex;

@@ -77,6 +77,8 @@ U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
    const Pello::String name = ruleName(classMapData->name(), aclType);
    const RulePtr rule = aclConfig->ruleByNameIs(name);
    const Pello::Ptr<RuleFilter> ruleFilter = rule->ruleFilterIs();
+   // A rule has room for one prefix per side; ClassMapWalk has refused filters with more. Without a
+   // prefix the filter keeps `anyPrefix`.
    if (sf->sources() != 0) {
       const Orlix::IpGenPrefix& source = sf->source().begin().key();
       RINGLOG_TRACE(5, "Source Prefix : {}", source);
@@ -95,9 +97,12 @@ U32 OruPostcardPolicyAclHelper::addRules(const PolicyMap::AclRuleKey& key,
    return nextRuleIndex;
 }
 
+// The mask is checked and traced also for a class that goes without the sample match, so that a
+// faulty filter is found whatever the actions are.
 void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
                                                 const ClassDataPtr& classData,
                                                 RuleFilter& ruleFilter) {
+   // All rules share one string; a string per rule would be an allocation per rule.
    static const Pello::String childName{"sampleDataAndMask"};
    const auto& match = filter.tcpUdpCheckSumOrIpId();
    const U32 sampleData = match == nullptr ? 0 : match->data();
@@ -122,7 +127,7 @@ void OruPostcardPolicyAclHelper::setSampleMatch(const StructuredFilter& filter,
 }
 
 // Makes rules for TCP and for UDP, or for only one of them when the filter has a protocol field for
-// that one and none for the other.
+// that one and none for the other. TCP comes first: the order of the indexes is visible.
 U32 OruPostcardPolicyAclHelper::addRulesOfProtocols(const AclConfigPtr& aclConfig,
                                                     const RulePtr& rule, const FilterPtr& sf,
                                                     U32 nextRuleIndex) {

@@ -22,6 +22,8 @@ void OruPostcardPolicyAclHelper::updateRulesClientConfig(PostcardTelemetryRulesC
       RINGLOG_TRACE(5, "Updating clientConfig()->currIntf() with {}", intf.stringValue());
       clientConfig()->currIntfIs(intf);
    }
+   // Before the counter changes: its subscribers are called while it is set, and may look at the
+   // flag.
    aclConfig->rulesClientUpdatedIs(true);
    RINGLOG_TRACE(5, "Rules Client Updated : {}", aclConfig->rulesClientUpdated());
    clientConfig()->kickRequestInc(1);

@@ -9,6 +9,8 @@ bool tcpFlagsSupported(const Pello::Ptr<const PostcardTelemetry::HwCapability>& 
 }
 
 bool toggleFeaturePostcardTelemetryTcpControlEnabled() {
+   // Read once: the toggle decides which filters are valid, and that must not change between two
+   // classes of a policy.
    static const bool enabled =
          (FeatureToggle::getToggleState("FeaturePostcardTelemetryTcpControl",
                                         "PostcardTelemetryCommon.json", true) &

@@ -37,7 +37,7 @@ class L4PortDataMask : public Kiv::Value<L4PortDataMask> {
    KIV_FIELD(2, U16, l4PortMask); // 0xffff matches one port, 0 every port
 
  public:
-   // Both 0.
+   // Both 0: every port.
    L4PortDataMask() = default;
    L4PortDataMask(U16 l4PortData, U16 l4PortMask)
       : l4PortData_{l4PortData}, l4PortMask_{l4PortMask} {}

@@ -1,7 +1,8 @@
 // `PostcardTelemetryAclConfig`: one ACL configuration, made for one policy and one address family.
 // Two collections hold its rules: `ruleByName` makes and owns them; `ruleByIndex` refers to them in
-// the order in which hardware matches them. Nothing keeps the two in step: whoever adds a rule
-// enters it in both, and whoever removes a rule by name leaves its index to the caller. Relies on
+// the order in which hardware matches them. Nothing keeps the two in step: a function that adds a
+// rule enters it in both. Removing a rule by name leaves it under its index; the counted reference
+// there keeps it alive. Rules under an index therefore need not have a name entry. Relies on
 // `RuleConfig` and `PostcardTelemetryAclConfigStatus`.
 #pragma once
 
@@ -19,18 +20,20 @@ namespace OruPostcardTelemetry {
 class PostcardTelemetryAclConfig : public Kiv::Entity {
    KIV_ENTITY(PostcardTelemetryAclConfig, Kiv::Entity,
               "OruPostcardTelemetry::PostcardTelemetryAclConfig");
-   KIV_CONSTANT(130, Pello::String, aclConfigKey); // its key in the helper's collection
+   KIV_CONSTANT(130, Pello::String, aclConfigKey); // the key in the helper's collection
    KIV_ATTRIBUTE(131, Acl::AclType, aclType);      // the address family
    // `ruleByNameIs(name)` returns the rule of that name, or makes one without filter and action.
    KIV_COLLECTION(132, ruleByName,
                   Kiv::HashMap2018<Pello::String, RuleConfig, &RuleConfig::name, 158383795>);
    // Ascending indexes are the order of matching. Entering null removes an entry.
    KIV_COLLECTION(133, ruleByIndex, Kiv::RbTreeMap<U32, Pello::Ptr<RuleConfig>>);
-   // The interfaces to which the policy is applied. The hash seed differs from process to process.
+   // The interfaces to which the policy is applied. The seed of the hash differs from process to
+   // process, and so does the order in which the interfaces are walked.
    KIV_COLLECTION(134, policyIntf, Kiv::HashSet2018<Orlix::IntfId, 0x485a4f7b, true>);
-   // Whether the latest answer of the rules client was a success.
+   // Whether the latest answer of the rules client was a success. False before the first answer.
    KIV_ATTRIBUTE(135, bool, programmedPolicy);
-   // Whether a request about this configuration has been posted to the rules client.
+   // Whether a request about this configuration has been posted, so that the rules client knows it.
+   // The helper never sets it back; `recreatePolicy` hands the value on to the new configuration.
    KIV_ATTRIBUTE(136, bool, rulesClientUpdated);
    // The rules client's answers. Null until `aclConfigStatusIs()` makes it: no answer yet.
    KIV_CHILD(137, PostcardTelemetryAclConfigStatus, aclConfigStatus);

@@ -25,6 +25,7 @@ class PostcardTelemetryPolicyKey : public Kiv::Value<PostcardTelemetryPolicyKey>
       : key_{std::move(key)}, option_{option} {}
    // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
    // names the attribute that cannot be read.
+   // A text is parsed, not taken as a policy's name.
    explicit PostcardTelemetryPolicyKey(std::string_view text)
       : PostcardTelemetryPolicyKey{Kiv::parseValue<PostcardTelemetryPolicyKey>(text)} {}
    template <std::same_as<char> Character>

@@ -8,6 +8,7 @@ using TypesTrace::traceSource;
 
 void RuleAction::copy(const RuleAction& other) {
    RINGLOG_ENTRY();
+   // `dscpDataAndMask` is left out on purpose: see the contract in the header.
    for (const auto& member : other.action()) {
       actionIs(member);
    }

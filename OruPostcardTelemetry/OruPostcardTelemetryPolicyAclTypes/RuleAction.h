@@ -21,7 +21,8 @@ class RuleAction : public Kiv::Entity {
    KIV_ENTITY(RuleAction, Kiv::Entity, "OruPostcardTelemetry::RuleAction");
    // Without `setDscpAction` in the set, this attribute has no meaning.
    KIV_ATTRIBUTE(130, DscpDataAndMask, dscpDataAndMask);
-   // The actions; all of them are carried out.
+   // The actions; all of them are carried out. The set holds any byte, also a number that has no
+   // enumerator; such a number has no effect and the show command prints no name for it.
    KIV_COLLECTION(131, action, Kiv::HashSet2018<Action, 1484032339>);
 
  public:
@@ -29,7 +30,8 @@ class RuleAction : public Kiv::Entity {
    RuleAction() = default;
 
    // Adds every action of `other` to this object's set; the set loses none. `dscpDataAndMask` is
-   // not copied: this object keeps its own.
+   // not copied: this object keeps its own. So the rules of a class, which are copies of its
+   // template rule, carry `setDscpAction` with data 0 and mask 0.
    void copy(const RuleAction& other);
    // The same; `other` must not be null.
    void copy(const Pello::Ptr<const RuleAction>& other) { copy(*other); }

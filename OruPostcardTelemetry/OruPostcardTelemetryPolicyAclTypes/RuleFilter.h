@@ -26,7 +26,7 @@ class RuleFilter : public Kiv::Entity {
    KIV_ATTRIBUTE(133, L4PortDataMask, sportDataMask);
    KIV_ATTRIBUTE(134, bool, dportDataMaskValid, false);
    KIV_ATTRIBUTE(135, L4PortDataMask, dportDataMask);
-   KIV_ATTRIBUTE(136, Protocol, proto);
+   KIV_ATTRIBUTE(136, Protocol, proto); // always matched; 1 (ICMP) in a filter that was just made
    // The sample match. Null: the filter has none. The name that makes it is only its key.
    KIV_CHILD(137, Classification::TcpUdpCheckSumOrIpId, sampleDataAndMask);
    // A mask of 0: the filter does not match TCP flags.

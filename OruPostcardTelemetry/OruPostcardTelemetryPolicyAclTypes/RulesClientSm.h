@@ -4,6 +4,9 @@
 // returns; setting an attribute to its current value publishes nothing. The other side reads a
 // record when the record's counter changes, so a writer changes the counter last. Relies on
 // `PostcardTelemetryAclConfig`.
+//
+// Counters, not flags, announce a change: a request that is equal to the one before still changes
+// the record. The records carry no lock.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -61,7 +64,8 @@ class PostcardTelemetryRulesClientSmStatus : public Kiv::Entity {
    KIV_PUBLISHED;
    KIV_ATTRIBUTE(130, Pello::String, status); // empty, or what went wrong
    KIV_ATTRIBUTE(131, PostcardTelemetryRulesClientSmStatusType, statusType);
-   // Which request is answered. The rules client keeps it; the helper neither reads nor writes it.
+   // The `kickRequest` of the request that is answered, written last. The helper neither reads nor
+   // writes it.
    KIV_ATTRIBUTE(132, U32, kickResponse);
 
  public:

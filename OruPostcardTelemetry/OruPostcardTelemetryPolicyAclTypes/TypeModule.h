@@ -6,6 +6,7 @@
 
 namespace OruPostcardTelemetry {
 
+// The module, valid until the library is unloaded.
 const Kiv::TypeModule& policyAclTypesModule();
 
 } // namespace OruPostcardTelemetry

@@ -29,7 +29,7 @@ class FragmentsMatch : public Kiv::Entity {
 class StructuredFilter : public Kiv::Entity {
    KIV_ENTITY(StructuredFilter, Kiv::Entity, "Classification::StructuredFilter");
    KIV_CONSTANT(130, U32, id); // the key in its collection
-   // Prefixes of the addresses. A packet that matches one of the `…Except` prefixes does not match
+   // Prefixes of the addresses. A packet that lies in one of the excepted prefixes does not match
    // the filter. The names are those of prefix sets that are configured elsewhere; empty: none.
    KIV_COLLECTION(131, source, Kiv::RbTreeSet<Orlix::IpGenPrefix>);
    KIV_COLLECTION(132, sourceExcept, Kiv::RbTreeSet<Orlix::IpGenPrefix>);

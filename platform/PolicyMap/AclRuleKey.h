@@ -1,4 +1,5 @@
-// `AclRuleKey`: names one rule of one class of a policy.
+// `AclRuleKey`: names one rule of one class of a policy, in one address family. Relies on the value
+// support of the framework.
 #pragma once
 
 #include "Kiv/String.h"
@@ -12,16 +13,17 @@
 
 namespace PolicyMap {
 
-// Which rule of which class is meant.
+// Unique among the rules of all policies: every part belongs to the key.
 class AclRuleKey : public Kiv::Value<AclRuleKey> {
    KIV_VALUE(AclRuleKey, "PolicyMap::AclRuleKey");
    KIV_FIELD(1, PolicyMapSmKey, policyMapKey);
-   KIV_FIELD(2, Pello::String, className);
-   KIV_FIELD(3, Pello::String, aclName); // under it the class keeps its structured filters
-   KIV_FIELD(4, U32, sequence);          // of the rule in its ACL
+   KIV_FIELD(2, Pello::String, className); // the key in the policy's `classData`
+   KIV_FIELD(3, Pello::String, aclName);   // the key in the class's `aclStructuredFilter`
+   KIV_FIELD(4, U32, sequence);            // of the rule in its ACL; postcard telemetry has only 0
    KIV_FIELD(5, ClassMapMatchOption, matchOption);
 
  public:
+   // The key of no rule: every name is empty, every number 0.
    AclRuleKey() = default;
    AclRuleKey(PolicyMapSmKey policyMapKey, Pello::String className, Pello::String aclName,
               U32 sequence, ClassMapMatchOption matchOption)

@@ -1,5 +1,6 @@
-// `Action`: what a class does with the packets that it matches. The kind is its `actionType`; a
-// kind with parameters has a class of its own.
+// `Action`: what a class does with the packets that it matches. The kind of action is its
+// `actionType`. A kind with parameters has a class derived from this one, such as `SetDscpAction`.
+// Relies on the entities of the framework.
 #pragma once
 
 #include "Kiv/Entity.h"

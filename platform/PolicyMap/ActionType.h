@@ -9,6 +9,8 @@
 
 namespace PolicyMap {
 
+// The numbers of the types are fixed, because agents and helpers that were built separately
+// exchange them. Postcard telemetry carries out `setDscp`, `sample` and `sampleAll` only.
 enum class ActionType : U8 {
    permit = 0,
    drop = 1,
@@ -21,12 +23,13 @@ enum class ActionType : U8 {
    setVlan = 8,
    log = 9,
    nat = 10,
-   sample = 18,
-   sampleAll = 19,
+   sample = 18,    // report the packets that satisfy the sample match of the class's filter
+   sampleAll = 19, // report every packet
 };
+// `ActionTypeInstance(number)` is the type of that number; it throws Kiv::RangeError for any other.
 KIV_ENUM(ActionType, ActionTypeInstance)
 
-// One more than the largest action type.
+// One more than the largest action type: the size of a table that action types index.
 inline constexpr std::size_t actionTypes = 20;
 
 } // namespace PolicyMap

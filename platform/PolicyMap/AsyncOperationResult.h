@@ -1,4 +1,5 @@
-// `AsyncOperationResult`: how an operation that finished later ended.
+// `AsyncOperationResult`: the outcome of an operation that finishes after its call has returned.
+// Relies on the value support of the framework.
 #pragma once
 
 #include "Kiv/String.h"
@@ -12,11 +13,12 @@ class AsyncOperationResult : public Kiv::Value<AsyncOperationResult> {
    KIV_FIELD(2, double, time);          // seconds since 1970-01-01 00:00 UTC
 
  public:
+   // A success in 1970: no operation has finished yet.
    AsyncOperationResult() = default;
    AsyncOperationResult(Pello::String status, double time)
       : status_{std::move(status)}, time_{time} {}
 
-   U64 hash(U64) const = delete; // a moment is nobody's key
+   U64 hash(U64) const = delete; // outcomes are no keys, and `time` is a real number
 };
 
 } // namespace PolicyMap

@@ -4,6 +4,7 @@ namespace PolicyMap {
 
 namespace {
 
+// The texts reach the operator who configured the policy, so they name the operation or the action.
 Kiv::String notSupported(std::string_view operation) {
    return Kiv::String::join({"Operation ", operation, " is not supported by this feature"});
 }
@@ -50,6 +51,8 @@ Kiv::String PolicyMapAclHelper::commitPolicy(const PolicyDataPtr&, ClassMapMatch
    return notSupported("commitPolicy");
 }
 
+// Made of `commitPolicy`, so that only a feature that can commit several policies at once has to
+// override it.
 Kiv::String PolicyMapAclHelper::batchCommitPolicy(const std::vector<PolicyDataPtr>& policies,
                                                   ClassMapMatchOption matchOption) {
    for (const PolicyDataPtr& policyData : policies) {
@@ -119,6 +122,7 @@ Kiv::String PolicyMapAclHelper::handlePendingOperationTimeout(const PolicyDataPt
                              stringValue(matchOption), " has not been answered in time"});
 }
 
+// A feature that keeps no list of interfaces of its own must not refuse any.
 bool PolicyMapAclHelper::intfExists(Orlix::IntfId) const {
    return true;
 }

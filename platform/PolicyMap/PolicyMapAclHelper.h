@@ -1,12 +1,20 @@
-// `PolicyMapAclHelper`: the base of a feature's helper, which turns policies into ACLs. The agent
-// calls the virtual operations; a feature overrides those it has. Relies on the policy records.
+// `PolicyMapAclHelper`: the base class of a feature's helper, which turns policies into ACLs. The
+// agent calls the virtual operations; a feature overrides those that it supports. Relies on the
+// policy records.
 //
-// The order of the virtual operations is the order of their slots and part of the interface between
-// an agent and a helper that was built elsewhere: new ones are added at the end, none is moved.
+// The order of the virtual operations is the order of their slots in the virtual table. An agent
+// and a helper that were built separately rely on it: a new operation is added at the end, none is
+// moved.
 //
-// What an operation does here is what a helper needs that has no such feature: questions are
-// answered "no" or "none", orders that cannot be carried out return a text that says so, and
-// notifications are ignored. An operation's text is empty when it succeeded.
+// This class implements each operation for a helper that does not support it:
+//
+//   orders          return a text that says that the operation is not supported
+//   questions       are answered false, 0 or the empty text, where a comment says nothing else
+//   notifications   are ignored
+//
+// An operation that returns `Kiv::String` returns the empty text for success, otherwise a message
+// for the operator. Counted references that are passed to an operation are not null. All operations
+// are called by the agent's one thread; none is synchronised.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -24,17 +32,22 @@ namespace PolicyMap {
 class PolicyMapAclHelper : public Kiv::Entity {
    KIV_ENTITY(PolicyMapAclHelper, Kiv::Entity, "PolicyMap::PolicyMapAclHelper");
    KIV_PUBLISHED;
-   // Switches that `hwInit` sets. Actions of a programmed rule can be changed in place.
+   // Attributes 130 to 134 are switches that tell the agent what the helper supports. A helper sets
+   // them in `hwInit`; each is shown with its initial value.
+   //
+   // Actions of a programmed rule can be changed in place.
    KIV_ATTRIBUTE(130, bool, updateActionSupported, true);
-   // An attached port channel stands for its member ports.
+   // A port channel that is attached to a policy stands for its member ports.
    KIV_ATTRIBUTE(131, bool, expandPortChannels, false);
    // A match on established TCP connections is supported.
    KIV_ATTRIBUTE(132, bool, establishedSupported, true);
-   // The agent cuts layer-4 port ranges into rules of their own.
+   // The agent must cut layer-4 port ranges into rules. False: the helper does it.
    KIV_ATTRIBUTE(133, bool, subRulesForL4Ports, true);
-   // Operations finish later, and say so through `asyncOperationResult`.
+   // An operation that returns the empty text may still be under way. Its outcome is published
+   // later through `asyncOperationResult`.
    KIV_ATTRIBUTE(134, bool, asyncOperations, false);
-   // The outcome of the latest operation that has one.
+   // The outcome of the latest operation that finished asynchronously, with the time at which it
+   // did.
    KIV_ATTRIBUTE(135, AsyncOperationResult, asyncOperationResult);
 
  public:
@@ -44,37 +57,43 @@ class PolicyMapAclHelper : public Kiv::Entity {
    PolicyMapAclHelper() = default;
    ~PolicyMapAclHelper() override;
 
-   // The hardware tables that map VLANs to ACLs were configured anew.
+   // Notification: the hardware tables that map VLANs to ACLs have been configured anew.
    virtual void handleVlanTcamIdConfig();
-   // The hardware layer starts: time to set the switches.
+   // Notification: the hardware layer starts. Called once, before any order; a helper sets its
+   // switches here.
    virtual void hwInit();
-   // Field sets, or user-defined fields, that the policy refers to should be read now.
+   // Notifications: the helper should read the field sets, or the user-defined fields, that the
+   // policy refers to.
    virtual void cacheFieldSets(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
    virtual void cacheUdfs(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
-   // The agent begins (`true`) or ends adding rules piece by piece.
+   // Notification: the agent begins (`true`) or ends (`false`) to add rules piece by piece.
    virtual void setAsyncAddRuleInProgress(bool inProgress);
-   // Adds rules of an earlier version that still stand in hardware; returns how many.
+   // Adds the rules of an earlier version of the policy that are still in hardware. Returns how
+   // many.
    virtual U32 maybeAddOldRules(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
 
    // Builds what hardware needs for a policy in one address family.
    virtual Kiv::String createPolicy(const PolicyDataPtr& policyData,
                                     ClassMapMatchOption matchOption);
-   // Builds it anew for a policy that exists.
+   // Builds the same anew for a policy that has been created before and has changed since.
    virtual Kiv::String recreatePolicy(const PolicyDataPtr& policyData,
                                       ClassMapMatchOption matchOption);
-   // Whether a change of the policy can be made in place; begins it if so.
+   // Whether the change of a policy can be made in place. If true, the helper has begun the change;
+   // if false, nothing has happened.
    virtual bool initInPlaceUpdate(const PolicyDataPtr& policyData, ClassMapMatchOption matchOption);
-   // Removes the policy.
+   // Removes what was built for the policy, from hardware too.
    virtual Kiv::String deletePolicy(const PolicyDataPtr& policyData,
                                     ClassMapMatchOption matchOption);
-   // Hands what was built to hardware.
+   // Hands what was built for the policy to hardware.
    virtual Kiv::String commitPolicy(const PolicyDataPtr& policyData,
                                     ClassMapMatchOption matchOption);
-   // Commits several policies in order; stops at the first that fails and returns its text.
+   // Commits policies in the given order. Here: calls `commitPolicy` for each, stops at the first
+   // that fails and returns its text; the policies before it stay committed.
    virtual Kiv::String batchCommitPolicy(const std::vector<PolicyDataPtr>& policies,
                                          ClassMapMatchOption matchOption);
-   // An interface joins or leaves the policy. `logicalIntf` is the interface as the operator knows
-   // it, when `intf` is a part of it.
+   // An interface joins or leaves the policy. `intf` is the interface that the hardware knows.
+   // `logicalIntf` is the one that the operator configured, such as a port channel of which `intf`
+   // is a member. `vrfName` is the routing instance of the interface; empty: none.
    virtual Kiv::String addIntfToPolicy(const PolicyDataPtr& policyData, Orlix::IntfId intf,
                                        Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                        ClassMapMatchOption matchOption);
@@ -82,38 +101,44 @@ class PolicyMapAclHelper : public Kiv::Entity {
                                             Orlix::IntfId logicalIntf, L3::VrfName vrfName,
                                             ClassMapMatchOption matchOption);
 
-   // Rule by rule, for helpers whose agent cuts policies into rules.
+   // Orders and questions rule by rule, for helpers that leave the cutting into rules to the agent.
+   //
+   // Adds the rule `key` of the policy.
    virtual Kiv::String addRule(const PolicyDataPtr& policyData, const AclRuleKey& key);
    // Whether all the rules would fit, without adding them.
    virtual bool tryAddRules(const PolicyDataPtr& policyData, const std::vector<AclRuleKey>& keys);
    // Whether the rules can take new priorities without being written anew.
    virtual bool tryMoveRules(const PolicyDataPtr& policyData, const std::vector<AclRuleKey>& keys);
-   // A change of actions: begin, one call per rule, end.
+   // Change the actions of rules in place: one call to begin, one call per rule (`updateAction`, or
+   // `updateNexthopGroupMatch` for a rule that matches on a group of next hops), one call to end.
    virtual Kiv::String beginUpdateActions(const PolicyDataPtr& policyData);
    virtual Kiv::String updateAction(const PolicyDataPtr& policyData, const AclRuleKey& key);
    virtual Kiv::String updateNexthopGroupMatch(const PolicyDataPtr& policyData,
                                                const AclRuleKey& key);
    virtual Kiv::String endUpdateActions(const PolicyDataPtr& policyData);
 
-   // Packets counted by a rule, in all and on one interface.
+   // The number of packets that matched a rule, on all interfaces and on one.
    virtual U64 getCountForRule(const PolicyDataPtr& policyData, const AclRuleKey& key) const;
    virtual U64 getCountForRulePerInterface(const PolicyDataPtr& policyData, const AclRuleKey& key,
                                            Orlix::IntfId intf) const;
-   // Diagnostics, written to the open file descriptor `fd`.
+   // Write diagnostics to the open file descriptor `fd`, which stays open. Here: write nothing.
    virtual void showAclRule(U32 fd, const AclRuleKey& key) const;
    virtual void showAclSummary(U32 fd) const;
 
-   // An operation has not ended in time. Returns the text for the operator.
+   // Notification: the latest operation for the policy has not finished in time. Returns the
+   // message for the operator, which is never empty here.
    virtual Kiv::String handlePendingOperationTimeout(const PolicyDataPtr& policyData,
                                                      ClassMapMatchOption matchOption);
-   // Whether the helper has use for the interface.
+   // Whether the helper can use the interface. Here: always.
    virtual bool intfExists(Orlix::IntfId intf) const;
-   // The largest priority in hardware; 0 when there is none.
+   // The largest priority among the policy's rules in hardware; 0 when there is none.
    virtual U32 getLastInstalledPriority(const PolicyDataPtr& policyData) const;
+   // Whether a class may have the drop action.
    virtual bool dropActionSupported() const;
-   // The line card on which the helper works; empty for the whole switch.
+   // The line card for which the helper works; empty: the whole switch.
    virtual Kiv::String linecardName() const;
-   // Checks of actions before they are accepted: empty, or why not.
+   // Check the actions of a class, or the default actions of a policy, before the configuration is
+   // accepted. Here: no such action of a class is accepted, and all default actions are.
    virtual Kiv::String validPoliceAction(const ClassDataPtr& classData) const;
    virtual Kiv::String validEgressRedirectAction(const ClassDataPtr& classData) const;
    virtual Kiv::String validateUseVrfSecondaryAction(const ClassDataPtr& classData) const;

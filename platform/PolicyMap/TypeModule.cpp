@@ -41,7 +41,8 @@ const Kiv::TypeModule& typeModule() {
                &RulePriorityData::kivTypeData(),
                &PolicyMapSmCommonData::kivTypeData(),
                &PolicyMapAclHelper::kivTypeData(),
-               // Its operations take one; without this nothing might load the library it is in.
+               // A type of another library. The helper's operations take a `VrfName`, but they use
+               // no symbol of that library. Naming the descriptor makes the linker keep it.
                &L3::VrfName::kivTypeData(),
          }};
    return module;

@@ -126,7 +126,7 @@ class Ring {
    }
 
    // Detaches the child of a fork from its parent's file. A private mapping replaces the shared one
-   // at the same address, because call sites, writers and `header_` point there. Only the forking
+   // at the same address, because the threads' writers and `header_` point there. Only the forking
    // thread exists in the child, so only its `block` (null: it has none) stays held; the blocks of
    // all other threads would otherwise be lost to the child.
    void becomeChilds(const BlockHeader* block) {
@@ -225,7 +225,7 @@ class Ring {
    std::size_t blocks_;
    std::vector<bool> held_ = std::vector<bool>(blocks_, false); // by block: a thread writes it
    std::vector<U32> counts_ = std::vector<U32>(blocks_, 0); // by block: records, when it is free
-   int file_ = -1; // kept open for its lock; -1: the ring is in memory, or this is a forked child
+   int file_ = -1; // kept open for `becomeChilds`; -1: the ring is in memory, or a child's
    std::byte* base_ = nullptr;
    RingHeader* header_ = nullptr;
 };
@@ -244,9 +244,8 @@ void afterForkInParent() {
    ringMutex.unlock();
 }
 
-// What a thread has besides its `Writer`, freed when it ends. Kept under a pthread key and
-// not in a thread-local variable, because key destructors run after the destructors of thread-local
-// objects, and these may trace.
+// What a thread has besides its `Writer`, freed when it ends. Kept under a pthread key and not in a
+// thread-local variable: key destructors run after those of thread-local objects, which may trace.
 struct Thread {
    BlockHeader* block = nullptr;   // the block that it holds in the ring; null: it holds none
    std::vector<std::byte> nowhere; // the memory it writes to while the ring has no block for it

@@ -11,9 +11,8 @@
 //                  cannot be used, one line on standard error says why, and the ring lies in
 //                  memory.
 //   RINGLOG_SIZE   the size of all blocks in KiB, from 128 to 4194304, rounded down to whole
-//   blocks;
-//                  1024 when it is not set. Any other value is reported on standard error and
-//                  ignored.
+//                  blocks; 1024 when it is not set. Any other value is reported on standard error
+//                  and ignored.
 //
 // Threads: any thread may call any function here at any time, but not from a signal handler, which
 // may have interrupted a record half written. A child process made by fork(2) writes to memory

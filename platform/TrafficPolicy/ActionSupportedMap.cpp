@@ -21,6 +21,8 @@ bool ActionSupportedMap::supported(ActionType type) const {
 
 Kiv::String ActionSupportedMap::checkUnsupportedActionConfig(
       const Pello::Ptr<const PolicyMap::ClassMapSmCommonData>& classData) const {
+   // Sorted, because the collection is a hash table, and the operator should see the same text for
+   // the same configuration.
    std::vector<ActionType> unsupported;
    for (const auto& action : classData->action()) {
       if (!supported(action.key()) && action.key() != ActionType::setDscp) {

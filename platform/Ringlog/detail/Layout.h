@@ -52,8 +52,8 @@ struct ClockPair {
    std::atomic<U64> nanoseconds; // since 1970-01-01 00:00 UTC
 };
 
-// Atomic members change while the ring is in use. The others are written when the ring is made;
-// only a forked child changes `processId`, in its own copy.
+// The atomic members, except those of `opened`, change while the ring is in use. The others are
+// written when the ring is made; only a forked child changes `processId`, in its own copy.
 struct RingHeader {
    U64 magic;      // `ringMagic`, written last; 0 while the ring is being made
    U32 blockCount; // from 1 to `mostBlocks`
