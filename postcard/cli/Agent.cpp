@@ -100,7 +100,6 @@ std::function<int()> declare(CLI::App& parser) {
 
 } // namespace
 
-const Command agentCommand{"agent", "Program the policies of a file, and follow the file",
-                           &declare};
+const Command agentCommand{"agent", "Run an agent that programs the policies of a file", &declare};
 
 } // namespace Postcard::Cli
