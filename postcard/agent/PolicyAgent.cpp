@@ -1,3 +1,5 @@
+// The core of the agent: what the file wants (`adopt`), the queue (`pump`), and the reports. The
+// steps of a policy are in PolicyAgentSteps.cpp, the answers in PolicyAgentAnswers.cpp.
 #include "postcard/agent/PolicyAgent.h"
 
 #include "Kiv/System.h"
@@ -10,9 +12,11 @@ namespace Postcard::Agent {
 
 namespace {
 
+// `PolicyEntry::order` of a policy that is not in the file: `report` shows it last.
 constexpr std::size_t behindTheFile = std::numeric_limits<std::size_t>::max();
 
-// A new file is a reason to ask again at once.
+// Whether a reload makes the next attempt due, without waiting for the retry time: the operator may
+// have mended the cause. A refused policy counts when the rules client may still hold an ACL of it.
 bool isDueAtReload(const PolicyEntry& entry) {
    return entry.overdue || entry.state == PolicyState::failed ||
           (refused(entry) && entry.residue != Residue::none);
@@ -37,8 +41,9 @@ PolicyAgent::PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile&
 
 PolicyAgent::~PolicyAgent() = default;
 
-// Listens to the rules client. An answer is copied when it is published and taken from the event
-// loop, where no call of the rules client is under way; the record may hold the next one by then.
+// Subscribes to the answers. An answer is copied while it is published, because the record may hold
+// the next one when the event loop runs. It is processed from the event loop and not at once: the
+// rules client may answer inside the very call that posts its request, before `await` has noted it.
 void PolicyAgent::hear() {
    answerSubscription_ = answers_->publisher()->subscribe([this](const Pello::Change& change) {
       if (change.attribute == RulesClient::StatusRecord::kickResponseId) {
@@ -67,12 +72,13 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
    }
    for (auto& [key, entry] : entries_) {
       if (nothingRefersTo(entry)) {
-         settle(entry, PolicyState::removed, {}); // no step for it had begun
+         settle(entry, PolicyState::removed, {}); // the helper has none of it: no step is needed
       }
       entry.retry = isDueAtReload(entry) ? Retry::now : Retry::none;
    }
 }
 
+// Records `version` as the desired state of its entry in `family`, and makes the entry if needed.
 void PolicyAgent::want(const std::shared_ptr<const PolicyVersion>& version, Policy::Family family,
                        std::size_t order) {
    const auto [item, isNew] = entries_.try_emplace({version->policy.name.text, family});
@@ -80,16 +86,19 @@ void PolicyAgent::want(const std::shared_ptr<const PolicyVersion>& version, Poli
    entry.since = isNew ? Kiv::System::currentTime() : entry.since;
    entry.wanted = version;
    entry.order = order;
+   // The plan compares versions by address. What the helper has counts as made of the new version
+   // when the rules would be the same, so that nothing is built anew.
    if (entry.config != nullptr && !refused(entry) && sameRules(*entry.made, *version, family)) {
       entry.made = version;
    }
+   // A policy that is new, or that comes back after its removal.
    if (entry.config == nullptr && entry.residue == Residue::none) {
       settle(entry, PolicyState::waiting, {});
    }
 }
 
-// Puts every policy into the queue. Policies that are gone come first, by name, so that others can
-// use the room that they free; then the file's, in its order.
+// Replaces the queue by all policies. Those that are gone from the file come first, by name: their
+// removal frees entries that the others may need. Then come those of the file, in its order.
 void PolicyAgent::enqueueAll() {
    std::vector<std::pair<std::size_t, PolicyKey>> ordered;
    ordered.reserve(entries_.size());
@@ -103,6 +112,8 @@ void PolicyAgent::enqueueAll() {
    }
 }
 
+// The number of steps from here to the desired state, as `reload` reports it. Answers of the rules
+// client may still add some.
 std::size_t PolicyAgent::stepsLeft() const {
    std::size_t steps = 0;
    for (const auto& [key, entry] : entries_) {
@@ -117,6 +128,8 @@ void PolicyAgent::start() {
 }
 
 ReloadResult PolicyAgent::reload(const Policy::PolicyFile& file) {
+   // Helpers read a toggle once per process, so a change would reach the loader's checks and not
+   // the helper.
    if (file.featureToggles != featureToggles_) {
       return {false, 0, {"feature toggles are read once: restart the agent to change them"}, true};
    }
@@ -124,7 +137,7 @@ ReloadResult PolicyAgent::reload(const Policy::PolicyFile& file) {
    if (auto refusals = refusalsOf(versions, file.hardware, host_); !refusals.empty()) {
       return {false, 0, std::move(refusals)};
    }
-   // `removed` was reported until now.
+   // The entries that are erased here were reported as `removed` until now.
    std::erase_if(entries_, [](const auto& item) { return nothingRefersTo(item.second); });
    hwCapability_->tcpFlagsSupportedIs(file.hardware.tcpFlags);
    adopt(versions);
@@ -142,8 +155,9 @@ void PolicyAgent::deleteAll() {
    pump();
 }
 
-// Takes steps until one of them posts a request. It ends, because every other step brings its entry
-// nearer to what is wanted, and an entry without steps leaves the queue.
+// Takes steps until one of them posts a request or the queue is empty. The loop ends: a step that
+// posts nothing brings its entry nearer to the desired state, and an entry without steps leaves the
+// queue. The steps are computed anew in each round, because each step changes the entry.
 void PolicyAgent::pump() {
    while (!inFlight_ && !queue_.empty()) {
       const PolicyKey key = queue_.front();
@@ -154,6 +168,7 @@ void PolicyAgent::pump() {
          perform(steps.front(), found->second, key);
          continue;
       }
+      // No step is due for a policy that is gone, so its state can be told.
       if (found != entries_.end() && found->second.wanted == nullptr) {
          settleWithoutRules(found->second);
       }
@@ -171,6 +186,7 @@ std::vector<PolicyReport> PolicyAgent::report() const {
    for (const auto& [key, entry] : entries_) {
       ordered.emplace_back(entry.order, reportOf(key, entry));
    }
+   // Stable: policies that are gone all have the same order, and stay sorted by name.
    std::ranges::stable_sort(ordered, {}, [](const auto& item) { return item.first; });
    std::vector<PolicyReport> reports;
    reports.reserve(ordered.size());

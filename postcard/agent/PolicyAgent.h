@@ -1,14 +1,18 @@
 // `PolicyAgent`: the policy-map machinery around a helper. It makes the policies of a file, posts
-// their requests to the rules client one at a time, takes the answers, and changes what a new file
-// changes. Relies on the plug-in host and on `PolicyPlan`, which says what has to be done; time and
-// the event loop are the caller's (`Hooks`), so that tests turn the clock.
+// their requests to the rules client one at a time, takes the answers, and applies the changes of a
+// new file. Relies on the plug-in host, and on `PolicyPlan` for the steps that a policy needs. Time
+// and the event loop belong to the caller (`Hooks`), so that tests can set the clock.
 //
-// The request record has one slot. Therefore policies wait in a queue, and the next step begins
-// when the rules client has answered the request before, or the time for that answer is up. An
-// answer that comes after its time is still taken while its request is the latest one; later it
-// only shows that the rules client lives. Overdue requests are posted again at every sign of life.
-// Without one they are posted again, together with requests that were refused for now, when the
-// queue is empty and the retry time has passed.
+// The request record has one slot. Therefore policies wait in a queue. The next step begins when
+// the rules client has answered the latest request, or when the time for that answer is up.
+//
+// A late answer is taken as long as its request is the latest one. An answer to an older request
+// only shows that the rules client is alive. After every answer the overdue requests are posted
+// again, except after an older answer that comes while another request is in flight. Without an
+// answer, overdue requests and those that were refused temporarily are posted again when the queue
+// is empty and the retry time has passed.
+//
+// All functions are called on one thread, which is that of the event loop.
 #pragma once
 
 #include "postcard/agent/PolicyPlan.h"
@@ -29,63 +33,75 @@ namespace Postcard::Agent {
 
 class PolicyAgent {
  public:
-   // What the agent needs of its surroundings.
+   // What the agent needs from its caller. None of the functions may be empty.
    struct Hooks {
-      // Runs the function soon, after the caller has returned to the event loop.
+      // Must run the given function once, after the present caller has returned to the event loop.
+      // The function refers to the agent: it must not run after the agent is destroyed.
       std::function<void(std::function<void()>)> later;
-      // Calls `timeUp` once after the time; a new call replaces the old one, null stops it.
+      // Must call `timeUp` once after the given time. A new call replaces the timer that runs;
+      // nullopt stops it. There is only one timer.
       std::function<void(std::optional<std::chrono::milliseconds>)> timer;
-      // Called after every change of what `report` returns; also when it may not have changed.
+      // Called when the result of `report`, `idle` or `settled` may have changed. May call the
+      // const functions of the agent, and no others.
       std::function<void()> changed;
    };
 
    struct Options {
-      std::chrono::milliseconds answerTime{10'000}; // how long a request may take
+      std::chrono::milliseconds answerTime{10'000}; // until a request counts as overdue
       std::size_t historyLength = 100;              // answers kept per policy and family
-      // How long after a lost answer or a refusal the request is posted again. It doubles with
-      // every attempt in vain, up to the longest.
+      // The time from the moment when the queue is empty to the next attempt at requests that were
+      // lost or refused temporarily. It doubles with every such attempt, up to `longestRetryTime`;
+      // a success or a new file sets it back.
       std::chrono::milliseconds retryTime{1'000};
       std::chrono::milliseconds longestRetryTime{60'000};
    };
 
-   // Nothing runs before `start`. `host` must outlive the agent. Throws PluginError when the helper
-   // cannot be made.
+   // Makes the helper and its records; takes no step before `start`. `host` must outlive the agent;
+   // `file` is copied. The file's feature toggles must be in force already
+   // (`Policy::applyFeatureToggles`).
    PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile& file, Options options,
                Hooks hooks);
    PolicyAgent(const PolicyAgent&) = delete;
    PolicyAgent& operator=(const PolicyAgent&) = delete;
    ~PolicyAgent();
 
-   // The records that a rules client reads and writes; never null, and the same all the time.
+   // The record that the agent posts requests in, and the record that the rules client answers in.
+   // Never null; the same objects as long as the agent lives.
    const Pello::Ptr<RulesClient::RequestRecord>& requests() const { return requests_; }
    const Pello::Ptr<RulesClient::StatusRecord>& answers() const { return answers_; }
 
-   // Creates and commits every policy of the file.
+   // Begins to create and commit every policy of the file. Call it once, when a rules client
+   // listens: a request that is posted before is not heard, and is overdue after `answerTime`.
    void start();
 
-   // Makes the policies those of `file`, all or none: all of them are first made on a scratch
-   // helper, and the live helper changes only when that refuses none. Steps that the file before
-   // asked for and that have not begun are dropped. Feature toggles cannot change. Returns why the
-   // file is refused, or how many steps it takes; the steps go on after the return.
+   // Replaces the desired state by the policies of `file`, all of them or none. They are first
+   // compiled on scratch helpers, and the live helper changes only when these refuse nothing. Steps
+   // for the file before that have not begun are dropped. A file with other feature toggles than
+   // the first one is refused. Returns why the file is refused, or the number of steps that it
+   // takes. The steps may still be going on after the return.
    ReloadResult reload(const Policy::PolicyFile& file);
 
-   // Begins to delete every policy; `settled` tells when that is done.
+   // Begins to delete every policy. It is done when `settled` returns true; `report` then says
+   // which policies could not be deleted.
    void deleteAll();
 
-   // Whether no step is left to be taken now and no answer is awaited.
+   // Whether no policy is queued and no request is in flight.
    bool idle() const { return queue_.empty() && !inFlight_; }
-   // Whether, besides, no request waits for another attempt.
+   // Whether the agent is idle and no request waits for another attempt.
    bool settled() const { return idle() && !retryArmed_; }
 
-   // The time that was asked of `Hooks::timer` is up.
+   // To be called when the timer that `Hooks::timer` set has run out.
    void timeUp();
 
-   // Every policy and family, in the order of the file, removed ones last.
+   // A report for every policy and family: those of the file in its order, and behind them those
+   // that are gone from it, by name.
    std::vector<PolicyReport> report() const;
 
-   // Writes the show text of all ACL configurations to the descriptor `fd`.
+   // Writes all ACL configurations as the show command prints them to the descriptor `fd`, which
+   // stays open. Write errors are ignored.
    void show(U32 fd) const { helper_.showPostcardAcl(fd); }
-   // Shows every ACL configuration, in no particular order.
+   // Calls `visit` with every ACL configuration, in no particular order. The helper owns the
+   // configurations; `visit` must not change them.
    void forEachAclConfig(
          const std::function<void(OruPostcardTelemetry::PostcardTelemetryAclConfig&)>& visit)
          const {
@@ -93,27 +109,29 @@ class PolicyAgent {
    }
 
  private:
-   // What the rules client had written when it published the counter.
+   // A copy of the status record at the moment when the rules client published its counter.
    struct Answer {
-      U32 request; // counter
+      U32 request; // the counter of the request that is answered
       OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatusType type;
       Pello::String text;
-      RulesClient::Outcome outcome; // what type and text mean
+      RulesClient::Outcome outcome; // what `type` and `text` mean
    };
 
-   // Whether a request is made for the first time, or because the one before was lost or refused.
+   // Whether a request is made for the first time, or because an earlier one was lost or refused.
    enum class Attempt : std::uint8_t { first, again };
 
-   // Which of the requests that wait for another attempt.
+   // Which of the requests that wait for another attempt are meant.
    enum class Which : std::uint8_t { overdue, all };
 
-   // A request that awaits its answer.
+   // A request that was posted and has no answer yet.
    struct Request {
       PolicyKey key;
-      U32 number;
-      bool removal; // of a configuration that the helper has deleted
+      U32 number;   // its counter
+      bool removal; // it removes a configuration that the helper has deleted already
    };
 
+   // The functions below are grouped by source: PolicyAgent.cpp, PolicyAgentSteps.cpp,
+   // PolicyAgentAnswers.cpp.
    void hear();
    void adopt(const std::vector<std::shared_ptr<const PolicyVersion>>& versions);
    void want(const std::shared_ptr<const PolicyVersion>& version, Policy::Family family,
@@ -147,11 +165,11 @@ class PolicyAgent {
    Pello::Ptr<PostcardTelemetry::HwCapability> hwCapability_;
    Host::HelperHandle helper_;
    std::map<PolicyKey, PolicyEntry> entries_;
-   std::deque<PolicyKey> queue_; // whose steps are to be taken; may name entries that are gone
-   std::optional<Request> inFlight_;
-   std::optional<Request> expired_; // the latest request when its time was up
-   std::chrono::milliseconds retryTime_;
-   bool retryArmed_ = false; // the timer runs until the next attempt
+   std::deque<PolicyKey> queue_;     // policies whose steps are due; may name entries that are gone
+   std::optional<Request> inFlight_; // absent: none; present exactly while its answer time runs
+   std::optional<Request> expired_;  // the latest request, after its answer time was up
+   std::chrono::milliseconds retryTime_; // until the next attempt; see Options::retryTime
+   bool retryArmed_ = false;             // the timer runs for the next attempt
    Pello::Publisher::Subscription answerSubscription_;
 };
 

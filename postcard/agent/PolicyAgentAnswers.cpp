@@ -1,4 +1,4 @@
-// The answers of the rules client, and what is tried again when there is none or a bad one.
+// The answers of the rules client, and the next attempts at requests that were lost or refused.
 #include "postcard/agent/PolicyAgent.h"
 #include "postcard/policy/PolicyBuilder.h"
 
@@ -7,6 +7,8 @@
 
 namespace Postcard::Agent {
 
+// Finds the request that is answered by its counter. A rules client may answer late, twice, or for
+// a request of which the agent knows nothing.
 void PolicyAgent::answered(const Answer& answer) {
    if (inFlight_ && inFlight_->number == answer.request) {
       const Request request = *inFlight_;
@@ -18,12 +20,14 @@ void PolicyAgent::answered(const Answer& answer) {
       expired_.reset();
       takeAnswer(request, answer);
    } else if (inFlight_) {
-      return; // to an earlier request; the one in flight still has time
+      return; // an answer to an older request; the one in flight still has time
    }
-   retry(Which::overdue); // the rules client lives
+   retry(Which::overdue); // the rules client is alive
    pump();
 }
 
+// The helper records the answer in the configuration that the latest request was about. Therefore
+// only the answer to the latest request comes here.
 void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
    const auto found = entries_.find(request.key);
    if (found == entries_.end()) {
@@ -34,13 +38,13 @@ void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
       return takeRemovalAnswer(entry, answer);
    }
    if (entry.config == nullptr) {
-      return; // the helper has deleted it since
+      return; // the helper has no configuration to record it in, and would end the process
    }
    helper_.updatePolicyStatus(answer.type, answer.text);
    trimHistory(entry);
    if (answer.outcome.succeeded()) {
-      retryTime_ = options_.retryTime;
-      leave(entry, Residue::none); // the new version has replaced it
+      retryTime_ = options_.retryTime; // the rules client works: attempts begin with the short time
+      leave(entry, Residue::none);     // the new version has replaced whatever was left
       return settle(entry, PolicyState::programmed, answer.text.str());
    }
    settle(entry, PolicyState::failed, answer.text.str());
@@ -50,7 +54,8 @@ void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
 }
 
 // The helper has deleted the configuration, so there is no history to record the answer in. A
-// removal that can never succeed is of an ACL that the rules client does not hold.
+// permanent refusal of a removal means that the rules client holds no such ACL, which is just what
+// was wanted.
 void PolicyAgent::takeRemovalAnswer(PolicyEntry& entry, const Answer& answer) {
    entry.overdue = false;
    if (answer.outcome.succeeded() || answer.outcome.isPermanent()) {
@@ -62,9 +67,11 @@ void PolicyAgent::takeRemovalAnswer(PolicyEntry& entry, const Answer& answer) {
    settleWithoutRules(entry);
 }
 
+// There is one timer with two uses: the answer time while a request is in flight, and the time to
+// the next attempt otherwise.
 void PolicyAgent::timeUp() {
    if (inFlight_) {
-      expired_ = inFlight_;
+      expired_ = inFlight_; // its answer may still come
       inFlight_.reset();
       tellOverdue(*expired_);
    } else {
@@ -75,13 +82,16 @@ void PolicyAgent::timeUp() {
    pump();
 }
 
+// Marks the entry of the request as overdue, with the helper's text for the operator.
 void PolicyAgent::tellOverdue(const Request& request) {
    const auto found = entries_.find(request.key);
    if (found == entries_.end()) {
       return;
    }
    PolicyEntry& entry = found->second;
-   entry.state = PolicyState::waiting; // `since` stays: a failure lasts until there is an answer
+   // Not by `settle`, which would set `since`: the trouble began with the failure before, if there
+   // was one.
+   entry.state = PolicyState::waiting;
    entry.overdue = true;
    tryLater(entry);
    entry.text =
@@ -99,6 +109,9 @@ void PolicyAgent::retry(Which which) {
    }
 }
 
+// Lets the timer run for the next attempt exactly when an entry waits for one. A timer that runs is
+// left alone, so that the retry time is not prolonged. Called only when nothing is in flight: the
+// answer time needs the timer then.
 void PolicyAgent::armRetry() {
    const bool wanted = std::ranges::any_of(
          entries_, [](const auto& item) { return item.second.retry == Retry::later; });
@@ -110,7 +123,7 @@ void PolicyAgent::armRetry() {
    retryArmed_ = wanted;
 }
 
-// The helper keeps every answer, and an agent may run for years: drops the oldest beyond the limit.
+// Drops the oldest answers beyond the limit: the helper keeps all, and an agent may run for years.
 void PolicyAgent::trimHistory(PolicyEntry& entry) const {
    auto& status = *entry.config->aclConfigStatus();
    while (status.statusInOrders() > options_.historyLength) {

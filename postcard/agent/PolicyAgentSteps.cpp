@@ -1,4 +1,4 @@
-// The steps of a policy: what the helper is asked to do, and the requests that come of it.
+// The steps of a policy: the calls of the helper, and the requests that the helper posts in them.
 #include "postcard/agent/PolicyAgent.h"
 #include "postcard/host/HelperMessage.h"
 #include "postcard/policy/PolicyBuilder.h"
@@ -23,13 +23,15 @@ void PolicyAgent::perform(const Step& step, PolicyEntry& entry, const PolicyKey&
    }
 }
 
+// Makes the ACL configuration from `wanted` and commits it, unless the helper refuses the policy.
 void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
    const auto matchOption = matchOptionOf(key.second);
+   // Asked before the helper replaces the configuration.
    const bool posted = entry.config != nullptr && entry.config->rulesClientUpdated();
    const Kiv::String message = entry.config != nullptr
                                      ? helper_->recreatePolicy(entry.wanted->data, matchOption)
                                      : helper_->createPolicy(entry.wanted->data, matchOption);
-   entry.made = entry.wanted;
+   entry.made = entry.wanted; // also when it is refused: the same version is not built again
    entry.config = configOf(key);
    if (entry.config == nullptr && posted) {
       leave(entry, Residue::earlierVersion);
@@ -40,13 +42,16 @@ void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
       return settle(entry, isUnsupported ? PolicyState::unsupported : PolicyState::invalid,
                     message.str());
    }
+   // A helper of somebody else may report success and have no configuration under the usual key.
    if (entry.config == nullptr) {
       return settle(entry, PolicyState::invalid, "the helper made no ACL configuration");
    }
    commit(entry, key, Attempt::first);
 }
 
+// Requires a configuration.
 void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key, Attempt attempt) {
+   // Cleared even if no request follows: this step would be due for ever otherwise.
    const bool isDue = entry.retry == Retry::now;
    if (isDue) {
       entry.retry = Retry::none;
@@ -64,6 +69,8 @@ void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key, Attempt attem
    }
 }
 
+// Deletes the configuration in the helper, which posts a request if the rules client was told of
+// it. For a residue, the configuration is made once more so that the helper can delete it again.
 void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
    const Attempt attempt = entry.residue == Residue::none ? Attempt::first : Attempt::again;
    if (entry.config == nullptr && !makeAgainToRemove(entry, key)) {
@@ -79,6 +86,7 @@ void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
    helper_->deletePolicy(entry.made->data, matchOptionOf(key.second));
    entry.config = nullptr;
    await(key, entry, before, attempt);
+   // No request was in flight before this step, so one that is now is the removal.
    if (inFlight_) {
       leave(entry, Residue::unconfirmedRemoval);
    } else {
@@ -86,14 +94,17 @@ void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
    }
 }
 
-// The helper deletes only what it has. Returns whether it has made the configuration again; it may
-// refuse what it made before, because the hardware's capabilities have changed since.
+// Makes the configuration of the version `made` once more, because the helper deletes only what it
+// has. The message of the helper does not matter: the configuration is deleted at once. Returns
+// whether the helper has the configuration.
 bool PolicyAgent::makeAgainToRemove(PolicyEntry& entry, const PolicyKey& key) {
    helper_->createPolicy(entry.made->data, matchOptionOf(key.second));
    entry.config = configOf(key);
    return entry.config != nullptr;
 }
 
+// Attaches or detaches the interface of `step`. A policy file knows neither VRFs nor interfaces
+// that are parts of others, so both interface arguments are the same.
 void PolicyAgent::changeIntf(const Step& step, PolicyEntry& entry, const PolicyKey& key) {
    const auto matchOption = matchOptionOf(key.second);
    const L3::VrfName vrf{"default"};
@@ -106,9 +117,10 @@ void PolicyAgent::changeIntf(const Step& step, PolicyEntry& entry, const PolicyK
    await(key, entry, before, Attempt::first);
 }
 
-// Waits for the answer, if a request was posted since the counter read `before`. An overdue entry,
-// and a failed one that is tried again, keeps its state until there is an answer, so that the
-// report tells since when it is overdue or failed.
+// Puts the request in flight that was posted since the request counter read `before`; does nothing
+// when none was posted, because not every call of the helper posts one. An overdue entry, and a
+// failed one that is tried again, keep their state until there is an answer, so that the report
+// says how long the trouble has lasted.
 void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, Attempt attempt) {
    const U32 request = requests_->kickRequest();
    if (request == before) {
@@ -121,15 +133,15 @@ void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, At
    }
    entry.retry = Retry::none;
    inFlight_ = Request{key, request, entry.config == nullptr};
-   expired_.reset();
-   retryArmed_ = false;
+   expired_.reset();    // it is not the latest request any more
+   retryArmed_ = false; // the timer serves the answer time now
    hooks_.timer(options_.answerTime);
 }
 
 // The helper's ACL configuration of the policy and family, or null.
 Pello::Ptr<PostcardTelemetryAclConfig> PolicyAgent::configOf(const PolicyKey& key) const {
    Pello::Ptr<PostcardTelemetryAclConfig> found;
-   // The helper's own form of the key.
+   // The key as the helper makes it: the name of the policy, a dash, and the family.
    const std::string wanted = key.first + "-" + std::string{familyName(key.second)};
    helper_.forEachAclConfig([&](PostcardTelemetryAclConfig& config) {
       if (config.aclConfigKey() == std::string_view{wanted}) {

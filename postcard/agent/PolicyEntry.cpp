@@ -9,6 +9,7 @@ namespace Postcard::Agent {
 
 namespace {
 
+// The text of a policy that is failed because of its residue.
 std::string residueText(const PolicyEntry& entry) {
    switch (entry.residue) {
    case Residue::none:
@@ -51,11 +52,13 @@ void settle(PolicyEntry& entry, PolicyState state, std::string text) {
 
 void settleWithoutRules(PolicyEntry& entry) {
    if (entry.residue != Residue::none) {
+      // An overdue entry has the helper's text about the missing answer, which says more.
       if (!entry.overdue) {
          settle(entry, PolicyState::failed, residueText(entry));
       }
       tryLater(entry);
    } else if (entry.config != nullptr) {
+      // The helper returns success for a policy without rules, so there is no text of its own.
       settle(entry, PolicyState::empty, std::string{Host::noRulesMessage});
    } else {
       settle(entry, entry.wanted == nullptr ? PolicyState::removed : PolicyState::waiting, {});

@@ -1,6 +1,7 @@
-// `PolicyEntry`: a policy in one family as the agent keeps it: what the file wants, what the helper
-// has, and what is known of the rules client. Relies on the policy builder for the records. The
-// agent's core changes entries; `PolicyPlan` reads them.
+// `PolicyEntry`: what the agent knows about a policy in one family: the version in the file, the
+// ACL configuration in the helper, and what the rules client holds as far as its answers tell.
+// Relies on the policy builder for the records. `PolicyAgent` changes entries; `PolicyPlan` reads
+// them.
 #pragma once
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
@@ -16,57 +17,60 @@
 
 namespace Postcard::Agent {
 
+// Every address family, in the order in which a policy's families are worked on.
 inline constexpr Policy::Family families[] = {Policy::Family::ipv4, Policy::Family::ipv6};
 
-// Name and family.
+// The name and the family of a policy: unique in a file.
 using PolicyKey = std::pair<std::string, Policy::Family>;
 
-// A policy as one reading of the file has it; all its families share it.
+// A policy as one reading of the file has it. The entries of its families share one version.
 struct PolicyVersion {
    Policy::Policy policy;
-   Pello::Ptr<const PolicyMap::PolicyMapSmCommonData> data; // the record made of it
-   bool tcpFlags = true; // the hardware of the same file matches TCP flags
+   Pello::Ptr<const PolicyMap::PolicyMapSmCommonData> data; // the record made of it; never null
+   bool tcpFlags = true; // whether the hardware that the same file names matches TCP flags
 };
 
-// The policies of a file, in its order; none is null.
+// The policies of `file`, in its order; none is null. Keeps no reference to `file`.
 std::vector<std::shared_ptr<const PolicyVersion>> versionsOf(const Policy::PolicyFile& file);
 
-// Whether the helper makes the same rules of both in `family`.
+// Whether the helper makes the same rules of `a` and `b` in `family`. Interfaces are not compared.
 bool sameRules(const PolicyVersion& a, const PolicyVersion& b, Policy::Family family);
 
 // Whether the rules client is to be asked again.
 enum class Retry : std::uint8_t {
-   none,  // the latest request was answered for good, or still has time
-   later, // the latest request was lost, or refused for now; the next attempt has no date yet
-   now,   // the next attempt is to be made when the entry's turn comes
+   none,  // no: the latest request has its final answer, or is still in flight
+   later, // yes, at a time that is not chosen yet: the latest request was lost or refused for now
+   now,   // yes, at the entry's next turn in the queue
 };
 
-// What the rules client may hold although the helper has deleted it.
+// Why the rules client may hold an ACL that the helper has deleted.
 enum class Residue : std::uint8_t {
-   none,
-   earlierVersion,     // the helper refused the version that should have replaced it
-   unconfirmedRemoval, // the request to remove it has no answer yet
-   refusedRemoval,     // the rules client refused to remove it; the answer is kept
+   none,               // it holds none, as far as is known
+   earlierVersion,     // the helper deleted a posted version and has made none in its place
+   unconfirmedRemoval, // the request to remove the ACL has no answer yet
+   refusedRemoval,     // the rules client refused to remove the ACL; `removalAnswer` says why
 };
 
-// One policy in one family. Thus, between two steps of the agent:
-//  - `overdue` only when `state` is waiting; any other news ends it (`settle`);
-//  - `retry` is `later` only when `state` is failed or the entry is overdue;
-//  - `retry` is `now` also for a policy that the helper refuses while there is a residue: then it
-//    takes effect when the file does not want the policy any more;
-//  - `removalAnswer` is not empty only when `residue` is refusedRemoval;
-//  - an entry without `wanted`, `config` and `residue` concerns nobody, and can be dropped.
+// One policy in one family. Between two steps of the agent, these invariants hold:
+//  - `overdue` only when `state` is `waiting`; `settle` ends it;
+//  - `retry` is `later` only when `state` is `failed` or the entry is overdue;
+//  - `retry` may be `now` for a policy that the helper refuses, while there is a residue; this has
+//    an effect only when the file does not want the policy any more;
+//  - `removalAnswer` is not empty only when `residue` is `refusedRemoval`;
+//  - an entry without `wanted`, `config` and `residue` is of no further use: `reload` drops it.
 struct PolicyEntry {
-   // What the file wants. Null: nothing, the policy or its interfaces are gone.
+   // The version that the file asks for. Null: the policy, or its interfaces of this family, are
+   // gone from the file.
    std::shared_ptr<const PolicyVersion> wanted;
-   std::size_t order = 0; // place in the file
+   std::size_t order = 0; // place in the file; the largest number when `wanted` is null
 
-   // What the helper has, shared with the helper. Null: nothing.
+   // The helper's ACL configuration, shared with the helper. Null: the helper has none.
    Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryAclConfig> config;
-   // What `config`, or the one before it was deleted, was made of. Null before the first.
+   // The version that the helper was given last, whether it made `config` of it or refused it. Kept
+   // after `config` was deleted, to delete it once more. Null before the first.
    std::shared_ptr<const PolicyVersion> made;
 
-   // What is reported of it; see PolicyReport.
+   // The members that PolicyReport shows, and explains.
    PolicyState state = PolicyState::waiting;
    std::string text;
    U32 generation = 0;
@@ -75,32 +79,33 @@ struct PolicyEntry {
 
    Retry retry = Retry::none;
    Residue residue = Residue::none;
-   std::string removalAnswer; // for people
+   std::string removalAnswer; // text of the rules client, for people
 };
 
-// Sets the state; `since` changes only with it. Ends what was overdue or to be tried again.
+// Sets state and text; `since` changes only when the state does. Clears `overdue` and `retry`.
 void settle(PolicyEntry& entry, PolicyState state, std::string text);
 
-// Settles an entry of which the rules client should hold nothing: `removed` or, when the file wants
-// the policy, `empty` or `waiting`. With a residue the entry is `failed`, unless it is overdue, and
-// to be tried again.
+// Sets the state of an entry for which the rules client should hold no ACL. Without a residue that
+// is `removed` or, when the file wants the policy, `empty` or `waiting`. With a residue the state
+// becomes `failed`, unless the entry is overdue, and another attempt is asked for (`tryLater`).
 void settleWithoutRules(PolicyEntry& entry);
 
-// Has the rules client asked again later, unless it is to be asked now.
+// Changes `retry` from `none` to `later`; leaves `now` as it is.
 void tryLater(PolicyEntry& entry);
 
-// The rules client may still hold an ACL that the helper has deleted. `answer` is what it said to
-// its removal; only for `refusedRemoval`.
+// Sets the residue. `answer`, for `refusedRemoval` only, is what the rules client answered.
 void leave(PolicyEntry& entry, Residue residue, std::string answer = {});
 
-// Neither the file nor the helper nor, as far as is known, the rules client has it.
+// Whether neither the file nor the helper nor, as far as is known, the rules client has the policy.
 bool nothingRefersTo(const PolicyEntry& entry);
 
-// The helper refused what was wanted of it, and would again.
+// Whether the helper refused the version `made`. It would refuse the same version again.
 inline bool refused(const PolicyEntry& entry) {
    return entry.state == PolicyState::invalid || entry.state == PolicyState::unsupported;
 }
 
+// What is reported about the entry. The history is empty while the helper has no configuration: it
+// belongs to the configuration and goes with it.
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry);
 
 } // namespace Postcard::Agent

@@ -9,7 +9,9 @@ namespace Postcard::Agent {
 
 namespace {
 
-// New interfaces in the order of the file, then those that are gone, by name.
+// The steps from the interfaces of the configuration to those of the file: additions in the order
+// of the file, then removals by name. Both orders are the same in every run; the helper's set of
+// interfaces has none.
 std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family) {
    std::vector<Step> steps;
    std::vector<Orlix::IntfId> wanted;
@@ -35,6 +37,7 @@ std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family
 
 std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family) {
    if (entry.wanted == nullptr) {
+      // A residue is removed once more only when the time for the next attempt has come.
       const bool isLeft = entry.retry == Retry::now && entry.residue != Residue::none;
       return entry.config != nullptr || isLeft ? std::vector<Step>{{Verb::remove, {}}}
                                                : std::vector<Step>{};
@@ -43,17 +46,18 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family) {
       return {{Verb::build, {}}};
    }
    if (refused(entry)) {
-      return {};
+      return {}; // the helper would refuse the same version again
    }
    if (entry.config == nullptr) {
-      return {{Verb::build, {}}};
+      return {{Verb::build, {}}}; // its rules were taken back; the version without rules is due
    }
    std::vector<Step> steps = interfaceSteps(entry, family);
+   // Whether the rules client holds this version, or will when the request in flight is answered.
    const bool known = entry.state == PolicyState::programmed ||
                       (entry.state == PolicyState::waiting && !entry.overdue);
    if (!known && !steps.empty()) {
-      // The rules client may hold nothing or an older version, and a change of the interfaces alone
-      // would not bring it up to date.
+      // The rules client may hold nothing or an older version. A request about interfaces changes
+      // nothing but the interfaces, so it would not bring the rules up to date.
       return {{Verb::build, {}}};
    }
    if (entry.retry == Retry::now) {
@@ -68,9 +72,11 @@ refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
    const auto capability = buildHwCapability(hardware);
    std::vector<std::string> refusals;
    for (const auto& version : versions) {
+      // A helper per policy: the configurations of one policy are freed before the next is made.
       const Host::HelperHandle scratch = host.makeHelper(
             OruPostcardTelemetry::postcardTelemetryRulesClientSmConfigFactory(), capability);
       for (const Policy::Family family : families) {
+         // The helper ends the process when it is given a family without interfaces.
          if (version->policy.interfaces(family).empty()) {
             continue;
          }

@@ -1,9 +1,9 @@
-// `stepsOf`: the steps that a policy needs in one family. `refusalsOf`: whether the plug-in accepts
-// a file at all. Relies on `PolicyEntry` and the plug-in host.
+// `stepsOf`: the steps that a policy needs in one family. `refusalsOf`: what the plug-in refuses in
+// a file. Relies on `PolicyEntry` and the plug-in host.
 //
-// No plan is kept. `stepsOf` computes the steps from the present state of the entry, after every
-// step and every answer anew, so that they end in the state that the file asks for, whatever has
-// happened meanwhile.
+// No plan is kept. The agent calls `stepsOf` anew after every step and every answer, and takes the
+// first step only. So the steps lead from the present state to the one that the file asks for, even
+// when an answer or another file has come in between.
 #pragma once
 
 #include "postcard/agent/PolicyEntry.h"
@@ -15,26 +15,30 @@
 
 namespace Postcard::Agent {
 
+// What the helper is asked to do. Every verb but `build` needs an ACL configuration; `remove` makes
+// one when there is none.
 enum class Verb : std::uint8_t {
-   build,      // makes the ACL configuration, anew when there is one, and commits it
-   commit,     // commits it as it is
-   remove,     // deletes it, once more when the rules client has not confirmed that
-   addIntf,    // attaches an interface
-   removeIntf, // detaches one
+   build,      // make the ACL configuration from `wanted`, anew when there is one, and commit it
+   commit,     // commit the ACL configuration as it is
+   remove,     // delete it, or delete it once more when the rules client has not confirmed that
+   addIntf,    // attach an interface to it
+   removeIntf, // detach an interface from it
 };
 
 struct Step {
    Verb verb;
-   Orlix::IntfId intf; // only for addIntf and removeIntf
+   Orlix::IntfId intf; // only for `addIntf` and `removeIntf`
 };
 
-// The steps from the entry's present state to the one that the file asks for in `family`. The first
-// can be taken when no request is in flight. Empty when that state is reached, or when the entry
-// waits for its next attempt.
+// The steps from the entry's present state to the one that the file asks for in `family`. `family`
+// must be that of the entry. The first step may be taken only while no request is in flight. Empty
+// when the state is reached, when the helper has refused the version that the file asks for, or
+// when the entry waits for its next attempt.
 std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family);
 
-// The refusals of the helper, "name family: message" each; empty when it accepts all. The policies
-// are made on scratch helpers of `host`, and nothing else changes.
+// What the helper refuses of `versions` on `hardware`, as "NAME FAMILY: MESSAGE", without line end,
+// in the order of the file. Empty when it accepts all. Each policy is compiled on a scratch helper
+// of `host`, which is thrown away; no request is posted to a rules client.
 std::vector<std::string>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
            const Policy::Hardware& hardware, const Host::PluginHost& host);

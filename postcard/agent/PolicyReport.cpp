@@ -19,7 +19,7 @@ std::string_view policyStateName(PolicyState state) {
    case PolicyState::removed:
       return "removed";
    }
-   return "?";
+   return "?"; // not reached: every enumerator has its case
 }
 
 std::string ReloadResult::text() const {

@@ -1,4 +1,4 @@
-// `postcard agent`: the daemon. Wires the agent and the rules client that serves it.
+// `postcard agent`: the daemon. Connects the agent with the rules client that serves it.
 #include "postcard/agent/service/AgentServer.h"
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
@@ -19,12 +19,12 @@ namespace Postcard::Cli {
 namespace {
 
 struct Options {
-   Agent::Service::ServerOptions server;
-   std::size_t capacity = 0; // entries of the software TCAM
-   double answerSeconds = 10;
+   Agent::Service::ServerOptions server; // without the answer time, see `answerSeconds`
+   std::size_t capacity = 0;             // entries of the software TCAM
+   double answerSeconds = 10;            // time that the rules client has for an answer
 };
 
-// The embedded rules client.
+// The rules client: a software TCAM in this process, behind a conversation on the agent's records.
 std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
                                const Agent::Service::AgentServer::Later& later,
                                std::size_t capacity) {
@@ -39,7 +39,7 @@ int run(const Options& options) {
       std::cerr << formatFindings(loaded);
       return exitUsage;
    }
-   // Before the first helper, which reads the toggles once for the whole process.
+   // Before the first helper is made: helpers read the toggles once per process.
    Policy::applyFeatureToggles(loaded.policyFile->featureToggles);
    try {
       Agent::Service::AgentServer server{
@@ -47,6 +47,7 @@ int run(const Options& options) {
             [&](Agent::PolicyAgent& agent, const Agent::Service::AgentServer::Later& later) {
                return makeTcam(agent, later, options.capacity);
             }};
+      // Policies that could not be deleted in time are a failure of the rules client.
       return server.run() ? exitDone : exitEnvironment;
    } catch (const std::runtime_error& error) {
       std::cerr << error.what() << '\n';
@@ -54,8 +55,9 @@ int run(const Options& options) {
    }
 }
 
-// Returns what is wrong with a time, as the parser wants it from a check; empty when nothing is.
-// "nan" is wrong because no comparison holds for it.
+// Returns what is wrong with a time in seconds, in the form that the parser expects of a check:
+// empty when nothing is wrong. "nan" is refused because no comparison holds for it. The lower limit
+// is the resolution of the timer, the upper one is a day.
 std::string checkSeconds(const std::string& text) {
    double seconds = 0;
    const bool good =
@@ -98,7 +100,6 @@ std::function<int()> declare(CLI::App& parser) {
 
 } // namespace
 
-const Command agentCommand{"agent", "Program the policies of a file, and follow the file",
-                           &declare};
+const Command agentCommand{"agent", "Run an agent that programs the policies of a file", &declare};
 
 } // namespace Postcard::Cli

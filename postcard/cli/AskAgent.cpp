@@ -1,4 +1,5 @@
-// `postcard show`, `status`, `reload` and `trace-levels`: ask a running agent over its socket.
+// `postcard show`, `status`, `reload` and `trace-levels`: ask a running agent over its socket. The
+// agent makes the text and the JSON of its answers, so the commands only print them.
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
@@ -19,16 +20,17 @@ namespace {
 struct Options {
    std::string socket;
    Format format;
-   bool memory = false;               // for `status`: of memory instead of policies
-   std::optional<std::string> levels; // for `trace-levels`: those to set; absent: only print
+   bool memory = false;               // for `status`: about memory instead of policies
+   std::optional<std::string> levels; // for `trace-levels`: the levels to set; absent: only ask
 };
 
 constexpr const char* exitStatus =
       "Exit status: 0 done, 2 bad usage, 3 no agent answers, or standard output cannot be written.";
 
-// Sends a request and prints the answer. What was asked for goes to standard output and the reason
-// of a refusal to standard error. With JSON both go to standard output, so that a program finds its
-// document in one place.
+// Sends a request, prints the answer and returns its exit code. As text, a result goes to standard
+// output and the reason of a refusal to standard error. As JSON, both go to standard output, so
+// that a program finds its document in one place. A failure inside the agent has no document: its
+// reason goes to standard error.
 int ask(const Options& options, const char* command) {
    // A reload compiles the whole file before it is answered, which takes seconds for large files.
    constexpr std::chrono::milliseconds patience{30'000};
@@ -52,6 +54,8 @@ int ask(const Options& options, const char* command) {
    }
 }
 
+// Shared, because the parser writes into the options and the command reads them after its
+// declaration has returned.
 std::shared_ptr<Options> declareSocket(CLI::App& parser) {
    auto options = std::make_shared<Options>();
    options->socket = Agent::Service::defaultSocketPath();

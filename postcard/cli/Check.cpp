@@ -1,5 +1,5 @@
-// `postcard check`: what the policies of a file cost in TCAM entries, and whether that fits into a
-// budget.
+// `postcard check`: how many TCAM entries the policies of a file need, and whether a budget of
+// entries suffices.
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
@@ -17,7 +17,7 @@ namespace {
 
 struct Options {
    PolicyChoice choice;
-   std::optional<std::size_t> budget; // TCAM entries; absent: not asked
+   std::optional<std::size_t> budget; // TCAM entries; absent: no budget is checked
    Format format;
 };
 
@@ -29,6 +29,7 @@ int run(const Options& options, const Policy::PolicyFile& policyFile) {
                                                 const Host::PolicyCompiler::Result& result) {
             cost.add(Report::costOf(policy, family, *result.acl));
          });
+   // Also when a policy was refused: the cost of the others is worth knowing.
    options.format.print(cost);
    return cost.fits() && cost.refused.empty() ? exitDone : exitRefused;
 }

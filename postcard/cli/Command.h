@@ -1,5 +1,5 @@
-// `Command`: the row that each subcommand of `postcard` is, and the exit codes that all share.
-// Relies on nothing: the parser of the command line is known here by name only.
+// `Command`: a subcommand of `postcard` as a row of a table, and the exit codes that all of them
+// share. Relies on nothing; the library that parses the command line is only declared here.
 #pragma once
 
 #include <functional>
@@ -10,21 +10,22 @@ class App;
 
 namespace Postcard::Cli {
 
-// How `postcard` ends. Scripts depend on the numbers.
+// The exit status of `postcard`. Scripts depend on the numbers, so they do not change.
 enum ExitCode : int {
    exitDone = 0,
-   exitRefused = 1,     // the library refused a policy, or a check failed
+   exitRefused = 1,     // the plug-in refused a policy, or a check failed
    exitUsage = 2,       // bad usage, or a file that cannot be used
    exitEnvironment = 3, // the environment failed: module, socket, permission, rules client, output
 };
 
 // One subcommand.
 struct Command {
-   const char* name;
+   const char* name;        // as the user writes it
    const char* description; // one line, as `--help` shows it
-   // Declares the subcommand's options on `parser`, which outlives the returned function. The
-   // function runs the command; call it once, after the command line has been read. It returns an
-   // ExitCode. An exception that leaves it ends the command with `exitEnvironment`.
+   // Declares the subcommand's options on `parser` and returns the function that runs the command.
+   // Call that function at most once, after the command line has been read and while `parser`
+   // lives. It returns an ExitCode. An exception that leaves it ends the program with
+   // `exitEnvironment`.
    std::function<int()> (*declare)(CLI::App& parser);
 };
 

@@ -1,5 +1,5 @@
-// The subcommands of `postcard`, one row each. `main` puts them on the command line; each row
-// stands in the source that is named for it.
+// The subcommands of `postcard`, one row each. `main` adds them to the command line, in an order of
+// its own. The comment behind a row names the source that defines it. Relies on `Command`.
 #pragma once
 
 #include "postcard/cli/Command.h"

@@ -23,14 +23,16 @@ struct Options {
 };
 
 int run(const Options& options, const Policy::PolicyFile& policyFile) {
-   // With a fixed seed the same file prints the same text every time, also the interfaces, which a
-   // hash collection holds.
+   // With a fixed seed the same file prints the same text every time. The order of the interfaces
+   // depends on the seed, because a hash collection holds them.
    Kiv::processHashSeedIs(0);
    Report::Compilation compilation;
    auto acls = nlohmann::ordered_json::array();
    compilation.refused = options.choice.compile(
          policyFile, [&](const auto&, auto, const Host::PolicyCompiler::Result& result) {
             compilation.add(*result.acl);
+            // JSON is one document, so its ACLs are collected. Text is printed ACL by ACL, so that
+            // only one ACL is in memory at a time.
             if (options.format.isJson()) {
                acls.push_back(Json::entityJson(*result.acl));
             } else {

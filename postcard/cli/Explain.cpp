@@ -1,4 +1,5 @@
-// `postcard explain`: which rule packets hit, what happens to them, and why no other rule has them.
+// `postcard explain`: which rule a packet hits, what happens to the packet, and why other classes
+// do not match it.
 #include "Kiv/Exception.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
@@ -27,7 +28,8 @@ struct Options {
    Format format;
 };
 
-// The packets of the command line; absent when one of them cannot be read, which is then reported.
+// The packets of the command line. Absent when one of them cannot be read; standard error then says
+// which and where.
 std::optional<std::vector<Packets::Packet>> readPackets(const std::vector<std::string>& texts) {
    std::vector<Packets::Packet> packets;
    for (const std::string& text : texts) {
@@ -43,8 +45,9 @@ std::optional<std::vector<Packets::Packet>> readPackets(const std::vector<std::s
    return packets;
 }
 
+// The chosen policies: their ACLs, and those that the plug-in refused.
 struct Compiled {
-   std::vector<Report::ExplainedAcl> acls; // refer into the policy file
+   std::vector<Report::ExplainedAcl> acls; // refer to the policy file, which must outlive them
    std::vector<Report::Refusal> refused;
 };
 

@@ -14,13 +14,13 @@ void PolicyChoice::declare(CLI::App& parser) {
    parser.add_option("FILE", file_, "policy file (YAML or JSON)")->required();
    parser.add_option("--policy", policies_, "only this policy; may be given several times")
          ->type_name("NAME")
-         ->expected(1) // per --policy, or FILE behind it would be taken for a second name
+         ->expected(1) // name per --policy: otherwise a FILE behind it would count as another name
          ->take_all();
    parser.add_option("--family", family_, "only this address family")
          ->check(CLI::IsMember({"ipv4", "ipv6"}));
 }
 
-// Names every chosen policy that the file does not have on standard error.
+// Whether the file has every policy named by --policy. Each name that it lacks is reported.
 bool PolicyChoice::hasChosenPolicies(const Policy::PolicyFile& policyFile) const {
    bool all = true;
    for (const std::string& name : policies_) {
@@ -73,7 +73,8 @@ std::vector<Report::Refusal> PolicyChoice::compile(const Policy::PolicyFile& pol
             visit(policy, family, result);
          } else {
             refused.push_back({policy.name.text, family, result.message});
-            // At once: text output of the policies around it comes in the same order.
+            // At once and not at the end: on a terminal the message then stands between the ACLs of
+            // the policies before and behind.
             std::cerr << text(refused.back());
          }
       }

@@ -1,6 +1,6 @@
-// `PolicyChoice`: the options FILE, --policy and --family of the subcommands that compile policies,
-// and the compiling of what they choose. Relies on the loader of policy files and on
-// `PolicyCompiler`.
+// `PolicyChoice`: the arguments FILE, --policy and --family of the subcommands that compile
+// policies, and the compiling of the policies that they choose. Relies on the loader of policy
+// files and on `PolicyCompiler`.
 #pragma once
 
 #include "postcard/host/PolicyCompiler.h"
@@ -20,22 +20,26 @@ namespace Postcard::Cli {
 // Which policies of which file.
 class PolicyChoice {
  public:
-   // Shown one compiled policy: the policy, the family, and a Result with an ACL.
+   // Is given one compiled policy, its family, and a Result that has an ACL. The policy belongs to
+   // the policy file; the Result, and its ACL unless somebody keeps a reference, go afterwards.
    using Visit = std::function<void(const Policy::Policy&, Policy::Family,
                                     const Host::PolicyCompiler::Result&)>;
 
-   // Adds FILE, --policy and --family to the command line. This object must outlive `parser`.
+   // Adds FILE, --policy and --family to the command line. `parser` writes into this object, so
+   // this object must stay in its place until the command line has been read.
    void declare(CLI::App& parser);
 
-   // Loads the file and returns the exit code of `work`. When the file cannot be used, when it does
-   // not have a chosen policy, or when `work` throws Host::PluginError, says so on standard error
-   // and returns the exit code for that.
+   // Loads the file, calls `work` with it and returns the result of `work`. A file that cannot be
+   // used, or that lacks a policy named by --policy, is reported on standard error, and the result
+   // is `exitUsage`. A Host::PluginError of `work` is reported likewise, with `exitEnvironment`.
+   // Other exceptions pass through.
    int run(const std::function<int(const Policy::PolicyFile&)>& work) const;
 
-   // Compiles every chosen policy of `policyFile` in every chosen family in which it has
-   // interfaces, in the order of the file, and shows each ACL to `visit` before the next is made.
-   // Returns the policies that were refused; each has been told on standard error. Throws
-   // Host::PluginError when the helper module cannot be used.
+   // Compiles the chosen policies of `policyFile`, each in every chosen family in which it has
+   // interfaces, and calls `visit` with each ACL before the next one is made. The order is that of
+   // the file, IPv4 before IPv6. Refused policies are written to standard error at once, and
+   // returned. Throws Host::PluginError when the helper module cannot be used. A process can
+   // compile one policy file only: `PolicyCompiler` says why.
    std::vector<Report::Refusal> compile(const Policy::PolicyFile& policyFile,
                                         const Visit& visit) const;
 

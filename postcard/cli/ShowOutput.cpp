@@ -14,9 +14,9 @@ namespace Postcard::Cli {
 
 namespace {
 
-// Copies what comes from the descriptor to standard output until the other end is closed. Returns
-// the first error of standard output (errno), 0 for none. After an error the rest is read and
-// dropped: otherwise the writer would block on a full pipe for ever.
+// Copies what comes from the pipe `from` to standard output until its other end is closed. Returns
+// the first error of standard output (errno), or 0. After an error the rest is read and dropped,
+// because the writer would block on a full pipe for ever.
 int passOn(int from) {
    std::array<char, std::size_t{64} * 1024> buffer;
    int error = 0;
@@ -43,7 +43,7 @@ int passOn(int from) {
 } // namespace
 
 void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
-   // When standard output is closed, an end of the pipe would get its number.
+   // When standard output is closed, one end of the pipe would get its number and be taken for it.
    if (::fcntl(STDOUT_FILENO, F_GETFD) < 0) {
       throw std::system_error{errno, std::generic_category(), "standard output"};
    }
@@ -55,7 +55,9 @@ void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
    {
       const Pello::FileDescriptor from{ends[0]};
       const std::jthread reader{[&] { error = passOn(from.get()); }};
-      const Pello::FileDescriptor to{ends[1]}; // closed before the reader is waited for
+      // Declared last, so closed first: the reader ends only when no writer is left, and then the
+      // destructor of `reader` waits for it.
+      const Pello::FileDescriptor to{ends[1]};
       show(static_cast<U32>(to.get()));
    }
    if (error != 0) {

@@ -1,5 +1,6 @@
-// `showOnStandardOutput`: the show text of ACLs on standard output, with write errors reported.
-// Relies on POSIX pipes and a thread that empties the pipe while the helper fills it.
+// `showOnStandardOutput`: prints the helper's show text on standard output and reports write
+// errors, which the helper itself ignores. Relies on a POSIX pipe, which the helper fills, and on a
+// thread that copies it to standard output.
 #pragma once
 
 #include "Pello/Types.h"
@@ -8,11 +9,11 @@
 
 namespace Postcard::Cli {
 
-// Calls `show` with an open descriptor and copies to standard output what `show` writes there. The
-// descriptor is closed when `show` returns. A helper ignores errors of the descriptor it writes to;
-// errors of standard output are reported here instead. Throws std::system_error before `show` is
-// called when standard output is closed or no pipe can be made, and after `show` has returned when
-// standard output failed.
+// Calls `show` with an open descriptor and copies to standard output what `show` writes to it. The
+// descriptor is closed when `show` has returned, so `show` must not keep it. Throws
+// std::system_error: before `show` is called, when standard output is closed or no pipe can be
+// made; after `show` has returned, when standard output could not be written. Text in the buffer of
+// std::cout is not flushed before.
 void showOnStandardOutput(const std::function<void(U32 fd)>& show);
 
 } // namespace Postcard::Cli

@@ -20,8 +20,9 @@ struct Options {
    Format format;
 };
 
-// Registers the types of values that only the module knows. Without the module, the text of such a
-// value says what is missing.
+// Registers the types that only the helper module has, so that values of these types are printed in
+// words. A missing module is no error: a ring file may be read on a machine without the plug-in,
+// and the text of such a value then says what is missing.
 void loadTypes() {
    try {
       const Host::PluginHost host{Host::PluginHost::defaultModule()};
@@ -31,7 +32,8 @@ void loadTypes() {
 }
 
 int run(const Options& options) {
-   // Before anything traces: this process must not write into the ring file that it is to read.
+   // Before anything traces: otherwise this process would make its own ring in the file that it is
+   // asked to read, if the user has exported the variable.
    ::unsetenv("RINGLOG_FILE");
    loadTypes();
    Trace::Options trace = options.trace;
@@ -39,7 +41,8 @@ int run(const Options& options) {
    return Trace::run(trace) ? exitDone : exitUsage;
 }
 
-// Adds an option whose text goes to a setting of the filter.
+// Adds an option whose text goes to a setting of the filter. The filter checks the text, and its
+// reason becomes an error of usage.
 void addSetting(CLI::App& parser, const std::shared_ptr<Options>& options, const char* name,
                 const char* type, const char* description,
                 void (Trace::Filter::*set)(const std::string&)) {

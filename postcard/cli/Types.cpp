@@ -1,4 +1,4 @@
-// `postcard types`: the types of the framework, as reflection knows them.
+// `postcard types`: the types of the framework, as reflection describes them.
 #include "postcard/report/Types.h"
 
 #include "postcard/cli/Commands.h"
@@ -28,7 +28,7 @@ int run(const Options& options) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
    }
-   // A name is asked about to see all of a type; the list of all types is a line for each.
+   // With a name, everything about the type is printed; without one, a line per type.
    const Report::Types types =
          options.name.empty() ? Report::allTypes() : Report::typesNamed(options.name);
    if (types.types.empty()) {

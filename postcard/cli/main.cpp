@@ -25,8 +25,8 @@ int runCommand(int argc, char** argv) {
       CLI::App* subcommand = parser.add_subcommand(command->name, command->description);
       subcommand->callback([&chosen, run = command->declare(*subcommand)] { chosen = run; });
    }
-   // The command runs after `parse`, outside its `try`: an exception of the command is no mistake
-   // of usage.
+   // The command runs after `parse` and outside this `try`: an exception of the command is not an
+   // error of usage.
    try {
       parser.parse(argc, argv);
    } catch (const CLI::ParseError& error) {
@@ -35,8 +35,8 @@ int runCommand(int argc, char** argv) {
    return chosen();
 }
 
-// Returns `exitCode`, or that of a failure when the results could not all be written: a script must
-// not take a cut-off result for a whole one.
+// Returns `exitCode`, or `exitEnvironment` when standard output could not be written completely: a
+// script must not take a cut-off result for a whole one.
 int withOutputWritten(int exitCode) {
    if (std::cout.flush()) {
       return exitCode;

@@ -8,16 +8,18 @@ namespace Postcard::Report {
 
 namespace {
 
+// The share of packets that a class samples when the compared field is random. 1 in 1 for a class
+// without a sample match that counts, which samples every packet.
 Share expectedShare(const Policy::Class& each, Policy::Family family) {
    if (!samples(each)) {
       return std::nullopt;
    }
    const Policy::SampleMatch* sample = sampleOf(each, family);
-   // Every bit of the mask halves the share.
+   // Every bit of the mask halves the share: a random bit agrees with the data half of the time.
    return static_cast<double>(U64{1} << (sample == nullptr ? 0 : std::popcount(sample->mask)));
 }
 
-// The totals of an ACL before the first packet.
+// The totals of an ACL before the first packet: what is known without one, and zeros.
 AclTotals noPackets(const ExplainedAcl& acl) {
    AclTotals totals;
    totals.acl = acl.table().key().str();
@@ -53,6 +55,7 @@ void CaptureCounter::count(const std::variant<Packets::Packet, Packets::Undecoda
 
 void CaptureCounter::countPacket(const Packets::Packet& packet) {
    totals_.packets += 1;
+   // An interface may be attached to several policies: each of them counts the packet.
    bool concerned = false;
    for (std::size_t i = 0; i < acls_.size(); ++i) {
       if (acls_[i].concerns(packet)) {
@@ -66,9 +69,9 @@ void CaptureCounter::countPacket(const Packets::Packet& packet) {
 void CaptureCounter::countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet) {
    const Verdict verdict = acl.explain(packet);
    totals.packets += 1;
-   // A class before the matching one did not have the packet. When only the sample match kept the
-   // packet out, the packet is a candidate of that class; the sample match is compared last, so
-   // that a miss there means that all other fields match.
+   // The classes before the matching one do not match the packet. It is a candidate of those whose
+   // sample match alone keeps it out. `firstMiss` compares the sample match last, so a miss there
+   // means that all other fields match.
    for (std::size_t i = 0; i < verdict.matched; ++i) {
       const std::optional<Miss>& miss = verdict.misses[i];
       totals.classes[i].candidates += miss && miss->field == Field::sample ? 1U : 0U;
@@ -84,6 +87,8 @@ void CaptureCounter::countIn(ExplainedAcl& acl, AclTotals& totals, const Packets
    }
 }
 
+// The tables have counted the packets of each rule already, so they are read from there. Rules
+// without packets are left out: an ACL may have many thousands.
 CaptureTotals CaptureCounter::totals() const {
    CaptureTotals totals = totals_;
    for (std::size_t i = 0; i < acls_.size(); ++i) {

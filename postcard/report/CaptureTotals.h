@@ -1,9 +1,10 @@
 // `CaptureTotals`: what happens to all packets of a capture, summed up by rule and class, as a
-// value, as text and as JSON; `CaptureCounter` adds it up frame by frame. Relies on `ExplainedAcl`.
-// Knows no capture file: who reads one hands over its frames.
+// value, as text and as JSON. `CaptureCounter` computes it frame by frame. Relies on
+// `ExplainedAcl`. The caller reads the capture file; this room needs no libpcap.
 //
-// Beside the share of packets that is sampled stands the share that the sample mask promises, so
-// that an operator sees whether the traffic is as random as the mask assumes.
+// The share of packets that was sampled is given together with the share that the sample mask
+// promises. When the two differ, the compared bits of this traffic are not as random as the mask
+// assumes.
 #pragma once
 
 #include "postcard/packets/PacketFrame.h"
@@ -20,18 +21,20 @@
 
 namespace Postcard::Report {
 
-// A share of packets, as the number N in "1 in N"; absent: none.
+// A share of packets, as the number N in "1 in N", at least 1. Absent: no packet at all.
 using Share = std::optional<double>;
 
 // Packets of one class of an ACL.
 struct ClassTotals {
    std::string name;
-   U64 candidates = 0; // reached the class and met all of it except, perhaps, the sample match
-   U64 matched = 0;    // of `candidates`, those that met the sample match too
-   U64 sampled = 0;    // of `matched`, those that are sampled: all or none
-   Share expected;     // share of `candidates` that the sample mask promises to sample
+   // Packets that no earlier class matched, and that match everything in this class with the
+   // possible exception of the sample match.
+   U64 candidates = 0;
+   U64 matched = 0; // of `candidates`, those that match the sample match too
+   U64 sampled = 0; // of `matched`, those that are sampled: all or none
+   Share expected;  // share of `candidates` that the sample mask promises; absent: it never samples
 
-   // The share of `candidates` that was sampled.
+   // The share of `candidates` that was sampled. Absent when none was.
    Share observed() const;
 };
 
@@ -42,7 +45,7 @@ struct RuleTotals {
    U64 packets;
 };
 
-// Packets that one ACL was asked about.
+// Packets that were looked up in one ACL.
 struct AclTotals {
    std::string acl;    // its key, such as "web-ipv4"
    std::string policy; // its name
@@ -58,22 +61,24 @@ struct CaptureTotals {
    std::string file; // name of the capture; need not be UTF-8
    U64 frames = 0;
    U64 packets = 0;    // frames that could be decoded
-   U64 withoutAcl = 0; // of `packets`, those that no ACL is asked about
-   std::array<U64, Packets::undecodableReasons> undecodable{}; // frames by `Packets::Undecodable`
+   U64 withoutAcl = 0; // of `packets`, those that are looked up in no ACL
+   // Frames that could not be decoded, by the number of the `Packets::Undecodable` that says why.
+   std::array<U64, Packets::undecodableReasons> undecodable{};
    std::vector<AclTotals> acls;
-   std::vector<Refusal> refused; // policies that have no ACL and therefore no part in the totals
+   std::vector<Refusal> refused; // policies without an ACL; they have no part in the totals
 };
 
 class CaptureCounter {
  public:
-   // Refers to `acls`, which must outlive this object. Hits that their tables have counted before
-   // are part of the totals of rules.
+   // Refers to `acls`, which must outlive this object and keep its size. The tables of `acls` count
+   // the hits of rules, so hits from before are part of the totals: hand over fresh ones.
    explicit CaptureCounter(std::vector<ExplainedAcl>& acls);
 
-   // Counts one frame. Throws what `ExplainedAcl::explain` throws.
+   // Counts one frame: a packet, or the reason why it could not be decoded. Throws what
+   // `ExplainedAcl::explain` throws.
    void count(const std::variant<Packets::Packet, Packets::Undecodable>& frame);
 
-   // The totals of all frames so far, without `file` and `refused`, which the caller knows.
+   // The totals of all frames so far. `file` and `refused` are empty: the caller sets them.
    CaptureTotals totals() const;
 
  private:
@@ -81,14 +86,15 @@ class CaptureCounter {
    static void countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet);
 
    std::vector<ExplainedAcl>& acls_;
-   CaptureTotals totals_; // `acls` as `acls_`, without `rules`
+   CaptureTotals totals_; // its `acls` stand in the order of `acls_`, without their `rules`
 };
 
-// The frames, then for each ACL a table of its classes and the rules that matched a packet.
-// Refusals are not in it.
+// The counts of frames, then for each ACL a table of its classes and the rules that matched a
+// packet. Refusals are not in the text: they are messages, on standard error.
 std::string text(const CaptureTotals& totals);
 
-// A whole document: {"schema", "capture", "refused"}.
+// A whole document: {"schema", "capture", "refused"}. "observedOneIn" and "expectedOneIn" of a
+// class are null where the share is absent.
 nlohmann::ordered_json json(const CaptureTotals& totals);
 
 } // namespace Postcard::Report

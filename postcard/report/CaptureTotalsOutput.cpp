@@ -17,7 +17,7 @@ using Json = nlohmann::ordered_json;
 
 // ---- Text ----
 
-// One decimal, and none where it would be 0: shares of masks are whole numbers.
+// "1 in N", where N has one decimal, or none if it is a whole number, as the shares of masks are.
 std::string shareText(const Share& share) {
    if (!share) {
       return "none";
@@ -27,7 +27,8 @@ std::string shareText(const Share& share) {
                 : fmt::format("1 in {:.1f}", *share);
 }
 
-// The width of the first column, in bytes; characters beyond ASCII make it wider than needed.
+// The width of the first column, in bytes. For names with characters beyond ASCII the column is
+// wider than needed, which costs less than a table of character widths.
 std::size_t nameWidth(const AclTotals& acl) {
    std::size_t width = std::string_view{"class"}.size();
    for (const ClassTotals& each : acl.classes) {
@@ -37,6 +38,7 @@ std::size_t nameWidth(const AclTotals& acl) {
 }
 
 std::string classesText(const AclTotals& acl) {
+   // The header and the rows share one format, so that their columns agree.
    constexpr const char* line = "   {:<{}}  {:>10}  {:>10}  {:>10}  {:>12}  {:>12}\n";
    const std::size_t width = nameWidth(acl);
    std::string text = fmt::format(line, "class", width, "candidates", "matched", "sampled",
@@ -60,6 +62,7 @@ std::string aclText(const AclTotals& acl) {
 
 // ---- JSON ----
 
+// The number N of "1 in N", not rounded, for programs.
 Json shareJson(const Share& share) {
    return share ? Json(*share) : Json(nullptr);
 }
@@ -100,6 +103,7 @@ Json aclsJson(const CaptureTotals& totals) {
    return list;
 }
 
+// An object with a member for each reason that occurred; empty when every frame could be decoded.
 Json undecodableJson(const CaptureTotals& totals) {
    Json counts = Json::object();
    for (std::size_t reason = 0; reason < totals.undecodable.size(); ++reason) {

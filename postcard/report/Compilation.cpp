@@ -20,6 +20,7 @@ std::string text(const Compilation& compilation) {
                       compilation.rules, compilation.tcamEntries);
 }
 
+// The document is about ACLs, and `postcard show` prints the same shape: they share a version.
 nlohmann::ordered_json json(const Compilation& compilation, nlohmann::ordered_json acls) {
    return {{"schema", Json::aclJsonSchema},
            {"acls", std::move(acls)},

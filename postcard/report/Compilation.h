@@ -1,5 +1,5 @@
-// `Compilation`: what a policy file compiled to, summed up, as a value, as text and as JSON. Relies
-// on the data model for the ACLs.
+// `Compilation`: the totals of the ACLs that a policy file became, as a value, as text and as JSON.
+// Relies on the data model for the ACLs.
 #pragma once
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
@@ -15,9 +15,9 @@ namespace Postcard::Report {
 
 struct Compilation {
    std::size_t acls = 0;
-   std::size_t rules = 0;        // different rules; equal port blocks of two entries make one rule
-   std::size_t tcamEntries = 0;  // places in the order of matching; each takes a hardware entry
-   std::vector<Refusal> refused; // policies and families without an ACL
+   std::size_t rules = 0;        // rules with different names; one rule may have several indexes
+   std::size_t tcamEntries = 0;  // indexes in the order of matching; each takes a hardware entry
+   std::vector<Refusal> refused; // policies and families without an ACL; not counted above
 
    // Counts `acl` in. Keeps no reference to it.
    void add(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);

@@ -19,13 +19,13 @@ using Json = nlohmann::ordered_json;
 // The version of the JSON document. It rises when a key changes its meaning or disappears.
 constexpr int costJsonSchema = 1;
 
-constexpr std::string_view classIndent = "   ";
+constexpr std::string_view classIndent = "   "; // sets the lines of classes off from those of ACLs
 
 std::string aclLabel(const AclCost& acl) {
    return fmt::format("{} {}", acl.policy, familyName(acl.family));
 }
 
-// The width of the first column, in bytes.
+// The width of the first column, in bytes: that of the longest label, so that entries line up.
 std::size_t labelWidth(const Cost& cost) {
    std::size_t width = std::string_view{"total"}.size();
    for (const AclCost& acl : cost.acls) {
@@ -37,6 +37,7 @@ std::size_t labelWidth(const Cost& cost) {
    return width;
 }
 
+// The last line of the text; empty without a budget.
 std::string budgetText(const Cost& cost) {
    if (!cost.budget) {
       return "";
@@ -58,6 +59,7 @@ Json aclJson(const AclCost& acl) {
            {"classes", std::move(classes)}};
 }
 
+// "left" and "tooMany" are never negative, and at most one of them is not 0.
 Json budgetJson(const Cost& cost) {
    if (!cost.budget) {
       return nullptr;
@@ -73,7 +75,7 @@ Json budgetJson(const Cost& cost) {
 AclCost costOf(const Policy::Policy& policy, Policy::Family family,
                const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl) {
    std::map<std::string_view, std::size_t> entries;
-   // By index, not by name: a rule that stands at two indexes takes two entries.
+   // By index and not by name: a rule with two indexes takes two hardware entries.
    for (const auto& rule : acl.ruleByIndex()) {
       entries[Host::classOfRule(rule.value()->name().view(), family)] += 1;
    }

@@ -18,7 +18,7 @@ namespace Postcard::Report {
 // What one class costs in one ACL.
 struct ClassCost {
    std::string name;
-   std::size_t entries = 0;
+   std::size_t entries = 0; // TCAM entries; 0 for a class that makes no rule
 };
 
 // What one policy costs in one family.
@@ -26,27 +26,30 @@ struct AclCost {
    std::string policy; // its name
    Policy::Family family = Policy::Family::ipv4;
    std::vector<ClassCost> classes; // in the order of matching
-   std::size_t entries = 0;        // their sum
+   std::size_t entries = 0;        // TCAM entries of all classes
 };
 
 // What all chosen policies cost.
 struct Cost {
    std::vector<AclCost> acls;
-   std::vector<Refusal> refused;
-   std::size_t entries = 0;           // the sum of `acls`
-   std::optional<std::size_t> budget; // entries that the hardware has; absent: not known
+   std::vector<Refusal> refused;      // policies without an ACL; they cost nothing
+   std::size_t entries = 0;           // TCAM entries of all `acls`; `add` keeps it up to date
+   std::optional<std::size_t> budget; // TCAM entries that the hardware has; absent: not known
 
+   // Appends `acl` and adds its entries to the sum.
    void add(AclCost acl);
    // Whether the entries fit into the budget; true without one.
    bool fits() const { return !budget || entries <= *budget; }
 };
 
-// What `acl` costs, class by class. `acl` must be what `policy` compiled to in `family`.
+// What `acl` costs, class by class. `acl` must be the ACL that `policy` compiled to in `family`:
+// the class of a rule is read from the name that the helper gave it.
 AclCost costOf(const Policy::Policy& policy, Policy::Family family,
                const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
 
-// A table with a line per ACL, class and total; then, with a budget, whether the entries fit.
-// Refusals are not in it.
+// A table with a line for each ACL, for each of its classes, and for the total. With a budget, a
+// last line says whether the entries fit. Refusals are not in the text: they are messages, on
+// standard error.
 std::string text(const Cost& cost);
 
 // A whole document: {"schema", "acls", "refused", "totals", "budget"}. "budget" is null without

@@ -1,5 +1,6 @@
-// `explainJsonSchema`: the version of the documents of `postcard explain`, whether they are about
-// single packets (`Explanation.h`) or about a capture (`CaptureTotals.h`).
+// `explainJsonSchema`: the version of the JSON documents of `postcard explain`. Both kinds share
+// it, about single packets (`Explanation.h`) and about a capture (`CaptureTotals.h`), because a
+// program that reads one of them asks for it by the same command. Relies on nothing.
 #pragma once
 
 namespace Postcard::Report {

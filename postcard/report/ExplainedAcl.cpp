@@ -30,8 +30,8 @@ Verdict ExplainedAcl::explain(const Packets::Packet& packet) {
    const auto matched = std::ranges::find_if(verdict.misses,
                                              [](const std::optional<Miss>& miss) { return !miss; });
    verdict.matched = static_cast<std::size_t>(matched - verdict.misses.begin());
-   // The rules and the classes are two descriptions of the same policy, evaluated independently.
-   // When they disagree, any explanation would be wrong for one of them.
+   // The rules and the classes describe the same policy and were evaluated independently. When they
+   // disagree, an explanation from the classes would be wrong about what the rules do.
    const bool agreed = verdict.entry == nullptr
                              ? verdict.matched == classes_.size()
                              : verdict.matched < classes_.size() &&

@@ -1,6 +1,7 @@
 // `ExplainedAcl`: the ACL of a policy in one family, together with the classes that it was made
-// from, so that it can say why it treats a packet as it does. Relies on `AclTable` for what happens
-// to a packet and on `firstMiss` for the reason.
+// from. Relies on `AclTable` for what happens to a packet, which follows from the rules, and on
+// `firstMiss` for the reason, which follows from the classes. The two are computed independently
+// and compared for every packet.
 #pragma once
 
 #include "postcard/classifier/AclTable.h"
@@ -15,20 +16,23 @@ namespace Postcard::Report {
 
 // What an ACL does with one packet, and why.
 struct Verdict {
-   // The entry of the ACL that matches, owned by the ACL's table; null when none does.
+   // The entry of the ACL that matches; null when none does. Owned by the ACL's table and valid as
+   // long as the `ExplainedAcl` is.
    const Classifier::AclTable::Entry* entry = nullptr;
    // Index in `ExplainedAcl::classes` of the class that `entry` was made for; the number of classes
    // when `entry` is null.
    std::size_t matched = 0;
-   // For each of `ExplainedAcl::classes` the first field that fails. Absent when none fails: the
-   // class at `matched` has the packet, and a class behind it would have it if `matched` did not.
+   // For each of `ExplainedAcl::classes`, the first field that the packet does not match. Absent
+   // when it matches all fields: for the class at `matched`, and for later classes that would get
+   // the packet if the class at `matched` did not exist.
    std::vector<std::optional<Miss>> misses;
 };
 
 class ExplainedAcl {
  public:
-   // `acl` must be what `policy` compiled to in `family` on `hardware`. `policy` and `hardware` are
-   // referred to and must outlive this object; `acl` is copied.
+   // `acl` must be the ACL that `policy` compiled to in `family` on `hardware`. `policy` and
+   // `hardware` are referred to and must outlive this object; `acl` is copied. Throws
+   // Classifier::AclError when the ACL has a rule that a ternary memory cannot hold.
    ExplainedAcl(const Policy::Policy& policy, Policy::Family family,
                 const Policy::Hardware& hardware,
                 const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
@@ -36,15 +40,17 @@ class ExplainedAcl {
    const Policy::Policy& policy() const { return *policy_; }
    Policy::Family family() const { return family_; }
    const Classifier::AclTable& table() const { return table_; }
-   // The classes that take part in the family, in the order of matching; never null.
+   // The classes that take part in the family, in the order of matching. The pointers lead into the
+   // policy and are never null.
    const std::vector<const Policy::Class*>& classes() const { return classes_; }
 
-   // Whether the switch looks such a packet up in this ACL: the families are the same, and the ACL
-   // is attached to the packet's interface. A packet without interface may come through any.
+   // Whether the switch looks the packet up in this ACL: the families are equal, and the ACL is
+   // attached to the packet's interface. A packet without interface counts as one that comes in
+   // through an attached interface.
    bool concerns(const Packets::Packet& packet) const;
    // Looks the packet up and counts the hit in `table`. The packet must be of the ACL's family.
-   // Throws std::logic_error when the matching rule belongs to another class than the first one
-   // without a miss: either the plug-in or this program has a defect then.
+   // Throws std::logic_error when the matching rule was not made for the first class without a
+   // miss: then the plug-in or this program has a defect.
    Verdict explain(const Packets::Packet& packet);
 
  private:

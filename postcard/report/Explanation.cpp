@@ -14,6 +14,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// What `acl` does with the packet. Copies all texts: the result outlives the ACL.
 AclExplanation explainIn(ExplainedAcl& acl, const Packets::Packet& packet) {
    Verdict verdict = acl.explain(packet);
    AclExplanation explanation;
@@ -46,9 +47,9 @@ std::string dscpText(const AclExplanation& acl) {
                 : fmt::format("{} becomes {}", acl.dscpBefore, acl.dscpAfter);
 }
 
-// What to add when the packet does not leave with the DSCP that its class asks for. The plug-in
-// makes set-DSCP rules that rewrite no bits (DESIGN.md, Decisions), which nobody expects who reads
-// the policy.
+// A remark when the packet does not leave with the DSCP that its class asks for; else empty. The
+// plug-in's set-DSCP rules rewrite no bits (DESIGN.md, Decisions). A reader of the policy does not
+// expect that, so the text says it.
 std::string markText(const AclExplanation& acl) {
    return !acl.dscpOfClass || *acl.dscpOfClass == acl.dscpAfter
                 ? ""
@@ -57,7 +58,7 @@ std::string markText(const AclExplanation& acl) {
 }
 
 std::string resultText(const AclExplanation& acl) {
-   // Without a rule the packet leaves as it came; only that it is not sampled is worth a line.
+   // Without a rule the packet keeps its DSCP, so there is nothing to say about it.
    if (!acl.rule) {
       return "not sampled: no rule matches";
    }
@@ -65,7 +66,7 @@ std::string resultText(const AclExplanation& acl) {
                       markText(acl));
 }
 
-// What the class at the index `i` has to do with the packet.
+// How the class at the index `i` relates to the packet.
 std::string classText(const AclExplanation& acl, std::size_t i) {
    if (const std::optional<Miss>& miss = acl.classes[i].miss) {
       return fmt::format("no, {}: wanted {}, found {}", fieldName(miss->field), miss->wanted,
@@ -85,6 +86,7 @@ std::string aclText(const AclExplanation& acl) {
 
 // ---- JSON ----
 
+// Requires a miss.
 Json missJson(const ClassExplanation& each) {
    return {{"class", each.name},
            {"field", fieldName(each.miss->field)},
@@ -95,6 +97,7 @@ Json missJson(const ClassExplanation& each) {
 Json aclJson(const AclExplanation& acl) {
    Json misses = Json::array();
    Json notReached = Json::array();
+   // Every class is in one of the two lists or is the one that has the packet.
    for (std::size_t i = 0; i < acl.classes.size(); ++i) {
       if (acl.classes[i].miss) {
          misses.push_back(missJson(acl.classes[i]));
@@ -137,6 +140,7 @@ std::string text(const Explanation& explanation) {
       for (const AclExplanation& acl : packet.acls) {
          text += aclText(acl);
       }
+      // Said in words, because a packet line with nothing below it would look like a defect.
       text += packet.acls.empty() ? "   no ACL is asked about this packet\n" : "";
    }
    return text;

@@ -14,7 +14,7 @@
 
 namespace Postcard::Report {
 
-// What one class has to do with a packet.
+// How one class relates to a packet.
 struct ClassExplanation {
    std::string name;
    std::optional<Miss> miss; // the first field that fails; absent when none does
@@ -32,36 +32,37 @@ struct AclExplanation {
    std::string policy; // its name
    Policy::Family family = Policy::Family::ipv4;
    std::optional<RuleHit> rule;   // absent when no rule matches
-   bool sampled = false;          // false without a rule
-   U8 dscpBefore = 0;             // of the packet, 0..63
-   U8 dscpAfter = 0;              // the same without a rule
-   std::optional<U8> dscpOfClass; // that the class of the rule asks for; absent when it does not
+   bool sampled = false;          // whether a digest goes to the collector; false without a rule
+   U8 dscpBefore = 0;             // the packet's own DSCP, 0..63
+   U8 dscpAfter = 0;              // its DSCP behind the switch; `dscpBefore` without a rule
+   std::optional<U8> dscpOfClass; // the DSCP that the rule's class asks for; absent: for none
    std::size_t matched = 0; // index in `classes` of the rule's class; their number without a rule
    std::vector<ClassExplanation> classes; // in the order of matching
 };
 
 // What happens to one packet.
 struct PacketExplanation {
-   std::string packet; // as `printPacket` writes it
-   // Of the ACLs that the switch looks the packet up in; empty when it looks into none.
+   std::string packet; // the packet in the form that `printPacket` writes
+   // One for each ACL in which the switch looks the packet up; empty when there is none.
    std::vector<AclExplanation> acls;
 };
 
 struct Explanation {
    std::vector<PacketExplanation> packets;
-   std::vector<Refusal> refused; // policies that have no ACL and therefore no say
+   std::vector<Refusal> refused; // policies without an ACL; no packet is looked up in them
 };
 
-// Explains one packet. Counts its hits in the tables of `acls`. Throws what
-// `ExplainedAcl::explain` throws.
+// Explains one packet. Counts its hits in the tables of `acls`, which is why these are not const.
+// Throws what `ExplainedAcl::explain` throws.
 PacketExplanation explainPacket(std::vector<ExplainedAcl>& acls, const Packets::Packet& packet);
 
-// A line per packet, ACL and class. Refusals are not in it.
+// A line for each packet, for each ACL that it is looked up in, and for each class there. Refusals
+// are not in the text: they are messages, on standard error.
 std::string text(const Explanation& explanation);
 
 // A whole document: {"schema", "packets", "refused"}. In an ACL that has no rule for the packet,
-// "rule" and "class" are null. "notReached" names the classes behind "class" that would have the
-// packet if "class" did not.
+// "rule" and "class" are null. "notMatched" has the first failing field of each class that does not
+// match. "notReached" names the classes behind "class" that match as well, but come too late.
 nlohmann::ordered_json json(const Explanation& explanation);
 
 } // namespace Postcard::Report

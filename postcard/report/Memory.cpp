@@ -29,7 +29,7 @@ U64 Memory::liveBytes() const {
 Memory processMemory() {
    Memory memory{{}, Pello::slabReserved()};
    for (const Kiv::TypeData* type : Kiv::registeredTypes()) {
-      // Only entities are allocated one by one; values live inside them and have no tracker.
+      // Only entities are objects of their own. Values are members of entities and have no tracker.
       if (type->tracker != nullptr) {
          memory.types.push_back({type->name, type->tracker->objectSize(), type->tracker->live(),
                                  type->tracker->total()});
@@ -42,7 +42,8 @@ std::string text(const Memory& memory) {
    std::string text =
          fmt::format("{:>10} {:>12} {:>12}  {}\n", "LIVE", "BYTES", "EVER MADE", "TYPE");
    for (const TypeMemory& type : memory.types) {
-      // Most types have no object in most processes; a program gets all of them as JSON.
+      // Most types have no object in most processes. JSON has all of them, so that a program finds
+      // the same types at every time.
       if (type.total != 0) {
          text += fmt::format("{:>10} {:>12} {:>12}  {}\n", type.live, type.bytes(), type.total,
                              type.type);

@@ -19,6 +19,7 @@ std::string joined(const std::vector<std::string>& texts, std::string_view separ
 
 // ---- Addresses ----
 
+// Without prefixes every address matches.
 OptionalMiss addressMiss(Field field, const std::vector<Policy::Prefix>& prefixes,
                          std::span<const U8> address) {
    if (prefixes.empty() ||
@@ -30,6 +31,7 @@ OptionalMiss addressMiss(Field field, const std::vector<Policy::Prefix>& prefixe
 
 // ---- Ports ----
 
+// The ranges of one side of `entries`, each once, although several entries may share a range.
 std::string rangesText(const std::vector<const Policy::PortEntry*>& entries,
                        std::vector<Policy::NumberRange> Policy::PortEntry::*side) {
    std::vector<std::string> texts;
@@ -45,7 +47,8 @@ std::string rangesText(const std::vector<const Policy::PortEntry*>& entries,
    return texts.empty() ? "one of an empty list of ranges" : joined(texts, ", ");
 }
 
-// A side without ranges matches every port, and a later fragment, which has none.
+// Whether a port matches one side of an entry. A side without ranges matches every port; it also
+// matches a later fragment, which has no port.
 bool sideMatches(const std::vector<Policy::NumberRange>& ranges, const std::optional<U16>& port) {
    return ranges.empty() ||
           (port && std::ranges::any_of(ranges, [&](const Policy::NumberRange& range) {
@@ -53,8 +56,8 @@ bool sideMatches(const std::vector<Policy::NumberRange>& ranges, const std::opti
            }));
 }
 
-// Keeps of `entries` those whose side matches the port. When none does, returns the miss and leaves
-// `entries` as it is.
+// Removes from `entries` those whose `side` does not match the port. When none would be left,
+// returns the miss and leaves `entries` as it is.
 OptionalMiss narrow(Field field, std::vector<const Policy::PortEntry*>& entries,
                     std::vector<Policy::NumberRange> Policy::PortEntry::*side,
                     const std::optional<U16>& port) {
@@ -70,6 +73,8 @@ OptionalMiss narrow(Field field, std::vector<const Policy::PortEntry*>& entries,
    return std::nullopt;
 }
 
+// A packet matches when one entry matches both of its ports. Source ports are compared first, so a
+// miss of the destination port names the ranges of those entries only whose source side matches.
 OptionalMiss portMiss(const std::vector<Policy::PortEntry>& ports, const Packets::Packet& packet) {
    if (ports.empty()) {
       return std::nullopt;
@@ -91,6 +96,8 @@ OptionalMiss portMiss(const std::vector<Policy::PortEntry>& ports, const Packets
 
 // ---- Flags and sample bits ----
 
+// Without flag matches every packet matches. A later fragment has no flags, so it fails all of
+// them.
 OptionalMiss flagsMiss(const std::vector<Policy::TcpFlagMatch>& matches,
                        const Packets::Packet& packet) {
    std::vector<std::string> wanted;
@@ -109,6 +116,7 @@ OptionalMiss flagsMiss(const std::vector<Policy::TcpFlagMatch>& matches,
                                : "no flags in a later fragment"};
 }
 
+// `match` is null when the class compares no sample bits.
 OptionalMiss sampleMiss(const Policy::SampleMatch* match, const Packets::Packet& packet) {
    if (match == nullptr) {
       return std::nullopt;
@@ -124,6 +132,7 @@ OptionalMiss sampleMiss(const Policy::SampleMatch* match, const Packets::Packet&
                value ? fmt::format("0x{:04x}", *value) : "no checksum in a later fragment"};
 }
 
+// The protocol, and what the filter asks of packets of this protocol: ports, then TCP flags.
 OptionalMiss protocolMiss(const Policy::Filter& filter, const Policy::Hardware& hardware,
                           const Packets::Packet& packet) {
    std::vector<std::string> wanted;

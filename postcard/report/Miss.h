@@ -1,9 +1,10 @@
 // `firstMiss`: why a packet does not belong to a class. Relies on plain policy values and on the
-// packet model, not on rules: its answers can be held against those of a compiled ACL.
+// packet model. It does not look at rules, so its answers can be compared with those of a compiled
+// ACL.
 //
-// A class is read as the rules made from it behave. Without protocols it is about TCP and UDP only.
-// TCP flags count only where the hardware can match them. The sample match counts only together
-// with the action `sample`.
+// A class is read the way the rules made from it behave. A class without protocols matches TCP and
+// UDP only. TCP flags are compared only when the hardware can match them. The sample match is
+// compared only when the class has the action `sample`.
 #pragma once
 
 #include "postcard/packets/Packet.h"
@@ -15,7 +16,8 @@
 
 namespace Postcard::Report {
 
-// A field of a class that a packet can fail, in the order in which the fields are compared.
+// A field of a class that a packet may not match. The enumerators stand in the order in which
+// `firstMiss` compares the fields.
 enum class Field : U8 {
    source,
    destination,
@@ -37,9 +39,9 @@ struct Miss {
    std::string found;  // what the packet has, such as "10.1.2.3"
 };
 
-// The first field of the class that the packet does not match; absent when the packet belongs to
-// the class. The class must take part in the packet's family, and must be one that the plug-in
-// accepts: at most one prefix per side, and no range of protocols.
+// The first field of the class that the packet does not match; absent when the packet matches all.
+// The class must take part in the packet's family, and the plug-in must accept it: at most one
+// prefix per side, no range of protocols, and no other match that the plug-in refuses.
 std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware& hardware,
                               const Packets::Packet& packet);
 

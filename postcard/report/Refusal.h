@@ -17,11 +17,11 @@ struct Refusal {
    std::string message; // the plug-in's own, never empty
 };
 
-// "POLICY FAMILY: MESSAGE" and a line end.
+// "POLICY FAMILY: MESSAGE" and a line end, as it goes to standard error.
 std::string text(const Refusal& refusal);
 
-// A list of objects {"policy", "family", "message"}, in the order of compilation: the member
-// "refused" of every document that has one.
+// A list of objects {"policy", "family", "message"}, in the order of `refusals`. Every document
+// about compiled policies has this list as its member "refused".
 nlohmann::ordered_json json(const std::vector<Refusal>& refusals);
 
 } // namespace Postcard::Report

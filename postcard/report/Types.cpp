@@ -20,18 +20,21 @@ using Json = nlohmann::ordered_json;
 // The version of the JSON document. It rises when a key changes its meaning or disappears.
 constexpr int typesJsonSchema = 1;
 
+// In the order of the enumerators.
 std::string_view kindName(Kiv::TypeKind kind) {
    constexpr std::string_view names[] = {"number",      "boolean", "string",
                                          "enumeration", "value",   "entity"};
    return names[static_cast<std::size_t>(kind)];
 }
 
+// In the order of the enumerators.
 std::string_view kindName(Kiv::AttributeKind kind) {
    constexpr std::string_view names[] = {"constant", "value", "child", "collection"};
    return names[static_cast<std::size_t>(kind)];
 }
 
-// A name is long and its namespace seldom ambiguous, so the end of a name is enough.
+// Whether `name` is the type's qualified name or the end of it behind a "::". Users need not write
+// namespaces, because types of different namespaces seldom share a name.
 bool isMeant(const Kiv::TypeData& type, std::string_view name) {
    return type.name == name ||
           (type.name.ends_with(name) &&
@@ -40,6 +43,7 @@ bool isMeant(const Kiv::TypeData& type, std::string_view name) {
 
 // ---- Text ----
 
+// A row of the table; `text` prints the header with the same widths.
 std::string line(const Kiv::TypeData& type) {
    return fmt::format("{:<12} {:>5} {:>11} {:>11}  {}\n", kindName(type.kind), type.size,
                       type.attributes.size(), type.operations.size(), type.name);
@@ -123,6 +127,7 @@ Json operationsJson(const Kiv::TypeData& type) {
    return list;
 }
 
+// Every member is there for every kind of type, so that programs need not ask which there are.
 Json typeJson(const Kiv::TypeData& type) {
    return {{"name", type.name},
            {"kind", kindName(type.kind)},

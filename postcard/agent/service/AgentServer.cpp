@@ -26,6 +26,7 @@ std::vector<std::string> linesOf(const std::string& text) {
    return lines;
 }
 
+// Also after a SIGHUP, which nobody waits for: the log is the only place that tells its outcome.
 void sayReload(const ReloadResult& result) {
    const std::string text = result.text();
    say((result.accepted ? "agent: reloaded, " : "agent: reload refused, nothing changed\n") +
@@ -45,6 +46,7 @@ class AgentServer::Implementation {
         deleteTimer_{loop_, [this] { loop_.stop(); }} {
       const Later later = [this](std::function<void()> work) { loop_.later(std::move(work)); };
       agent_ = std::make_unique<PolicyAgent>(host_, file, options_.agent, hooks(later));
+      // Before `run` posts the first request, which it would not hear otherwise.
       rulesClient_ = makeRulesClient(*agent_, later);
       control_ = std::make_unique<ControlServer>(
             loop_, options_.socketPath, options_.control,
@@ -54,9 +56,11 @@ class AgentServer::Implementation {
 
    bool run() {
       agent_->start();
+      // From the event loop and not from a thread: a loop that hangs must not look alive.
       if (const auto interval = manager_.watchdogInterval()) {
          watchdog_.startRepeating(*interval);
       }
+      // Ready to be asked: the answers of the rules client come later, and `status` tells of them.
       manager_.notify("READY=1");
       say("agent: listening at " + options_.socketPath);
       loop_.run();
@@ -79,7 +83,8 @@ class AgentServer::Implementation {
       interrupt_ = std::make_unique<EventSignal>(loop_, SIGINT, [this] { end(); });
    }
 
-   // A command that fails is answered with exit code 3 and the reason.
+   // A command that throws is answered with exit code 3 and the reason: the client waits for an
+   // answer, and the agent goes on.
    std::string answerLine(std::string_view line) {
       try {
          return answerRequest(line, *agent_, [this] { return reload(); });
@@ -96,13 +101,14 @@ class AgentServer::Implementation {
 
    ReloadResult tryReload() {
       if (ending_) {
-         return {false, 0, {"the agent is ending"}};
+         return {false, 0, {"the agent is ending"}}; // a new file would want policies again
       }
       const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(options_.policyFile);
       return loaded.policyFile ? agent_->reload(*loaded.policyFile)
                                : ReloadResult{false, 0, linesOf(formatFindings(loaded)), true};
    }
 
+   // SIGTERM or SIGINT has come.
    void end() {
       manager_.notify("STOPPING=1");
       if (!options_.deleteOnExit || ending_) {
@@ -130,18 +136,21 @@ class AgentServer::Implementation {
 
    void reportChanges() {
       log_.tell(agent_->report());
+      // Not only idle: a removal that was refused or lost is tried again while there is time.
       if (ending_ && agent_->settled()) {
          loop_.stop();
       }
    }
 
+   // Members are destroyed from the last to the first. So the loop outlives everything that runs on
+   // it, and the agent outlives those that call it: rules client, control socket and signals.
    ServerOptions options_;
-   EventLoop loop_; // declared before everything that runs on it
+   EventLoop loop_;
    Host::PluginHost host_;
    ServiceManager manager_;
-   EventTimer answerTimer_;
-   EventTimer watchdog_;
-   EventTimer deleteTimer_;
+   EventTimer answerTimer_; // the agent's timer: answer time, or time to the next attempt
+   EventTimer watchdog_;    // sends the signs of life
+   EventTimer deleteTimer_; // ends the process although policies are left
    StatusLog log_;
    bool ending_ = false; // every policy is being deleted before the end
    std::unique_ptr<PolicyAgent> agent_;

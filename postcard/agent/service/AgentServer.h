@@ -1,9 +1,10 @@
-// `AgentServer`: the agent as a process. An event loop around a `PolicyAgent`: signals, the answer
-// timer, the control socket, the service manager. One thread, no polling. Relies on `EventLoop`.
+// `AgentServer`: the agent as a process, that is, a `PolicyAgent` with an event loop, signals, the
+// control socket and the service manager. One thread, no polling. Relies on `EventLoop`.
 //
-// SIGHUP reads the policy file again. SIGTERM and SIGINT end the process and leave hardware as it
-// is. With `deleteOnExit` every policy is deleted first, and the process ends when the rules client
-// has confirmed that, or the time for it is up; a second signal ends the process at once.
+// SIGHUP reads the policy file again. SIGTERM and SIGINT end the process and leave the hardware as
+// it is. With `deleteOnExit` every policy is deleted first; the process ends when the rules client
+// has confirmed all deletions, or when `deleteTime` is up. A second signal ends the process at
+// once.
 #pragma once
 
 #include "postcard/agent/PolicyAgent.h"
@@ -18,9 +19,9 @@
 namespace Postcard::Agent::Service {
 
 struct ServerOptions {
-   std::string policyFile; // path
-   std::string socketPath;
-   bool deleteOnExit = false;
+   std::string policyFile;                       // path of the file that a reload reads
+   std::string socketPath;                       // of the control socket; see `defaultSocketPath`
+   bool deleteOnExit = false;                    // delete every policy before the end
    std::chrono::milliseconds deleteTime{30'000}; // for `deleteOnExit`, all policies together
    PolicyAgent::Options agent;
    ControlLimits control;
@@ -28,23 +29,28 @@ struct ServerOptions {
 
 class AgentServer {
  public:
-   // Runs a function once from the event loop, after the caller has returned to it.
+   // Runs a function once from the event loop, after the caller has returned to it. Valid as long
+   // as the server is.
    using Later = std::function<void(std::function<void()>)>;
-   // Makes the rules client that serves the agent's records. The server keeps the object, which may
-   // be null, until it is destroyed; the agent outlives it.
+   // Makes the rules client that serves the agent's records. Called once, in the constructor. The
+   // server keeps the returned object until its own end, and destroys it before the agent. Null:
+   // somebody else keeps the rules client.
    using MakeRulesClient = std::function<std::shared_ptr<void>(PolicyAgent&, const Later&)>;
 
-   // `file` is the content of `options.policyFile`. Throws ServerError when the surroundings do not
-   // let it serve, PluginError when the plug-in cannot be opened, ControlError for a socket path
-   // that no socket can have.
+   // Opens the plug-in, listens at the control socket and catches the signals; takes no step of a
+   // policy before `run`. `file` must be the content of `options.policyFile`, and its feature
+   // toggles must be in force already; it is copied. Throws PluginError when the plug-in cannot be
+   // used, ControlError when the socket path is too long or empty, ServerError when the socket, a
+   // signal or the event loop cannot be had, and what `makeRulesClient` throws.
    AgentServer(ServerOptions options, const Policy::PolicyFile& file,
                const MakeRulesClient& makeRulesClient);
    AgentServer(const AgentServer&) = delete;
    AgentServer& operator=(const AgentServer&) = delete;
    ~AgentServer();
 
-   // Serves until a signal ends it. With `deleteOnExit`, returns whether every policy was deleted,
-   // and names the others on standard error; otherwise returns true.
+   // Programs the policies and serves until a signal ends it. Call it once. With `deleteOnExit`,
+   // returns whether every policy was deleted, and names the others on standard error. Without it,
+   // returns true.
    bool run();
 
  private:

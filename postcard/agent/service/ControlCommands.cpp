@@ -20,17 +20,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// The versions of the JSON documents. One rises when a key of its document changes its meaning or
+// disappears.
 constexpr int statusJsonSchema = 1;
 constexpr int reloadJsonSchema = 1;
+// The exit codes of `postcard`, which stand in cli/Command.h: this room must not include that one.
 constexpr int exitDone = 0;
 constexpr int exitRefused = 1;
 constexpr int exitUsage = 2;
 
+// An answer in the format of ControlSocket.h.
 std::string answer(int exitCode, std::string_view text) {
    return Json{{"exit", exitCode}}.dump() + "\n" + std::string{text};
 }
 
-// Texts of a rules client, and paths, may hold bytes that are not UTF-8; they are replaced.
+// Texts of a rules client, and paths, may hold bytes that are not UTF-8. JSON cannot hold them, so
+// each becomes U+FFFD; `dump` would throw otherwise.
 std::string text(const Json& document) {
    return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
@@ -64,7 +69,8 @@ std::string allStatusJson(const PolicyAgent& agent) {
    return text(Json{{"schema", statusJsonSchema}, {"policies", std::move(policies)}});
 }
 
-// The helper writes the show text to a descriptor; this one is memory.
+// The helper writes the show text to a descriptor. A file in memory takes a text of any size; a
+// pipe would block the event loop as soon as it is full.
 std::string showText(const PolicyAgent& agent) {
    const Pello::FileDescriptor memory{::memfd_create("postcard-show", MFD_CLOEXEC)};
    if (memory.get() < 0) {
@@ -100,6 +106,7 @@ std::string answerReload(const Reload& reload, bool json) {
 
 // Sets the levels of the text trace when the request names some, and answers with those in force.
 std::string answerTraceLevels(const nlohmann::json& request) {
+   // Levels that are no string, or that cannot be read, are the mistake of the client.
    try {
       if (request.contains("levels")) {
          Pello::traceLevelsIs(request["levels"].get<std::string>());
@@ -124,6 +131,7 @@ std::string statusText(const std::vector<PolicyReport>& reports) {
 }
 
 std::string answerRequest(std::string_view line, const PolicyAgent& agent, const Reload& reload) {
+   // Without exceptions: a text that is no JSON becomes a value that is no object.
    const auto request = nlohmann::json::parse(line, nullptr, false);
    if (!request.is_object() || !request.contains("command") || !request["command"].is_string()) {
       return answer(exitUsage, "a request is a JSON object with \"command\"\n");

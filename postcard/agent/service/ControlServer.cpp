@@ -15,7 +15,8 @@ constexpr int longestQueue = 64; // connections that wait to be accepted
 
 } // namespace
 
-// One client. Deletes itself when libuv has closed its handle.
+// One client: reads its line, writes the answer, closes. Lives on the heap, because libuv refers to
+// the handle until it has closed it, which is later than `close`; then the object deletes itself.
 class ControlServer::Connection {
  public:
    Connection(ControlServer& server, EventLoop& loop)
@@ -26,6 +27,7 @@ class ControlServer::Connection {
 
    uv_stream_t* stream() { return reinterpret_cast<uv_stream_t*>(&pipe_); }
 
+   // Waits for the client's line.
    void begin() {
       timer_.start(server_->limits_.requestTime);
       ::uv_read_start(
@@ -39,9 +41,10 @@ class ControlServer::Connection {
             });
    }
 
+   // Disconnects the client. May be called several times.
    void close() {
       if (server_ == nullptr) {
-         return; // it is being closed
+         return; // it is being closed: libuv allows only one `uv_close`
       }
       timer_.stop();
       ::uv_close(reinterpret_cast<uv_handle_t*>(&pipe_),
@@ -50,21 +53,26 @@ class ControlServer::Connection {
    }
 
  private:
+   // Takes `size` bytes of `buffer_`; a negative size means that the client has closed its writing
+   // side, or an error.
    void received(ssize_t size) {
       if (size > 0) {
          request_.append(buffer_, static_cast<std::size_t>(size));
       }
       const std::size_t end = request_.find('\n');
       if (size < 0 && request_.empty()) {
-         close();
+         close(); // nothing was asked
       } else if (end != std::string::npos || size < 0 || request_.size() > longestRequest) {
+         // A line may lack its end when it is the last one. A line that is too long is answered as
+         // far as it has come, so that no client can fill the memory of the agent.
          reply(std::string_view{request_}.substr(0, end));
       }
    }
 
+   // Answers `line`, a part of `request_`, and closes when the whole answer has been taken.
    void reply(std::string_view line) {
-      ::uv_read_stop(stream());
-      answer_ = server_->answerer_(line);
+      ::uv_read_stop(stream());           // one request per connection
+      answer_ = server_->answerer_(line); // a member: libuv reads it until the write has ended
       left_ = answer_.size();
       timer_.start(server_->limits_.answerTime);
       const uv_buf_t part = ::uv_buf_init(answer_.data(), static_cast<unsigned>(answer_.size()));
@@ -77,7 +85,8 @@ class ControlServer::Connection {
       }
    }
 
-   // A large answer may take its time, as long as the client goes on taking it.
+   // The time for the line or for the answer is up. A client that has taken some of the answer
+   // since the latest look gets the time once more: a large answer may need several.
    void timeUp() {
       const std::size_t left = ::uv_stream_get_write_queue_size(stream());
       if (left < left_) {
@@ -91,13 +100,14 @@ class ControlServer::Connection {
    ControlServer* server_; // null: being closed
    uv_pipe_t pipe_{};
    uv_write_t write_{};
-   EventTimer timer_;
-   std::string request_;
-   std::string answer_;
-   std::size_t left_ = 0; // bytes of the answer that were not taken at the latest look
+   EventTimer timer_;     // for the line, then for the answer
+   std::string request_;  // as far as it has come
+   std::string answer_;   // whole
+   std::size_t left_ = 0; // bytes of the answer that had not been taken at the latest look
    char buffer_[1024];
 };
 
+// The listening socket. On the heap for the same reason as a connection.
 struct ControlServer::Listener {
    uv_pipe_t handle;
 
@@ -118,6 +128,8 @@ ControlServer::ControlServer(EventLoop& loop, const std::string& path, ControlLi
      listener_{new Listener{}} {
    ::uv_pipe_init(loop.handle(), &listener_->handle, 0); // cannot fail
    listener_->handle.data = this;
+   // The mask, and not a later chmod: in between, others could connect if the process's mask lets
+   // them.
    const mode_t before = ::umask(0177); // for the owner only
    int status = ::uv_pipe_bind(&listener_->handle, path.c_str());
    ::umask(before);
@@ -135,14 +147,15 @@ ControlServer::ControlServer(EventLoop& loop, const std::string& path, ControlLi
 }
 
 ControlServer::~ControlServer() {
-   waiting_ = false;
+   waiting_ = false; // or `gone` would accept the next client
    while (!connections_.empty()) {
       (*connections_.begin())->close();
    }
    listener_->close();
 }
 
-// libuv asks for no further connection until this one is taken.
+// libuv has a connection for us, and listens for no other one until `uv_accept` takes it. So not
+// taking it is what makes further clients wait.
 void ControlServer::accept() {
    waiting_ = connections_.size() >= limits_.connections;
    if (waiting_) {
@@ -157,6 +170,7 @@ void ControlServer::accept() {
    connection->begin();
 }
 
+// A connection is being closed, so there is room for one that waits.
 void ControlServer::gone(Connection* connection) {
    connections_.erase(connection);
    if (std::exchange(waiting_, false)) {

@@ -25,6 +25,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* tooSlow = "the agent does not answer in time";
 
+// A connection to an agent. Connecting, sending and receiving share one deadline, so that an agent
+// that sends a byte now and then cannot hold its client for ever. Every function throws
+// ControlError.
 class Connection {
  public:
    Connection(const std::string& path, Clock::time_point deadline)
@@ -33,7 +36,7 @@ class Connection {
         socket_{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)} {
       sockaddr_un address{};
       address.sun_family = AF_UNIX;
-      std::memcpy(address.sun_path, path.data(), path.size());
+      std::memcpy(address.sun_path, path.data(), path.size()); // fits: see `checkSocketPath`
       limitSending(); // the limit also holds for `connect` while the agent's queue is full
       if (::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
           0) {
@@ -43,9 +46,11 @@ class Connection {
       }
    }
 
+   // Sends `text` and closes the writing side, which tells the agent that the line is whole.
    void send(std::string_view text) {
       while (!text.empty()) {
          limitSending();
+         // Without the flag, an agent that has disconnected would end this process with SIGPIPE.
          const ssize_t sent = ::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL);
          if (sent < 0) {
             fail(path_,
@@ -56,6 +61,7 @@ class Connection {
       ::shutdown(socket_.get(), SHUT_WR);
    }
 
+   // Everything that the agent sends until it closes the connection.
    std::string receiveAll() {
       std::string text;
       char buffer[65536];
@@ -76,6 +82,7 @@ class Connection {
    }
 
  private:
+   // The time to the deadline, never 0: for SO_SNDTIMEO a time of 0 means no limit.
    std::chrono::milliseconds left() const {
       const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
@@ -118,6 +125,7 @@ ControlAnswer requestAgent(const std::string& path, const std::string& line,
    Connection connection{path, Clock::now() + patience};
    connection.send(line + "\n");
    const std::string answer = connection.receiveAll();
+   // Some other program may listen at the path, so the format is checked.
    const std::size_t end = answer.find('\n');
    const auto header = nlohmann::json::parse(answer.substr(0, end), nullptr, false);
    if (end == std::string::npos || !header.is_object() || !header.contains("exit") ||

@@ -1,9 +1,10 @@
-// `requestAgent`: the client's end of the agent's Unix socket, and the message format, which
-// `ControlServer` follows too. Relies on nothing of the agent.
+// `requestAgent`: the client's end of the agent's Unix socket. Relies on nothing of the agent.
 //
-// A client connects, sends one line and closes its writing side. The line is a JSON object with
-// "command". The agent answers with one line, a JSON object with "exit" (the exit code for the
-// client's user), followed by the text for standard output, and closes.
+// The format of the messages, for both ends: a client connects, sends one line and closes its
+// writing side. The line is a JSON object with the member "command"; ControlCommands.h lists the
+// commands. The agent answers with one line, a JSON object with the member "exit", which is the
+// exit code that the client should end with. Behind that line comes the text for the user. Then the
+// agent closes the connection.
 #pragma once
 
 #include <chrono>
@@ -20,14 +21,14 @@ class ControlError : public std::runtime_error {
 
 struct ControlAnswer {
    int exitCode = 0; // for the client to end with
-   std::string text; // for its standard output
+   std::string text; // for the user: the result, or why the request failed
 };
 
 // The longest request line that an agent reads, in bytes without its end.
 inline constexpr std::size_t longestRequest = 4096;
 
-// The path of an agent's socket when none is given: postcard.sock in XDG_RUNTIME_DIR or, when that
-// is not set, in /run/postcard.
+// The path of an agent's socket when none is given: postcard.sock in the folder XDG_RUNTIME_DIR or,
+// when that is empty or not set, in /run/postcard. Whether there is a socket is not checked.
 std::string defaultSocketPath();
 
 // Throws ControlError, which states the longest length, when `path` does not fit the address of a
@@ -35,7 +36,8 @@ std::string defaultSocketPath();
 void checkSocketPath(const std::string& path);
 
 // Sends `line` (without line end) to the agent that listens at `path` and returns its answer.
-// Throws ControlError, also when all of it takes longer than `patience`.
+// Blocks until then, at most for `patience` in all. Throws ControlError when the path is bad, no
+// agent answers, it does not answer in time, or the answer has another format.
 ControlAnswer requestAgent(const std::string& path, const std::string& line,
                            std::chrono::milliseconds patience);
 

@@ -9,7 +9,9 @@ namespace Postcard::Agent::Service {
 
 namespace {
 
-// Closes the handle of an object on the heap, which is deleted when libuv has closed the handle.
+// Closes the handle of an object on the heap and deletes the object afterwards. libuv refers to a
+// handle until the round of the loop in which it has closed it, so the object cannot go at once.
+// That is also why it may be destroyed inside its own function.
 template <class Owner>
 void closeAndDelete(Owner* owner) {
    ::uv_close(reinterpret_cast<uv_handle_t*>(&owner->handle),
@@ -42,9 +44,10 @@ void guarded(const std::function<void()>& work) noexcept {
 
 struct EventLoop::Loop {
    uv_loop_t loop{};
-   uv_async_t wakeUp{};
+   uv_async_t wakeUp{}; // ends the loop's wait when `laters` gets its first function
    std::vector<std::function<void()>> laters; // in the order of the calls
 
+   // Takes the list before running it: what the functions add belongs to the next round.
    void runLaters() {
       for (const auto& work : std::exchange(laters, {})) {
          guarded(work);
@@ -65,6 +68,8 @@ EventLoop::EventLoop() : loop_{std::make_unique<Loop>()} {
 }
 
 EventLoop::~EventLoop() {
+   // `wakeUp` is the last handle that is open; libuv runs until it and those of destroyed objects
+   // are closed. `uv_loop_close` requires that there is none left.
    ::uv_close(reinterpret_cast<uv_handle_t*>(&loop_->wakeUp), nullptr);
    ::uv_run(&loop_->loop, UV_RUN_DEFAULT);
    ::uv_loop_close(&loop_->loop);
@@ -136,6 +141,7 @@ EventSignal::EventSignal(EventLoop& loop, int number, std::function<void()> work
    }
    signal_->handle.data = signal_;
    const int started = ::uv_signal_start(&signal_->handle, &Signal::run, number);
+   // From `uv_signal_init` on, libuv refers to the handle: it must be closed before it is deleted.
    if (started < 0) {
       closeAndDelete(signal_);
       check(started, "signal");

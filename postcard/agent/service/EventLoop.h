@@ -1,9 +1,12 @@
 // `EventLoop`: the process's one event loop, with the timers and signals that run on it. Relies on
-// libuv, which only sources see. No exception of the work enters libuv, which is C: it is reported
-// to standard error, and the loop goes on.
+// libuv, which only sources include.
 //
-// Timers, signals and connections may be destroyed at any time, also inside their own work. The
-// loop must outlive them. Everything runs on the thread that calls `run`.
+// libuv is C, so no exception may pass through it. An exception that leaves a timer's, a signal's
+// or a later function is written to standard error, and the loop goes on.
+//
+// Timers and signals may be destroyed at any time, even inside their own function. The loop must
+// outlive them. All functions run on the thread that calls `run`, and all members must be called on
+// that thread.
 #pragma once
 
 #include <chrono>
@@ -16,19 +19,20 @@ struct uv_loop_s; // libuv's loop
 
 namespace Postcard::Agent::Service {
 
-// The surroundings do not let the agent run; the text names the socket, signal or loop, and why.
+// The agent cannot run: a socket, a signal or the loop cannot be had. The text says which and why.
 class ServerError : public std::runtime_error {
  public:
    using std::runtime_error::runtime_error;
 };
 
-// Throws ServerError about `what` when `status`, a result of libuv, is negative.
+// Throws ServerError with `what` and the reason when `status`, a result of libuv, is negative.
 void check(int status, const std::string& what);
 
 // Writes `line` and a line end to standard error.
 void say(const std::string& line);
 
-// Runs `work`; writes the message of an exception to standard error.
+// Runs `work` and writes the message of its exception, if any, to standard error. Anything else
+// than a std::exception ends the process.
 void guarded(const std::function<void()>& work) noexcept;
 
 class EventLoop {
@@ -37,18 +41,19 @@ class EventLoop {
    EventLoop();
    EventLoop(const EventLoop&) = delete;
    EventLoop& operator=(const EventLoop&) = delete;
-   // Waits until libuv has closed every handle that is being closed.
+   // Waits until libuv has closed every handle that is being closed. Functions that were given to
+   // `later` and have not run are dropped.
    ~EventLoop();
 
    // Serves events until `stop` is called.
    void run();
-   // Ends `run` after the current round.
+   // Makes `run` return after the current round.
    void stop();
-   // Runs the work in the next round of the loop, in the order of the calls. Work that is added
-   // meanwhile runs one round later, so that busy work cannot starve the sockets.
+   // Runs `work` in the next round of the loop, in the order of the calls. What `work` itself gives
+   // to `later` runs one round later still, so that a chain of such work cannot starve the sockets.
    void later(std::function<void()> work);
 
-   // For sources that use libuv; owned by this object.
+   // libuv's loop, for sources that use libuv. Owned by this object; never null.
    uv_loop_s* handle();
 
  private:
@@ -56,19 +61,21 @@ class EventLoop {
    std::unique_ptr<Loop> loop_;
 };
 
+// Runs a function once after a time, or again and again.
 class EventTimer {
  public:
-   // The timer does not run yet.
+   // Keeps `work`; the timer does not run before it is started.
    EventTimer(EventLoop& loop, std::function<void()> work);
    EventTimer(const EventTimer&) = delete;
    EventTimer& operator=(const EventTimer&) = delete;
    ~EventTimer();
 
-   // Runs the work once after the time. Replaces what was started before.
+   // Runs the work once, `time` from now. Replaces what was started before.
    void start(std::chrono::milliseconds time);
-   // Runs the work in the next round, and then in every period. Replaces what was started before.
+   // Runs the work in the next round, and then once in every `period`, which is at least 1 ms.
+   // Replaces what was started before.
    void startRepeating(std::chrono::milliseconds period);
-   // Nothing runs any more until the next start.
+   // The work does not run until the next start.
    void stop();
 
  private:
@@ -76,9 +83,12 @@ class EventTimer {
    Timer* timer_; // owned; deleted by libuv's callback when the handle is closed
 };
 
+// Runs a function whenever the process gets a signal. While the object lives, the signal has no
+// other effect.
 class EventSignal {
  public:
-   // Runs the work at every such signal. Throws ServerError.
+   // `number` is that of the signal, such as SIGHUP. `work` runs from the loop, not inside the
+   // signal handler, so it may do anything. Throws ServerError when the signal cannot be caught.
    EventSignal(EventLoop& loop, int number, std::function<void()> work);
    EventSignal(const EventSignal&) = delete;
    EventSignal& operator=(const EventSignal&) = delete;

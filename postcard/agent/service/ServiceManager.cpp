@@ -15,6 +15,7 @@ namespace Postcard::Agent::Service {
 
 namespace {
 
+// The number that `text` is as a whole; absent for any other text, and for null.
 std::optional<long> numberOf(const char* text) {
    if (text == nullptr) {
       return std::nullopt;
@@ -31,6 +32,7 @@ ServiceManager::ServiceManager() {
    if (const char* socket = std::getenv("NOTIFY_SOCKET")) {
       socket_ = socket;
    }
+   // A child inherits the environment of a watched process; WATCHDOG_PID says whether it is meant.
    const auto process = numberOf(std::getenv("WATCHDOG_PID"));
    const auto microseconds = numberOf(std::getenv("WATCHDOG_USEC"));
    if (microseconds && *microseconds >= 2000 && (!process || *process == ::getpid())) {
@@ -49,6 +51,7 @@ void ServiceManager::notify(std::string_view assignment) const {
       address.sun_path[0] = '\0'; // an abstract name
    }
    const Pello::FileDescriptor socket{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+   // Exactly the name: trailing null bytes would belong to an abstract name.
    const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + socket_.size());
    // A manager that does not read must not stop the agent. A sign of life is dropped when it cannot
    // be sent at once, other messages after a second.

@@ -21,9 +21,11 @@ namespace {
 
 constexpr const char* another = "another agent is running";
 
+// Opens the lock file, and makes it when there is none.
 int openLock(const std::string& path) {
-   checkSocketPath(path);
+   checkSocketPath(path); // before the path is used for anything
    const std::string lock = path + ".lock";
+   // No symbolic links: in a folder where others may write, one could name any file.
    const int fd = ::open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
    if (fd < 0) {
       refuse(lock, std::strerror(errno));
@@ -55,14 +57,17 @@ bool isServed(const std::string& path) {
    }
 }
 
+// Removes a socket at `path` that no process serves; refuses everything else that is there. Called
+// with the lock held, so that no other agent does the same.
 void clearStaleSocket(const std::string& path) {
    struct stat status {};
    if (::lstat(path.c_str(), &status) != 0) {
-      return;
+      return; // nothing is there; any other trouble shows when the socket is made
    }
    if (!S_ISSOCK(status.st_mode)) {
-      refuse(path, "there is a file that is not a socket");
+      refuse(path, "there is a file that is not a socket"); // perhaps the wrong path was given
    }
+   // The lock alone does not say it: the program may be another one, which takes no lock.
    if (isServed(path)) {
       refuse(path, another);
    }

@@ -1,6 +1,7 @@
-// `SocketClaim`: the right to listen at a path, so that one path serves one agent. Relies on a lock
-// file beside the socket, PATH.lock, which the kernel unlocks however the process ends; the file
-// itself stays.
+// `SocketClaim`: the right to listen at a path, so that no two agents serve the same path. Relies
+// on a lock (flock(2)) on the file PATH.lock beside the socket, which the kernel releases however
+// the process ends. The lock file itself is never removed: an agent that has opened it and one that
+// makes a new file could otherwise both get a lock.
 #pragma once
 
 #include "Pello/FileDescriptor.h"
@@ -11,10 +12,10 @@ namespace Postcard::Agent::Service {
 
 class SocketClaim {
  public:
-   // Takes the lock, and removes the socket of an agent that was killed. Throws ServerError when
-   // another agent listens at `path` or is starting, when `path` is something else than a socket,
-   // or when none of this can be found out; ControlError for a path that no socket can have. The
-   // lock is held until this object is destroyed.
+   // Takes the lock, and removes the socket that a killed agent has left at `path`. The lock is
+   // held until this object is destroyed. Throws ServerError when another agent listens at `path`
+   // or is starting, when there is something else than a socket, or when this cannot be found out;
+   // ControlError when `path` is too long or empty.
    explicit SocketClaim(const std::string& path);
 
  private:

@@ -16,6 +16,8 @@ std::string statusLine(const PolicyReport& report) {
 }
 
 void StatusLog::tell(const std::vector<PolicyReport>& reports) {
+   // The new map holds the present reports only, so a policy that goes and comes back is told
+   // again.
    const auto toldBefore = std::exchange(told_, {});
    for (const PolicyReport& report : reports) {
       const std::string line = statusLine(report);

@@ -16,6 +16,7 @@ Microseconds now() {
    return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }
 
+// Why `expression` could not be compiled, in the words of the C library.
 std::string reasonOf(int error, const regex_t& expression) {
    char reason[256];
    ::regerror(error, &expression, reason, sizeof reason);
@@ -47,6 +48,7 @@ void Filter::expressionIs(const std::string& text) {
       throw std::invalid_argument{
             fmt::format("'{}': not a regular expression: {}", text, reasonOf(error, *made))};
    }
+   // Only a compiled expression may be freed with `regfree`, so the deleter changes here.
    expression_ = {made.release(), [](regex_t* expression) {
                      ::regfree(expression);
                      delete expression;
@@ -55,6 +57,7 @@ void Filter::expressionIs(const std::string& text) {
 
 bool Filter::wants(const Ringlog::Record& record) const {
    const Ringlog::Descriptor& site = *record.site;
+   // A damaged ring may name a level that does not exist, and shifting that far is undefined.
    if (levels_ && (site.level > Pello::traceLevelMost || (*levels_ >> site.level & 1U) == 0)) {
       return false;
    }
@@ -68,7 +71,7 @@ bool Filter::wants(const Ringlog::Record& record) const {
 }
 
 bool Filter::contains(const std::string& text) const {
-   // The text may hold null bytes: REG_STARTEND takes its end from `range`.
+   // The text may hold null bytes. With REG_STARTEND its end comes from `range`.
    regmatch_t range{0, static_cast<regoff_t>(text.size())};
    return ::regexec(expression_.get(), text.c_str(), 1, &range, REG_STARTEND) == 0;
 }

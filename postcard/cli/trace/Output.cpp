@@ -25,6 +25,7 @@ bool breaksLine(char32_t c) {
    return c < 0x20 || (c >= 0x7f && c < 0xa0) || c == 0x2028 || c == 0x2029;
 }
 
+// Appends the escaped form of one character, or of one byte that is no character.
 void escape(std::string& out, std::string_view bytes) {
    switch (bytes.front()) {
    case '\n':
@@ -50,10 +51,13 @@ std::string jsonOf(const Ringlog::Record& record, U32 process) {
                      {"source", site.source},     {"level", site.level},
                      {"class", site.className},   {"function", site.functionName},
                      {"line", site.line},         {"text", record.text}};
-   // A text may hold any bytes; JSON must be UTF-8.
+   // A text may hold any bytes. JSON must be UTF-8, so others become U+FFFD. JSON
+   // escapes line ends itself.
    return object.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+// `process` is the text before the thread, or empty. Names are escaped as well: they come from the
+// file, which may be damaged.
 std::string textOf(const Ringlog::Record& record, const std::string& process) {
    const Ringlog::Descriptor& site = *record.site;
    return fmt::format("{} {}{} {} {} {}:{}{}", timeText(microsecondsOf(record.time)), process,
@@ -91,7 +95,7 @@ void Output::print(const Ringlog::Record& record, U32 process) {
       break;
    }
    waiting_ += '\n';
-   // Few large writes: a line each would cost a system call each.
+   // Few large writes, because each costs a system call.
    constexpr std::size_t enough = std::size_t{64} * 1024;
    if (waiting_.size() >= enough) {
       flush();
@@ -105,7 +109,7 @@ void Output::flush() {
       if (written >= 0) {
          left.remove_prefix(static_cast<std::size_t>(written));
       } else if (errno == EPIPE || errno == EINTR) {
-         closed_ = true; // EINTR: the only signals that are caught are those that end the command
+         closed_ = true; // EINTR: the command catches only the signals that end it
       } else {
          throw std::system_error{errno, std::generic_category(), "standard output"};
       }

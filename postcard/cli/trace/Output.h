@@ -1,5 +1,6 @@
 // `Output`: writes records to standard output, a line each, for people or as JSON. Relies on POSIX
-// `write`, whose errors tell a reader that went away from a full disk; streams do not.
+// `write` and not on a stream, because its error number tells whether the reader has gone away,
+// which ends the command quietly, or the disk is full, which is a failure.
 #pragma once
 
 #include "Ringlog/Decoder.h"
@@ -10,15 +11,21 @@ namespace Postcard::Cli::Trace {
 
 class Output {
  public:
-   enum class Layout { text, textWithProcess, json };
+   enum class Layout {
+      text,            // TIME THREAD SOURCE LEVEL CLASS::FUNCTION: TEXT
+      textWithProcess, // the same with PROCESS/THREAD, for several files
+      json             // an object per line
+   };
    explicit Output(Layout layout) : layout_{layout} {}
 
-   // Prints a record that the process with the number `process` traced, now or at the next flush.
+   // Prints a record that the process with the number `process` traced. It is written now or at the
+   // next flush, so a caller flushes before it waits. Throws what `flush` throws.
    void print(const Ringlog::Record& record, U32 process);
    // Writes what has been printed and is not yet written. Throws std::system_error when standard
-   // output fails for another reason than that its reader has gone away.
+   // output fails for another reason than that its reader has gone away. Requires that SIGPIPE is
+   // ignored.
    void flush();
-   // Whether the reader of standard output has gone away, or a signal interrupted a write. From
+   // Whether the reader of standard output has gone away, or a signal has interrupted a write. From
    // then on everything is dropped.
    bool closed() const noexcept { return closed_; }
 
@@ -28,8 +35,9 @@ class Output {
    bool closed_ = false;
 };
 
-// `text` on one line, safe to show on a terminal: control characters, line separators and bytes
-// that are not UTF-8 are written as \n, \t, \r or, byte by byte, \x1b.
+// `text` on one line and safe to show on a terminal. Line end, tab and carriage return become \n,
+// \t and \r. Other control characters, line separators of Unicode, and bytes that are not UTF-8 are
+// written byte by byte in hexadecimal, such as \x1b. Backslashes stay as they are.
 std::string oneLine(std::string_view text);
 
 } // namespace Postcard::Cli::Trace

@@ -46,6 +46,7 @@ bool tryAddNew(FileReader& reader, std::vector<Event>& events) {
    return false;
 }
 
+// Says nothing about a file that lacks nothing.
 void reportLossesOf(const FileReader& reader) {
    const Ringlog::RingFacts& facts = reader.facts();
    if (facts.lostDescriptors > 0) {
@@ -79,7 +80,7 @@ RingFiles::RingFiles(const std::vector<std::string>& paths) {
 std::optional<std::vector<Event>> RingFiles::look() {
    std::vector<Event> events;
    bool usable = true;
-   // All files, also behind one that cannot be used: every unusable file is reported.
+   // All files are read, even after one that cannot be used, so that every such file is reported.
    for (FileReader& reader : readers_) {
       usable = tryAddNew(reader, events) && usable;
    }

@@ -14,8 +14,9 @@ namespace {
 constexpr Microseconds second = 1'000'000;
 constexpr double latest = 253'402'300'799; // the last second of the year 9999
 
-// Takes a text apart from left to right. After the first part that is not as expected, `atEnd` is
-// false for ever and the numbers returned have no meaning.
+// Reads the parts of a text from left to right. After the first part that is not as expected,
+// `atEnd` returns false for ever and the numbers returned have no meaning. So a caller reads all
+// parts and asks once, at the end.
 class Scanner {
  public:
    explicit Scanner(std::string_view text) : left_{text} {}
@@ -30,15 +31,15 @@ class Scanner {
       good_ = good_ && number >= low && number <= high;
       return number;
    }
-   // One of `characters`; returns which.
+   // The next character, which must be one of `characters`.
    char oneOf(std::string_view characters) {
       const char c = left_.empty() ? '\0' : left_.front();
       good_ = good_ && c != '\0' && characters.find(c) != std::string_view::npos;
       left_.remove_prefix(left_.empty() ? 0 : 1);
       return c;
    }
-   // A fraction of a second, `.` and at least one digit, or nothing. Digits behind the sixth are
-   // cut off.
+   // A fraction of a second, which is `.` and at least one digit, or nothing. Digits behind the
+   // sixth count as 0: `unit` is 0 for them.
    Microseconds fraction() {
       if (left_.empty() || left_.front() != '.') {
          return 0;
@@ -61,7 +62,7 @@ class Scanner {
    bool good_ = true;
 };
 
-// The offset from UTC at the end of a time: `Z`, or a sign, hours and minutes.
+// The offset from UTC at the end of a time (RFC 3339, 5.6): `Z`, or a sign, hours and minutes.
 Microseconds offsetOf(Scanner& scanner) {
    const char sign = scanner.oneOf("Zz+-");
    if (sign != '+' && sign != '-') {
@@ -73,6 +74,7 @@ Microseconds offsetOf(Scanner& scanner) {
    return sign == '-' ? -offset : offset;
 }
 
+// A time of RFC 3339. It allows a blank in place of the `T` and small letters (5.6, notes).
 std::optional<Microseconds> pointOf(std::string_view text) {
    Scanner scanner{text};
    const int year = scanner.digits(4, 0, 9999);
@@ -88,6 +90,7 @@ std::optional<Microseconds> pointOf(std::string_view text) {
    const int seconds = scanner.digits(2, 0, 60); // 60 in a minute with a leap second
    const Microseconds fraction = scanner.fraction();
    const Microseconds offset = offsetOf(scanner);
+   // After a mistake, a number may be -1: `date` then has no meaning, and the check below fails.
    const std::chrono::year_month_day date{std::chrono::year{year},
                                           std::chrono::month{static_cast<unsigned>(month)},
                                           std::chrono::day{static_cast<unsigned>(day)}};
@@ -114,6 +117,7 @@ Microseconds unitOf(char letter) {
    }
 }
 
+// A whole number and a unit, such as "5m".
 std::optional<Microseconds> ageOf(std::string_view text) {
    Microseconds number = 0;
    const char* last = text.data() + text.size();

@@ -12,6 +12,7 @@ namespace Postcard::Cli::Trace {
 
 namespace {
 
+// People see new traces at once, and ten looks a second cost next to nothing.
 constexpr std::chrono::milliseconds lookInterval{100};
 
 void print(const std::vector<Event>& events, const Filter& filter, Output& output) {
@@ -23,6 +24,7 @@ void print(const std::vector<Event>& events, const Filter& filter, Output& outpu
    output.flush();
 }
 
+// What the files hold now. Returns false when a file cannot be used.
 bool printOnce(const Options& options, RingFiles& files, Output& output) {
    const auto events = files.look();
    if (!events) {
@@ -33,7 +35,7 @@ bool printOnce(const Options& options, RingFiles& files, Output& output) {
    return true;
 }
 
-// Tells `wait` which process writes each file now.
+// Tells `wait` which process writes each file now: another one may have taken a file over.
 void writersAre(Wait& wait, const RingFiles& files) {
    for (std::size_t number = 0; number < files.readers().size(); ++number) {
       wait.writerIs(number, files.readers()[number].facts().processId);
@@ -46,9 +48,11 @@ void reportEnds(const RingFiles& files) {
    }
 }
 
+// Looks and prints until something ends it. Returns false when a file cannot be used.
 bool follow(const Options& options, RingFiles& files, Output& output) {
    Wait wait{options.files.size()};
-   // All processes had ended before the look that comes next, so that no trace can follow it.
+   // Whether the next look is the last: all processes had ended before it begins, so it finds every
+   // trace that there will be. Without it, traces between a look and the end would be missed.
    bool last = false;
    bool goOn = true;
    while (goOn) {

@@ -12,19 +12,20 @@ namespace Postcard::Cli::Trace {
 
 namespace {
 
-volatile std::sig_atomic_t stopped = 0;
+volatile std::sig_atomic_t stopped = 0; // 1: SIGINT or SIGTERM has come
 
 void stop(int /*signal*/) {
    stopped = 1;
 }
 
-// Calls the kernel by number: some versions of the C library declare `pidfd_open` without C linkage
-// for C++, which does not link.
+// A descriptor of the process, or -1 and errno. Calls the kernel by number, because some versions
+// of the C library declare `pidfd_open` without C linkage for C++, which does not link.
 int descriptorOf(U32 process) {
    return static_cast<int>(::syscall(SYS_pidfd_open, static_cast<pid_t>(process), 0));
 }
 
-// Without SA_RESTART, so that a signal interrupts a write or wait of the command.
+// Installs the handler without SA_RESTART, so that the signal ends a write or a wait of the
+// command.
 void catchSignal(int signal) {
    struct sigaction action {};
    action.sa_handler = &stop;
@@ -62,6 +63,7 @@ void Wait::writerIs(std::size_t number, U32 process) {
    }
 }
 
+// The descriptor of a process becomes readable when the process ends.
 bool Wait::ended(std::size_t number) const {
    pollfd process{writers_[number].descriptor, POLLIN, 0};
    return process.fd < 0 || ::poll(&process, 1, 0) > 0;

@@ -1,6 +1,7 @@
-// `Wait`: waits between two looks at ring files, until an interval has passed or something ends it.
-// A process writes its ring through mapped memory; memory writes raise no event, so the files are
-// polled. Relies on Linux process descriptors (pidfd_open(2)) for the end of a process.
+// `Wait`: waits between two looks at ring files, until an interval has passed or an event comes:
+// the end of a process, a signal, or the end of the reader of standard output. A process writes its
+// ring through mapped memory. Memory writes raise no event, so the files are polled. Relies on
+// Linux process descriptors (pidfd_open(2)) for the end of a process.
 #pragma once
 
 #include "Pello/Types.h"
@@ -12,19 +13,21 @@ namespace Postcard::Cli::Trace {
 
 class Wait {
  public:
-   // `writers` is the number of files. Catches SIGINT and SIGTERM for the rest of the process:
-   // create one such object per process.
+   // `writers` is the number of files, each of which has one writing process. Catches SIGINT and
+   // SIGTERM for the rest of the process, so create one such object per process.
    explicit Wait(std::size_t writers);
    ~Wait();
    Wait(const Wait&) = delete;
    Wait& operator=(const Wait&) = delete;
 
-   // Sets which process writes the file `number`, from 0; the process may have ended long ago.
-   // Throws std::system_error when the process cannot be watched.
+   // Sets the process that writes the file `number`, counted from 0; the process may have ended
+   // long ago. Throws std::system_error when the process cannot be watched.
    void writerIs(std::size_t number, U32 process);
    // Whether the process that writes the file `number` has ended. Requires `writerIs` before.
+   // Process numbers are reused: when the writer ended before `writerIs` was called and another
+   // process has its number, the answer is about that process.
    bool ended(std::size_t number) const;
-   // The same of all files.
+   // Whether the writers of all files have ended.
    bool allEnded() const;
 
    // Waits for `interval`, or less when a process ends. Returns whether the command should go on:
@@ -33,9 +36,10 @@ class Wait {
 
  private:
    struct Writer {
-      U32 process = 0;
+      U32 process = 0;     // 0: not set
       int descriptor = -1; // of the process, owned; -1: there is no such process
    };
+   // Closes the descriptor and makes `writer` one that is not set.
    void forget(Writer& writer) const;
 
    std::vector<Writer> writers_;
