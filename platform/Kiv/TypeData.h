@@ -88,9 +88,8 @@ struct OperationData {
 struct TypeData {
    std::string_view name; // qualified
    TypeKind kind;
-   std::size_t size; // bytes of one object
-   std::vector<AttributeData>
-         attributes; // in declaration order, inherited ones first; of rows only
+   std::size_t size;                      // bytes of one object
+   std::vector<AttributeData> attributes; // in declaration order, inherited ones first
    std::vector<OperationData> operations; // in declaration order, inherited ones first
    // What an object is made from: the attributes of a value, the constants of an entity, the text
    // of a value that has one of its own, the name of an enumerator, or a number, boolean or text
