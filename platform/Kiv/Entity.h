@@ -51,6 +51,7 @@ class Entity : public Pello::Counted {
    Entity(const Entity&) = delete;
    Entity& operator=(const Entity&) = delete;
    ~Entity() override;
+
    // Where changes of this object are published; null for a type that publishes nothing. The object
    // owns the publisher, which may also be used through a const object: observing changes nothing.
    virtual Pello::Publisher* publisher() const;
@@ -115,7 +116,8 @@ Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored, const Key&..
    if (stored != nullptr && ((stored->name() == key) && ...)) {
       return stored;
    }
-   // Held here: a subscriber may unlink the new child, or let go of the owner.
+   // Held here, because a subscriber may remove the new child or drop the last reference to the
+   // owner.
    Pello::Ptr<T> made{new T{key...}};
    setAttribute<id>(owner, stored, made);
    return made;

@@ -67,10 +67,12 @@ void clearByKey(Collection& collection, Report& report) {
 //  - `seed` is the hash constant of the collection.
 template <class KeyType, class Element, auto keyOf, U64 seed>
 class HashMap2018 {
+   // What the table holds: an element with the hash of its key.
    struct Slot {
       U64 hash;
       Pello::Ptr<Element> element;
    };
+   // What a look-up brings instead of an element.
    struct Sought {
       U64 hash;
       const KeyType& key;
@@ -85,7 +87,7 @@ class HashMap2018 {
       }
    };
    using Table = boost::unordered_flat_set<Slot, Detail::StoredHash, SameKey>;
-   // What an iterator shows of a slot.
+   // How `EntryIterator` reads a slot.
    struct Read {
       using Key = KeyType;
       using Value = Pello::Ptr<Element>;

@@ -29,7 +29,7 @@ std::string lineOf(const AssertionSite& site, std::string_view expression,
 void writeToStandardError(std::string line) {
    line.push_back('\n');
    const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
-   static_cast<void>(written); // nobody is left to be told
+   static_cast<void>(written); // a failure could be reported nowhere
 }
 
 } // namespace

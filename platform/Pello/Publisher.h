@@ -50,7 +50,7 @@ class ValueView {
 
 // One change that had an effect. The object holds the new value already.
 struct Change {
-   U16 attribute;      // the attribute's identifier
+   U16 attribute;      // the attribute's identifier, unique in the type of the object
    ValueView key;      // for a collection: the key of the element; else empty
    ValueView oldValue; // the value or element before the change; empty when there was none
 };

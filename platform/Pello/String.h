@@ -81,13 +81,14 @@ class String {
    }
    // Whether `text` occurs anywhere.
    bool contains(std::string_view text) const noexcept { return find(text) != npos; }
-   // A copy of at most `count` bytes from `from` on. Throws `std::out_of_range` when `from` is more
-   // than `size()`.
+   // A copy of at most `count` bytes from `from` on; it shares nothing with this text. Throws
+   // `std::out_of_range` when `from` is more than `size()`.
    String substr(std::size_t from, std::size_t count = npos) const {
       return String{view().substr(from, count)};
    }
 
    // The characters of both, one after the other. For more than two pieces `join` copies less.
+   // Throws as `join`.
    friend String operator+(const String& a, const String& b) { return join({a.view(), b.view()}); }
    template <std::convertible_to<std::string_view> Text>
    friend String operator+(const String& a, const Text& b) {

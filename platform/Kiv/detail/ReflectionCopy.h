@@ -3,8 +3,8 @@
 //
 // Copying has two passes. The first copies attribute by attribute and makes children and elements.
 // A reference to a part that is copied only later still refers to the source then; the second pass
-// (`link…`) sets these references. In all templates `T` is the class whose
-// attributes are copied.
+// (`link…`) sets these references. `T` is the class whose attributes are
+// copied.
 #pragma once
 
 #include "Kiv/Entity.h"

@@ -106,6 +106,7 @@ void withMakingOf(Use&& use) {
    }
 }
 
+// For an entity type. A type that cannot be made keeps no parameters and a null `make`.
 template <class T>
 void describeMaking(TypeData& type) {
    withMakingOf<T>([&]<class Make>(Make) { Make::describe(type); });
@@ -130,6 +131,7 @@ std::any makeFromValue(std::span<const std::any> values) {
    return std::any{argumentAs<T>(values[0], "argument", "value", typeNameOf<T>())};
 }
 
+// For all other types, each of which can be made. A value is made from all its attributes.
 template <class T>
 void describeMakingValue(TypeData& type) {
    if constexpr (Enumeration<T>) {

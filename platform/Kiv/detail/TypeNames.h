@@ -49,6 +49,8 @@ struct TypeName<Pello::Ptr<T>> {
    }
 };
 
+// A collection: its key and, unless it is a set, its elements; neither hash constants nor the
+// accessor of the key.
 template <class T>
    requires requires { T::kivCollectionName; }
 struct TypeName<T> {

@@ -9,6 +9,7 @@
 //   for a value with its own text     "…", that text
 //   for a value of one attribute      the text of the attribute
 //   for a value of several            Name::Space::Type(first=…, second=…)
+//
 // What is printed is parsed back to an equal value, except for a NaN, which equals nothing.
 #pragma once
 
