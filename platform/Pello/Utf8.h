@@ -12,7 +12,7 @@ inline constexpr char32_t replacementCharacter = 0xfffd;
 
 struct Utf8Character {
    char32_t character = 0; // `replacementCharacter` when the bytes are not UTF-8
-   std::size_t length = 0; // bytes to go on by; 1 when the bytes are not UTF-8
+   std::size_t length = 0; // in bytes; 1 when they are not UTF-8, so that a caller skips one
    bool valid = true;      // tells an encoded U+FFFD from bytes that are not UTF-8
 };
 
