@@ -2,6 +2,7 @@
 
 namespace Kiv {
 
+// Defined here, so that the class's virtual table stands in one library.
 Entity::~Entity() = default;
 
 Pello::Publisher* Entity::publisher() const {
@@ -9,6 +10,7 @@ Pello::Publisher* Entity::publisher() const {
 }
 
 const void* ownerAddress(const Entity& entity) {
+   // A cast to `void*` gives the address of the whole object.
    return dynamic_cast<const void*>(&entity);
 }
 

@@ -1,6 +1,7 @@
-// `Entity`: the base of framework objects, and the declarations of their attributes. One line per
-// attribute gives the accessor, the setters, the row from which text, reflection and copy are made,
-// and the publication of its changes. The macros only make names; the templates below do the work.
+// `Entity`: the base of framework objects, and the macros that declare their attributes. One line
+// per attribute gives the accessor, the setters, the row from which text, reflection and copy are
+// made, and the publication of its changes. The macros only make names; the templates below do the
+// work. Relies on rows, counted references and publishers.
 //
 //   class Lamp : public Kiv::Entity {
 //      KIV_ENTITY(Lamp, Kiv::Entity, "House::Lamp");
@@ -11,7 +12,9 @@
 //      explicit Lamp(Pello::String name) : name_{std::move(name)} {}
 //   };
 //
-// and, in the source of the library that owns it, `KIV_DEFINE_ENTITY(House::Lamp)`.
+// and, in the source of the library that owns it, `KIV_DEFINE_ENTITY(House::Lamp)` (Reflection.h).
+//
+// Nothing here locks: threads that share an entity must not change it.
 #pragma once
 
 #include "Kiv/TypeData.h"
@@ -31,34 +34,41 @@
 
 namespace Kiv {
 
-// How many identifiers each level of inheritance has for itself.
+// How many identifiers each level of inheritance has for itself: a base class may get attributes
+// without a change of the identifiers below it.
 inline constexpr U16 rowsPerLevel = 128;
 
+// An object that is held by counted reference, has a type descriptor, and may publish its changes.
 class Entity : public Pello::Counted {
  public:
-   // The attributes of a class that derives from this one begin at 130, of its derivatives at 258.
+   // Identifiers of a class directly below this one begin at 130, of a class below that at 258.
    static constexpr U16 kivFirstRow = 2;
+   // Whether changes are published; `KIV_PUBLISHED` says so.
    static constexpr bool kivPublished = false;
 
-   // An object is what its constants say, and others know it by them: it is copied attribute by
-   // attribute, by its type's `copy`.
+   // Not copied as a whole: an object keeps its constants, by which others know it.
+   // `TypeData::copy` copies the other attributes.
    Entity(const Entity&) = delete;
    Entity& operator=(const Entity&) = delete;
    ~Entity() override;
-   // Where changes of this object are published; null for a type that publishes nothing. The
-   // object owns it.
+
+   // Where changes of this object are published; null for a type that publishes nothing. The object
+   // owns the publisher, which may also be used through a const object: observing changes nothing.
    virtual Pello::Publisher* publisher() const;
-   // This object's type.
+   // The descriptor of this object's own type; valid until the library of the type is unloaded.
    virtual const TypeData& typeData() const = 0;
 
  protected:
    Entity() = default;
 };
 
-// What the functions of the descriptor of `entity` take as `owner`: the object of its own type.
+// What the functions in the descriptor of `entity` take as `owner`: the address of the whole
+// object, which differs from that of its `Entity` part where a type has several bases. Borrowed.
 const void* ownerAddress(const Entity& entity);
 
-// Reports changes of the collection `id` of `owner` to its publisher.
+// Makes the reporter (detail/Collection.h) that publishes changes of the collection `id` of
+// `owner`. `owner` must exist as long as the reporter is called. For an owner that is not published
+// the reporter does nothing. Does not compile when `Owner` has no row `id`.
 template <U16 id, class Owner>
 auto collectionReport(const Owner& owner) {
    static_assert(isInTable<Owner, id>(), "the attribute has no row in the type's table");
@@ -72,7 +82,10 @@ auto collectionReport(const Owner& owner) {
    }
 }
 
-// Stores `value`. A published owner reports an effective change while the old value still exists.
+// Stores `value` in `stored`, the member of `owner` whose row is `id`; the setters of attributes
+// and children end here. For a published owner `T` has `==`: an equal value changes nothing, and
+// any other is stored first and then published with the old value. Does not touch `owner` after
+// that, because a subscriber may destroy it. Does not compile when `Owner` has no row `id`.
 template <U16 id, class Owner, class T>
 void setAttribute(Owner& owner, T& stored, T value) {
    static_assert(isInTable<Owner, id>(), "the attribute has no row in the type's table");
@@ -87,27 +100,31 @@ void setAttribute(Owner& owner, T& stored, T value) {
    }
 }
 
-// A key under which an owner may make a child `T`: none for a child without a key.
+// The arguments with which an owner may make a child `T`: none when `T` has a default constructor,
+// or one that converts to text when `T` is made from a `Pello::String`.
 template <class T, class... Key>
 concept ChildKey =
       (sizeof...(Key) == 0 && std::default_initializable<T>) ||
       (sizeof...(Key) == 1 && (std::convertible_to<const Key&, Pello::String> && ...) &&
        std::constructible_from<T, Pello::String>);
 
-// The child, made from `key` when there is none. A child with a key has it as its `name()`; one of
-// another key is replaced.
+// Returns the child that `stored`, the member of `owner` whose row is `id`, refers to. Makes it
+// first when there is none, or when it has another key; then publishes that. `Key` is empty, or one
+// key, which a child of such a type shows as its `name()`. Never returns null.
 template <U16 id, class Owner, class T, std::same_as<Pello::String>... Key>
 Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored, const Key&... key) {
    if (stored != nullptr && ((stored->name() == key) && ...)) {
       return stored;
    }
-   // Held here: a subscriber may unlink the new child, or let go of the owner.
+   // Held here, because a subscriber may remove the new child or drop the last reference to the
+   // owner.
    Pello::Ptr<T> made{new T{key...}};
    setAttribute<id>(owner, stored, made);
    return made;
 }
 
-// Unlinks the child and hands it over.
+// Makes `stored` null and publishes that. Returns the child, or null when there was none. The child
+// exists on while others refer to it.
 template <U16 id, class Owner, class T>
 Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
    Pello::Ptr<T> removed = stored;
@@ -117,8 +134,10 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 
 } // namespace Kiv
 
-// Opens an entity class: counted references, allocation through the type's tracker, its
-// descriptor. `qualifiedName` is what texts show.
+// Opens an entity class: the names of its references, allocation through the type's tracker, its
+// descriptor. `Type` is the class without its namespace, `Base` is `Kiv::Entity` or a class opened
+// likewise, and `qualifiedName` is a literal that texts and the registry show. The library that
+// owns the class defines the rest with `KIV_DEFINE_ENTITY`.
 #define KIV_ENTITY(Type, Base, qualifiedName)                                                      \
  public:                                                                                           \
    using Ptr = Pello::Ptr<Type>;                                                                   \
@@ -140,7 +159,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
  private:                                                                                          \
    using KivSelf = Type
 
-// Gives the type, and what derives from it, a publisher of its own.
+// Gives objects of the type, and of what derives from it, a publisher. It reports attributes that
+// are declared in this class or below; those inherited from a class without a publisher stay
+// silent.
 #define KIV_PUBLISHED                                                                              \
  public:                                                                                           \
    static constexpr bool kivPublished = true;                                                      \
@@ -151,7 +172,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
  private:                                                                                          \
    mutable Pello::Publisher publisher_
 
-// An attribute that only the constructor sets.
+// An attribute that only the constructor sets, in its initialiser list: the accessor `name()`, no
+// setter. Reflection can make objects of a type whose constructor takes the constants in the order
+// of declaration. The first constant is the key by which others know the object.
 #define KIV_CONSTANT(id, Type, name)                                                               \
  public:                                                                                           \
    const Type& name() const {                                                                      \
@@ -162,7 +185,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
  private:                                                                                          \
    Type name##_ {}
 
-// An attribute with the setter `nameIs`; what follows the name is its default.
+// An attribute with the accessor `name()` and the setter `nameIs(Type)`. What follows the name is
+// its default, else it is zero, empty or null. A counted reference keeps its object alive, but
+// texts and copies treat that object as owned by others.
 #define KIV_ATTRIBUTE(id, Type, name, ...)                                                         \
  public:                                                                                           \
    void name##Is(Type value) {                                                                     \
@@ -170,9 +195,9 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
    }                                                                                               \
    KIV_RULED_ATTRIBUTE(id, Type, name, __VA_ARGS__)
 
-// The same with a setter that has a rule of its own: `void nameIs(Type value)` is written by hand
-// beside it and ends in `Kiv::setAttribute<id>(*this, name_, …)`. Whoever sets the attribute, also
-// by reflection or in a copy, calls it.
+// The same with a setter that has a rule of its own, such as a check: the class defines
+// `void nameIs(Type value)`, which ends in `Kiv::setAttribute<id>(*this, name_, …)`. Reflection and
+// copies call that setter, too, so its rule always holds.
 #define KIV_RULED_ATTRIBUTE(id, Type, name, ...)                                                   \
  public:                                                                                           \
    const Type& name() const {                                                                      \
@@ -188,9 +213,13 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
       __VA_ARGS__                                                                                  \
    }
 
-// A part made on demand: `nameIs()` returns the existing one or makes it, `nameDel()` unlinks it
-// and hands it over. A part that is made from a key (`Type(Pello::String)` and `name()`) is asked
-// for with it: `nameIs(key)` replaces a child of another key. Null until asked for.
+// A child: an entity that this object owns and makes on demand.
+//   name()       the child, or null
+//   nameIs()     the child, made when there is none; for a `Type` without a key
+//   nameIs(key)  the same for a `Type` made from a key (`Type(Pello::String)`, `Type::name()`); a
+//   child
+//                with another key is replaced
+//   nameDel()    removes the child and returns it; null when there is none
 #define KIV_CHILD(id, Type, name)                                                                  \
  public:                                                                                           \
    const Pello::Ptr<Type>& name() const {                                                          \
@@ -209,9 +238,18 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
  private:                                                                                          \
    Pello::Ptr<Type> name##_
 
-// A collection, whose type comes last: `name(key)`, `nameIs(…)`, `nameDel(key)`, `nameDelAll()`,
-// `nameHas(key)`, `names()` for the count, `name()` for iteration; for ordered collections also
-// `nameDel(iterator)`.
+// A collection, whose type comes last. What an operation does in detail is said at that type
+// (HashMap2018.h, RbTreeMap.h). Each effective change is published.
+//   name()             the collection, for iteration; valid as long as this object
+//   name(key)          the element; null, the empty value or false when there is none
+//   nameHas(key)       whether there is one
+//   names()            how many there are
+//   nameIs(key)        entities: the element, made when there is none; sets: adds `key`
+//   nameIs(key, …)     entities: the same with more arguments; values: stores one under `key`
+//   nameDel(key)       removes the element; maps return it
+//   nameDel(iterator)  the same where the iterator stands; ordered collections only
+//   nameDelAll()       removes all
+//   nameReserve(count) makes room for `count` elements in all; `HashMap2018` only
 #define KIV_COLLECTION(id, name, ...)                                                              \
  public:                                                                                           \
    const __VA_ARGS__& name() const {                                                               \

@@ -8,6 +8,7 @@ namespace Kiv {
 
 namespace {
 
+// For messages, so that whoever has mistyped a name sees the right ones.
 std::string expectedNames(const EnumTable& table) {
    std::string names;
    for (const Enumerator& enumerator : table.enumerators) {
@@ -52,6 +53,8 @@ U8 enumByName(const EnumTable& table, std::string_view name) {
 U8 enumByPrintedName(const EnumTable& table, std::string_view name) {
    U8 number = 0;
    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+   // Comparing with what would be printed refuses the digits of a number that has a name, leading
+   // zeros, and anything behind the digits.
    if (error == std::errc{} && enumName(table, number) == name) {
       return number;
    }

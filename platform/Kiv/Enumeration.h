@@ -1,6 +1,6 @@
 // One-byte enumerations known to the framework: `KIV_ENUM` beside the declaration makes the
-// functions, `KIV_DEFINE_ENUM` in the owning library's source gives the names. Relies on the text
-// parser.
+// functions, `KIV_DEFINE_ENUM` (Reflection.h) in the owning library's source gives the names.
+// Relies on the text parser.
 //
 // For an enumeration `Color` with the instance function `ColorInstance`:
 //   stringValue(color)         its name; the number as text for a value without a name
@@ -25,36 +25,46 @@ struct TypeData;
 
 struct Enumerator {
    U8 value;
-   std::string_view name;
+   std::string_view name; // without quotes
 };
 
+// The names of an enumeration. Its texts live until the library that owns the enumeration is
+// unloaded.
 struct EnumTable {
-   std::string_view typeName; // qualified
-   std::span<const Enumerator> enumerators;
+   std::string_view typeName;               // qualified
+   std::span<const Enumerator> enumerators; // in the order in which the library lists them
 };
 
+// An enumeration declared with `KIV_ENUM`. Other numbers than those of its enumerators are valid
+// values, too: they have a text, but no name.
 template <class E>
 concept Enumeration = std::is_enum_v<E> && requires { kivEnumTable(std::type_identity<E>{}); };
 
+// The names of `E`.
 template <Enumeration E>
 const EnumTable& enumTable() {
    return kivEnumTable(std::type_identity<E>{});
 }
 
-// Writes `text` to `out`, padded as the stream asks. For headers that know streams by name only.
+// Writes `text` to `out`, padded to the stream's width. For headers that include only <iosfwd>.
 std::ostream& writeText(std::ostream& out, std::string_view text);
 
-// The name of `value`, or its number when it has none.
+// The name of `value`, or its decimal digits when it has none.
 std::string enumName(const EnumTable& table, U8 value);
-// The number of an enumerator; throws RangeError or ParseError when there is none.
+// `number` as the number of an enumerator. Throws RangeError when no enumerator has it.
 U8 enumByNumber(const EnumTable& table, U32 number);
+// The number of the enumerator `name`. Throws ParseError, which lists the names, when there is
+// none.
 U8 enumByName(const EnumTable& table, std::string_view name);
-// The same for text that was printed: a number without a name was printed as its digits.
+// The number whose `enumName` is `name`: digits are accepted for a number without a name. Throws
+// ParseError likewise.
 U8 enumByPrintedName(const EnumTable& table, std::string_view name);
 
 } // namespace Kiv
 
-// Stands at namespace scope in the namespace of the enumeration (of its class, when it is nested).
+// Declares the functions listed above for `Enum`, whose underlying type is `U8`. Stands outside of
+// classes, in the namespace of the enumeration, or of its class when it is nested. When a
+// `sequenceToValue` throws, `out` is unchanged.
 #define KIV_ENUM(Enum, instance)                                                                   \
    const Kiv::EnumTable& kivEnumTable(std::type_identity<Enum>);                                   \
    const Kiv::TypeData& kivTypeData(std::type_identity<Enum>);                                     \

@@ -1,6 +1,6 @@
-// How fmt prints the framework's values and enumerators: a value as its stream output, an
-// enumerator as its name. Included by whoever formats one; no other header brings fmt along. Relies
-// on fmt.
+// How fmt prints the framework's values and enumerators: as they are written to a stream. Takes the
+// format specifications of strings, such as a width. Relies on fmt, which is costly to compile:
+// only what formats includes this header.
 #pragma once
 
 #include "Kiv/Enumeration.h"
@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-// Values made of attributes.
+// Values made of attributes print their generic text.
 template <Kiv::RowValue T>
 struct fmt::formatter<T> : fmt::formatter<fmt::string_view> {
    template <class Context>
@@ -22,7 +22,7 @@ struct fmt::formatter<T> : fmt::formatter<fmt::string_view> {
    }
 };
 
-// Values with a text of their own.
+// Values with a text of their own print it without the quotes of the generic text.
 template <Kiv::TextualValue T>
 struct fmt::formatter<T> : fmt::formatter<fmt::string_view> {
    template <class Context>
@@ -33,6 +33,7 @@ struct fmt::formatter<T> : fmt::formatter<fmt::string_view> {
    }
 };
 
+// Enumerators print their bare name, or their number when they have none.
 template <Kiv::Enumeration E>
 struct fmt::formatter<E> : fmt::formatter<fmt::string_view> {
    template <class Context>

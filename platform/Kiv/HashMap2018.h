@@ -1,6 +1,9 @@
 // The hash collections: `HashMap2018`, entities by a key that they carry, and `HashSet2018`, plain
-// values. Iteration order carries no meaning. Relies on Boost's flat hash tables; what is ours is
-// the interface and that a table remembers the whole hash, so that growing never looks at a key.
+// values. The order of iteration has no meaning. Relies on Boost's flat hash tables. What is ours
+// is the interface, and that a map's slot keeps the whole hash, so that growing never reads a key.
+//
+// Both have the interface that detail/Collection.h describes. An entity declares one with
+// `KIV_COLLECTION`, which passes the reporter.
 #pragma once
 
 #include "Kiv/detail/ByteSet.h"
@@ -24,7 +27,8 @@ namespace Kiv {
 
 namespace Detail {
 
-// The hash is in the slot already; using it as it is keeps look-ups cheap.
+// Hashes a slot by reading the hash that it keeps. `is_avalanching` tells Boost that the hash is
+// good enough to be used without another mixing step.
 struct StoredHash {
    using is_avalanching = void;
    using is_transparent = void;
@@ -34,9 +38,10 @@ struct StoredHash {
    }
 };
 
-// Removes what a hash collection holds, each by its key. The keys are collected first: finding the
-// first element of an emptying table again and again would cost the square of its size. What a
-// reporter adds meanwhile goes too.
+// Removes all elements one by one and reports each. The keys are copied first, because a reporter
+// may change the collection, and because finding the first element of a table that gets emptier
+// again and again would cost the square of its size. Elements that a reporter adds meanwhile are
+// removed as well.
 template <class Collection, class Report>
 void clearByKey(Collection& collection, Report& report) {
    while (!collection.empty()) {
@@ -53,14 +58,21 @@ void clearByKey(Collection& collection, Report& report) {
 
 } // namespace Detail
 
-// Entities of type `Element`, instantiated by the collection and keyed by what their accessor
-// `Element::key` returns, which must never change. `seed` is the collection's hash constant.
+// Entities of type `Element`, which the collection makes and owns through counted references.
+//  - `KeyType` has `==` and a hash (`Kiv::hashOf`).
+//  - `Element` is an entity that is made from its key, with or without further arguments.
+//  - `keyOf` is its accessor that returns the key: `const KeyType& (Element::*)() const`. The key
+//  of
+//    an element must never change; a constant attribute is one.
+//  - `seed` is the hash constant of the collection.
 template <class KeyType, class Element, auto keyOf, U64 seed>
 class HashMap2018 {
+   // What the table holds: an element with the hash of its key.
    struct Slot {
       U64 hash;
       Pello::Ptr<Element> element;
    };
+   // What a look-up brings instead of an element.
    struct Sought {
       U64 hash;
       const KeyType& key;
@@ -75,7 +87,7 @@ class HashMap2018 {
       }
    };
    using Table = boost::unordered_flat_set<Slot, Detail::StoredHash, SameKey>;
-   // What an iterator shows of a slot.
+   // How `EntryIterator` reads a slot.
    struct Read {
       using Key = KeyType;
       using Value = Pello::Ptr<Element>;
@@ -93,13 +105,14 @@ class HashMap2018 {
    static constexpr auto keyAccessor = keyOf; // the key of an element
    static constexpr U64 hashConstant = seed;
 
-   // Walks the elements; valid until the collection changes.
+   // Walks the elements; valid until the collection is changed in any way.
    using Iterator = EntryIterator<typename Table::const_iterator, Read>;
 
    std::size_t size() const noexcept { return table_.size(); }
    bool empty() const noexcept { return table_.empty(); }
    Iterator begin() const { return Iterator{table_.begin()}; }
    Iterator end() const { return Iterator{table_.end()}; }
+   // Whether there is an element under `key`.
    bool has(const Key& key) const { return table_.contains(Sought{hashOf(key, seed), key}); }
 
    // The element under `key`, or null.
@@ -108,7 +121,9 @@ class HashMap2018 {
       return found == table_.end() ? nullptr : found->element;
    }
 
-   // The element under `key`; made from the key and `arguments` when there is none. Never replaces.
+   // The element under `key`, never null. It is made from the key and `arguments` when there is
+   // none; otherwise it stays as it is and the arguments are ignored. Throws what its constructor
+   // throws.
    template <class Report, class... Arguments>
       requires std::constructible_from<Element, const Key&, Arguments...>
    Pello::Ptr<Element> is(Report&& report, const Key& key, Arguments&&... arguments) {
@@ -123,8 +138,8 @@ class HashMap2018 {
       return element;
    }
 
-   // Stores an element that was made elsewhere under the key that it carries, in place of the one
-   // that was there.
+   // Stores `element`, which is not null and was made elsewhere, under the key that it carries. It
+   // replaces the element that was there; storing the same object again changes nothing.
    template <class Report>
    void put(Report&& report, const Pello::Ptr<Element>& element) {
       const Key& key = (element.get()->*keyOf)();
@@ -135,13 +150,15 @@ class HashMap2018 {
          report(key, static_cast<const Pello::Ptr<Element>*>(nullptr));
       } else if (found->element != element) {
          const Pello::Ptr<Element> old = found->element;
+         // The table's slots are constant, so the new element gets a slot of its own.
          table_.erase(found);
          table_.insert(Slot{hash, element});
          report(key, &old);
       }
    }
 
-   // Removes the element under `key` and hands it to the caller; null when there is none.
+   // Removes the element under `key` and returns it; null when there is none. It exists on while
+   // others refer to it. `key` may be that of the element itself.
    template <class Report>
    Pello::Ptr<Element> del(Report&& report, const Key& key) {
       const auto found = table_.find(Sought{hashOf(key, seed), key});
@@ -154,18 +171,19 @@ class HashMap2018 {
       return element;
    }
 
-   // Removes the elements one by one; all at once when nobody watches.
+   // Removes all elements: one by one for a reporter that publishes, else at once.
    template <class Report>
    void clear(Report&& report) {
       if constexpr (isWatched<Report>) {
          Detail::clearByKey(*this, report);
       } else {
-         // An element that reaches this collection on its way out finds it empty.
+         // Emptied before the elements are destroyed, because a destructor may use this collection.
          const Table removed = std::exchange(table_, Table{});
       }
    }
 
-   // Makes room for `count` elements in all; never gives room back.
+   // Makes room for `count` elements in all, so that adding them moves nothing. Never gives room
+   // back.
    void reserve(std::size_t count) {
       if (count > table_.max_load()) {
          table_.reserve(count);
@@ -178,7 +196,7 @@ class HashMap2018 {
 
 namespace Detail {
 
-// Values of any hashable type.
+// Boost's hash function for values: `Kiv::hashOf`, which mixes well enough to be used as it is.
 template <class T>
 struct SetHash {
    using is_avalanching = void;
@@ -186,6 +204,7 @@ struct SetHash {
    std::size_t operator()(const T& value) const { return hashOf(value, seed); }
 };
 
+// A set of values of any type that has `==` and a hash.
 template <class T>
 class FlatSet {
    using Table = boost::unordered_flat_set<T, SetHash<T>>;
@@ -205,8 +224,8 @@ class FlatSet {
    Table table_;
 };
 
-// One-byte enumerations: no hashing, and no allocation while all numbers are below 63. Members come
-// in ascending order; any of them may be removed while the set is walked.
+// A set of one-byte enumerators: no hashing, and no allocation while all numbers are below 63.
+// Members come in ascending order. Any of them may be removed while the set is walked.
 template <class E>
 class WordSet {
  public:
@@ -247,14 +266,16 @@ struct SetOf<T> {
    using Type = WordSet<T>;
 };
 
+// The seed with which a collection of hash constant `constant` hashes.
 inline U64 collectionSeed(U64 constant, bool perProcess) {
    return perProcess ? processHashSeed() ^ constant : constant;
 }
 
 } // namespace Detail
 
-// A set of plain values. `seed` is the collection's hash constant; with `perProcess` it is mixed
-// with the process's own seed. A set of enumerators needs neither: it is one word, and holds every
+// A set of plain values of type `T`, which has `==` and a hash (`Kiv::hashOf`). `seed` is the hash
+// constant of the collection; with `perProcess` it is mixed with `processHashSeed`, for values that
+// come from outside. A set of one-byte enumerators uses neither: it is one word, and holds every
 // number of a byte, also those without a name.
 template <class T, U64 seed, bool perProcess = false>
 class HashSet2018 {
@@ -269,7 +290,7 @@ class HashSet2018 {
    static constexpr U64 hashConstant = seed;
    static constexpr bool hashesPerProcess = perProcess;
 
-   // Walks the members; valid until the set changes.
+   // Walks the members; valid until the set is changed in any way.
    using Iterator = MemberIterator<T, typename Table::Iterator>;
 
    std::size_t size() const noexcept { return table_.size(); }
@@ -277,10 +298,10 @@ class HashSet2018 {
    Iterator begin() const { return Iterator{table_.begin()}; }
    Iterator end() const { return Iterator{table_.end()}; }
    bool has(const T& value) const { return table_.has(value); }
-   // Membership.
+   // The same as `has`, under the name that all collections share.
    bool get(const T& value) const { return has(value); }
 
-   // Adds `value`; adding a member changes nothing.
+   // Adds `value`; adding a member changes nothing and reports nothing.
    template <class Report>
    void is(Report&& report, const T& value) {
       if (table_.insert(value)) {
@@ -288,16 +309,17 @@ class HashSet2018 {
       }
    }
 
-   // Removes `value`; removing a stranger changes nothing.
+   // Removes `value` and reports it as the old element; removing a value that is no member changes
+   // nothing and reports nothing.
    template <class Report>
    void del(Report&& report, const T& value) {
-      const T removed = value; // `value` may live in the set
+      const T removed = value; // because `value` may be a reference to the member itself
       if (table_.erase(removed)) {
          report(removed, &removed);
       }
    }
 
-   // Removes the members one by one; all at once when nobody watches.
+   // Removes all members: one by one for a reporter that publishes, else at once.
    template <class Report>
    void clear(Report&& report) {
       if constexpr (isWatched<Report>) {

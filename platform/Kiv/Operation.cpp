@@ -11,7 +11,8 @@ namespace Kiv {
 
 namespace {
 
-// The values in the order of the parameters.
+// The values of `arguments` in the order of `parameters`. Since the counts are equal and each
+// parameter finds an argument, an unknown or repeated name shows as a missing argument.
 std::vector<std::any> inOrder(std::string_view name, std::span<const Parameter> parameters,
                               std::span<const NamedArgument> arguments) {
    if (arguments.size() != parameters.size()) {

@@ -1,7 +1,12 @@
-// Operations that can be called by name. A type names itself `KivOperationsOf` and lists them in
-// one table, `kivOperations()`, a tuple of rows made with `Kiv::operation("name", &Type::name,
-// {"parameter", …})`; its descriptor is made from the rows. `callOperation` calls one, `makeObject`
-// makes an object from arguments by name. Relies on type descriptors.
+// Calls by name: `callOperation` calls an operation of an entity, `makeObject` makes an object,
+// both with named arguments. Relies on type descriptors.
+//
+// An entity type declares its operations in one table, from which its descriptor is made:
+//
+//   using KivOperationsOf = Lamp; // says that the table is not inherited
+//   static constexpr auto kivOperations() {
+//      return std::tuple{Kiv::operation("dim", &Lamp::dim, {"percent"})};
+//   }
 #pragma once
 
 #include <any>
@@ -17,7 +22,7 @@ class Entity;
 struct Parameter;
 struct TypeData;
 
-// One row: a member function and the names of its parameters.
+// One row: a member function and the names of its parameters, in order. The texts are literals.
 template <class Owner, class Member, class Result, class... Parameters>
 struct OperationRow {
    std::string_view name;
@@ -25,38 +30,43 @@ struct OperationRow {
    std::array<std::string_view, sizeof...(Parameters)> parameters;
 };
 
+// Makes a row. Parameters and result are types of the framework, or counted references to entities;
+// without a result it is `void`.
 template <class Owner, class Result, class... Parameters>
 constexpr auto operation(std::string_view name, Result (Owner::*member)(Parameters...),
                          std::array<std::string_view, sizeof...(Parameters)> parameters) {
    return OperationRow<Owner, decltype(member), Result, Parameters...>{name, member, parameters};
 }
 
+// The same for a const member function.
 template <class Owner, class Result, class... Parameters>
 constexpr auto operation(std::string_view name, Result (Owner::*member)(Parameters...) const,
                          std::array<std::string_view, sizeof...(Parameters)> parameters) {
    return OperationRow<Owner, decltype(member), Result, Parameters...>{name, member, parameters};
 }
 
-// An argument of a call by name.
+// An argument of a call by name. `name` is borrowed for the call.
 struct NamedArgument {
    std::string_view name;
    std::any value;
 };
 
-// Calls an operation of `entity` by name, through its virtual table where it is virtual. Arguments
-// may come in any order; each must have exactly the parameter's type, except that a counted
-// reference may be more generous than asked (to a changeable object where a read-only one is
-// wanted). The result is empty for an operation without one. Throws NameError that says what was
-// expected, and whatever the operation throws.
+// Calls the operation `operationName` of `entity`; a virtual one is called as the object's own type
+// overrides it. There must be one argument for each parameter, in any order. Each has exactly the
+// type of the parameter (a `U8` is not taken for a `U32`, nor a literal for a `Pello::String`);
+// only where a `Pello::Ptr<const T>` is expected, a `Pello::Ptr<T>` serves as well. Returns the
+// result, which is empty for `void`. Throws NameError that says what was expected, and what the
+// operation throws.
 std::any callOperation(Entity& entity, std::string_view operationName,
                        std::span<const NamedArgument> arguments);
 
-// Makes an object of `type` from named arguments, which are matched as those of an operation. The
-// result is `std::any` of the value, or of a counted reference to the new entity. Throws NameError,
-// and whatever the type throws.
+// Makes an object of `type` from one argument for each of `TypeData::parameters`; arguments are
+// matched as those of an operation. Returns the value, or the first counted reference to the new
+// entity, a `Pello::Ptr` to exactly its type. Throws NameError, also for a type that cannot be made
+// by name, and what the type's constructor throws.
 std::any makeObject(const TypeData& type, std::span<const NamedArgument> arguments);
 
-// `name(first: Type, second: Type)`, to tell people what is expected.
+// `name(first: Type, second: Type)`, for messages that say what is expected.
 std::string signatureText(std::string_view name, std::span<const Parameter> parameters);
 
 } // namespace Kiv

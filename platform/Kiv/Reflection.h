@@ -1,6 +1,9 @@
-// `describeEntity` and `describeValue` make the type descriptors from the rows, and the
-// `KIV_DEFINE_…` macros put them into the source of the owning library. Only such sources include
-// this file.
+// `KIV_DEFINE_ENTITY`, `KIV_DEFINE_VALUE` and `KIV_DEFINE_ENUM` put the descriptor of a type into
+// the source of the library that owns the type; `describeEntity` and `describeValue` make it from
+// the rows. Relies on everything that is known about types at compile time.
+//
+// Only such sources include this file. A descriptor made in a header would exist once per library,
+// and reflection compares types by the address of the descriptor.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -30,15 +33,20 @@ namespace Kiv {
 
 namespace Detail {
 
-// The functions of an attribute.
-// `Described` is the type that is described, `Owner` the one of its bases that has the attribute.
+// The templates below become the functions in `AttributeData`, which says what each does.
+// `Described` is the type that is described, `Owner` is the same or that base of it which declares
+// the attribute, and `GetRow` is a type without data whose call gives the row, because a function
+// pointer carries no data.
 
+// The member. `described` points to a `Described`; the way to a base goes through that type,
+// because a base may stand at another address.
 template <class Described, class Owner, class GetRow>
 const auto& storageOf(const void* described) {
    const Owner& owner = *static_cast<const Described*>(described);
    return owner.*GetRow{}().member;
 }
 
+// Children are shown whole; a reference that is a plain attribute is shown as a key.
 template <class GetRow>
 constexpr Holds holdsOf() {
    return GetRow{}().kind == AttributeKind::child ? Holds::own : Holds::other;
@@ -94,6 +102,7 @@ void forEachElement(const void* described,
    }
 }
 
+// A collection whose elements are entities, owned or referred to.
 template <class T>
 concept EntityCollection = requires(const T& collection) {
    { *collection.begin().value() } -> std::convertible_to<Entity&>;
@@ -106,6 +115,7 @@ void forEachEntity(const Entity& owner, Pello::FunctionRef<void(Entity&)> visit)
    }
 }
 
+// The descriptor of row number `index` of `Owner`. What does not apply to the attribute stays null.
 template <class Described, class Owner, std::size_t index>
 AttributeData describeAttribute() {
    struct GetRow {
@@ -138,6 +148,7 @@ AttributeData describeAttribute() {
    return attribute;
 }
 
+// Appends the attributes of `Owner`, those of its bases first.
 template <class Described, class Owner = Described>
 void describeAttributes(std::vector<AttributeData>& attributes) {
    if constexpr (requires { typename Owner::KivBase; }) {
@@ -148,6 +159,7 @@ void describeAttributes(std::vector<AttributeData>& attributes) {
    }(std::make_index_sequence<rowCount<Owner>()>{});
 }
 
+// `Make` is what `withMakingOf` found for `T`.
 template <class T, class Make>
 Pello::Ptr<Entity> makeLike(const Entity& from) {
    return Make::makeLike(static_cast<const T&>(from));
@@ -160,6 +172,7 @@ Pello::Ptr<Entity> cloneEntity(const Entity& from) {
    return made;
 }
 
+// Sets the functions that copy. A type that cannot be made from its constants has no `clone`.
 template <class T>
 void describeCopying(TypeData& type) {
    type.copy = &copyEntity<T>;
@@ -170,7 +183,7 @@ void describeCopying(TypeData& type) {
    });
 }
 
-// `Name::Space::Type(first=…, second=…)`, inherited attributes first.
+// `Name::Space::Type(first=…, second=…)`, inherited attributes first. `entity` is a `T` exactly.
 template <class T>
 std::string entityText(const Entity& entity) {
    std::string out{T::kivTypeName};
@@ -183,6 +196,7 @@ std::string entityText(const Entity& entity) {
    return out + (*separator == '(' ? "()" : ")");
 }
 
+// What `T` writes to a stream.
 template <class T>
 std::string displayText(const void* value) {
    std::ostringstream out;
@@ -192,7 +206,7 @@ std::string displayText(const void* value) {
 
 } // namespace Detail
 
-// The descriptor of an entity type.
+// The descriptor of the entity type `T`. Called by `KIV_DEFINE_ENTITY` only.
 template <class T>
 TypeData describeEntity() {
    static_assert(alignof(T) <= 16, "the slab aligns objects to 16 bytes");
@@ -213,7 +227,9 @@ TypeData describeEntity() {
    return type;
 }
 
-// The descriptor of anything that has a generic value text.
+// The descriptor of a type that is not an entity: a number, a boolean, text, an enumeration or a
+// value. `T` has `ValueOps`, a default value, `==` and stream output. `name` is qualified, and must
+// live as long as the descriptor. Called by the macros below, and for the framework's own types.
 template <class T>
 TypeData describeValue(std::string_view name, TypeKind kind) {
    TypeData type{};
@@ -243,7 +259,8 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
 
 } // namespace Kiv
 
-// Defines what `KIV_ENTITY` declared. Stands at global scope.
+// Defines what `KIV_ENTITY` declared: the allocation tracker and the descriptor, which is made at
+// its first use. `Type` is qualified. Stands at global scope, once in the program.
 #define KIV_DEFINE_ENTITY(Type)                                                                    \
    constinit Pello::AllocationTracker Type::memAllocationTracker_{Type::kivTypeName,               \
                                                                   sizeof(Type)};                   \
@@ -255,7 +272,8 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
       return kivTypeData();                                                                        \
    }
 
-// Defines what `KIV_VALUE` declared. Stands at global scope.
+// Defines the descriptor that `KIV_VALUE` declared, or that a value with a text of its own declares
+// as `kivTypeData()`. Stands at global scope, once in the program.
 #define KIV_DEFINE_VALUE(Type)                                                                     \
    const Kiv::TypeData& Type::kivTypeData() {                                                      \
       static const Kiv::TypeData data =                                                            \
@@ -263,8 +281,9 @@ TypeData describeValue(std::string_view name, TypeKind kind) {
       return data;                                                                                 \
    }
 
-// Defines what `KIV_ENUM` declared: the qualified name, then `{number, "name"}` per enumerator.
-// Stands in the namespace in which `KIV_ENUM` stands.
+// Defines what `KIV_ENUM` declared. After the qualified name comes `{number, "name"}` for each
+// enumerator, in the order in which messages list them. Stands in the namespace of `KIV_ENUM`, once
+// in the program.
 #define KIV_DEFINE_ENUM(Enum, qualifiedName, ...)                                                  \
    const Kiv::EnumTable& kivEnumTable(std::type_identity<Enum>) {                                  \
       static constexpr Kiv::Enumerator enumerators[] = {__VA_ARGS__};                              \

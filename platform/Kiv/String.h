@@ -1,4 +1,5 @@
-// The framework's name for text: results of operations and everything that is printed.
+// `Kiv::String`: the name under which results of operations are text. Relies on Pello's string,
+// which it is.
 #pragma once
 
 #include "Pello/String.h"

@@ -33,6 +33,7 @@ U64 TextParser::number(U64 most) {
    if (error == std::errc::result_out_of_range || value > most) {
       fail("expected a number from 0 to " + std::to_string(most));
    }
+   // Only now, so that a failure is reported where the number begins.
    position_ += static_cast<std::size_t>(end - digits.data());
    return value;
 }
@@ -71,7 +72,8 @@ double TextParser::real() {
    return value;
 }
 
-// What follows a backslash.
+// The character for what follows a backslash. The inverse of `printQuoted`; other escapes are
+// refused, so that none is misread.
 char TextParser::escaped() {
    if (rest().empty()) {
       fail("expected a character after the backslash");
@@ -98,7 +100,7 @@ char TextParser::escaped() {
    case '"':
       return c;
    default:
-      --position_;
+      --position_; // the failure is at the character behind the backslash
       fail("unknown escape");
    }
 }
@@ -147,12 +149,13 @@ void printReal(std::string& out, double value) {
    char digits[32];
    const auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
    out.append(digits, end);
-   static_cast<void>(error); // 24 characters are enough for every double
+   static_cast<void>(error); // the shortest text of a double has at most 24 characters
 }
 
 void printQuoted(std::string& out, std::string_view text) {
    out.push_back('"');
    for (const char c : text) {
+      // A `char` may be signed: bytes of UTF-8 would be less than 0x20.
       const auto byte = static_cast<unsigned char>(c);
       if (byte < 0x20 || byte == 0x7f) {
          printControl(out, byte);

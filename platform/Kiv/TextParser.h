@@ -1,5 +1,9 @@
-// `TextParser`: reads the generic value text from left to right. Every failure is a `ParseError`
-// that says what was expected and at which character. Used by the text constructors of values.
+// `TextParser`: reads the generic value text (detail/ValueOps.h) from left to right; `printQuoted`
+// and `printReal` write its parts. Relies on the standard library.
+//
+// Each reading function begins at `position()` and moves it behind what was read. What cannot be
+// read is a `ParseError` that says what was expected and at which byte. A caller that goes on after
+// a failure must not rely on the position.
 #pragma once
 
 #include "Kiv/Exception.h"
@@ -13,32 +17,36 @@ namespace Kiv {
 
 class TextParser {
  public:
-   // `text` must outlive the parser.
+   // `text` is borrowed and must outlive the parser.
    explicit TextParser(std::string_view text) noexcept : text_{text} {}
 
-   // Reads exactly `token`.
+   // Reads `token`, which must be next.
    void expect(std::string_view token);
-   // Reads `token` if it is next.
+   // Reads `token` if it is next, and returns whether it was.
    bool accept(std::string_view token) noexcept;
    // Whether `token` is next.
    bool next(std::string_view token) const noexcept { return rest().starts_with(token); }
-   // A decimal number from 0 to `most`, without sign or leading blanks.
+   // A decimal number from 0 to `most`, without sign or leading blanks; leading zeros are allowed.
    U64 number(U64 most);
+   // `true` or `false`.
    bool boolean();
-   // A decimal number with sign, fraction and exponent as far as they are there; `inf` and `nan`
-   // too.
+   // A decimal number with minus sign, fraction and exponent as far as they are there, or `inf` or
+   // `nan`.
    double real();
-   // Text in double quotes, with its escapes undone.
+   // A text in double quotes, with the escapes of `printQuoted` undone.
    std::string quoted();
-   // A name in single quotes, as enumerators are written.
+   // A name in single quotes, as enumerators are written. The result is part of the parsed text.
    std::string_view quotedName();
-   // Nothing may follow.
+   // Fails when anything is left.
    void expectEnd() const;
 
+   // Where the parser stands, in bytes from the beginning of the text.
    std::size_t position() const noexcept { return position_; }
+   // What is not read yet. Valid as long as the parsed text.
    std::string_view rest() const noexcept { return text_.substr(position_); }
 
-   // Runs `read()`; a failure inside is reported as one of the attribute `name`.
+   // Returns `read()`. A ParseError or RangeError inside is thrown again with the attribute's name
+   // in front, so that a failure in a nested value tells the way to it.
    template <class Read>
    auto attribute(std::string_view name, Read&& read) {
       try {
@@ -51,6 +59,7 @@ class TextParser {
       }
    }
 
+   // Throws ParseError with `reason` at the present position.
    [[noreturn]] void fail(const std::string& reason) const;
 
  private:
@@ -60,8 +69,9 @@ class TextParser {
    std::size_t position_ = 0;
 };
 
-// Appends `text` in double quotes. Backslash and double quote get a backslash, control characters
-// become \n, \t, \r or \xHH; everything else, UTF-8 included, stays.
+// Appends `text` in double quotes. Backslash and double quote get a backslash, and ASCII control
+// characters become \n, \t, \r or \xHH. Every other byte stays as it is, whether it is UTF-8 or
+// not.
 void printQuoted(std::string& out, std::string_view text);
 
 // Appends the shortest decimal text of `value` that `TextParser::real` reads back unchanged.

@@ -15,7 +15,8 @@ std::string text(U16 id) {
    return std::to_string(id);
 }
 
-// "…: expected one of a, b", to tell a caller what there is.
+// ": expected one of a, b": the end of a message about a wrong name. `name` is the member that
+// names a row.
 template <class Rows, class Name>
 std::string expectedOneOf(const Rows& rows, Name name) {
    if (rows.empty()) {
@@ -30,6 +31,7 @@ std::string expectedOneOf(const Rows& rows, Name name) {
 
 } // namespace
 
+// Searched from the first row: a type has few, and a caller may keep the reference.
 const AttributeData& TypeData::attribute(U16 id) const {
    const auto found = std::ranges::find(attributes, id, &AttributeData::id);
    if (found == attributes.end()) {

@@ -1,6 +1,11 @@
 // `TypeData`: what the framework knows about a type at run time: its attributes, its operations,
-// and how its objects are made, shown, parsed and copied. Made once per type by the library that
-// owns it, so that every library sees the same address. Relies on rows and the allocation tracker.
+// and how its objects are made, shown, parsed and copied. Relies on rows and the allocation
+// tracker.
+//
+// A descriptor is made once, by the library that owns the type, so that all libraries see the same
+// address and may compare addresses. It does not change, so threads may read it, and it lives until
+// that library is unloaded; so do all texts in it. Its functions are plain pointers, which are null
+// where a function does not apply.
 #pragma once
 
 #include "Kiv/detail/Rows.h"
@@ -20,44 +25,51 @@ class Copies;
 class Entity;
 struct EnumTable;
 
+// What a type is. A `value` is made with `KIV_VALUE` or has a text of its own.
 enum class TypeKind : U8 { number, boolean, string, enumeration, value, entity };
 
 class ValueVisitor;
 
-// One attribute as reflection sees it. `owner` is an object of the described type: for an entity
-// its `ownerAddress`. Functions that do not apply are null.
+// One attribute. `owner` points to an object of exactly the type whose descriptor has this row: for
+// an entity `ownerAddress(entity)`, for a value its address.
 struct AttributeData {
-   U16 id;
+   U16 id; // unique in the type, inherited attributes included
    std::string_view name;
    AttributeKind kind;
-   std::string type; // as messages show it
+   std::string type; // as `typeNameOf` and messages show it
    // The generic text of the attribute.
    std::string (*text)(const void* owner);
-   // The attribute as `std::any` of its type; a child is a counted reference. Null for collections.
+   // A copy of the attribute as `std::any` of its type; for a child, a counted reference that may
+   // be null. Null for collections.
    std::any (*get)(const void* owner);
-   // Shows the attribute to `visitor`. What `owner` owns is shown whole; what it refers to is shown
-   // as the other's key, so that every object is shown once.
+   // Shows the attribute to `visitor`. An entity that `owner` owns is shown whole; one that it only
+   // refers to is shown as its key, so that every object is shown once. Collections are shown in
+   // the order of their keys, hash collections too, so that equal ones look equal.
    void (*visit)(const void* owner, ValueVisitor& visitor);
-   // Sets a plain attribute of an entity by its setter: from a value of exactly its type (NameError
-   // otherwise), and from its generic text (ParseError or RangeError; nothing changes then). Null
-   // for constants, children and collections; `setText` also for references.
+   // Sets the attribute of an entity by its setter, which publishes the change. `value` has exactly
+   // the type of the attribute; only where a `Pello::Ptr<const T>` is expected, a `Pello::Ptr<T>`
+   // serves as well. Throws NameError for another type, and what the setter throws. Null for
+   // constants, children and collections, and for the attributes of values.
    void (*set)(Entity& owner, const std::any& value);
+   // The same from the generic text of the new value. Throws ParseError or RangeError when it
+   // cannot be read; nothing changes then. Null where `set` is, and for counted references.
    void (*setText)(Entity& owner, std::string_view text);
-   // How many elements a collection has. Null for everything else.
+   // How many elements the collection has. Null for everything else.
    std::size_t (*count)(const void* owner);
-   // Shows the elements of a collection in its order, each as `std::any` of the key and of the
-   // element (empty for a set). Null for everything else.
+   // Calls `visit` for every element, in the order in which the collection is iterated, with copies
+   // of the key and of the element (empty for a set). `visit` must not change the collection. Null
+   // for everything else.
    void (*forEach)(const void* owner,
                    Pello::FunctionRef<void(const std::any& key, const std::any& element)> visit);
-   // Shows every entity that a collection of `owner` holds, in the collection's order. Null for
-   // everything else.
+   // Calls `visit` for every entity that the collection holds, owned or referred to, in the same
+   // order. `visit` must not change the collection. Null for all but collections of entities.
    void (*forEachEntity)(const Entity& owner, Pello::FunctionRef<void(Entity&)> visit);
 };
 
-// What a call by name expects.
+// One parameter of a call by name.
 struct Parameter {
    std::string_view name;
-   std::string type; // as messages show it
+   std::string type; // as `typeNameOf` and messages show it
 };
 
 // One operation that can be called by its name.
@@ -65,7 +77,10 @@ struct OperationData {
    std::string_view name;
    std::vector<Parameter> parameters; // in order
    std::string result;                // type, "void" for none
-   // Calls it with one argument per parameter, in order. Throws NameError for a wrong type.
+   // Calls the operation. `owner` is of the type whose descriptor has `operation`, which is this
+   // row, and `values` has one argument for each parameter, in order. Returns the result, empty for
+   // "void". Throws NameError for an argument of a wrong type, and what the operation throws.
+   // `callOperation` (Operation.h) does this with named arguments.
    std::any (*call)(Entity& owner, const OperationData& operation,
                     std::span<const std::any> values);
 };
@@ -75,56 +90,70 @@ struct TypeData {
    TypeKind kind;
    std::size_t size;                      // bytes of one object
    std::vector<AttributeData> attributes; // in declaration order, inherited ones first
-   std::vector<OperationData> operations; // in declaration order
-   // What an object is made from: all attributes of a value, the constant ones of an entity, the
-   // text of a value that has one of its own, the name of an enumerator.
+   std::vector<OperationData> operations; // in declaration order, inherited ones first
+   // What an object is made from: the attributes of a value, the constants of an entity, the text
+   // of a value that has one of its own, the name of an enumerator, or a number, boolean or text
+   // itself.
    std::vector<Parameter> parameters;
-   // Makes an object from one argument per parameter, in order: `std::any` of the value, or of a
-   // counted reference to the new entity. Throws NameError for a wrong type, and what the type
-   // throws. Null for a type that only its own library can make.
+   // Makes an object from one argument for each parameter, in order. Returns the value, or the
+   // first counted reference to the new entity, a `Pello::Ptr` to exactly its type. Throws
+   // NameError for an argument of a wrong type, and what the type's constructor throws. Null for an
+   // entity that cannot be made from its constants.
    std::any (*make)(std::span<const std::any> values);
-   // The type's allocation tracker; null for values, which own nothing.
+   // The allocation tracker of an entity type, borrowed; null for the others, whose objects are
+   // part of other objects.
    const Pello::AllocationTracker* tracker;
 
-   // The enumerators; null for all but enumerations.
+   // The enumerators, borrowed; null for all but enumerations.
    const EnumTable* enumeration;
 
-   // For values: null for entities. `value` is an object of the type.
+   // The functions from here to `equal` are null for entities. `value`, `a` and `b` point to
+   // objects of the type.
+
+   // The generic text.
    std::string (*valueText)(const void* value);
-   // Shows a value to `visitor`. For entities see `visitEntity`.
+   // Shows the value to `visitor`. `visitEntity` does so for entities.
    void (*visitValue)(const void* value, ValueVisitor& visitor);
    // What the type writes to a stream: for enumerations the bare name.
    std::string (*displayText)(const void* value);
-   // The value of a generic text, as `std::any` of the type.
+   // The value whose generic text is the whole of `text`, as `std::any` of the type. Throws
+   // ParseError or RangeError.
    std::any (*parse)(std::string_view text);
+   // Whether both values are equal.
    bool (*equal)(const void* a, const void* b);
    // The default value, as `std::any` of the type. Empty for entities.
    std::any defaultObject;
-   // Any `size` bytes are a value that can be printed.
+   // Whether any `size` bytes, also ones that no constructor makes, are a value that can be
+   // printed. The reader of a trace ring asks, because the bytes in a ring may be damaged. False
+   // for entities.
    bool anyBytes;
 
-   // The entity in what `make` returned; null when it holds something else. Null for values.
+   // The entity in what `make` returned; null when `made` holds something else. The function is
+   // null for all but entities.
    Pello::Ptr<Entity> (*asEntity)(const std::any& made);
 
-   // The rest is for entities, and null for values.
+   // The functions from here on are null for all but entities. An argument is of exactly this type.
 
-   // The generic text of the whole object.
+   // The generic text of the whole object, with what it owns.
    std::string (*entityText)(const Entity& entity);
-   // Copies everything that can be set from an object of the same type. Children and elements that
-   // `from` owns are copied with it, and what refers to one of them refers to its copy in `to`;
-   // other references stay. What `to` has beyond that stays. A type with a `copy(const Type&)` of
-   // its own is copied by it. Throws NameError when one of the two is of another type.
+   // Copies all attributes but the constants from `from` to `to`, by their setters. Children and
+   // elements that `from` owns are copied with it. A reference to one of these becomes a reference
+   // to its copy in `to`; every other reference is taken over. Children and elements that only `to`
+   // has stay. A type with a `copy(const Type&)` of its own is copied by it. Throws NameError when
+   // one of the two is of another type, or when an owned element would have to be made and cannot
+   // be; part of `to` may have changed then.
    void (*copy)(Entity& to, const Entity& from);
-   // A new object of the same type with the same constants and a copy of everything else. Null for
-   // a type that cannot be made from its constants.
+   // Returns a new object with the constants of `from` and a copy of everything else. Throws as
+   // `copy`. Null for a type that cannot be made from its constants.
    Pello::Ptr<Entity> (*clone)(const Entity& from);
-   // The steps of both, for the framework: a new object with the same constants, and copying one
-   // object of several that are copied together.
+   // The steps of both, for the framework. `makeLike` returns a new object with the constants of
+   // `from` and nothing else; it is null where `clone` is. `copyPart` copies one object of several
+   // that are copied together, and enters it in `copies`.
    Pello::Ptr<Entity> (*makeLike)(const Entity& from);
    void (*copyPart)(Entity& to, const Entity& from, Copies& copies);
 
-   // The attribute of that identifier or name. Throws NameError that names the type and says what
-   // was expected.
+   // The attribute of that identifier or name, part of this descriptor. Throws NameError that names
+   // the type and lists what there is.
    const AttributeData& attribute(U16 id) const;
    const AttributeData& attribute(std::string_view attributeName) const;
    // The operation of that name. Throws NameError likewise.

@@ -15,8 +15,8 @@ namespace Kiv {
 
 namespace {
 
-// The name is kept beside the type: a module may be forgotten at the end of the process, when the
-// descriptors of others exist no more.
+// The name is kept beside the type, because a module may be unregistered at the end of the process,
+// when the descriptors of other modules are destroyed already.
 struct NamedType {
    std::string_view name;
    const TypeData* type;
@@ -29,10 +29,10 @@ using Types = std::map<std::string_view, const TypeData*>;
 struct Registry {
    std::mutex mutex;
    Modules modules;
-   Types types; // those of all modules
+   Types types; // of all modules, made from `modules` so that look-ups need not search them
 };
 
-// Never destroyed: libraries unregister while the process ends.
+// Never destroyed, because libraries unregister their modules while the process ends.
 Registry& registry() {
    static Registry& instance = *new Registry;
    return instance;
@@ -51,8 +51,8 @@ Members membersOf(const TypeModule& module) {
    return members;
 }
 
-// The second copy of a library comes under the same module name, so its types stand against the
-// list that they would replace.
+// A second copy of a library registers under the same module name. Its types must be compared with
+// the list that they would replace; afterwards nothing would show that there were two.
 void refuseSecondCopy(const Members& known, const Members& members) {
    for (const auto& [name, type] : members) {
       const auto same = std::ranges::find(known, name, &NamedType::name);
@@ -62,6 +62,7 @@ void refuseSecondCopy(const Members& known, const Members& members) {
    }
 }
 
+// The types of all modules by name. Throws NameError when two descriptors have one name.
 Types typesOf(const Modules& modules) {
    Types types;
    for (const auto& [module, members] : modules) {
@@ -79,6 +80,7 @@ Types typesOf(const Modules& modules) {
 void registerTypeModule(const TypeModule& module) {
    Registry& all = registry();
    const std::lock_guard lock{all.mutex};
+   // Everything that can throw works on copies, so that a refused module changes nothing.
    Modules modules = all.modules;
    Members& members = modules[std::string{module.name}];
    refuseSecondCopy(members, membersOf(module));

@@ -1,6 +1,8 @@
-// The registry of types by name: `registerTypeModule` makes the types of a library known,
-// `findType` and `registeredTypes` read them. Relies on type descriptors. May be called by several
-// threads.
+// The registry of types by name: `KIV_REGISTER_WHEN_LOADED` makes the types of a library known
+// while the library is loaded, `findType` and `registeredTypes` read them. Relies on type
+// descriptors.
+//
+// All functions may be called from several threads, whatever the thread-safety switch says.
 #pragma once
 
 #include <string_view>
@@ -10,37 +12,41 @@ namespace Kiv {
 
 struct TypeData;
 
-// A library's types, registered together under one name.
+// The types of a library, which are registered together under the library's name.
 struct TypeModule {
    std::string_view name;              // of the library
-   std::vector<const TypeData*> types; // never null; each lives until the module is forgotten
+   std::vector<const TypeData*> types; // borrowed, never null; each lives until it is unregistered
 };
 
-// Makes the types of `module` known. Registering a module again replaces its list of types. Throws
-// NameError, and changes nothing, when a type of that name is known at another address, be it under
-// the same module or another one: two copies of one library are loaded, and they would not
-// understand each other's objects. Several modules may name one type; it is known until the last of
-// them is forgotten.
+// Makes the types of `module` known. The list is copied; registering a module of the same name
+// again replaces its list. Several modules may name one type, which then is known until the last of
+// them is unregistered.
+//
+// Throws NameError, and changes nothing, when another descriptor of the same type name is known.
+// Two copies of one library are loaded then, and neither would recognise the other's objects.
 void registerTypeModule(const TypeModule& module);
 
-// The same for a library that is being loaded, when there is nobody to catch an exception: a second
-// copy of a library in one process ends it, with an assertion that names the type.
+// The same for a library that is being loaded, when nobody can catch an exception: a second copy of
+// a library ends the process with an assertion that names the type.
 void registerLoadedModule(const TypeModule& module) noexcept;
 
-// Forgets the module of that name, if there is one.
+// Removes the module of that name; has no effect when there is none. Does not read the descriptors,
+// which may be destroyed already.
 void unregisterTypeModule(std::string_view name);
 
-// The registered type of that qualified name, or null.
+// The registered type of that qualified name, or null. The descriptor is borrowed: it is valid
+// until its library is unloaded.
 const TypeData* findType(std::string_view name);
 
-// All registered types, sorted by name.
+// All registered types, sorted by name. Borrowed likewise.
 std::vector<const TypeData*> registeredTypes();
 
 } // namespace Kiv
 
-// One per library, in the source file that defines its types: registers the module when the library
-// is loaded and forgets it when it is unloaded. It stands beside what it registers, so that a
-// linker that takes the types takes it too.
+// Registers `module`, an expression for a `TypeModule`, when the library is loaded, and unregisters
+// it when the library is unloaded. Stands once per library, in the source that defines
+// `typeModule`: a linker drops an object file of a static library from which nothing is used, and
+// so would drop the registration if it stood in a file of its own.
 #define KIV_REGISTER_WHEN_LOADED(module)                                                           \
    namespace {                                                                                     \
    std::string_view kivModuleName; /* the module itself may be gone when it is forgotten */        \

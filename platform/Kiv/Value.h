@@ -1,5 +1,6 @@
-// How a value type is declared: derive from `Value`, open with `KIV_VALUE`, name each attribute
-// with `KIV_FIELD`. Relies on ValueOps for everything that is done with the attributes.
+// How a value type is declared: derive from `Value`, open with `KIV_VALUE`, declare each attribute
+// with `KIV_FIELD`. Relies on ValueOps for everything that is done with the attributes. The source
+// of the library that owns the type has `KIV_DEFINE_VALUE(Paint::Color)` (Reflection.h).
 //
 //   class Color : public Kiv::Value<Color> {
 //      KIV_VALUE(Color, "Paint::Color");
@@ -11,11 +12,12 @@
 //      KIV_TEXT_CONSTRUCTORS(Color);
 //   };
 //
-// The constructor from all attributes in declaration order is required: parsing calls it, so it is
-// the one place where a value may refuse its attributes.
+// A default constructor is required, and one from all attributes in the order of declaration.
+// Parsing and reflection call the latter, so it is the one place where a value may refuse its
+// attributes: it throws RangeError for a number out of range.
 //
-// A type with an attribute that is text has no `KIV_TEXT_CONSTRUCTORS`: whoever writes
-// `Name{"web"}` means the attribute. Its generic text is read by `Kiv::parseValue<Name>(text)`.
+// A type whose attribute is text has no `KIV_TEXT_CONSTRUCTORS`: whoever writes `Name{"web"}` means
+// the attribute. `Kiv::parseValue<Name>(text)` reads the generic text of such a type.
 #pragma once
 
 #include "Kiv/detail/ValueOps.h"
@@ -31,14 +33,14 @@ namespace Kiv {
 
 struct TypeData;
 
-// Walks characters that stand side by side: a pointer, or an iterator of a string. An array is
-// none, so that two literals are not taken for the ends of a range.
+// An iterator over characters that are adjacent in memory: a pointer, or an iterator of a string.
+// An array is not one, so that two literals are not taken for the ends of a range.
 template <class At>
 concept CharacterIterator =
       std::contiguous_iterator<At> && std::same_as<std::iter_value_t<At>, char>;
 
-// Base of value types: equality, hash and stream output made from the attributes. A type may
-// replace `isEq` or `hash` by its own.
+// Base of the value type `T`: equality, hash and stream output made from the attributes. `T` may
+// define an `isEq` or `hash` of its own; a type without a hash declares `hash` as deleted.
 template <class T>
 class Value {
  public:
@@ -50,8 +52,9 @@ class Value {
       return equal;
    }
 
-   // Several attributes: a state started from `seed` into which each attribute's own hash, made
-   // with seed 0, is mixed in declaration order. One attribute: that attribute's hash with seed 0.
+   // A value of one attribute has the hash that the attribute has with seed 0, whatever `seed` is.
+   // For several attributes, the hash of each with seed 0 is mixed, in the order of declaration,
+   // into a state that begins with `seed`.
    U64 hash(U64 seed) const {
       if constexpr (rowCount<T>() == 1) {
          return hashOf(self().*rowAt<T, 0>().member, 0);
@@ -62,8 +65,9 @@ class Value {
       }
    }
 
+   // Uses the `isEq` of `T`.
    friend bool operator==(const T& a, const T& b) { return a.isEq(b); }
-   // The generic text.
+   // Writes the generic text, padded to the stream's width.
    friend std::ostream& operator<<(std::ostream& out, const T& value) {
       return writeText(out, valueText(value));
    }
@@ -76,7 +80,8 @@ class Value {
 
 } // namespace Kiv
 
-// `qualifiedName` is what the generic text shows.
+// Opens a value class. `Type` is the class without its namespace, `qualifiedName` is a literal that
+// the generic text and the registry show.
 #define KIV_VALUE(Type, qualifiedName)                                                             \
  public:                                                                                           \
    static constexpr std::string_view kivTypeName = qualifiedName;                                  \
@@ -86,7 +91,8 @@ class Value {
  private:                                                                                          \
    using KivSelf = Type
 
-// An attribute that is zero (empty) by default.
+// An attribute with the accessor `name()`, zero or empty by default. The first has identifier 1,
+// the others follow without a gap. There is no setter: a value is changed by assigning another one.
 #define KIV_FIELD(id, Type, name)                                                                  \
  public:                                                                                           \
    const Type& name() const {                                                                      \
@@ -97,8 +103,8 @@ class Value {
  private:                                                                                          \
    Type name##_ {}
 
-// The constructors from the generic text, given whole or by its begin and end. They throw
-// `ParseError`, or `RangeError` for a number that the type refuses.
+// The constructors from the generic text, which is given whole or by its begin and end. They throw
+// ParseError, or RangeError for a number that the type refuses.
 #define KIV_TEXT_CONSTRUCTORS(Type)                                                                \
    explicit Type(std::string_view text) : Type{Kiv::parseValue<Type>(text)} {}                     \
    template <Kiv::CharacterIterator At>                                                            \

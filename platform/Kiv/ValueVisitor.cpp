@@ -7,6 +7,7 @@
 
 namespace Kiv {
 
+// Defined here, so that the class's virtual table stands in one library.
 ValueVisitor::~ValueVisitor() = default;
 
 void visitEntity(const Entity& entity, ValueVisitor& visitor) {

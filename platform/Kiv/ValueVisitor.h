@@ -1,6 +1,6 @@
-// `ValueVisitor`: is shown a value or object piece by piece, as its type's descriptor knows it.
-// Whoever writes another notation than the generic text (JSON, say) derives from it and needs to
-// know no type; `visitEntity` shows it a whole entity. Relies on type descriptors.
+// `visitEntity`: shows an entity to a `ValueVisitor`, piece by piece. A writer of another notation
+// than the generic text, such as JSON, derives from `ValueVisitor` and needs to know no type.
+// Relies on type descriptors.
 #pragma once
 
 #include "Pello/Types.h"
@@ -11,36 +11,42 @@ namespace Kiv {
 
 class Entity;
 
-// Every value is shown by one of the first four, or by a begin, its contents, and an end. Views
-// are valid during the call only.
+// The functions are called in the order in which the value is written. Each value is one call of
+// `null`, `boolean`, `number`, `real` or `text`, or a `begin…`, the contents, and the matching
+// `end…`. Views are valid during the call only. What a function throws reaches whoever began the
+// visit.
 class ValueVisitor {
  public:
    virtual ~ValueVisitor();
 
-   // There is none: a child that was not made, a reference to nothing.
+   // A child that was not made, or a reference to nothing.
    virtual void null() = 0;
    virtual void boolean(bool value) = 0;
+   // An unsigned integer of any width.
    virtual void number(U64 value) = 0;
+   // Infinities and NaN are possible.
    virtual void real(double value) = 0;
-   // Strings, values with a text of their own, and enumerators by their names.
+   // A string, a value with a text of its own, or the name of an enumerator; without quotes or
+   // escapes.
    virtual void text(std::string_view value) = 0;
 
-   // A value of several attributes, an entity, or a collection by key: its members in order.
+   // A value of several attributes, an entity, or a collection by key. Its members follow, each as
+   // `member` and a value.
    virtual void beginObject() = 0;
-   // The value that comes next is this member's.
+   // Names the value that comes next: an attribute, or the key of an element.
    virtual void member(std::string_view name) = 0;
    virtual void endObject() = 0;
 
-   // A set: its members in order.
+   // A set. Its members follow in the order of their keys.
    virtual void beginList() = 0;
    virtual void endList() = 0;
 };
 
-// Shows all attributes of `entity`, as an object. What `entity` owns is shown whole; what it refers
-// to is shown as the other's key, so that every object is shown once.
+// Shows all attributes of `entity` as an object. What `entity` owns is shown whole. What it only
+// refers to is shown as by `visitEntityKey`, so that every object is shown once.
 void visitEntity(const Entity& entity, ValueVisitor& visitor);
 
-// Shows by what `entity` is told from others of its type: its first constant attribute, or the
+// Shows what distinguishes `entity` from others of its type: its first constant attribute, or the
 // name of its type when it has none.
 void visitEntityKey(const Entity& entity, ValueVisitor& visitor);
 

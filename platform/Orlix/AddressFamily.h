@@ -1,5 +1,5 @@
-// `AddressFamily`: which kind of IP address, and how large one is. Relies on the enumeration
-// support of the framework.
+// `AddressFamily`: the version of an IP address; `addressSize` is its size. Relies on the
+// enumeration support of the framework.
 #pragma once
 
 #include "Kiv/Enumeration.h"
@@ -9,15 +9,15 @@
 
 namespace Orlix {
 
-// The numbers are the versions in the first four bits of a packet.
+// The numbers are those in the version field, the first four bits of a packet (RFC 791, RFC 8200).
 enum class AddressFamily : U8 {
-   none = 0, // unset
+   none = 0, // no address
    ipv4 = 4,
    ipv6 = 6,
 };
 KIV_ENUM(AddressFamily, AddressFamilyInstance)
 
-// Bytes of an address: 4, 16, or 0 for `none`.
+// How many bytes an address has: 4, 16, or 0 for `none` and for a number without a name.
 constexpr std::size_t addressSize(AddressFamily family) noexcept {
    switch (family) {
    case AddressFamily::ipv4:

@@ -13,9 +13,10 @@ namespace Orlix {
 
 namespace {
 
-// All names, by number and by name.
+// All names, by number and by name. The texts in `numbers_` are views of those in `names_`.
 class NameTable {
  public:
+   // An exclusive lock in any case: the name may be a new one.
    U32 numberOf(std::string_view name) {
       const auto lock = locked<std::unique_lock>();
       if (const auto known = numbers_.find(name); known != numbers_.end()) {
@@ -26,7 +27,7 @@ class NameTable {
       try {
          numbers_.emplace(kept.view(), number);
       } catch (...) {
-         names_.pop_back(); // or the name would have two numbers when it comes again
+         names_.pop_back(); // else the name would get a second number when it comes again
          throw;
       }
       return number;
@@ -38,17 +39,20 @@ class NameTable {
    }
 
  private:
+   // A process with one thread pays for no lock.
    template <template <class> class Lock>
    Lock<std::shared_mutex> locked() const {
       return Pello::threadSafe() ? Lock<std::shared_mutex>{mutex_} : Lock<std::shared_mutex>{};
    }
 
    mutable std::shared_mutex mutex_;
-   std::deque<Pello::String> names_{Pello::String{}}; // a deque does not move what it holds
+   // A deque, because references to names are handed out and it never moves them.
+   std::deque<Pello::String> names_{Pello::String{}};
    std::unordered_map<std::string_view, U32> numbers_{{std::string_view{}, 0}};
 };
 
-// Never destroyed: names are asked for while the process ends.
+// Never destroyed, because static objects of other libraries may print interfaces while the process
+// ends.
 NameTable& nameTable() {
    static NameTable& instance = *new NameTable;
    return instance;

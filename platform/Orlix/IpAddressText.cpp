@@ -21,8 +21,8 @@ bool isDigit(char c) {
 
 // ---- Reading ----
 
-// What is read of a text, from left to right. It remembers the first failure and throws nothing,
-// because a file may hold a wrong address at each of a hundred thousand places.
+// Reads a text from left to right. It keeps the first failure instead of throwing, because a file
+// may hold a wrong address at each of a hundred thousand places, and exceptions are slow.
 class Scanner {
  public:
    explicit Scanner(std::string_view text) : text_{text} {}
@@ -39,7 +39,7 @@ class Scanner {
 
    // What was expected at `position()`; null when nothing failed.
    const char* failure() const { return failure_; }
-   // Returns false, for callers that end with it.
+   // Records what was expected. Returns false, so that a caller can write `return scanner.fail(…)`.
    bool fail(const char* reason) {
       failure_ = reason;
       return false;
@@ -51,12 +51,14 @@ class Scanner {
    const char* failure_ = nullptr;
 };
 
-// The functions below return whether they succeeded. When they do not, the scanner has the failure.
+// Reading functions return whether they succeeded. After a failure the scanner says what was
+// expected.
 
 bool readOctet(Scanner& scanner, U8& octet) {
    const std::string_view text = scanner.rest();
    if (text.size() > 1 && text[0] == '0' && isDigit(text[1])) {
-      return scanner.fail("expected a number without leading zeros"); // some read them as octal
+      // Some programs read such a number as octal: 010 is 8 to them.
+      return scanner.fail("expected a number without leading zeros");
    }
    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), octet);
    if (error == std::errc::invalid_argument) {
@@ -81,7 +83,8 @@ bool readDottedQuad(Scanner& scanner, std::span<U8> bytes) {
    return true;
 }
 
-// The text of IPv6 from left to right: groups, at most one "::", perhaps a dotted quad at the end.
+// Reads the text of an IPv6 address: groups, at most one "::", perhaps a dotted quad at the end.
+// How many groups "::" stands for is known only at the end, so all groups are collected first.
 class GroupReader {
  public:
    GroupReader(Scanner& scanner, std::span<U8, 16> bytes) : scanner_{scanner}, out_{bytes} {}
@@ -106,7 +109,7 @@ class GroupReader {
    }
 
  private:
-   // How many groups can be written: "::" stands for at least one.
+   // How many groups the text may have. "::" stands for at least one, so it leaves seven.
    std::size_t limit() const { return gap_ ? groupCount - 1 : groupCount; }
 
    bool acceptGap() {
@@ -126,7 +129,8 @@ class GroupReader {
       return acceptGap() || (scanner_.failure() == nullptr && scanner_.accept(":"));
    }
 
-   // "::" is the one separator that nothing needs to follow.
+   // Whether the text ends behind "::", the only separator that may be the last. "/" begins the
+   // length of a prefix.
    bool endsAfterGap() const {
       return gap_ == count_ && (scanner_.rest().empty() || scanner_.next("/"));
    }
@@ -136,6 +140,7 @@ class GroupReader {
       return end == std::string_view::npos ? scanner_.rest().size() : end;
    }
 
+   // A dotted quad stands for two groups; the digits before its first dot look like a group.
    bool isDottedQuad() const {
       const std::size_t digits = digitCount();
       return digits > 0 && count_ + 2 <= limit() && scanner_.rest().substr(digits).starts_with('.');
@@ -162,7 +167,8 @@ class GroupReader {
       return true;
    }
 
-   // Puts the groups before the gap to the front, those behind it to the end, zeros between them.
+   // Writes the groups before the gap to the front, those behind it to the end, and zeros in
+   // between.
    bool spread() {
       if (!gap_ && count_ < groupCount) {
          return scanner_.fail("expected eight groups or \"::\"");
@@ -182,14 +188,16 @@ class GroupReader {
 
    Scanner& scanner_;
    std::span<U8, 16> out_;
-   std::array<U8, 16> written_{};
+   std::array<U8, 16> written_{};   // the groups as read, without the zeros of "::"
    std::size_t count_ = 0;          // groups read, a dotted quad counting as two
    std::optional<std::size_t> gap_; // groups before "::"
 };
 
-// The family of the address that is next; nothing after a failure.
+// Reads the address and returns its family; nothing after a failure.
 std::optional<AddressFamily> scanAddress(Scanner& scanner, std::span<U8, 16> bytes) {
    const std::string_view text = scanner.rest();
+   // A colon decides. Behind "/" stands a prefix length, where a colon is a failure of another
+   // kind.
    if (text.substr(0, text.find('/')).find(':') == std::string_view::npos) {
       return readDottedQuad(scanner, bytes) ? std::optional{AddressFamily::ipv4} : std::nullopt;
    }
@@ -211,13 +219,14 @@ void printDottedQuad(std::string& out, std::span<const U8> bytes) {
    }
 }
 
+// Adjacent groups; by default none, with a beginning that no group has.
 struct Run {
    std::size_t begin = groupCount;
    std::size_t size = 0;
 };
 
-// The groups that "::" stands for: the longest run of zeros, the first of several; one group alone
-// is written out.
+// The groups that "::" stands for (RFC 5952, section 4.2): the longest run of zeros, the first of
+// several equally long ones. A single zero group is written out.
 Run longestZeroRun(std::span<const U16> groups) {
    Run longest;
    Run current;
@@ -258,6 +267,7 @@ std::array<U16, groupCount> groupsOf(std::span<const U8> bytes) {
 AddressFamily parseAddress(Kiv::TextParser& parser, std::span<U8, 16> bytes) {
    Scanner scanner{parser.rest()};
    const auto family = scanAddress(scanner, bytes);
+   // Moves the parser to where the scanner stopped, so that a failure is reported there.
    parser.accept(parser.rest().substr(0, scanner.position()));
    if (!family) {
       parser.fail(scanner.failure());
@@ -277,6 +287,8 @@ void printAddress(std::string& out, std::span<const U8> bytes) {
       return;
    }
    const auto groups = groupsOf(bytes);
+   // IPv4-mapped addresses (RFC 4291, section 2.5.5.2) are more readable with a dotted quad, which
+   // RFC 5952, section 5 recommends.
    constexpr std::array<U16, 6> mapped{0, 0, 0, 0, 0, 0xffff};
    if (std::equal(mapped.begin(), mapped.end(), groups.begin())) {
       out += "::ffff:";

@@ -1,5 +1,6 @@
-// `parseAddress`, `readAddress` and `printAddress`: the text of IP addresses. Strict on the way in,
-// one text per address on the way out. Relies on the framework's text parser.
+// `parseAddress`, `readAddress` and `printAddress`: the text of IP addresses. Reading refuses what
+// programs understand differently; printing gives each address one text. Relies on the framework's
+// text parser.
 #pragma once
 
 #include "Kiv/TextParser.h"
@@ -13,21 +14,23 @@
 
 namespace Orlix {
 
-// Reads the address that is next and writes it to the first bytes of `bytes`, in network order; the
-// others stay. Returns its family.
+// Reads the address at the parser's position and returns its family. Writes the address in network
+// order to the first 4 or 16 bytes of `bytes`; the others stay. `bytes` may have changed after a
+// failure.
 //
-// IPv4 is four decimal numbers without leading zeros. IPv6 is any text that RFC 4291 allows,
-// upper-case and mixed notation included, without a zone. What may follow is up to the caller.
-// Throws ParseError at the first character that cannot belong to an address.
+// IPv4 is four decimal numbers without leading zeros, which some programs read as octal. IPv6 is
+// any text that RFC 4291, section 2.2 allows, with upper-case digits and a dotted quad at the end,
+// but without a zone. What may follow the address is the caller's business. Throws ParseError at
+// the first character that cannot belong to an address.
 AddressFamily parseAddress(Kiv::TextParser& parser, std::span<U8, 16> bytes);
 
-// The family of the address that `text` is, which is written to the first bytes of `bytes` in
-// network order; the others stay. Nothing when `text` is no address, or more than one; then `bytes`
-// may have changed. Reads the same texts as `parseAddress`. Throws nothing, for texts that are
-// often wrong.
+// The same for the whole of `text`. Returns nothing when `text` is not an address or something
+// follows the address; `bytes` may have changed then. Throws nothing, because exceptions are too
+// slow for texts that often are no address.
 std::optional<AddressFamily> readAddress(std::string_view text, std::span<U8, 16> bytes);
 
-// Appends the address of 4 or 16 bytes in network order: a dotted quad, or the text of RFC 5952.
+// Appends the text of an address of 4 or 16 bytes in network order: a dotted quad, or the text that
+// RFC 5952 recommends. No other size is allowed.
 void printAddress(std::string& out, std::span<const U8> bytes);
 
 } // namespace Orlix

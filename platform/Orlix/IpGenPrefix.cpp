@@ -13,7 +13,8 @@ KIV_DEFINE_VALUE(Orlix::IpGenPrefix)
 
 namespace Orlix {
 
-// Rules are copied with their prefixes, and hashing reads the bytes as they lie.
+// Copying a rule copies its prefixes, so that has to be cheap. Hashing reads the bytes of the
+// object, so there must be no padding, whose bytes would differ between equal prefixes.
 static_assert(std::is_trivially_copyable_v<IpGenPrefix> && sizeof(IpGenPrefix) == 18);
 static_assert(std::has_unique_object_representations_v<IpGenPrefix>);
 
@@ -23,14 +24,15 @@ constexpr unsigned bitsOf(AddressFamily family) {
    return static_cast<unsigned>(8 * addressSize(family));
 }
 
-// The bits of byte number `index` that a prefix of `length` bits fixes.
+// The mask of the bits in byte number `index` that belong to the first `length` bits of an address.
 constexpr U8 byteMask(std::size_t index, unsigned length) {
    const auto before = static_cast<unsigned>(8 * index);
    const unsigned fixed = length <= before ? 0 : std::min(length - before, 8U);
+   // The upper eight bits of the constant move into the byte; the rest is cut off.
    return static_cast<U8>(0xff00U >> fixed);
 }
 
-// What follows the address: a length, or nothing for all bits.
+// Reads what follows the address: "/" and a length, or nothing, which stands for `most`.
 unsigned parseLength(Kiv::TextParser& parser, unsigned most) {
    if (parser.rest().empty()) {
       return most;
@@ -47,6 +49,7 @@ unsigned parseLength(Kiv::TextParser& parser, unsigned most) {
    return length;
 }
 
+// Checked before anything is copied: a longer address would not fit into the array.
 void requireAddress(AddressFamily family, std::span<const U8> address, unsigned length) {
    const std::string type{IpGenPrefix::kivTypeName};
    if (address.size() != addressSize(family)) {
@@ -113,6 +116,7 @@ U64 IpGenPrefix::hash(U64 seed) const noexcept {
 }
 
 std::strong_ordering operator<=>(const IpGenPrefix& a, const IpGenPrefix& b) noexcept {
+   // Not in the order of the members: a prefix comes directly before those that it contains.
    return std::tie(a.family_, a.bytes_, a.length_) <=> std::tie(b.family_, b.bytes_, b.length_);
 }
 

@@ -1,7 +1,7 @@
 // `IpGenPrefix`: an IP prefix of either address family, or of none. Relies on IpAddressText for its
 // text.
 //
-// Bits behind the length are always zero, so that equal prefixes are equal bytes.
+// Bits behind the length are always zero, so that prefixes are equal exactly when their bytes are.
 #pragma once
 
 #include "Kiv/TypeData.h"
@@ -20,10 +20,11 @@ namespace Orlix {
 
 class IpGenPrefix {
  public:
-   // Its generic text is `stringValue()` in double quotes.
+   // A value with a text of its own (Kiv::TextualValue): its generic text is `stringValue()` in
+   // double quotes.
    static constexpr bool kivTextual = true;
-   // Bytes that no constructor makes have a text as well: that of the unset prefix when the family
-   // is none that exists.
+   // Bytes that no constructor makes can be printed as well (Kiv::anyBytes). With a family that
+   // does not exist they print as the unset prefix.
    static constexpr bool kivAnyBytes = true;
    static constexpr std::string_view kivTypeName = "Orlix::IpGenPrefix";
    static const Kiv::TypeData& kivTypeData();
@@ -50,19 +51,19 @@ class IpGenPrefix {
    }
    std::span<const U8> address() const&& = delete;
 
-   // Whether an address, in network order, lies in the prefix. One of another family never does,
-   // nor does anything in the unset prefix.
+   // Whether `address`, in network order, lies in the prefix. An address of another size never
+   // does, and the unset prefix contains nothing.
    bool contains(std::span<const U8> address) const noexcept;
 
-   // `address/length`: a dotted quad or the text of RFC 5952; empty when unset. It is read back to
-   // an equal prefix.
+   // `address/length`, the address as a dotted quad or as RFC 5952 recommends; empty when unset.
+   // The constructor from text reads it back to an equal prefix.
    std::string stringValue() const;
    U64 hash(U64 seed) const noexcept;
 
    friend constexpr bool operator==(const IpGenPrefix&, const IpGenPrefix&) noexcept = default;
    // By family (unset, IPv4, IPv6), then address, then length.
    friend std::strong_ordering operator<=>(const IpGenPrefix& a, const IpGenPrefix& b) noexcept;
-   // As `stringValue()`.
+   // Writes `stringValue()`.
    friend std::ostream& operator<<(std::ostream& out, const IpGenPrefix& prefix);
 
  private:

@@ -1,9 +1,9 @@
-// `RangeMaskGen<T>::run`: cuts a range of numbers into blocks that hardware can match as value and
-// mask. Relies on nothing but the assertion.
+// `RangeMaskGen<T>::run`: cuts a range of numbers into blocks that hardware can match with a value
+// and a mask. Relies on the assertion only.
 //
-// Value and mask match exactly the blocks whose size is a power of two and that begin at a multiple
-// of that size. Taking the largest such block at the low end, again and again, gives the fewest
-// blocks: never more than 2 * bits - 2, which the range 1 to 2^bits - 2 needs.
+// A mask whose ones are the upper bits matches a block of 2^n numbers that begins at a multiple of
+// 2^n. Taking the largest such block at the low end, again and again, gives the fewest blocks:
+// never more than 2 * bits - 2, which the range 1 to 2^bits - 2 needs.
 #pragma once
 
 #include "Pello/Assert.h"
@@ -31,7 +31,8 @@ constexpr unsigned int checkedMaskBits(unsigned int mask) {
 
 } // namespace Detail
 
-// `T` has at most 32 bits: sizes of blocks are counted in 64.
+// `T` is an unsigned integer of at most 32 bits, because sizes of blocks, up to 2^bits, are counted
+// in 64.
 template <std::unsigned_integral T>
    requires(sizeof(T) <= sizeof(U32))
 class RangeMaskGen {
@@ -55,8 +56,8 @@ class RangeMaskGen {
       return Detail::checkedMaskBits<T>(static_cast<unsigned int>(std::min(aligned, fitting)));
    }
 
-   // Appends the blocks of the range, ascending, both bounds included; nothing when `high` is below
-   // `low`. What `out` holds already stays.
+   // Appends the blocks of the range from `low` to `high`, both included, in ascending order;
+   // nothing when `high` is below `low`. What `out` holds already stays. Throws `std::bad_alloc`.
    static constexpr void run(T low, T high, std::vector<Entry>& out) {
       while (low <= high) {
          const U64 size = U64{1} << getMaskBits(low, high);

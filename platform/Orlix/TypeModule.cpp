@@ -7,6 +7,8 @@
 
 namespace Orlix {
 
+// Made at the first call, because the library may be registered before its static objects are
+// initialised.
 const Kiv::TypeModule& typeModule() {
    static const Kiv::TypeModule module{"Orlix",
                                        {&kivTypeData(std::type_identity<AddressFamily>{}),

@@ -11,7 +11,7 @@ namespace {
 
 constinit std::atomic<AssertionHook> assertionHook{nullptr};
 
-// The line that the hook has been given and that is not written yet; null for none.
+// The line that the hook is working on and that is not written yet; null for none.
 constinit std::atomic<const std::string*> lineInHook{nullptr};
 
 std::string lineOf(const AssertionSite& site, std::string_view expression,
@@ -25,11 +25,11 @@ std::string lineOf(const AssertionSite& site, std::string_view expression,
    return line;
 }
 
-// One write, so that lines of several processes on one standard error stay whole.
+// One `write` call, so that the lines of processes that share a standard error stay whole.
 void writeToStandardError(std::string line) {
    line.push_back('\n');
    const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
-   static_cast<void>(written); // nobody is left to be told
+   static_cast<void>(written); // a failure could be reported nowhere
 }
 
 } // namespace
@@ -41,8 +41,9 @@ void assertionHookIs(AssertionHook hook) noexcept {
 void assertionFailed(const AssertionSite& site, std::string_view expression,
                      std::string_view message) {
    const std::string line = lineOf(site, expression, message);
-   // Before the line, so that whoever sees the line finds it in the record. Taken out first: a hook
-   // that breaks a contract itself is not called for that again, and both lines are written.
+   // The hook runs before the line is written: whoever sees the line on standard error finds it in
+   // the hook's record as well. The hook is removed before it is called: when it fails an assertion
+   // itself, this function is entered again, skips the hook, and writes both lines.
    if (const AssertionHook hook = assertionHook.exchange(nullptr, std::memory_order_acq_rel)) {
       lineInHook.store(&line, std::memory_order_release);
       hook(site, line);

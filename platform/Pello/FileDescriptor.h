@@ -1,4 +1,5 @@
-// `FileDescriptor`: a descriptor that is closed when its owner goes. Relies on POSIX only.
+// `FileDescriptor`: owns a POSIX file descriptor and closes it in its destructor. Relies on POSIX
+// only.
 #pragma once
 
 #include <unistd.h>
@@ -7,7 +8,8 @@ namespace Pello {
 
 class FileDescriptor {
  public:
-   // Takes over `fd`; a negative one stands for none.
+   // Takes over `fd`. A negative number, which is what a failed `open` returns, stands for no
+   // descriptor.
    explicit FileDescriptor(int fd) noexcept : fd_{fd} {}
    FileDescriptor(const FileDescriptor&) = delete;
    FileDescriptor& operator=(const FileDescriptor&) = delete;
@@ -17,6 +19,8 @@ class FileDescriptor {
       }
    }
 
+   // The descriptor, negative when there is none. It stays with this object: the caller must not
+   // close it, nor use it after this object is destroyed.
    int get() const noexcept { return fd_; }
 
  private:

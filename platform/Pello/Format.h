@@ -1,6 +1,6 @@
-// What this library does with fmt: how it prints a `String`, and `fmtrace`, which formats a text
-// trace. Included by whoever formats; no other header of this library brings fmt along. Relies on
-// fmt.
+// What this library does with fmt: how fmt prints a `String`, and `fmtrace`, which formats a text
+// trace. Relies on fmt, which is costly to compile: only what formats includes this header, and no
+// other header of this library does.
 #pragma once
 
 #include "Pello/String.h"
@@ -8,6 +8,7 @@
 
 #include <fmt/core.h>
 
+// Prints the characters. Takes the format specifications of strings, such as a width.
 template <>
 struct fmt::formatter<Pello::String> : fmt::formatter<fmt::string_view> {
    template <class Context>
@@ -19,8 +20,10 @@ struct fmt::formatter<Pello::String> : fmt::formatter<fmt::string_view> {
 
 namespace Pello {
 
-// Formats one trace and hands it to the sink. Call it only when the level is enabled. Throws
-// `fmt::format_error` when the arguments do not fit the format.
+// Formats one trace and hands it to the sink that `traceSinkIs` has set. Whether the level of
+// `point` is enabled is the caller's business: this function does not ask. `point` and what it
+// points to must exist during the call. Throws `fmt::format_error` when the arguments do not fit
+// the format, and what the sink throws. May be called from any thread.
 void fmtrace(const TracePoint& point, fmt::string_view format, fmt::format_args args);
 
 } // namespace Pello

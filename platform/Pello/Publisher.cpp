@@ -8,6 +8,7 @@
 
 namespace Pello {
 
+// Counted, because the list, the handle and a notification under way hold it independently.
 struct Publisher::Entry : Counted {
    explicit Entry(Ptr<Listener> shown) noexcept : listener{std::move(shown)} {}
 
@@ -15,8 +16,10 @@ struct Publisher::Entry : Counted {
    bool active = true;
    U32 running = 0; // calls of the listener under way, one inside the other
 
-   // The callback may hold the very object that publishes, so it must not wait for the next
-   // notification to go; while it runs it has to stay.
+   // Drops the callback as soon as it is neither wanted nor running. It may hold the last reference
+   // to the object that publishes; waiting for the next notification to sweep the entry would keep
+   // that object alive for ever. The entry is changed before the callback is destroyed, because its
+   // destructor may come back here.
    void releaseIfEnded() noexcept {
       if (!active && running == 0) {
          const Ptr<Listener> ended = std::exchange(listener, nullptr);
@@ -29,7 +32,7 @@ struct Publisher::List : Counted {
    U32 deliveriesUnderWay = 0;
    U64 containedExceptions = 0;
 
-   // Entries are removed only while nobody walks them.
+   // Removes ended entries. Not during a notification, which walks the entries by index.
    void sweep() {
       if (deliveriesUnderWay == 0) {
          std::erase_if(entries, [](const auto& entry) { return !entry->active; });
@@ -41,6 +44,7 @@ Publisher::~Publisher() = default;
 
 void Publisher::Subscription::end() noexcept {
    if (entry_ != nullptr) {
+      // Destroying the callback may destroy this handle; only `held` is used from here on.
       const Ptr<Counted> held = std::move(entry_);
       auto& entry = static_cast<Entry&>(*held);
       entry.active = false;
@@ -64,8 +68,11 @@ U64 Publisher::containedExceptions() const noexcept {
 }
 
 void Publisher::deliver(const Change& change) {
-   // The list is held here: a subscriber may destroy the publisher together with its object.
+   // The list is held here, and `this` is not used again: a subscriber may destroy the publisher
+   // together with its object.
    const Ptr<List> list{static_cast<List*>(list_.get())};
+   // Subscribers added from now on do not hear of this change. An index instead of an iterator,
+   // because adding them may move the entries.
    const std::size_t known = list->entries.size();
    ++list->deliveriesUnderWay;
    for (std::size_t i = 0; i < known; ++i) {

@@ -12,9 +12,12 @@ namespace {
 using Detail::FreeBlock;
 using Detail::slabGranule;
 
+// Large enough that taking a chunk is rare, and a multiple of the granule, so that no rest is lost.
 constexpr std::size_t chunkSize = std::size_t{256} * 1024;
 
-// The chunk that fresh memory is cut from, for all sizes.
+// The part of the newest chunk that is not cut yet. All sizes share it. Like everything here it
+// is initialised at compile time: the constructors of other libraries allocate before this source's
+// own would have run.
 constinit std::byte* chunkNext = nullptr;
 constinit std::byte* chunkEnd = nullptr;
 constinit std::size_t reserved = 0;
@@ -25,8 +28,9 @@ void freeGranules(void* memory, std::size_t granules) noexcept {
    head = new (memory) FreeBlock{head};
 }
 
-// What is left of the old chunk becomes one free block, so that nothing is lost. It does so only
-// when there is a new chunk: else the remainder would be free and still be cut from.
+// Takes a new chunk. The rest of the old one, which was too small for the present request, becomes
+// one free block. That happens after the new chunk is there: if `new` threw in between, the rest
+// would be in a free list and be cut from as well.
 void addChunk() {
    auto* chunk = static_cast<std::byte*>(::operator new(chunkSize));
    if (chunkNext != chunkEnd) {
@@ -49,6 +53,7 @@ void* allocateGranules(std::size_t granules) {
    return std::exchange(chunkNext, chunkNext + size);
 }
 
+// A process with one thread pays for no lock.
 std::unique_lock<std::mutex> lockIfShared() {
    return threadSafe() ? std::unique_lock{slabMutex} : std::unique_lock<std::mutex>{};
 }

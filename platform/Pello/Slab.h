@@ -1,11 +1,12 @@
-// The slab allocator behind every framework object and every long string: `slabAllocate` and
-// `slabFree`. Relies on nothing but the operating system's heap.
+// The slab allocator behind entities, the characters of strings, and the nodes of ordered
+// collections: `slabAllocate` and `slabFree`. Relies on the C++ heap for its chunks.
 //
-// Small requests are rounded up to 16 bytes and served from a free list per size; when the list is
-// empty they are cut from one common chunk, so that what is made together (a rule, its filter, its
-// action, its name) lies together. Freed memory goes back to its list and is used again, never to
-// the operating system: a switch's agent reaches its peak once and stays near it. Under
-// AddressSanitizer every request goes to the heap, so that a use after free is seen.
+// Small requests are rounded up to a multiple of 16 bytes and served from a free list per size.
+// When the list is empty, memory is cut from one chunk that all sizes share, so that what is made
+// together (a rule, its filter, its action, its name) lies together. Freed memory returns to the
+// list of its size and never to the operating system, because a switch's agent reaches its peak
+// once and stays near it. Under AddressSanitizer every request goes to the heap, so that the
+// sanitizer sees a use after free.
 #pragma once
 
 #include "Pello/ThreadSafety.h"
@@ -36,33 +37,39 @@ inline constexpr bool slabUsesHeap = true;
 inline constexpr bool slabUsesHeap = false;
 #endif
 
+// In bytes. All sizes and addresses of the slab are multiples of it.
 inline constexpr std::size_t slabGranule = 16;
 
+// What stands at the beginning of a block while it is free.
 struct FreeBlock {
    FreeBlock* next;
 };
 
-// The free blocks by their size in granules.
+// The first free block of each size, which is counted in granules; null for none. Index 0 is
+// unused.
 extern constinit FreeBlock* slabFreeBlocks[slabLargest / slabGranule + 1];
 
-// A request of no bytes still gets an address of its own.
+// How many granules `size` bytes need. At least one, so that a request of no bytes gets an address
+// of its own.
 constexpr std::size_t slabGranules(std::size_t size) noexcept {
    return size == 0 ? 1 : (size + slabGranule - 1) / slabGranule;
 }
 
-// Whether the free lists may be used as they are.
+// Whether a request of `size` bytes may use the free lists without locking them.
 inline bool slabIsPlain(std::size_t size) noexcept {
    return !slabUsesHeap && size <= slabLargest && !Pello::threadSafe();
 }
 
-// Everything else: no free block, large requests, several threads.
+// What the inline functions below leave over: an empty free list, a large request, the
+// thread-safety switch, the heap of AddressSanitizer.
 void* slabAllocateSlowly(std::size_t size);
 void slabFreeSlowly(void* memory, std::size_t size) noexcept;
 
 } // namespace Detail
 
-// Returns `size` bytes aligned to 16. Throws `std::bad_alloc` when memory is exhausted. Safe to
-// call from several threads while the thread-safety switch is on.
+// Returns `size` bytes aligned to 16, which the caller gives back with `slabFree` and the same
+// size. Throws `std::bad_alloc` when memory is exhausted. May be called from several threads while
+// the thread-safety switch is on.
 inline void* slabAllocate(std::size_t size) {
    if (Detail::slabIsPlain(size)) [[likely]] {
       Detail::FreeBlock*& head = Detail::slabFreeBlocks[Detail::slabGranules(size)];
@@ -73,7 +80,8 @@ inline void* slabAllocate(std::size_t size) {
    return Detail::slabAllocateSlowly(size);
 }
 
-// Gives back what `slabAllocate(size)` returned; `size` must be the same. Null is allowed.
+// Gives back what `slabAllocate(size)` returned; `size` must be the same, because a block does not
+// record it. Null is allowed and has no effect. Threads as for `slabAllocate`.
 inline void slabFree(void* memory, std::size_t size) noexcept {
    if (memory != nullptr && Detail::slabIsPlain(size)) [[likely]] {
       Detail::FreeBlock*& head = Detail::slabFreeBlocks[Detail::slabGranules(size)];
@@ -83,7 +91,8 @@ inline void slabFree(void* memory, std::size_t size) noexcept {
    Detail::slabFreeSlowly(memory, size);
 }
 
-// How many bytes the slab has taken from the heap for its chunks so far.
+// How many bytes the slab has taken from the heap for its chunks. Never decreases. Requests above
+// `slabLargest` are not counted.
 std::size_t slabReserved() noexcept;
 
 } // namespace Pello

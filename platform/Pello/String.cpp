@@ -16,6 +16,7 @@ String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
       size += piece.size();
    }
    if (size == 0) {
+      // The only form of the empty string, so that `empty()` and equality need not look further.
       return nullptr;
    }
    if (size > std::numeric_limits<U32>::max()) {
@@ -25,6 +26,7 @@ String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
          Rep{SwitchedCounter<U32>{1}, static_cast<U32>(size)};
    char* end = chars(rep);
    for (const std::string_view piece : pieces) {
+      // An empty view may have a null pointer, which `memcpy` does not allow even for no bytes.
       if (!piece.empty()) {
          std::memcpy(end, piece.data(), piece.size());
          end += piece.size();

@@ -22,8 +22,9 @@ struct Entry {
    U32 levels;
 };
 
-// Shell-like matching with `*` only: the text between stars must occur in order. Taking each
-// piece where it occurs first is enough, and keeps a pattern of many stars cheap.
+// Matching as in a shell, with `*` only: the pieces between the stars must occur in order. Taking
+// each piece where it occurs first leaves the most for the others, so no choice is ever tried again
+// and a pattern of many stars stays cheap.
 bool matches(std::string_view pattern, std::string_view name) {
    std::size_t star = pattern.find('*');
    if (star == std::string_view::npos) {
@@ -56,7 +57,7 @@ std::optional<U8> levelOf(std::string_view text) {
    return static_cast<U8>(level);
 }
 
-// "0-5" or "9" as bits.
+// "0-5" or "9", bit n for level n.
 std::optional<U32> rangeOf(std::string_view text) {
    const std::size_t dash = text.find('-');
    const auto low = levelOf(text.substr(0, dash));
@@ -84,6 +85,7 @@ std::optional<U32> levelsOf(std::string_view text) {
 }
 
 Entry entryOf(std::string_view text) {
+   // The last slash, because the name of a source may contain one and levels cannot.
    const std::size_t slash = text.rfind('/');
    if (slash != std::string_view::npos && slash > 0) {
       if (const auto levels = levelsOf(text.substr(slash + 1))) {
@@ -125,7 +127,8 @@ struct Registry {
    }
 };
 
-// A setting in the environment that cannot be read must not stop the process it was to explain.
+// A setting that cannot be read is reported and ignored: somebody who wants to see what a process
+// does must not stop it by a typing error.
 void readEnvironment(Registry& registry) {
    const char* setting = std::getenv("FMTRACE");
    if (setting == nullptr) {
@@ -139,7 +142,8 @@ void readEnvironment(Registry& registry) {
    }
 }
 
-// Never destroyed: sources of other libraries may go later than this one's statics.
+// Never destroyed: trace sources are static objects of other libraries, which may be destroyed
+// after this library's.
 Registry& registry() {
    static Registry& instance = []() -> Registry& {
       auto* made = new Registry;
@@ -200,13 +204,15 @@ std::string traceLevels() {
 void traceSinkIs(TraceSink sink) {
    Registry& all = registry();
    const std::lock_guard lock{all.mutex};
-   // The old sink goes with the parameter, after the lock: what it holds may trace on its way.
+   // The parameter now holds the old sink and is destroyed after the lock is released: what the old
+   // sink holds may trace while it is destroyed.
    std::swap(all.sink, sink);
 }
 
 void fmtrace(const TracePoint& point, fmt::string_view format, fmt::format_args args) {
    const std::string text = fmt::vformat(format, args);
    const TraceRecord record{&point, text};
+   // A copy, called without the lock: a sink may trace or set another sink.
    TraceSink sink;
    {
       Registry& all = registry();

@@ -1,10 +1,14 @@
-// The levelled text trace, `fmtrace`: trace sources with levels that can be turned on and off, and
-// the line that an enabled trace point writes. Relies on fmt for formatting.
+// The levelled text trace: `TraceSource`, whose levels can be turned on and off, `traceLevelsIs`,
+// which does so, and `traceSinkIs`, which says where enabled traces go. `fmtrace` (Format.h) writes
+// one. Relies on fmt, in its source only.
 //
-// Which levels are on is said by a text such as `OruPostcardTelemetry*/0-5,9`: a pattern of source
-// names (`*` stands for any characters), a slash, levels and ranges of levels separated by commas;
-// several such entries are separated by blanks or semicolons, the last one that fits a source
-// counts. The environment variable FMTRACE gives it at start, `traceLevelsIs` at any time.
+// A setting is a text such as `OruPostcardTelemetry*/0-5,9`: a pattern of source names, in which
+// `*` stands for any characters or none, a slash, and the enabled levels, as numbers and ranges
+// with commas between them. A setting may have several such entries, separated by blanks, tabs or
+// semicolons. For each source the last entry whose pattern fits counts; a source that none fits has
+// all levels off. The environment variable FMTRACE holds the first setting of a process.
+//
+// All functions may be called from several threads, whatever the thread-safety switch says.
 #pragma once
 
 #include "Pello/Types.h"
@@ -17,22 +21,24 @@
 
 namespace Pello {
 
-// 0 errors, 5 decisions and results, 8 entry into an operation, 9 details.
+// The highest level. In use are 0 for errors, 5 for decisions and results, 8 for the entry into an
+// operation, and 9 for details.
 inline constexpr U8 traceLevelMost = 9;
 
-// A named group of trace points, usually one per library. Its enabled levels are one cached word,
+// A named group of trace points, usually one per library. It keeps its enabled levels in one word,
 // so that a disabled trace point costs one test.
 class TraceSource {
  public:
-   // `name` must live as long as the source. The source takes the levels that are set now, and
-   // follows later changes until it is destroyed.
+   // Takes its levels from the setting in force, and follows later settings until it is destroyed.
+   // `name` is not copied and must live as long as the source. The first source of a process reads
+   // FMTRACE; when that cannot be read, standard error says so and no level is on.
    explicit TraceSource(const char* name);
    ~TraceSource();
    TraceSource(const TraceSource&) = delete;
    TraceSource& operator=(const TraceSource&) = delete;
 
    const char* name() const noexcept { return name_; }
-   // Whether trace points of `level`, at most `traceLevelMost`, are written.
+   // Whether traces of `level`, which is at most `traceLevelMost`, are to be written.
    bool enabled(U8 level) const noexcept {
       return (levels_.load(std::memory_order_relaxed) >> level & 1U) != 0;
    }
@@ -43,39 +49,45 @@ class TraceSource {
    std::atomic<U32> levels_{0}; // bit n: level n is on
 };
 
-// Where a trace is written: what never changes about it.
+// A place in a source file that traces: what is the same for all of its traces. Owns nothing; no
+// pointer is null.
 struct TracePoint {
    const TraceSource* source;
-   U32 line;
+   U32 line;              // in its source file
    const char* className; // empty for a free function
    const char* functionName;
    const char* format; // with "{}" placeholders
-   U8 level;
+   U8 level;           // at most `traceLevelMost`
 };
 
-// One formatted trace.
+// One formatted trace. Valid during the call of the sink only.
 struct TraceRecord {
    const TracePoint* point;
    std::string_view text;
 };
 
-// Sets the enabled levels of every source, present and future. Throws `std::invalid_argument`
-// with the offending entry when `setting` cannot be read; nothing changes then.
+// Replaces the setting, for every present and future source. The empty text turns everything off.
+// Throws `std::invalid_argument` that quotes the offending entry when `setting` cannot be read;
+// nothing changes then.
 void traceLevelsIs(std::string_view setting);
 
-// The setting in force.
+// The setting in force, as it was given; empty when there is none.
 std::string traceLevels();
 
-// The levels of a text such as "0-5,9", bit n for level n; nothing when it cannot be read.
+// The levels of a text such as "0-5,9", bit n for level n; nothing when it cannot be read, as the
+// empty text.
 std::optional<U32> traceLevelBits(std::string_view text);
 
-// Whether `pattern`, in which `*` stands for any characters, fits the name of a source.
+// Whether `pattern`, in which `*` stands for any characters or none, fits the whole of `name`.
 bool traceSourceFits(std::string_view pattern, std::string_view name);
 
-// Where enabled traces go. The default (also chosen by an empty function) writes one line to
-// standard error: `source level class::function: text`. A sink may trace and may set another sink;
-// what it throws reaches the trace point.
+// Receives enabled traces. Several threads may call it at the same time. It may trace, and may set
+// another sink; what it throws reaches the trace point.
 using TraceSink = std::function<void(const TraceRecord&)>;
+
+// Sets the sink of the process. An empty function chooses the default, which writes one line to
+// standard error: `source level class::function: text`. A trace under way in another thread may
+// still reach the old sink after this function has returned.
 void traceSinkIs(TraceSink sink);
 
 } // namespace Pello

@@ -1,5 +1,6 @@
-// The process-wide thread-safety switch, and the counter whose operations are atomic only when it
-// is on. Everything that counts (references, allocations) counts with `SwitchedCounter`.
+// The thread-safety switch of the process, `threadSafeIs`, and `SwitchedCounter`, whose operations
+// are atomic only while the switch is on. Reference counts and allocation counts are such counters.
+// Relies on nothing.
 #pragma once
 
 #include "Pello/Types.h"
@@ -12,25 +13,27 @@ namespace Detail {
 extern constinit bool threadSafe;
 } // namespace Detail
 
-// Whether counted references may be shared between threads. Off by default.
+// Whether threads may share counted objects, strings and the slab. Off by default, because atomic
+// arithmetic costs more than plain, and the plug-in lives on one thread.
 inline bool threadSafe() noexcept {
    return Detail::threadSafe;
 }
 
-// Turns the switch. Call it while the process has one thread only: a reference that is counted
-// plainly by one thread and atomically by another loses counts.
+// Sets the switch. Must be called while the process has one thread: counts are lost when one thread
+// counts plainly what another counts atomically.
 void threadSafeIs(bool on) noexcept;
 
-// A counter that pays for atomic arithmetic only when threads may share it.
+// A counter that is shared by threads while the switch is on. `T` is an unsigned integer.
 template <class T>
 class SwitchedCounter {
  public:
    constexpr SwitchedCounter() noexcept = default;
    constexpr explicit SwitchedCounter(T start) noexcept : value_{start} {}
 
+   // With several threads the answer may be old when it arrives.
    T value() const noexcept { return value_.load(std::memory_order_relaxed); }
 
-   // Adds `step`.
+   // Adds `step`; wraps around past the largest `T`.
    void add(T step) noexcept {
       if (threadSafe()) {
          value_.fetch_add(step, std::memory_order_relaxed);
@@ -39,8 +42,9 @@ class SwitchedCounter {
       }
    }
 
-   // Takes `step` away and returns what is left. The caller that sees 0 also sees every write that
-   // other threads made before they took their own share away.
+   // Subtracts `step`, which must not exceed the value, and returns what is left. The thread that
+   // receives 0 also sees every write that other threads made before their own subtraction, so it
+   // may destroy what was counted.
    T subtract(T step) noexcept {
       if (threadSafe()) {
          return value_.fetch_sub(step, std::memory_order_acq_rel) - step;

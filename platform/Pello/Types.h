@@ -1,4 +1,5 @@
-// The fixed-width unsigned integers that every other room counts and numbers with.
+// `U8`, `U16`, `U32`, `U64`: the unsigned integers of fixed width. They stand in the global
+// namespace because the plug-in's interface names them so.
 #pragma once
 
 #include <cstdint>

@@ -35,6 +35,7 @@ Utf8Character decodeUtf8(std::string_view text) {
    const Form form = formOf(first);
    char32_t character = first & form.payload;
    for (std::size_t i = 1; i < form.length; ++i) {
+      // A missing byte reads as 0, which continues no character.
       const auto next = i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
       if ((next & 0xc0U) != 0x80U) {
          return invalid;
@@ -53,6 +54,7 @@ bool isPrintable(char32_t character) {
       return character >= 0x20 && character < 0x7f;
    }
    const bool separator = character == 0x2028 || character == 0x2029;
+   // The last two numbers of each plane, U+xxFFFE and U+xxFFFF.
    const bool noncharacter = (character & 0xfffeU) == 0xfffeU;
    return !separator && !noncharacter && character != 0xfeff;
 }

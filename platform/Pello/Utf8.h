@@ -12,12 +12,13 @@ inline constexpr char32_t replacementCharacter = 0xfffd;
 
 struct Utf8Character {
    char32_t character = 0; // `replacementCharacter` when the bytes are not UTF-8
-   std::size_t length = 0; // of the character, in bytes; 1 when the bytes are not UTF-8
+   std::size_t length = 0; // in bytes; 1 when they are not UTF-8, so that a caller skips one
    bool valid = true;      // tells an encoded U+FFFD from bytes that are not UTF-8
 };
 
-// The first character of `text`, which must not be empty. UTF-8 is as RFC 3629 defines it: overlong
-// forms, surrogates and numbers past U+10FFFF are not valid.
+// Decodes the first character of `text`, which must not be empty. Accepts any bytes: `valid` tells
+// whether they are UTF-8 as RFC 3629 defines it, which excludes overlong forms, surrogates and
+// numbers past U+10FFFF.
 Utf8Character decodeUtf8(std::string_view text);
 
 // Whether `character` may stand in a line of output: no control character (C0, DEL, C1), no line or

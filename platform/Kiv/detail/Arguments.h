@@ -1,5 +1,5 @@
-// `argumentAs<T>`: takes a value that came by name out of its `std::any`, or says what was
-// expected. Relies on type names.
+// `argumentAs<T>`: takes an argument of a call by name, or a value for an attribute, out of its
+// `std::any`. Relies on type names.
 #pragma once
 
 #include "Kiv/Exception.h"
@@ -13,8 +13,9 @@
 
 namespace Kiv {
 
-// The `T` in `value`, exactly; a reference to a changeable object serves where a read-only one is
-// wanted. Throws NameError for anything else: "`what` 'name' of owner: expected T".
+// A copy of the `T` in `value`. There are no conversions, because `std::any` has none; only where
+// `T` is a `Pello::Ptr<const U>`, a `Pello::Ptr<U>` serves as well. Throws NameError for anything
+// else: "argument 'name' of owner: expected T", where `what` is the first word.
 template <class T>
 T argumentAs(const std::any& value, std::string_view what, std::string_view name,
              std::string_view owner) {

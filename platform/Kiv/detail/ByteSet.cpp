@@ -9,8 +9,9 @@ namespace {
 using Block = std::bitset<256>;
 static_assert(alignof(Block) >= 2, "the lowest bit of a block's address is zero");
 
-// The word of a wide set is the address of its block, shifted to leave room for the mark: an action
-// set stays one word, and so does every rule that has no unusual action.
+// The word of a wide set is the address of its block, shifted right by one to make room for the
+// mark in the highest bit. So a set is one word in every rule, and only a rule with an unusual
+// action pays for a block.
 Block& blockOf(U64 word) noexcept {
    return *reinterpret_cast<Block*>(word << 1U); // NOLINT(performance-no-int-to-ptr)
 }
@@ -35,6 +36,7 @@ bool ByteSet::wideHas(U8 number) const noexcept {
 
 bool ByteSet::wideInsert(U8 number) {
    if (!isWide()) {
+      // The members so far are the low bits of the word, and become those of the block.
       word_ = wordOf(new Block{word_});
    }
    Block& block = blockOf(word_);

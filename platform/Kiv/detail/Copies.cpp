@@ -6,6 +6,8 @@
 
 namespace Kiv {
 
+// Constants are compared as texts, the one form in which every type can be compared; a reference
+// then counts by the key of its object.
 bool canBecome(const Entity& entity, const Entity& other) {
    const TypeData& type = entity.typeData();
    return &type == &other.typeData() &&
@@ -17,6 +19,8 @@ bool canBecome(const Entity& entity, const Entity& other) {
 
 void Copies::add(const Entity& from, Entity& to, Link linking) {
    copyOf_.emplace(&from, &to);
+   // Taking the first reference to an object that somebody has on the stack, and dropping it again,
+   // would delete the object.
    pairs_.push_back(
          {&from, &to, linking, to.references() != 0 ? Pello::Ptr<Entity>{&to} : nullptr});
 }

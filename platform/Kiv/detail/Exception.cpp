@@ -2,7 +2,8 @@
 
 namespace Kiv {
 
-// Defined here, so that every library throws and catches the same types.
+// Destructors are defined here, so that type information stands in this library alone, and all
+// libraries throw and catch the same types.
 Exception::~Exception() = default;
 RangeError::~RangeError() = default;
 NotHashable::~NotHashable() = default;

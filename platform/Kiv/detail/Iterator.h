@@ -1,9 +1,12 @@
-// `EntryIterator` and `MemberIterator`: how collections by key and sets are walked. Relies on the
-// iterator of the container that a collection wraps.
+// `EntryIterator` and `MemberIterator`: the iterators of collections by key and of sets. Relies on
+// the iterator of the container that a collection wraps.
 //
-// An iterator of a collection by key is its own entry: `*at` and `at` have `key()` and `value()`,
-// and `*at` can be taken apart: `for (auto& [key, value] : collection)`. For collections of counted
-// references `at->` is the object. An iterator of a set gives the member: `for (auto one : set)`.
+// An iterator of a collection by key is its own entry: `*at` returns the iterator, which has
+// `key()` and `value()` and can be taken apart: `for (auto& [key, value] : collection)`. For
+// collections of counted references, `at->` reaches the object. An iterator of a set gives the
+// member: `for (auto one : set)`.
+//
+// How long an iterator is valid is said at the collection.
 #pragma once
 
 #include "Pello/Ptr.h"
@@ -16,6 +19,7 @@ namespace Kiv {
 
 namespace Detail {
 
+// Whether `T` is a counted reference.
 template <class T>
 inline constexpr bool isReference = false;
 template <class T>
@@ -23,8 +27,9 @@ inline constexpr bool isReference<Pello::Ptr<T>> = true;
 
 } // namespace Detail
 
-// `At` walks the container. `Read` has the types `Key` and `Value`, and `key` and `value`, which
-// take what `At` shows and return a reference into it.
+// `At` is an iterator of the container, with `*`, `++` and `==`. `Read` has the types `Key` and
+// `Value`, and static functions `key` and `value`, which take what `*at` gives and return
+// references into it.
 template <class At, class Read>
 class EntryIterator {
  public:
@@ -35,16 +40,18 @@ class EntryIterator {
 
    explicit EntryIterator(At at) : at_{at} {}
 
-   // Both are valid until the entry goes.
+   // Both refer into the collection, and are valid until the entry is removed.
    const Key& key() const { return Read::key(*at_); }
    const Value& value() const { return Read::value(*at_); }
+   // The object; borrowed from the collection.
    auto operator->() const
       requires Detail::isReference<Value>
    {
       return value().get();
    }
-   // Valid as long as this iterator stands here.
+   // The entry, which is this iterator: valid until it is moved on or destroyed.
    const EntryIterator& operator*() const { return *this; }
+   // For structured bindings: 0 is the key, 1 the value.
    template <std::size_t index>
    const auto& get() const {
       if constexpr (index == 0) {
@@ -65,14 +72,15 @@ class EntryIterator {
    }
    friend bool operator==(const EntryIterator& a, const EntryIterator& b) { return a.at_ == b.at_; }
 
-   // Where it stands in the container, for the collection.
+   // The container's iterator, for the collection that removes the entry.
    const At& position() const { return at_; }
 
  private:
    At at_;
 };
 
-// `At` shows the member itself, or a node whose key it is (`first`).
+// `At` is an iterator of the container, likewise. It gives the member of type `T` itself, or a node
+// whose `first` is the member.
 template <class T, class At>
 class MemberIterator {
  public:
@@ -81,7 +89,8 @@ class MemberIterator {
 
    explicit MemberIterator(At at) : at_{at} {}
 
-   // A reference into the set where its members have addresses, else a value.
+   // The member: a reference into the set, or a value where the container keeps none, as the bits
+   // of an enumeration.
    decltype(auto) operator*() const {
       if constexpr (std::is_same_v<std::remove_cvref_t<decltype(*at_)>, T>) {
          return *at_;
@@ -104,7 +113,7 @@ class MemberIterator {
       return a.at_ == b.at_;
    }
 
-   // Where it stands in the container, for the collection.
+   // The container's iterator, for the collection that removes the entry.
    const At& position() const { return at_; }
 
  private:
@@ -113,7 +122,7 @@ class MemberIterator {
 
 } // namespace Kiv
 
-// What lets `auto& [key, value]` take an entry apart.
+// The tuple protocol of structured bindings, for `auto& [key, value]`.
 template <class At, class Read>
 struct std::tuple_size<Kiv::EntryIterator<At, Read>> : std::integral_constant<std::size_t, 2> {};
 template <class At, class Read>

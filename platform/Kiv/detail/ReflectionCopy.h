@@ -1,5 +1,10 @@
-// Copying everything that can be set: `copyPart`, and `copyEntity` for a whole object. Part of
-// Reflection.h, for it alone. Relies on Copies for references among the parts of one object.
+// `copyEntity`: copies all attributes but the constants of an object; `copyPart` does so for one of
+// several objects that are copied together. Part of Reflection.h, for it alone. Relies on Copies.
+//
+// Copying has two passes. The first copies attribute by attribute and makes children and elements.
+// A reference to a part that is copied only later still refers to the source then; the second pass
+// (`link…`) sets these references. `T` is the class whose attributes are
+// copied.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -16,7 +21,10 @@
 
 namespace Kiv::Detail {
 
-// Makes `to` hold an element like `source`, in place of one that cannot become like it.
+// Makes `to` hold a copy of `source`, an element of a `HashMap2018`. An existing element under the
+// same key is kept when it can become equal, because others may refer to it; else a new one
+// replaces it. Throws NameError when a new one is needed and the type cannot be made from its
+// constants.
 template <class Report, class Collection, class Element>
 void copyOwnElement(Report report, Collection& to, const Element& source, Copies& copies) {
    const auto& key = (source.*Collection::keyAccessor)();
@@ -32,7 +40,7 @@ void copyOwnElement(Report report, Collection& to, const Element& source, Copies
    }
 }
 
-// `value`, or the reference that a copy has in its place.
+// What the copy gets for `value`: the value itself, or for a counted reference what `Copies` says.
 template <class T>
 T copiedValue(const T& value, const Copies& copies) {
    if constexpr (Reference<T>) {
@@ -42,8 +50,11 @@ T copiedValue(const T& value, const Copies& copies) {
    }
 }
 
+// Copies the elements of `from` into `to`; what only `to` has stays. The branches are the kinds of
+// collections: `HashMap2018`, `RbTreeMap`, `RbTreeEntityMap`, sets.
 template <class Report, class Collection>
 void copyCollection(Report report, Collection& to, const Collection& from, Copies& copies) {
+   // An object that is copied to itself: a collection must not change while it is walked.
    if (&to == &from) {
       return;
    }
@@ -61,6 +72,7 @@ void copyCollection(Report report, Collection& to, const Collection& from, Copie
    }
 }
 
+// Copies the child `source` to the child of `to`, which is made when it is missing.
 template <U16 id, class Owner, class T>
 void copyChild(Owner& to, Pello::Ptr<T>& target, const T& source, Copies& copies) {
    Pello::Ptr<T> made;
@@ -72,6 +84,7 @@ void copyChild(Owner& to, Pello::Ptr<T>& target, const T& source, Copies& copies
    made->typeData().copyPart(*made, source, copies);
 }
 
+// Copies attribute number `index`. A child that the source lacks stays in `to`.
 template <class T, std::size_t index>
 void copyAttribute(T& to, const T& from, Copies& copies) {
    constexpr auto row = rowAt<T, index>();
@@ -88,14 +101,16 @@ void copyAttribute(T& to, const T& from, Copies& copies) {
    }
 }
 
-// A collection of counted references to objects that others own.
+// A collection of counted references to objects that others own: an `RbTreeMap` of references.
 template <class Collection>
 concept ReferenceCollection = requires(const Collection& collection) {
    requires !Collection::ownsElements;
    requires Reference<std::remove_cvref_t<decltype(collection.begin().value())>>;
 };
 
-// Replaces what the copy before it could not know yet: references to later copies.
+// Sets attribute number `index` again where it refers to an object that was copied later. It does
+// so only while `to` still has the reference from the source: a setter with a rule, or a
+// subscriber, may have put another in its place.
 template <class T, std::size_t index>
 void linkAttribute(T& to, const T& from, const Copies& copies) {
    constexpr auto row = rowAt<T, index>();
@@ -116,16 +131,18 @@ void linkAttribute(T& to, const T& from, const Copies& copies) {
    }
 }
 
-// Whether the `copy` of `T` is the one that it inherits.
+// Whether `T::copy` is inherited from the base; the base's `copy` knows nothing of what `T` adds.
 template <class T>
 concept InheritsCopy =
       requires { requires std::same_as<decltype(&T::copy), decltype(&T::KivBase::copy)>; };
 
+// Whether `T` itself has a `copy(const T&)`.
 template <class T>
 concept HasOwnCopy =
       requires(T& target, const T& source) { target.copy(source); } && !InheritsCopy<T>;
 
-// A type's own `copy` knows better which attributes belong together, inherited ones included.
+// Copies the attributes of `T` and its bases. A type's own `copy` is preferred, and then copies the
+// inherited attributes as well: it knows which ones belong together.
 template <class T>
 void copyAttributes(T& target, const T& source, Copies& copies) {
    if constexpr (HasOwnCopy<T>) {
@@ -140,6 +157,7 @@ void copyAttributes(T& target, const T& source, Copies& copies) {
    }
 }
 
+// The second pass for the attributes of `T` and its bases. What a type's own `copy` has set stays.
 template <class T>
 void linkAttributes(T& target, const T& source, const Copies& copies) {
    if constexpr (!HasOwnCopy<T>) {
@@ -152,13 +170,14 @@ void linkAttributes(T& target, const T& source, const Copies& copies) {
    }
 }
 
+// The same as a `Copies::Link`.
 template <class T>
 void linkEntity(Entity& to, const Entity& from, const Copies& copies) {
    linkAttributes<T>(static_cast<T&>(to), static_cast<const T&>(from), copies);
 }
 
-// Copies a part of what `copies` is about, or the whole. Throws NameError when one of the two is no
-// `T`.
+// The first pass for one object, which is entered in `copies`. Throws NameError when one of the two
+// is not exactly a `T`.
 template <class T>
 void copyPart(Entity& to, const Entity& from, Copies& copies) {
    for (const Entity* entity : {static_cast<const Entity*>(&to), &from}) {
@@ -171,6 +190,7 @@ void copyPart(Entity& to, const Entity& from, Copies& copies) {
    copyAttributes<T>(static_cast<T&>(to), static_cast<const T&>(from), copies);
 }
 
+// Copies `from` to `to` with everything that `from` owns. Throws as `copyPart`.
 template <class T>
 void copyEntity(Entity& to, const Entity& from) {
    Copies copies;

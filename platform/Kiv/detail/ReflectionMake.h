@@ -1,5 +1,6 @@
 // Making objects from arguments: `describeMaking` for entities, `describeMakingValue` for values.
-// Part of Reflection.h, for it alone.
+// Both set `TypeData::parameters` and `TypeData::make`. Part of Reflection.h, for it alone. Relies
+// on rows.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -18,7 +19,7 @@
 
 namespace Kiv::Detail {
 
-// The rows of `T` itself, all or the constant ones, as a tuple.
+// The rows that `T` itself declares, all or only the constant ones, as a tuple.
 template <class T, bool onlyConstants>
 constexpr auto ownRows() {
    return []<std::size_t... index>(std::index_sequence<index...>) {
@@ -33,7 +34,7 @@ constexpr auto ownRows() {
    }(std::make_index_sequence<rowCount<T>()>{});
 }
 
-// The constant ones, inherited ones first.
+// The rows of all constants of `T`, inherited ones first, as a tuple.
 template <class T>
 constexpr auto allConstants() {
    if constexpr (requires { typename T::KivBase; }) {
@@ -43,7 +44,8 @@ constexpr auto allConstants() {
    }
 }
 
-// Makes a `T` out of the attributes whose rows `GetRows{}()` gives.
+// Makes a `T` from the attributes whose rows `GetRows{}()` gives, in their order. `GetRows` is a
+// type without data, so that the rows are known at compile time.
 template <class T, class GetRows>
 struct MakeFrom {
    static constexpr auto rows = GetRows{}();
@@ -56,11 +58,14 @@ struct MakeFrom {
    static constexpr bool possible(std::index_sequence<at...>) {
       return std::is_constructible_v<T, Storage<at>...>;
    }
+   // Whether `T` has such a constructor. The rest of this class compiles only if it has.
    static constexpr bool isPossible = possible(Indexes{});
 
+   // `TypeData::make`: `values` has as many elements as there are rows.
    static std::any make(std::span<const std::any> values) {
       return [&]<std::size_t... at>(std::index_sequence<at...>) -> std::any {
-         // Braces fix the order in which arguments are looked at.
+         // In braces the arguments are evaluated from left to right, so that of several wrong ones
+         // every compiler reports the first.
          std::tuple<Storage<at>...> arguments{argumentAs<Storage<at>>(
                values[at], "argument", std::get<at>(rows).name, T::kivTypeName)...};
          if constexpr (std::is_base_of_v<Entity, T>) {
@@ -71,13 +76,14 @@ struct MakeFrom {
       }(Indexes{});
    }
 
-   // With the values of `source`.
+   // A new entity with the constants of `source`. It has no reference yet.
    static T* makeLike(const T& source) {
       return [&]<std::size_t... at>(std::index_sequence<at...>) {
          return new T(source.*std::get<at>(rows).member...);
       }(Indexes{});
    }
 
+   // Sets the parameters and the function of `type`.
    static void describe(TypeData& type) {
       [&]<std::size_t... at>(std::index_sequence<at...>) {
          (type.parameters.push_back({std::get<at>(rows).name, typeNameOf<Storage<at>>()}), ...);
@@ -86,8 +92,9 @@ struct MakeFrom {
    }
 };
 
-// An entity is made from all its constant attributes, or else, where a base is given its own by the
-// type, from those that the type adds. Calls `use` with the way to make it, if there is one.
+// Calls `use` with the `MakeFrom` by which the entity type `T` can be made; does not call it when
+// there is none. A type is made from all its constants. A type that gives its base fixed constants
+// is made from the constants that it adds.
 template <class T, class Use>
 void withMakingOf(Use&& use) {
    using FromAll = MakeFrom<T, decltype([] { return allConstants<T>(); })>;
@@ -99,11 +106,14 @@ void withMakingOf(Use&& use) {
    }
 }
 
+// For an entity type. A type that cannot be made keeps no parameters and a null `make`.
 template <class T>
 void describeMaking(TypeData& type) {
    withMakingOf<T>([&]<class Make>(Make) { Make::describe(type); });
 }
 
+// `TypeData::make` of the types whose objects are made from one argument: a value with a text of
+// its own, an enumeration, and a number, boolean or text.
 template <class T>
 std::any makeFromText(std::span<const std::any> values) {
    const auto text = argumentAs<Pello::String>(values[0], "argument", "text", typeNameOf<T>());
@@ -121,6 +131,7 @@ std::any makeFromValue(std::span<const std::any> values) {
    return std::any{argumentAs<T>(values[0], "argument", "value", typeNameOf<T>())};
 }
 
+// For all other types, each of which can be made. A value is made from all its attributes.
 template <class T>
 void describeMakingValue(TypeData& type) {
    if constexpr (Enumeration<T>) {

@@ -1,5 +1,5 @@
-// `describeOperations` turns the rows of a type's operations into what its descriptor holds. Part
-// of Reflection.h, for it alone.
+// `describeOperations`: turns the table of operations of a type (Operation.h) into the rows of its
+// descriptor. Part of Reflection.h, for it alone.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -20,6 +20,7 @@ namespace Kiv {
 
 namespace Detail {
 
+// The name of an operation's result type; "void" for none.
 template <class Result>
 std::string resultName() {
    if constexpr (std::is_void_v<Result>) {
@@ -29,8 +30,10 @@ std::string resultName() {
    }
 }
 
+// Row number `row` in the table of `T`.
 template <class T, std::size_t row>
 struct OperationCall {
+   // The descriptor of `operation`, which is that row.
    template <class Owner, class Member, class Result, class... Parameters>
    static OperationData
    describe(const OperationRow<Owner, Member, Result, Parameters...>& operation) {
@@ -43,6 +46,8 @@ struct OperationCall {
       return data;
    }
 
+   // `OperationData::call`. The row is read from the table again, because a function pointer
+   // carries no data.
    template <class Owner, class Member, class Result, class... Parameters>
    static std::any call(Entity& entity, const OperationData& data,
                         std::span<const std::any> values) {
@@ -62,13 +67,14 @@ struct OperationCall {
    }
 };
 
-// The table is of `T` itself, not of a base.
+// Whether `T` itself has a table. A class inherits the table of its base as a name, which must not
+// be described twice; `KivOperationsOf` tells whose table it is.
 template <class T>
 concept DeclaresOperations = requires { requires std::is_same_v<typename T::KivOperationsOf, T>; };
 
 } // namespace Detail
 
-// Describes the operations of `T`, inherited ones first.
+// Appends the operations of `T`, inherited ones first.
 template <class T>
 void describeOperations(std::vector<OperationData>& operations) {
    if constexpr (requires { typename T::KivBase; }) {

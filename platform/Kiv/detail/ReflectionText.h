@@ -1,4 +1,5 @@
-// The generic text of attributes of any kind: `printStorage`. Part of Reflection.h, for it alone.
+// `printStorage`: the generic text of an attribute of any kind. Part of Reflection.h, for it alone.
+// Relies on ValueOps for values.
 #pragma once
 
 #include "Kiv/Entity.h"
@@ -10,6 +11,7 @@
 
 namespace Kiv::Detail {
 
+// A type with `ValueOps`: a number, a boolean, text, an enumeration or a value.
 template <class T>
 concept Printable = requires(std::string& out, const T& value) { ValueOps<T>::print(out, value); };
 
@@ -23,6 +25,8 @@ concept Reference = requires(const T& storage) {
 // How an attribute or element holds an entity: as its own, or as a reference to another's.
 enum class Holds : U8 { own, other };
 
+// The text of what distinguishes `entity` from others of its type: its first constant attribute, or
+// the name of its type when it has none.
 inline std::string keyText(const Entity& entity) {
    const TypeData& type = entity.typeData();
    for (const AttributeData& attribute : type.attributes) {
@@ -33,6 +37,8 @@ inline std::string keyText(const Entity& entity) {
    return std::string{type.name};
 }
 
+// Appends the text of `storage`, which is a value, a counted reference or a collection. A reference
+// is printed as `holds` says: the whole object, or its key; a null one is `null`.
 template <Holds holds, class T>
 void printStorage(std::string& out, const T& storage);
 

@@ -1,5 +1,5 @@
-// Showing values and attributes of any kind to a visitor: `visitValue`, `visitStorage`. Part of
-// Reflection.h, for it alone.
+// `visitStorage`: shows an attribute of any kind to a visitor; `visitValue` shows a value. Part of
+// Reflection.h, for it alone. Relies on ValueOps, and on ReflectionText for the kinds of storage.
 #pragma once
 
 #include "Kiv/ValueVisitor.h"
@@ -15,6 +15,8 @@
 
 namespace Kiv::Detail {
 
+// Shows `value`. `T` is a number, a boolean, text, an enumeration or a value. A value of one
+// attribute is shown as that attribute, as in its generic text.
 template <class T>
 void visitValue(ValueVisitor& visitor, const T& value) {
    if constexpr (std::same_as<T, bool>) {
@@ -41,7 +43,8 @@ void visitValue(ValueVisitor& visitor, const T& value) {
    }
 }
 
-// A key as the name of a member: bare where its text has no ambiguity.
+// A key as the name of a member: text and names without the quotes of the generic text, everything
+// else as its generic text.
 template <class T>
 std::string memberName(const T& key) {
    if constexpr (Enumeration<T>) {
@@ -55,8 +58,8 @@ std::string memberName(const T& key) {
    }
 }
 
-// Calls `show(entry)` for every entry. A hash collection has no order of its own: it is shown in
-// the order of its keys, or of their texts, so that equal collections look equal.
+// Calls `show(iterator)` for every entry. The order of a hash collection has no meaning, so it is
+// shown in the order of its keys as texts: equal collections look equal.
 template <class Collection, class Show>
 void inShownOrder(const Collection& collection, Show&& show) {
    if constexpr (Collection::isOrdered) {
@@ -77,9 +80,12 @@ void inShownOrder(const Collection& collection, Show&& show) {
    }
 }
 
+// Shows `storage`, which is a value, a counted reference or a collection. A reference is shown as
+// `holds` says: the whole object, or its key.
 template <Holds holds, class T>
 void visitStorage(ValueVisitor& visitor, const T& storage);
 
+// A set as a list, a collection by key as an object.
 template <class Collection>
 void visitCollection(ValueVisitor& visitor, const Collection& collection) {
    if constexpr (Collection::isSet) {

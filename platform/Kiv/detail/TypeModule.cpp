@@ -7,6 +7,7 @@ namespace Kiv {
 
 namespace {
 
+// These types have no class of the framework that could hold the descriptor, so it stands here.
 template <class T>
 const TypeData& plainType(std::string_view name, TypeKind kind) {
    static const TypeData data = describeValue<T>(name, kind);

@@ -1,5 +1,6 @@
-// `typeNameOf<T>()`: what a type is called in messages and listings: `U32`, `Acl::AclType`,
-// `Pello::Ptr<… const>`, `Kiv::RbTreeMap<U32, …>`. Relies on what the types say of themselves.
+// `typeNameOf<T>()`: the name of a type in messages and listings: `U32`, `Acl::AclType`,
+// `Pello::Ptr<… const>`, `Kiv::RbTreeMap<U32, …>`. Relies on the names that types declare
+// (`kivTypeName`, `kivCollectionName`), because the names that compilers make differ.
 #pragma once
 
 #include "Kiv/Enumeration.h"
@@ -12,11 +13,14 @@
 
 namespace Kiv {
 
+// `T` is a type of the framework, a counted reference to an entity, or a collection of these;
+// others do not compile.
 template <class T>
 std::string typeNameOf();
 
 namespace Detail {
 
+// Numbers, booleans, text, enumerations, values and entities.
 template <class T>
 struct TypeName {
    static std::string text() {
@@ -45,6 +49,8 @@ struct TypeName<Pello::Ptr<T>> {
    }
 };
 
+// A collection: its key and, unless it is a set, its elements; neither hash constants nor the
+// accessor of the key.
 template <class T>
    requires requires { T::kivCollectionName; }
 struct TypeName<T> {

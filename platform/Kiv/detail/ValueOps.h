@@ -1,9 +1,16 @@
-// What can be done with any value: `valueText`, `parseValue`, `hashOf`. One `ValueOps` per value
-// type, never per attribute. Relies on rows, enumerations and the text parser.
+// What can be done with any value: `valueText`, `parseValue`, `hashOf`. Relies on rows,
+// enumerations and the text parser.
 //
-// The generic text: numbers in decimal; `true` and `false`; text in double quotes; enumerators in
-// single quotes; a value of one attribute as that attribute; a composite value as
-// `Name::Space::Type(first=…, second=…)`. What is printed is parsed back to an equal value.
+// The generic text is
+//   for numbers                       decimal
+//   for booleans                      true or false
+//   for text                          "…", with backslash escapes
+//   for enumerators                   '…', the name, or the number of one without a name
+//   for a value with its own text     "…", that text
+//   for a value of one attribute      the text of the attribute
+//   for a value of several            Name::Space::Type(first=…, second=…)
+//
+// What is printed is parsed back to an equal value, except for a NaN, which equals nothing.
 #pragma once
 
 #include "Kiv/Enumeration.h"
@@ -22,6 +29,10 @@
 
 namespace Kiv {
 
+// The operations of one type, specialised below for each kind of type and never per attribute:
+//   print(out, value)  appends the generic text
+//   parse(parser)      reads one and returns the value; throws ParseError or RangeError
+//   hash(value, seed)  throws NotHashable where a value has no hash; `double` has none at all
 template <class T>
 struct ValueOps;
 
@@ -33,7 +44,7 @@ concept TextualValue = requires(const T& value) {
    { value.stringValue() } -> std::convertible_to<std::string_view>;
 };
 
-// A value declared with `KIV_VALUE`. Entities have rows too, but number them from further on.
+// A value declared with `KIV_VALUE`. Entities have rows as well, whose identifiers begin higher.
 template <class T>
 concept RowValue =
       HasRows<T> && !TextualValue<T> && requires { T::kivTypeName; } && T::kivFirstRow == 1;
@@ -42,8 +53,9 @@ concept RowValue =
 template <class T>
 concept CompositeValue = RowValue<T> && (rowCount<T>() > 1);
 
-// Whether any bytes of the right number are a `T` that can be printed, so that one can be taken
-// from where nothing is believed. A textual value says so with `kivAnyBytes`.
+// Whether any `sizeof(T)` bytes are a `T` that can be printed, so that one can be read from memory
+// that may be damaged. A boolean is not: a byte other than 0 and 1 is undefined behaviour. A
+// textual value says so with `kivAnyBytes`.
 template <class T>
 constexpr bool anyBytes() {
    if constexpr (!std::is_trivially_copyable_v<T> || std::same_as<T, bool>) {
@@ -68,7 +80,7 @@ std::string valueText(const T& value) {
    return out;
 }
 
-// The value whose generic text is the whole of `text`; throws ParseError, or RangeError for a
+// The value whose generic text is the whole of `text`. Throws ParseError, or RangeError for a
 // number that the type refuses.
 template <class T>
 T parseValue(std::string_view text) {
@@ -78,7 +90,7 @@ T parseValue(std::string_view text) {
    return value;
 }
 
-// The single-attribute hash. Throws NotHashable for a type without one.
+// The hash of `value`. Throws NotHashable for a value type without one.
 template <class T>
 U64 hashOf(const T& value, U64 seed) {
    return ValueOps<T>::hash(value, seed);
@@ -86,8 +98,9 @@ U64 hashOf(const T& value, U64 seed) {
 
 namespace Detail {
 
-// Runs `read()` on text that stands between quotes and begins at `begin`; the position of a failure
-// is given in the whole text, to the character when no escape stands before it.
+// Returns `read()`, which parses text between quotes that begins at position `begin` of the whole
+// text. The position in a ParseError is moved accordingly. It is exact unless an escape stands
+// before it, because `read` sees the text with its escapes undone.
 template <class T, class Read>
 T parseInner(std::size_t begin, Read&& read) {
    try {
@@ -116,7 +129,7 @@ struct ValueOps<bool> {
    static constexpr U64 hash(bool value, U64 seed) noexcept { return hashNumber(value, seed); }
 };
 
-// The shortest text that reads back as the same number.
+// Prints the shortest text that reads back as the same number.
 template <>
 struct ValueOps<double> {
    static void print(std::string& out, double value) { printReal(out, value); }
@@ -163,6 +176,7 @@ struct ValueOps<T> {
 
 namespace Detail {
 
+// Reads one attribute of `T` with what separates it from the one before.
 template <class T, class Row>
 auto parseAttribute(TextParser& parser, const Row& row, bool first) {
    if (!first) {
@@ -173,18 +187,20 @@ auto parseAttribute(TextParser& parser, const Row& row, bool first) {
                            [&] { return ValueOps<typename Row::StorageType>::parse(parser); });
 }
 
-// The attributes of a composite value, read in declaration order.
+// Reads a composite value and returns its attributes as a tuple.
 template <class T>
 auto parseAttributes(TextParser& parser) {
    parser.expect(std::string{T::kivTypeName} + "(" + std::string{rowAt<T, 0>().name} + "=");
    return [&]<std::size_t... index>(std::index_sequence<index...>) {
-      // Braces fix the order of evaluation.
+      // In braces the attributes are read from left to right; as function arguments they might not
+      // be.
       auto attributes = std::tuple{parseAttribute<T>(parser, rowAt<T, index>(), index == 0)...};
       parser.expect(")");
       return attributes;
    }(std::make_index_sequence<rowCount<T>()>{});
 }
 
+// Appends the text of a composite value.
 template <class T>
 void printAttributes(std::string& out, const T& value) {
    out += T::kivTypeName;
