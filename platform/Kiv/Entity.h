@@ -216,9 +216,8 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 // A child: an entity that this object owns and makes on demand.
 //   name()       the child, or null
 //   nameIs()     the child, made when there is none; for a `Type` without a key
-//   nameIs(key)  the same for a `Type` made from a key (`Type(Pello::String)`, `Type::name()`); a
-//   child
-//                with another key is replaced
+//   nameIs(key)  the same for a `Type` made from a key (`Type(Pello::String)`, `Type::name()`);
+//                replaces a child with another key
 //   nameDel()    removes the child and returns it; null when there is none
 #define KIV_CHILD(id, Type, name)                                                                  \
  public:                                                                                           \

@@ -61,9 +61,8 @@ void clearByKey(Collection& collection, Report& report) {
 // Entities of type `Element`, which the collection makes and owns through counted references.
 //  - `KeyType` has `==` and a hash (`Kiv::hashOf`).
 //  - `Element` is an entity that is made from its key, with or without further arguments.
-//  - `keyOf` is its accessor that returns the key: `const KeyType& (Element::*)() const`. The key
-//  of
-//    an element must never change; a constant attribute is one.
+//  - `keyOf` is its accessor that returns the key: `const KeyType& (Element::*)() const`.
+//    The key of an element must never change; a constant attribute is one.
 //  - `seed` is the hash constant of the collection.
 template <class KeyType, class Element, auto keyOf, U64 seed>
 class HashMap2018 {

@@ -30,8 +30,7 @@ namespace Detail {
 
 // The text of a value in a trace: the bare name of an enumerator, the text of a textual value
 // without quotes, the generic text of any other. `value` is a `T`. The ring's reader gives the same
-// text
-// (`TypeData::displayText`).
+// text (`TypeData::displayText`).
 template <class T>
 std::string shownText(const void* value) {
    const T& shown = *static_cast<const T*>(value);
