@@ -131,15 +131,11 @@ void linkAttribute(T& to, const T& from, const Copies& copies) {
    }
 }
 
-// Whether `T::copy` is inherited from the base; the base's `copy` knows nothing of what `T` adds.
+// Whether `T` itself declares `copy(const T&)`, be it one of several functions of that name. A
+// `copy` that `T` inherits takes the base class and does not count: it knows nothing of what `T`
+// adds.
 template <class T>
-concept InheritsCopy =
-      requires { requires std::same_as<decltype(&T::copy), decltype(&T::KivBase::copy)>; };
-
-// Whether `T` itself has a `copy(const T&)`.
-template <class T>
-concept HasOwnCopy =
-      requires(T& target, const T& source) { target.copy(source); } && !InheritsCopy<T>;
+concept HasOwnCopy = requires { []<class Result>(Result (T::*)(const T&)) {}(&T::copy); };
 
 // Copies the attributes of `T` and its bases. A type's own `copy` is preferred, and then copies the
 // inherited attributes as well: it knows which ones belong together.

@@ -268,6 +268,7 @@ class Recipe : public Kiv::Entity {
 
  public:
    void copy(const Recipe& other) { firstIs(other.first()); }
+   void copy(const PtrConst& other) { copy(*other); }
 };
 
 // Has no `copy` of its own: what it inherits knows nothing of `third`.
