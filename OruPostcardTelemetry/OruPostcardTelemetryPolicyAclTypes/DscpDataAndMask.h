@@ -7,9 +7,6 @@
 #include "Kiv/Value.h"
 #include "Orlix/DscpValue.h"
 
-#include <concepts>
-#include <string_view>
-
 namespace OruPostcardTelemetry {
 
 class DscpDataAndMask : public Kiv::Value<DscpDataAndMask> {
@@ -27,11 +24,7 @@ class DscpDataAndMask : public Kiv::Value<DscpDataAndMask> {
       : DscpDataAndMask{Orlix::DscpValue{dscpData}, dscpMask} {}
    // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
    // names the attribute that cannot be read.
-   explicit DscpDataAndMask(std::string_view text)
-      : DscpDataAndMask{Kiv::parseValue<DscpDataAndMask>(text)} {}
-   template <std::same_as<char> Character> // a literal 0 must not pass for a null range
-   explicit DscpDataAndMask(const Character* begin, const Character* end)
-      : DscpDataAndMask{std::string_view{begin, end}} {}
+   KIV_TEXT_CONSTRUCTORS(DscpDataAndMask);
 };
 
 } // namespace OruPostcardTelemetry

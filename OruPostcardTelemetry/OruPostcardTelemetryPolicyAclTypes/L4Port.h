@@ -4,9 +4,6 @@
 
 #include "Kiv/Value.h"
 
-#include <concepts>
-#include <string_view>
-
 namespace OruPostcardTelemetry {
 
 // One port.
@@ -24,10 +21,7 @@ class L4Port : public Kiv::Value<L4Port> {
    explicit L4Port(U16 value) : value_{value} {}
    // Reads a decimal number, also from a range of characters. Throws Kiv::ParseError for any other
    // text.
-   explicit L4Port(std::string_view text) : L4Port{Kiv::parseValue<L4Port>(text)} {}
-   template <std::same_as<char> Character>
-   explicit L4Port(const Character* begin, const Character* end)
-      : L4Port{std::string_view{begin, end}} {}
+   KIV_TEXT_CONSTRUCTORS(L4Port);
 };
 
 // The ports that agree with `l4PortData` in every bit that is set in `l4PortMask`.
@@ -43,11 +37,7 @@ class L4PortDataMask : public Kiv::Value<L4PortDataMask> {
       : l4PortData_{l4PortData}, l4PortMask_{l4PortMask} {}
    // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
    // names the attribute that cannot be read.
-   explicit L4PortDataMask(std::string_view text)
-      : L4PortDataMask{Kiv::parseValue<L4PortDataMask>(text)} {}
-   template <std::same_as<char> Character> // a literal 0 must not pass for a null range
-   explicit L4PortDataMask(const Character* begin, const Character* end)
-      : L4PortDataMask{std::string_view{begin, end}} {}
+   KIV_TEXT_CONSTRUCTORS(L4PortDataMask);
 };
 
 } // namespace OruPostcardTelemetry

@@ -7,8 +7,6 @@
 #include "PolicyMap/PolicyMapSmKey.h"
 
 #include <compare>
-#include <concepts>
-#include <string_view>
 #include <utility>
 
 namespace OruPostcardTelemetry {
@@ -26,11 +24,7 @@ class PostcardTelemetryPolicyKey : public Kiv::Value<PostcardTelemetryPolicyKey>
    // Reads the generic value text, also from a range of characters. Throws Kiv::ParseError, which
    // names the attribute that cannot be read.
    // A text is parsed, not taken as a policy's name.
-   explicit PostcardTelemetryPolicyKey(std::string_view text)
-      : PostcardTelemetryPolicyKey{Kiv::parseValue<PostcardTelemetryPolicyKey>(text)} {}
-   template <std::same_as<char> Character>
-   explicit PostcardTelemetryPolicyKey(const Character* begin, const Character* end)
-      : PostcardTelemetryPolicyKey{std::string_view{begin, end}} {}
+   KIV_TEXT_CONSTRUCTORS(PostcardTelemetryPolicyKey);
 
    // Compares the option first: comparing one byte spares most comparisons of strings.
    bool isEq(const PostcardTelemetryPolicyKey& other) const {

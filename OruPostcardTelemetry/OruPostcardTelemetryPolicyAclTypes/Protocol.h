@@ -4,9 +4,6 @@
 
 #include "Kiv/Value.h"
 
-#include <concepts>
-#include <string_view>
-
 namespace OruPostcardTelemetry {
 
 class Protocol : public Kiv::Value<Protocol> {
@@ -23,10 +20,7 @@ class Protocol : public Kiv::Value<Protocol> {
    explicit Protocol(U8 value) : value_{checked(value)} {}
    // Reads a decimal number, also from a range of characters. Throws Kiv::RangeError for 0 and
    // Kiv::ParseError for a text that is no number from 0 to 255.
-   explicit Protocol(std::string_view text) : Protocol{Kiv::parseValue<Protocol>(text)} {}
-   template <std::same_as<char> Character>
-   explicit Protocol(const Character* begin, const Character* end)
-      : Protocol{std::string_view{begin, end}} {}
+   KIV_TEXT_CONSTRUCTORS(Protocol);
 
    // No collection has protocols for keys; asking the framework for a hash throws
    // Kiv::NotHashable.

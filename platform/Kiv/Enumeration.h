@@ -80,7 +80,9 @@ U8 enumByPrintedName(const EnumTable& table, std::string_view name);
    inline void sequenceToValue(std::string_view text, Enum& out) {                                 \
       out = instance(text);                                                                        \
    }                                                                                               \
-   inline void sequenceToValue(const char* begin, const char* end, Enum& out) {                    \
+   template <class Begin, class End>                                                               \
+      requires Kiv::CharacterRange<Begin, End>                                                     \
+   void sequenceToValue(const Begin& begin, const End& end, Enum& out) {                           \
       out = instance(std::string_view{begin, end});                                                \
    }                                                                                               \
    inline std::ostream& operator<<(std::ostream& out, Enum value) {                                \

@@ -9,11 +9,21 @@
 #include "Kiv/Exception.h"
 #include "Pello/Types.h"
 
+#include <concepts>
+#include <iterator>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace Kiv {
+
+// The two ends of characters that stand side by side: pointers, or iterators of a string. `Begin`
+// may be an array, `End` may not, so that two literals are not taken for the ends of a range.
+template <class Begin, class End>
+concept CharacterRange = std::contiguous_iterator<std::decay_t<Begin>> &&
+                         std::same_as<std::iter_value_t<std::decay_t<Begin>>, char> &&
+                         std::sized_sentinel_for<End, std::decay_t<Begin>>;
 
 class TextParser {
  public:

@@ -22,9 +22,7 @@
 
 #include "Kiv/detail/ValueOps.h"
 
-#include <concepts>
 #include <iosfwd>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -32,12 +30,6 @@
 namespace Kiv {
 
 struct TypeData;
-
-// An iterator over characters that are adjacent in memory: a pointer, or an iterator of a string.
-// An array is not one, so that two literals are not taken for the ends of a range.
-template <class At>
-concept CharacterIterator =
-      std::contiguous_iterator<At> && std::same_as<std::iter_value_t<At>, char>;
 
 // Base of the value type `T`: equality, hash and stream output made from the attributes. `T` may
 // define an `isEq` or `hash` of its own; a type without a hash declares `hash` as deleted.
@@ -107,6 +99,7 @@ class Value {
 // ParseError, or RangeError for a number that the type refuses.
 #define KIV_TEXT_CONSTRUCTORS(Type)                                                                \
    explicit Type(std::string_view text) : Type{Kiv::parseValue<Type>(text)} {}                     \
-   template <Kiv::CharacterIterator At>                                                            \
-   explicit Type(const At& begin, const At& end) : Type{std::string_view{begin, end}} {}           \
+   template <class Begin, class End>                                                               \
+      requires Kiv::CharacterRange<Begin, End>                                                     \
+   explicit Type(const Begin& begin, const End& end) : Type{std::string_view{begin, end}} {}       \
    static_assert(true, "takes the semicolon")

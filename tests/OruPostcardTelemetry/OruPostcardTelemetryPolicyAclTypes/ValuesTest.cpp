@@ -138,9 +138,17 @@ template <class Value>
 void expectFromRange(const Value& value, const std::string& text) {
    const std::string longer = text + ", and more";
    EXPECT_EQ((Value{longer.data(), longer.data() + text.size()}), value);
+   EXPECT_EQ((Value{text.begin(), text.end()}), value);
+   EXPECT_EQ((Value{text.cbegin(), text.end()}), value);
+   const Pello::String shared{text};
+   EXPECT_EQ((Value{shared.begin(), shared.end()}), value);
    EXPECT_THROW((Value{text.data(), text.data()}), Kiv::ParseError);
    EXPECT_THROW((Value{longer.data(), longer.data() + longer.size()}), Kiv::ParseError);
    static_assert(!std::is_convertible_v<const char*, Value>);
+   // Two literals are two texts, not the ends of one.
+   static_assert(!std::is_constructible_v<Value, const char(&)[3], const char(&)[3]>);
+   static_assert(!std::is_constructible_v<Value, const char*, std::nullptr_t>);
+   static_assert(std::is_constructible_v<Value, const char(&)[3], const char*>);
 }
 
 TEST(CharacterRangeTest, everyValueIsReadFromOne) {
@@ -247,6 +255,10 @@ void expectEnum(const EnumRow<E> (&rows)[count], Instance instance) {
       EXPECT_EQ(instance(std::string_view{name}), value);
       E out = rows[count - 1].value;
       sequenceToValue(name, out);
+      EXPECT_EQ(out, value);
+      const std::string text{name};
+      out = rows[count - 1].value;
+      sequenceToValue(text.begin(), text.end(), out);
       EXPECT_EQ(out, value);
       EXPECT_EQ(streamed(value), name);
       EXPECT_EQ(fmt::format("{}", value), name);
