@@ -26,7 +26,7 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
    KIV_COLLECTION(132, ruleByName,
                   Kiv::HashMap2018<Pello::String, RuleConfig, &RuleConfig::name, 158383795>);
    // Ascending indexes are the order of matching. Entering null removes an entry.
-   KIV_COLLECTION(133, ruleByIndex, Kiv::RbTreeMap<U32, Pello::Ptr<RuleConfig>>);
+   KIV_RULED_COLLECTION(133, ruleByIndex, Kiv::RbTreeMap<U32, Pello::Ptr<RuleConfig>>);
    // The interfaces to which the policy is applied. The seed of the hash differs from process to
    // process, and so does the order in which the interfaces are walked.
    KIV_COLLECTION(134, policyIntf, Kiv::HashSet2018<Orlix::IntfId, 0x485a4f7b, true>);
@@ -45,10 +45,10 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
    explicit PostcardTelemetryAclConfig(Pello::String aclConfigKey)
       : aclConfigKey_{std::move(aclConfigKey)} {}
    // Enters `rule` under `index`, in place of the rule that is there; null removes the entry. Does
-   // not change `ruleByName`. A function without template parameters, so that its address can be
-   // taken.
+   // not change `ruleByName`. The only function of that name and no template, so that its address
+   // can be taken.
    void ruleByIndexIs(U32 index, const Pello::Ptr<RuleConfig>& rule) {
-      ruleByIndexIs<>(index, rule);
+      ruleByIndex_.is(Kiv::collectionReport<ruleByIndexId>(*this), index, rule);
    }
    // Empties `ruleByName` first, so that the rules are freed in ascending order of their indexes.
    // They were allocated in that order, and the allocator hands freed memory out in the same order.

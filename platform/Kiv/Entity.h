@@ -251,6 +251,17 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 //   nameReserve(count) makes room for `count` elements in all; `HashMap2018` only
 #define KIV_COLLECTION(id, name, ...)                                                              \
  public:                                                                                           \
+   template <class... Arguments>                                                                   \
+   auto name##Is(const typename __VA_ARGS__::Key& key, Arguments&&... arguments) {                 \
+      return name##_.is(Kiv::collectionReport<id>(*this), key,                                     \
+                        std::forward<Arguments>(arguments)...);                                    \
+   }                                                                                               \
+   KIV_RULED_COLLECTION(id, name, __VA_ARGS__)
+
+// The same without `nameIs`, which is written by hand beside it, where it has a rule of its own or
+// its address is to be taken. It ends in `name_.is(Kiv::collectionReport<id>(*this), key, …)`.
+#define KIV_RULED_COLLECTION(id, name, ...)                                                        \
+ public:                                                                                           \
    const __VA_ARGS__& name() const {                                                               \
       return name##_;                                                                              \
    }                                                                                               \
@@ -262,11 +273,6 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
    }                                                                                               \
    std::size_t name##s() const {                                                                   \
       return name##_.size();                                                                       \
-   }                                                                                               \
-   template <class... Arguments>                                                                   \
-   auto name##Is(const typename __VA_ARGS__::Key& key, Arguments&&... arguments) {                 \
-      return name##_.is(Kiv::collectionReport<id>(*this), key,                                     \
-                        std::forward<Arguments>(arguments)...);                                    \
    }                                                                                               \
    auto name##Del(const typename __VA_ARGS__::Key& key) {                                          \
       return name##_.del(Kiv::collectionReport<id>(*this), key);                                   \

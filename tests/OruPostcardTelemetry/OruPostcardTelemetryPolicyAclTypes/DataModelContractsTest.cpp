@@ -39,6 +39,14 @@ concept Ordered = requires(const T& a, const T& b) { a < b; };
 static_assert(!Ordered<DscpDataAndMask> && !Ordered<L4Port> && !Ordered<L4PortDataMask>);
 static_assert(!Ordered<Protocol>);
 
+// The exact types of setters whose address users take.
+using History = PostcardTelemetryAclConfigStatus;
+static_assert(std::is_same_v<decltype(&History::statusInOrderIs),
+                             void (History::*)(U32, const Pello::String&)>);
+static_assert(
+      std::is_same_v<decltype(&PostcardTelemetryAclConfig::ruleByIndexIs),
+                     void (PostcardTelemetryAclConfig::*)(U32, const Pello::Ptr<RuleConfig>&)>);
+
 // The constants by which collections hash.
 template <class Collection>
 inline constexpr U64 constantOf = std::remove_cvref_t<Collection>::hashConstant;
