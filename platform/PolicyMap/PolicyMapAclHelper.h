@@ -48,11 +48,16 @@ class PolicyMapAclHelper : public Kiv::Entity {
    KIV_ATTRIBUTE(134, bool, asyncOperations, false);
    // The outcome of the latest operation that finished asynchronously, with the time at which it
    // did.
-   KIV_ATTRIBUTE(135, AsyncOperationResult, asyncOperationResult);
+   KIV_RULED_ATTRIBUTE(135, AsyncOperationResult, asyncOperationResult);
 
  public:
    using PolicyDataPtr = Pello::Ptr<const PolicyMapSmCommonData>;
    using ClassDataPtr = Pello::Ptr<const ClassMapSmCommonData>;
+
+   // Takes a reference, unlike other setters: helpers built elsewhere rely on the type.
+   void asyncOperationResultIs(const AsyncOperationResult& result) {
+      Kiv::setAttribute<asyncOperationResultId>(*this, asyncOperationResult_, result);
+   }
 
    PolicyMapAclHelper() = default;
    ~PolicyMapAclHelper() override;

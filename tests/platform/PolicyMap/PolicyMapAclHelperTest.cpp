@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <type_traits>
 
 namespace PolicyMap {
 
@@ -29,6 +30,10 @@ KIV_DEFINE_ENTITY(PolicyMap::Committing)
 
 namespace PolicyMap {
 namespace {
+
+// Helpers built elsewhere call it by this type.
+static_assert(std::is_same_v<decltype(&PolicyMapAclHelper::asyncOperationResultIs),
+                             void (PolicyMapAclHelper::*)(const AsyncOperationResult&)>);
 
 using Policy = PolicyMapAclHelper::PolicyDataPtr;
 
