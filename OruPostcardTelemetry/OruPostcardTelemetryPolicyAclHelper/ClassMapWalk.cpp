@@ -81,8 +81,7 @@ Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataP
    // Not an error of the caller: `createPolicy` and `recreatePolicy` recognise this text and report
    // a success. The two blanks before the name are part of the text.
    if (rules->rules() == 0) {
-      Kiv::String error =
-            Kiv::String::join({"No rules configured in policy ", " ", policyData->key().strDesc()});
+      Kiv::String error = NoRules::message(policyData->key().strDesc());
       RINGLOG_TRACE(0, "Error: {}", error);
       return error;
    }

@@ -89,8 +89,7 @@ Kiv::String OruPostcardPolicyAclHelper::changeIntf(const PolicyDataPtr& policyDa
    if (aclConfig->ruleByNames() == 0) {
       // The configuration is not changed: without rules it has nothing to apply to an interface,
       // and building it anew takes the interfaces from the policy.
-      const Kiv::String error =
-            Kiv::String::join({"No rules configured in policy ", " ", aclConfig->aclConfigKey()});
+      const Kiv::String error = NoRules::message(aclConfig->aclConfigKey());
       RINGLOG_TRACE_OF(Change::name, 5, "Error: {}", error);
       asyncOutcome({});
       return {};

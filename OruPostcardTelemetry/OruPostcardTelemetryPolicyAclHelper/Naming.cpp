@@ -28,4 +28,12 @@ Kiv::String policyMessage(std::string_view text, const PolicyMap::PolicyMapSmKey
                              std::to_string(static_cast<U8>(matchOption))});
 }
 
+Kiv::String NoRules::message(std::string_view name) {
+   return Kiv::String::join({text, "  ", name});
+}
+
+Kiv::String NoRules::commitMessage(std::string_view name) {
+   return Kiv::String::join({text, " ", name});
+}
+
 } // namespace OruPostcardTelemetry

@@ -1,6 +1,6 @@
 // The names of ACL configurations and rules (`aclName`, `ruleName`), the address family in them
-// (`matchOptionToAclType`), and the message that names a policy (`policyMessage`). Relies on the
-// policy-map library's keys.
+// (`matchOptionToAclType`), and the messages about policies (`policyMessage`, `NoRules`). Relies on
+// the policy-map library's keys.
 #pragma once
 
 #include "Acl/AclType.h"
@@ -25,5 +25,19 @@ Pello::String ruleName(Pello::String name, Acl::AclType aclType);
 // should not, or the reverse. `text` must end in "Policy :".
 Kiv::String policyMessage(std::string_view text, const PolicyMap::PolicyMapSmKey& key,
                           PolicyMap::ClassMapMatchOption matchOption);
+
+// The message that a policy has no rules. Operations return it to one another as their status, so
+// its writers and its reader share the text.
+struct NoRules {
+   static constexpr std::string_view text = "No rules configured in policy";
+
+   // Returns "No rules configured in policy  `name`": `text` ends in a blank here, and one follows.
+   static Kiv::String message(std::string_view name);
+   // The same with one blank.
+   static Kiv::String commitMessage(std::string_view name);
+   // Whether `status` contains `text` anywhere. A class that derives from the helper may return
+   // more around it.
+   static bool isIn(const Kiv::String& status) { return status.contains(text); }
+};
 
 } // namespace OruPostcardTelemetry

@@ -77,7 +77,7 @@ Kiv::String OruPostcardPolicyAclHelper::finishRuleGeneration(const Kiv::String& 
       return status;
    }
    RINGLOG_TRACE_OF(Operation::name, 5, "Original Return Status: {}", status);
-   Kiv::String result = status.contains("No rules configured in policy") ? Kiv::String{} : status;
+   Kiv::String result = NoRules::isIn(status) ? Kiv::String{} : status;
    RINGLOG_TRACE_OF(Operation::name, 5, "Modified Return Status: {}", result);
    asyncOutcome(result);
    return result;
@@ -152,8 +152,7 @@ Kiv::String OruPostcardPolicyAclHelper::commitPolicy(const PolicyDataPtr& policy
       contractBroken(FunctionText::commitPolicy, "0");
    }
    if (aclConfig->ruleByNames() == 0) {
-      const Kiv::String error =
-            Kiv::String::join({"No rules configured in policy", " ", aclConfig->aclConfigKey()});
+      const Kiv::String error = NoRules::commitMessage(aclConfig->aclConfigKey());
       RINGLOG_TRACE(5, "Error: {}", error);
       asyncOutcome({});
       return {};
