@@ -114,6 +114,41 @@ TEST_F(Module, saysForWhichPlatformItWasBuilt) {
    EXPECT_EQ(*version, Kiv::platformVersion);
 }
 
+// A host and a module of one version must lay objects out alike. When a size here changes, so does
+// the version: raise both, here and in `Kiv/PlatformVersion.h`.
+TEST_F(Module, layoutsBelongToTheVersion) {
+   ASSERT_EQ(Kiv::platformVersion, 2U);
+   EXPECT_EQ(sizeof(Pello::Publisher), 8U);
+   EXPECT_EQ(sizeof(Kiv::TypeData), 240U);
+   EXPECT_EQ(sizeof(Kiv::AttributeData), 128U);
+   EXPECT_EQ(sizeof(Kiv::OperationData), 80U);
+   EXPECT_EQ(sizeof(PolicyMap::PolicyMapAclHelper), 48U);
+   const struct {
+      const char* type;
+      std::size_t size;
+   } rows[] = {{"Classification::PortField", 128},
+               {"Classification::ProtoField", 168},
+               {"Classification::StructuredFilter", 392},
+               {"OruPostcardTelemetry::OruPostcardPolicyAclHelper", 112},
+               {"OruPostcardTelemetry::PostcardTelemetryAclConfig", 200},
+               {"OruPostcardTelemetry::PostcardTelemetryAclConfigStatus", 72},
+               {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig", 48},
+               {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus", 40},
+               {"OruPostcardTelemetry::RuleAction", 24},
+               {"OruPostcardTelemetry::RuleConfig", 40},
+               {"OruPostcardTelemetry::RuleFilter", 80},
+               {"PolicyMap::ClassMapSmCommonData", 72},
+               {"PolicyMap::PolicyMapSmCommonData", 240},
+               {"PolicyMap::RulePriorityData", 112},
+               {"PostcardTelemetry::HwCapability", 16},
+               {"TrafficPolicy::TrafficPolicyClassMapSmCommonData", 120}};
+   for (const auto& [type, size] : rows) {
+      const Kiv::TypeData* data = Kiv::findType(type);
+      ASSERT_NE(data, nullptr) << type;
+      EXPECT_EQ(data->size, size) << type;
+   }
+}
+
 TEST_F(Module, factoryMakesAHelperThatHoldsTheRecords) {
    EXPECT_EQ(helper->references(), 1U);
    EXPECT_EQ(request->references(), 2U);
