@@ -223,7 +223,7 @@ class FlatSet {
    Table table_;
 };
 
-// A set of one-byte enumerators: no hashing, and no allocation while all numbers are below 63.
+// A set of one-byte enumerators: no hashing, and no allocation while all numbers are below 64.
 // Members come in ascending order. Any of them may be removed while the set is walked.
 template <class E>
 class WordSet {
@@ -274,8 +274,8 @@ inline U64 collectionSeed(U64 constant, bool perProcess) {
 
 // A set of plain values of type `T`, which has `==` and a hash (`Kiv::hashOf`). `seed` is the hash
 // constant of the collection; with `perProcess` it is mixed with `processHashSeed`, for values that
-// come from outside. A set of one-byte enumerators uses neither: it is one word, and holds every
-// number of a byte, also those without a name.
+// come from outside. A set of one-byte enumerators uses neither: its members are bits. It holds
+// every number of a byte, also those without a name.
 template <class T, U64 seed, bool perProcess = false>
 class HashSet2018 {
    using Table = typename Detail::SetOf<T>::Type;

@@ -1,15 +1,16 @@
-// `ByteSet`: a set of numbers from 0 to 255 in one word, for sets of enumerators. Relies on
-// nothing.
+// `ByteSet`: a set of numbers from 0 to 255, for sets of enumerators. Relies on the standard
+// library.
 //
-// Numbers below 63, which are all that enumerators usually have, are bits of the word. A larger
-// number makes the set wide: a block of 256 bits on the heap holds the members until the set is
-// cleared. The word then has its highest bit set, and below it half of the block's address, which
-// is even and so loses nothing.
+// Numbers below 64, which are all that enumerators usually have, are bits of one word, so that such
+// a set allocates nothing. Larger numbers are in a block on the heap, made for the first of them.
 #pragma once
 
 #include "Pello/Types.h"
 
+#include <bit>
+#include <bitset>
 #include <cstddef>
+#include <memory>
 #include <utility>
 
 namespace Kiv {
@@ -17,76 +18,73 @@ namespace Kiv {
 class ByteSet {
  public:
    ByteSet() noexcept = default;
-   // A copy has a block of its own. Throws `std::bad_alloc` when the other is wide.
-   ByteSet(const ByteSet& other) : word_{other.isWide() ? copyOf(other.word_) : other.word_} {}
+   // A copy has a block of its own. Throws `std::bad_alloc` when the other has a block.
+   ByteSet(const ByteSet& other) : low_{other.low_}, high_{copyOf(other.high_)} {}
    // The other is empty afterwards.
-   ByteSet(ByteSet&& other) noexcept : word_{std::exchange(other.word_, 0)} {}
+   ByteSet(ByteSet&& other) noexcept
+      : low_{std::exchange(other.low_, 0)}, high_{std::move(other.high_)} {}
    ByteSet& operator=(ByteSet other) noexcept {
-      std::swap(word_, other.word_);
+      std::swap(low_, other.low_);
+      std::swap(high_, other.high_);
       return *this;
    }
-   ~ByteSet() { clear(); }
+   ~ByteSet() = default;
 
    // How many members there are.
    std::size_t size() const noexcept {
-      return isWide() ? wideSize() : static_cast<std::size_t>(__builtin_popcountll(word_));
+      return static_cast<std::size_t>(std::popcount(low_)) +
+             (high_ == nullptr ? 0 : high_->count());
    }
    bool has(U8 number) const noexcept {
-      return isWide() ? wideHas(number) : number < wideBit && (word_ & bit(number)) != 0;
+      return number < lowEnd ? (low_ & bit(number)) != 0 : high_ != nullptr && highHas(number);
    }
-   // Adds `number` and returns whether it was not there. Throws `std::bad_alloc` when the set has
-   // to become wide and cannot; nothing changes then.
+   // Adds `number` and returns whether it was not there. Throws `std::bad_alloc` when the set needs
+   // a block and cannot have it; nothing changes then.
    bool insert(U8 number) {
-      if (isWide() || number >= wideBit) [[unlikely]] {
-         return wideInsert(number);
+      if (number >= lowEnd) [[unlikely]] {
+         return highInsert(number);
       }
-      const U64 before = std::exchange(word_, word_ | bit(number));
-      return word_ != before;
+      const U64 before = std::exchange(low_, low_ | bit(number));
+      return low_ != before;
    }
    // Removes `number` and returns whether it was there.
    bool erase(U8 number) noexcept {
-      if (isWide()) [[unlikely]] {
-         return wideErase(number);
+      if (number >= lowEnd) [[unlikely]] {
+         return highErase(number);
       }
-      const U64 before = std::exchange(word_, word_ & ~(number < wideBit ? bit(number) : 0));
-      return word_ != before;
+      const U64 before = std::exchange(low_, low_ & ~bit(number));
+      return low_ != before;
    }
    // Removes all members and frees the block.
    void clear() noexcept {
-      if (isWide()) [[unlikely]] {
-         freeWide();
-      }
-      word_ = 0;
+      low_ = 0;
+      high_.reset();
    }
 
    // What `next` returns behind the last member.
    static constexpr U32 end = 256;
    // The smallest member that is `from` or more, or `end`.
    U32 next(U32 from) const noexcept {
-      if (isWide()) [[unlikely]] {
-         return wideNext(from);
+      if (const U64 left = from < lowEnd ? low_ >> from : 0; left != 0) {
+         return from + static_cast<U32>(std::countr_zero(left));
       }
-      const U64 left = from < wideBit ? word_ >> from : 0;
-      return left == 0 ? end : from + static_cast<U32>(__builtin_ctzll(left));
+      return high_ == nullptr ? end : highNext(from);
    }
 
  private:
-   // The bit that marks a wide set; smaller numbers are members.
-   static constexpr U32 wideBit = 63;
+   static constexpr U32 lowEnd = 64;
+   using High = std::bitset<end - lowEnd>; // bit 0 is the number `lowEnd`
 
    static constexpr U64 bit(U8 number) noexcept { return U64{1} << number; }
-   bool isWide() const noexcept { return (word_ >> wideBit) != 0; }
 
-   // The same operations for a wide set. `wideInsert` makes the set wide if it is not.
-   static U64 copyOf(U64 wideWord);
-   std::size_t wideSize() const noexcept;
-   bool wideHas(U8 number) const noexcept;
-   bool wideInsert(U8 number);
-   bool wideErase(U8 number) noexcept;
-   U32 wideNext(U32 from) const noexcept;
-   void freeWide() noexcept;
+   static std::unique_ptr<High> copyOf(const std::unique_ptr<High>& other);
+   bool highHas(U8 number) const noexcept;
+   bool highInsert(U8 number);
+   bool highErase(U8 number) noexcept;
+   U32 highNext(U32 from) const noexcept;
 
-   U64 word_ = 0;
+   U64 low_ = 0;
+   std::unique_ptr<High> high_; // null: no number of `lowEnd` or more has been inserted
 };
 
 } // namespace Kiv

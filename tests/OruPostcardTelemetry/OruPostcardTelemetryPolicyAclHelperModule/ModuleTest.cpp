@@ -134,7 +134,7 @@ TEST_F(Module, layoutsBelongToTheVersion) {
                {"OruPostcardTelemetry::PostcardTelemetryAclConfigStatus", 72},
                {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig", 48},
                {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus", 40},
-               {"OruPostcardTelemetry::RuleAction", 24},
+               {"OruPostcardTelemetry::RuleAction", 32},
                {"OruPostcardTelemetry::RuleConfig", 40},
                {"OruPostcardTelemetry::RuleFilter", 80},
                {"PolicyMap::ClassMapSmCommonData", 72},

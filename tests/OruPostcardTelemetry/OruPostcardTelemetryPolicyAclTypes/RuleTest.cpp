@@ -1,5 +1,6 @@
 // Rules, their filters and their actions.
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RuleConfig.h"
+#include "Pello/Slab.h"
 #include "support/TraceCapture.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,9 @@ using Classification::TcpFlagAndMask;
 using RuleFilterTest = testing::Test;
 using RuleActionTest = testing::Test;
 using RuleConfigTest = testing::Test;
+
+static_assert(Pello::Detail::slabGranules(sizeof(RuleAction)) == 2,
+              "every rule has an action, which takes 32 bytes of the slab");
 
 std::string textOf(const Kiv::Entity& entity) {
    return entity.typeData().entityText(entity);
