@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
+#include <ctime>
 #include <string>
 
 namespace {
@@ -79,9 +79,9 @@ TEST(EntityJson, manyRulesTakeTimeInProportion) {
    for (U32 index = 0; index < rules; ++index) {
       acl->ruleByIndexIs(index, acl->ruleByNameIs(Pello::String{std::to_string(index)}));
    }
-   const auto begin = std::chrono::steady_clock::now();
+   const std::clock_t begin = std::clock(); // processor time: the machine may be busy
    EXPECT_EQ(entityJson(*acl)["ruleByIndex"].size(), rules);
-   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds{30});
+   EXPECT_LT(std::clock() - begin, 30 * CLOCKS_PER_SEC);
 }
 
 } // namespace
