@@ -36,7 +36,7 @@ struct TypeName {
          return "Pello::String";
       } else {
          static_assert(std::is_unsigned_v<T>, "not a type of the framework");
-         return "U" + std::to_string(sizeof(T) * 8);
+         return std::string{"U"}.append(std::to_string(sizeof(T) * 8));
       }
    }
 };
