@@ -1,26 +1,15 @@
 // `AclTable`: one ACL as a ternary memory holds it, and the first match in it. Relies on the data
-// model for the ACL and on `Packet` for what is matched.
-//
-// Everything that an entry can ask of a packet is laid out in a few 64-bit words, the same way for
-// entries and packets: addresses, then one word of protocol, flags and ports, then one word of
-// checksum and identification. An entry is value and mask of these words; it matches when no bit
-// under its mask differs. So a match costs a handful of operations whatever the entry asks, and a
-// look-up is a scan over a flat array. Since every rule names its protocol, entries are kept by
-// protocol and only those of the packet's own are scanned. IPv4 takes three words, IPv6 six.
-//
-// A field that the packet does not have must not match, not even as zero. Therefore each kind of
-// field has a bit that says "the packet has it", and an entry that asks for the field also asks for
-// that bit. A port match whose mask is 0 still asks for the ports: a later fragment has none and
-// does not match 0-65535.
+// model for the ACL, on `Packet` for what is matched, and on `RuleIndex` to find the match.
 //
 // The table copies the ACL, except for the texts of names, which both share and nobody changes. So
-// the ACL may be changed or dropped afterwards.
+// the ACL may be changed or dropped afterwards. A changed ACL needs a new table, which replaces the
+// old one as a whole; only the interfaces can be taken over alone.
 #pragma once
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
+#include "postcard/classifier/RuleIndex.h"
 #include "postcard/packets/Packet.h"
 
-#include <array>
 #include <stdexcept>
 #include <vector>
 
@@ -72,23 +61,10 @@ class AclTable {
    const Entry* hit(const Packets::Packet& packet);
 
  private:
-   // The entries of one protocol, `2 * words()` numbers each: value and mask of the first word,
-   // of the second word, and so on.
-   struct Bucket {
-      U8 protocol;
-      std::vector<U64> words;
-      std::vector<U32> entry; // place in `entries_`, ascending
-   };
-
-   static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
-
-   void add(U32 index, const OruPostcardTelemetry::RuleConfig& rule);
-   std::size_t find(const Packets::Packet& packet) const;
-
    Pello::String key_;
    Orlix::AddressFamily family_;
+   RuleIndex index_; // of `entries_`, place by place
    std::vector<Entry> entries_;
-   std::vector<Bucket> buckets_; // in the order in which protocols first appear; one or two
    std::vector<Orlix::IntfId> interfaces_;
 };
 

@@ -15,29 +15,30 @@ using OruPostcardTelemetry::RuleFilter;
 
 namespace {
 
-// The mask of the upper `length` of 64 bits; all of them for lengths above 64.
-U64 upperBits(unsigned length) {
-   return length == 0 ? 0 : ~U64{0} << (64 - std::min(length, 64U));
+FieldMatch<U16> port(bool valid, const L4PortDataMask& match) {
+   return valid ? FieldMatch<U16>{true, match.l4PortData(), match.l4PortMask()} : FieldMatch<U16>{};
 }
 
 } // namespace
 
-RuleWords RuleReader::words() {
+RuleMatch RuleReader::match() const {
    if (rule_.ruleFilter() == nullptr) {
       fail("has no filter");
    }
    const RuleFilter& filter = *rule_.ruleFilter();
-   addresses(filter.source(), filter.destination());
-   port(filter.sportDataMaskValid(), filter.sportDataMask(), sourcePortAt);
-   port(filter.dportDataMaskValid(), filter.dportDataMask(), destinationPortAt);
+   RuleMatch match;
+   match.source = prefix("source", filter.source());
+   match.destination = prefix("destination", filter.destination());
+   match.protocol = filter.proto().value();
+   match.sourcePort = port(filter.sportDataMaskValid(), filter.sportDataMask());
+   match.destinationPort = port(filter.dportDataMaskValid(), filter.dportDataMask());
    if (const U8 mask = filter.tcpFlagAndMask().tcpFlagMask().value(); mask != 0) {
-      words_.require(portWord(family_), hasTcpFlags);
-      words_.field(portWord(family_), tcpFlagsAt, filter.tcpFlagAndMask().tcpFlag().value(), mask);
+      match.tcpFlags = {true, filter.tcpFlagAndMask().tcpFlag().value(), mask};
    }
    if (filter.sampleDataAndMask() != nullptr && filter.sampleDataAndMask()->mask() != 0) {
-      sample(*filter.sampleDataAndMask());
+      sample(match, *filter.sampleDataAndMask());
    }
-   return words_;
+   return match;
 }
 
 AclTable::Entry RuleReader::entry(U32 index) const {
@@ -73,47 +74,22 @@ void RuleReader::checkFamily(const char* side, const IpGenPrefix& prefix) const 
                     family_ == AddressFamily::ipv4 ? "IPv4" : "IPv6"));
 }
 
-void RuleReader::addresses(const IpGenPrefix& source, const IpGenPrefix& destination) {
-   checkFamily("source", source);
-   checkFamily("destination", destination);
-   if (family_ == AddressFamily::ipv4) {
-      words_.field(0, 0, bigEndian(source.address()) << 32, upperBits(source.length()));
-      words_.field(0, 0, bigEndian(destination.address()), upperBits(destination.length()) >> 32);
-      return;
-   }
-   address(0, source);
-   address(2, destination);
+Prefix RuleReader::prefix(const char* side, const IpGenPrefix& prefix) const {
+   checkFamily(side, prefix);
+   // "0.0.0.0/0" has an address of four bytes in ACLs of either family.
+   return {addressBits(prefix.address().data(), prefix.family() == AddressFamily::ipv4),
+           prefix.length()};
 }
 
-void RuleReader::address(std::size_t word, const IpGenPrefix& prefix) {
-   if (prefix.length() == 0) {
-      return; // also "0.0.0.0/0", whose address is of the other size
+void RuleReader::sample(RuleMatch& match, const TcpUdpCheckSumOrIpId& asked) const {
+   const bool isChecksum = asked.version() == Classification::sampleVersionChecksum;
+   if (!isChecksum && asked.version() != Classification::sampleVersionIpId) {
+      fail(fmt::format("samples by the unknown field {}", asked.version()));
    }
-   const unsigned length = prefix.length();
-   words_.field(word, 0, bigEndian(prefix.address().first(8)), upperBits(length));
-   words_.field(word + 1, 0, bigEndian(prefix.address().last(8)),
-                upperBits(length - std::min(length, 64U)));
-}
-
-void RuleReader::port(bool valid, const L4PortDataMask& match, unsigned at) {
-   if (valid) {
-      words_.require(portWord(family_), hasPorts);
-      words_.field(portWord(family_), at, match.l4PortData(), match.l4PortMask());
-   }
-}
-
-void RuleReader::sample(const TcpUdpCheckSumOrIpId& match) {
-   const bool isChecksum = match.version() == Classification::sampleVersionChecksum;
-   if (!isChecksum && match.version() != Classification::sampleVersionIpId) {
-      fail(fmt::format("samples by the unknown field {}", match.version()));
-   }
-   words_.require(sampleWord(family_), isChecksum ? hasChecksum : hasIdentification);
-   words_.field(sampleWord(family_), isChecksum ? checksumAt : identificationAt, match.data(),
-                match.mask() & 0xffffU);
+   (isChecksum ? match.checksum : match.identification) = {true, static_cast<U16>(asked.data()),
+                                                           static_cast<U16>(asked.mask())};
    // The compared fields have 16 bits; the bits above read as zero.
-   if ((match.data() & match.mask()) > 0xffffU) {
-      words_.require(sampleWord(family_), impossible);
-   }
+   match.impossible = (asked.data() & asked.mask()) > 0xffffU;
 }
 
 } // namespace Postcard::Classifier
