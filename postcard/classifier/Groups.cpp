@@ -6,10 +6,11 @@
 namespace Postcard::Classifier {
 
 std::size_t Groups::hash(const Prefix& asked) const {
-   // Multiplication by odd constants carries every bit upwards; the table's place is taken from
-   // the highest bits.
+   // Multiplication by an odd constant carries every bit upwards; shifting brings high bits back
+   // down to where the place in the table is read.
    constexpr U64 odd = 0x9e3779b97f4a7c15;
-   const U64 mixed = (asked.value.high ^ asked.value.low * odd ^ asked.length) * odd;
+   U64 mixed = (asked.value.high ^ std::rotl(asked.value.low, 32) ^ asked.length) * odd;
+   mixed = (mixed ^ mixed >> 32) * odd;
    return static_cast<std::size_t>(mixed >> 32) & (slots_.size() - 1);
 }
 

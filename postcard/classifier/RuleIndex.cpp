@@ -225,20 +225,23 @@ RuleIndex::RuleIndex(Orlix::AddressFamily family, std::span<const RuleMatch> rul
 
 // ---- Looking up ----
 
-void RuleIndex::look(Found& found, const std::optional<PrefixField>& field, Bits value) {
+void RuleIndex::look(Found& found, const std::optional<PrefixField>& field, Bits value) const {
    if (field) {
       found.add(field->tree.find(value));
+      sets_.prefetch(found.sets[found.count - 1]);
    }
 }
 
-void RuleIndex::look(Found& found, const WordField& field, const std::optional<U16>& value) {
-   if (field.fromHighest) {
-      found.add(value ? field.fromHighest->tree.find(highestFirst(*value))
-                      : field.fromHighest->absent);
+void RuleIndex::look(Found& found, const WordField& field, const std::optional<U16>& value) const {
+   if (value) {
+      look(found, field.fromHighest, highestFirst(*value));
+      look(found, field.fromLowest, highestFirst(reversed(*value)));
+      return;
    }
-   if (field.fromLowest) {
-      found.add(value ? field.fromLowest->tree.find(highestFirst(reversed(*value)))
-                      : field.fromLowest->absent);
+   for (const auto* direction : {&field.fromHighest, &field.fromLowest}) {
+      if (*direction) {
+         found.add((*direction)->absent);
+      }
    }
 }
 

@@ -100,8 +100,8 @@ class RuleIndex {
    class Builder;
 
    Found setsOf(const Packets::Packet& packet) const;
-   static void look(Found& found, const std::optional<PrefixField>& field, Bits value);
-   static void look(Found& found, const WordField& field, const std::optional<U16>& value);
+   void look(Found& found, const std::optional<PrefixField>& field, Bits value) const;
+   void look(Found& found, const WordField& field, const std::optional<U16>& value) const;
 
    Orlix::AddressFamily family_;
    RuleSets sets_;

@@ -11,6 +11,11 @@ bool fits(const FieldMatch<Number>& match, const std::optional<Number>& field) {
 
 } // namespace
 
+Prefix prefixOf(const Orlix::IpGenPrefix& prefix) {
+   return {addressBits(prefix.address().data(), prefix.family() == Orlix::AddressFamily::ipv4),
+           prefix.length()};
+}
+
 bool matches(const RuleMatch& rule, const Packets::Packet& packet) {
    const bool ipv4 = packet.family == Orlix::AddressFamily::ipv4;
    return !rule.impossible && rule.protocol == packet.protocol &&

@@ -2,6 +2,7 @@
 // Relies on the packet model.
 #pragma once
 
+#include "Orlix/IpGenPrefix.h"
 #include "postcard/classifier/Bits.h"
 #include "postcard/packets/Packet.h"
 
@@ -28,6 +29,10 @@ struct RuleMatch {
    FieldMatch<U16> checksum;
    FieldMatch<U16> identification;
 };
+
+// The prefix as rules ask for it. `prefix` must not be unset. "0.0.0.0/0", which stands for every
+// address, has length 0 in rules of either family.
+Prefix prefixOf(const Orlix::IpGenPrefix& prefix);
 
 // Whether a packet of the rule's own family has everything that the rule asks. Compares field by
 // field; `RuleIndex` finds the first of many rules without this.

@@ -27,8 +27,8 @@ RuleMatch RuleReader::match() const {
    }
    const RuleFilter& filter = *rule_.ruleFilter();
    RuleMatch match;
-   match.source = prefix("source", filter.source());
-   match.destination = prefix("destination", filter.destination());
+   match.source = address("source", filter.source());
+   match.destination = address("destination", filter.destination());
    match.protocol = filter.proto().value();
    match.sourcePort = port(filter.sportDataMaskValid(), filter.sportDataMask());
    match.destinationPort = port(filter.dportDataMaskValid(), filter.dportDataMask());
@@ -74,11 +74,9 @@ void RuleReader::checkFamily(const char* side, const IpGenPrefix& prefix) const 
                     family_ == AddressFamily::ipv4 ? "IPv4" : "IPv6"));
 }
 
-Prefix RuleReader::prefix(const char* side, const IpGenPrefix& prefix) const {
+Prefix RuleReader::address(const char* side, const IpGenPrefix& prefix) const {
    checkFamily(side, prefix);
-   // "0.0.0.0/0" has an address of four bytes in ACLs of either family.
-   return {addressBits(prefix.address().data(), prefix.family() == AddressFamily::ipv4),
-           prefix.length()};
+   return prefixOf(prefix);
 }
 
 void RuleReader::sample(RuleMatch& match, const TcpUdpCheckSumOrIpId& asked) const {

@@ -24,7 +24,7 @@ class RuleReader {
  private:
    [[noreturn]] void fail(const std::string& what) const;
    void checkFamily(const char* side, const Orlix::IpGenPrefix& prefix) const;
-   Prefix prefix(const char* side, const Orlix::IpGenPrefix& prefix) const;
+   Prefix address(const char* side, const Orlix::IpGenPrefix& prefix) const;
    void sample(RuleMatch& match, const Classification::TcpUdpCheckSumOrIpId& asked) const;
 
    const Pello::String& acl_;

@@ -67,18 +67,16 @@ void CaptureCounter::countPacket(const Packets::Packet& packet) {
 }
 
 void CaptureCounter::countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet) {
-   const Verdict verdict = acl.explain(packet);
+   const Decision decision = acl.decide(packet, almost_);
    totals.packets += 1;
-   // The classes before the matching one do not match the packet. It is a candidate of those whose
-   // sample match alone keeps it out. `firstMiss` compares the sample match last, so a miss there
-   // means that all other fields match.
-   for (std::size_t i = 0; i < verdict.matched; ++i) {
-      const std::optional<Miss>& miss = verdict.misses[i];
-      totals.classes[i].candidates += miss && miss->field == Field::sample ? 1U : 0U;
+   // When only the sample match kept a packet out of an earlier class, the packet is a candidate of
+   // that class.
+   for (const std::size_t each : almost_) {
+      totals.classes[each].candidates += 1;
    }
-   if (verdict.entry != nullptr) {
-      ClassTotals& matched = totals.classes[verdict.matched];
-      const U64 sampled = verdict.entry->sampled ? 1 : 0;
+   if (decision.entry != nullptr) {
+      ClassTotals& matched = totals.classes[decision.matched];
+      const U64 sampled = decision.entry->sampled ? 1 : 0;
       matched.candidates += 1;
       matched.matched += 1;
       matched.sampled += sampled;

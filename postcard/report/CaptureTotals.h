@@ -75,7 +75,7 @@ class CaptureCounter {
    explicit CaptureCounter(std::vector<ExplainedAcl>& acls);
 
    // Counts one frame: a packet, or the reason why it could not be decoded. Throws what
-   // `ExplainedAcl::explain` throws.
+   // `ExplainedAcl::decide` throws. Allocates nothing, once it has seen a few packets.
    void count(const std::variant<Packets::Packet, Packets::Undecodable>& frame);
 
    // The totals of all frames so far. `file` and `refused` are empty: the caller sets them.
@@ -83,10 +83,11 @@ class CaptureCounter {
 
  private:
    void countPacket(const Packets::Packet& packet);
-   static void countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet);
+   void countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet);
 
    std::vector<ExplainedAcl>& acls_;
    CaptureTotals totals_; // its `acls` stand in the order of `acls_`, without their `rules`
+   std::vector<std::size_t> almost_; // as `ExplainedAcl::decide` fills it; kept for its memory
 };
 
 // The counts of frames, then for each ACL a table of its classes and the rules that matched a

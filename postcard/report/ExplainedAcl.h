@@ -1,7 +1,11 @@
 // `ExplainedAcl`: the ACL of a policy in one family, together with the classes that it was made
 // from. Relies on `AclTable` for what happens to a packet, which follows from the rules, and on
-// `firstMiss` for the reason, which follows from the classes. The two are computed independently
-// and compared for every packet.
+// `firstMiss` for the reason, which follows from the classes. The two are compared for every
+// packet.
+//
+// `explain`, for a packet that is printed, asks every class. `decide`, for many packets, asks only
+// those classes whose addresses and protocol the packet has, which a `RuleIndex` finds, and makes
+// no texts.
 #pragma once
 
 #include "postcard/classifier/AclTable.h"
@@ -28,6 +32,12 @@ struct Verdict {
    std::vector<std::optional<Miss>> misses;
 };
 
+// What an ACL does with one packet, without the reasons.
+struct Decision {
+   const Classifier::AclTable::Entry* entry = nullptr; // as in `Verdict`
+   std::size_t matched = 0;                            // the same
+};
+
 class ExplainedAcl {
  public:
    // `acl` must be the ACL that `policy` compiled to in `family` on `hardware`. `policy` and
@@ -52,13 +62,26 @@ class ExplainedAcl {
    // Throws std::logic_error when the matching rule was not made for the first class without a
    // miss: then the plug-in or this program has a defect.
    Verdict explain(const Packets::Packet& packet);
+   // The same decision. Replaces the content of `almost` by the indexes in `classes` of the classes
+   // before the matching one that only the sample match kept the packet out of, in order. Allocates
+   // nothing once `almost` has grown.
+   Decision decide(const Packets::Packet& packet, std::vector<std::size_t>& almost);
 
  private:
+   // Addresses and protocol of each class, once for each protocol; fills `classOfMatch_`.
+   std::vector<Classifier::RuleMatch> reachOfClasses();
+   // Throws std::logic_error when `decision` holds a rule of another class than the one it names.
+   void requireAgreement(const Decision& decision, const Packets::Packet& packet) const;
+
    const Policy::Policy* policy_;
    Policy::Family family_;
    const Policy::Hardware* hardware_;
    Classifier::AclTable table_;
    std::vector<const Policy::Class*> classes_;
+   std::vector<std::size_t> classOfEntry_; // by place in the table; the number of classes: none
+   // `reach_` holds a match for each protocol of each class; `classOfMatch_` names the class.
+   std::vector<std::size_t> classOfMatch_;
+   Classifier::RuleIndex reach_;
 };
 
 } // namespace Postcard::Report

@@ -11,40 +11,31 @@ namespace Postcard::Report {
 
 namespace {
 
-using OptionalMiss = std::optional<Miss>;
+using OptionalField = std::optional<Field>;
 
-std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
-   return fmt::format("{}", fmt::join(texts, separator));
+Policy::Family familyOf(const Packets::Packet& packet) {
+   return packet.family == Orlix::AddressFamily::ipv4 ? Policy::Family::ipv4 : Policy::Family::ipv6;
 }
 
-// ---- Addresses ----
+// ---- Which field ----
 
 // Without prefixes every address matches.
-OptionalMiss addressMiss(Field field, const std::vector<Policy::Prefix>& prefixes,
-                         std::span<const U8> address) {
-   if (prefixes.empty() ||
-       prefixes.front().value.contains(address)) { // the plug-in refuses a second
-      return std::nullopt;
-   }
-   return Miss{field, prefixes.front().value.stringValue(), Packets::printAddress(address)};
+bool inPrefixes(const std::vector<Policy::Prefix>& prefixes, std::span<const U8> address) {
+   return prefixes.empty() ||
+          prefixes.front().value.contains(address); // the plug-in refuses a second
 }
 
-// ---- Ports ----
+// Null when the filter names other protocols, or none.
+const Policy::ProtocolMatch* protocolOf(const Policy::Filter& filter,
+                                        const Packets::Packet& packet) {
+   const auto found = std::ranges::find(filter.protocols, packet.protocol,
+                                        &Policy::ProtocolMatch::low); // the plug-in refuses ranges
+   return found == filter.protocols.end() ? nullptr : &*found;
+}
 
-// The ranges of one side of `entries`, each once, although several entries may share a range.
-std::string rangesText(const std::vector<const Policy::PortEntry*>& entries,
-                       std::vector<Policy::NumberRange> Policy::PortEntry::*side) {
-   std::vector<std::string> texts;
-   for (const Policy::PortEntry* entry : entries) {
-      for (const Policy::NumberRange& range : entry->*side) {
-         std::string text = range.low == range.high ? std::to_string(range.low)
-                                                    : fmt::format("{}-{}", range.low, range.high);
-         if (std::ranges::find(texts, text) == texts.end()) {
-            texts.push_back(std::move(text));
-         }
-      }
-   }
-   return texts.empty() ? "one of an empty list of ranges" : joined(texts, ", ");
+// The plug-in makes no rule of an entry without ranges: it matches no packet.
+bool makesRules(const Policy::PortEntry& entry) {
+   return !entry.source.empty() || !entry.destination.empty();
 }
 
 // Whether a port matches one side of an entry. A side without ranges matches every port; it also
@@ -56,101 +47,137 @@ bool sideMatches(const std::vector<Policy::NumberRange>& ranges, const std::opti
            }));
 }
 
-// Removes from `entries` those whose `side` does not match the port. When none would be left,
-// returns the miss and leaves `entries` as it is.
-OptionalMiss narrow(Field field, std::vector<const Policy::PortEntry*>& entries,
-                    std::vector<Policy::NumberRange> Policy::PortEntry::*side,
-                    const std::optional<U16>& port) {
-   std::vector<const Policy::PortEntry*> left;
-   std::ranges::copy_if(entries, std::back_inserter(left), [&](const Policy::PortEntry* entry) {
-      return sideMatches(entry->*side, port);
-   });
-   if (left.empty()) {
-      return Miss{field, rangesText(entries, side),
-                  port ? std::to_string(*port) : "no port in a later fragment"};
-   }
-   entries = std::move(left);
-   return std::nullopt;
-}
-
-// A packet matches when one entry matches both of its ports. Source ports are compared first, so a
-// miss of the destination port names the ranges of those entries only whose source side matches.
-OptionalMiss portMiss(const std::vector<Policy::PortEntry>& ports, const Packets::Packet& packet) {
-   if (ports.empty()) {
-      return std::nullopt;
-   }
-   std::vector<const Policy::PortEntry*> entries;
-   for (const Policy::PortEntry& entry : ports) {
-      // The plug-in makes no rule of an entry without ranges: it matches no packet.
-      if (!entry.source.empty() || !entry.destination.empty()) {
-         entries.push_back(&entry);
+// A packet matches when one entry matches both of its ports.
+OptionalField missedPort(const std::vector<Policy::PortEntry>& entries,
+                         const Packets::Packet& packet) {
+   OptionalField missed = Field::sourcePort;
+   for (const Policy::PortEntry& entry : entries) {
+      if (makesRules(entry) && sideMatches(entry.source, packet.sourcePort)) {
+         if (sideMatches(entry.destination, packet.destinationPort)) {
+            return std::nullopt;
+         }
+         missed = Field::destinationPort;
       }
    }
-   if (OptionalMiss miss =
-             narrow(Field::sourcePort, entries, &Policy::PortEntry::source, packet.sourcePort)) {
-      return miss;
-   }
-   return narrow(Field::destinationPort, entries, &Policy::PortEntry::destination,
-                 packet.destinationPort);
+   return entries.empty() ? std::nullopt : missed;
 }
-
-// ---- Flags and sample bits ----
 
 // Without flag matches every packet matches. A later fragment has no flags, so it fails all of
 // them.
-OptionalMiss flagsMiss(const std::vector<Policy::TcpFlagMatch>& matches,
-                       const Packets::Packet& packet) {
-   std::vector<std::string> wanted;
-   for (const Policy::TcpFlagMatch& match : matches) {
-      if (packet.tcpFlags && (*packet.tcpFlags & match.mask) == match.flags) {
-         return std::nullopt;
-      }
-      wanted.push_back(fmt::format("{} of {}", Packets::tcpFlagNames(match.flags),
-                                   Packets::tcpFlagNames(match.mask)));
-   }
-   if (matches.empty()) {
-      return std::nullopt;
-   }
-   return Miss{Field::tcpFlags, joined(wanted, " or "),
-               packet.tcpFlags ? Packets::tcpFlagNames(*packet.tcpFlags)
-                               : "no flags in a later fragment"};
+bool flagsMatch(const std::vector<Policy::TcpFlagMatch>& matches, const Packets::Packet& packet) {
+   return matches.empty() || std::ranges::any_of(matches, [&](const Policy::TcpFlagMatch& match) {
+             return packet.tcpFlags && (*packet.tcpFlags & match.mask) == match.flags;
+          });
 }
 
-// `match` is null when the class compares no sample bits.
-OptionalMiss sampleMiss(const Policy::SampleMatch* match, const Packets::Packet& packet) {
-   if (match == nullptr) {
-      return std::nullopt;
+// What the filter asks of packets of one protocol: ports, then TCP flags.
+OptionalField missedInProtocol(const Policy::ProtocolMatch& match, const Policy::Hardware& hardware,
+                               const Packets::Packet& packet) {
+   if (const OptionalField missed = missedPort(match.ports, packet)) {
+      return missed;
    }
-   const bool isChecksum = match->field == Policy::SampleField::checksum;
-   const std::optional<U16>& value = isChecksum ? packet.checksum : packet.identification;
-   if (value && (*value & match->mask) == match->data) {
-      return std::nullopt;
-   }
-   return Miss{Field::sample,
-               fmt::format("{} 0x{:04x} under mask 0x{:04x}", isChecksum ? "checksum" : "ip-id",
-                           match->data, match->mask),
-               value ? fmt::format("0x{:04x}", *value) : "no checksum in a later fragment"};
+   return !hardware.tcpFlags || flagsMatch(match.tcpFlags, packet) ? std::nullopt
+                                                                   : OptionalField{Field::tcpFlags};
 }
 
-// The protocol, and what the filter asks of packets of this protocol: ports, then TCP flags.
-OptionalMiss protocolMiss(const Policy::Filter& filter, const Policy::Hardware& hardware,
-                          const Packets::Packet& packet) {
-   std::vector<std::string> wanted;
-   for (const Policy::ProtocolMatch& match : filter.protocols) {
-      if (match.low == packet.protocol) { // the plug-in refuses ranges
-         OptionalMiss miss = portMiss(match.ports, packet);
-         return miss || !hardware.tcpFlags ? miss : flagsMiss(match.tcpFlags, packet);
-      }
-      wanted.push_back(Packets::protocolName(match.low));
+OptionalField missedProtocol(const Policy::Filter& filter, const Policy::Hardware& hardware,
+                             const Packets::Packet& packet) {
+   if (const Policy::ProtocolMatch* match = protocolOf(filter, packet)) {
+      return missedInProtocol(*match, hardware, packet);
    }
    // A class without protocols gets rules for TCP and UDP.
    const bool tcpOrUdp =
          packet.protocol == Packets::protocolTcp || packet.protocol == Packets::protocolUdp;
-   if (filter.protocols.empty() && tcpOrUdp) {
-      return std::nullopt;
+   return filter.protocols.empty() && tcpOrUdp ? std::nullopt : OptionalField{Field::protocol};
+}
+
+const std::optional<U16>& sampledField(const Policy::SampleMatch& match,
+                                       const Packets::Packet& packet) {
+   return match.field == Policy::SampleField::checksum ? packet.checksum : packet.identification;
+}
+
+// `match` is null when the class compares no sample bits.
+bool sampleMatches(const Policy::SampleMatch* match, const Packets::Packet& packet) {
+   if (match == nullptr) {
+      return true;
    }
-   return Miss{Field::protocol, wanted.empty() ? "tcp or udp" : joined(wanted, " or "),
-               Packets::protocolName(packet.protocol)};
+   const std::optional<U16>& value = sampledField(*match, packet);
+   return value && (*value & match->mask) == match->data;
+}
+
+// ---- In words ----
+
+std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
+   return fmt::format("{}", fmt::join(texts, separator));
+}
+
+Miss addressMiss(Field field, const std::vector<Policy::Prefix>& prefixes,
+                 std::span<const U8> address) {
+   return {field, prefixes.front().value.stringValue(), Packets::printAddress(address)};
+}
+
+// The ranges of one side of those entries that `counts` returns true for, each once.
+template <class Counts>
+Miss portMiss(Field field, const std::vector<Policy::PortEntry>& entries,
+              std::vector<Policy::NumberRange> Policy::PortEntry::*side,
+              const std::optional<U16>& port, const Counts& counts) {
+   std::vector<std::string> texts;
+   for (const Policy::PortEntry& entry : entries) {
+      if (!makesRules(entry) || !counts(entry)) {
+         continue;
+      }
+      for (const Policy::NumberRange& range : entry.*side) {
+         std::string text = range.low == range.high ? std::to_string(range.low)
+                                                    : fmt::format("{}-{}", range.low, range.high);
+         if (std::ranges::find(texts, text) == texts.end()) {
+            texts.push_back(std::move(text));
+         }
+      }
+   }
+   return {field, texts.empty() ? "one of an empty list of ranges" : joined(texts, ", "),
+           port ? std::to_string(*port) : "no port in a later fragment"};
+}
+
+Miss sourcePortMiss(const Policy::ProtocolMatch& match, const Packets::Packet& packet) {
+   return portMiss(Field::sourcePort, match.ports, &Policy::PortEntry::source, packet.sourcePort,
+                   [](const Policy::PortEntry&) { return true; });
+}
+
+// Only entries whose source ports match could have had the packet.
+Miss destinationPortMiss(const Policy::ProtocolMatch& match, const Packets::Packet& packet) {
+   return portMiss(Field::destinationPort, match.ports, &Policy::PortEntry::destination,
+                   packet.destinationPort, [&](const Policy::PortEntry& entry) {
+                      return sideMatches(entry.source, packet.sourcePort);
+                   });
+}
+
+Miss protocolMiss(const Policy::Filter& filter, const Packets::Packet& packet) {
+   std::vector<std::string> wanted;
+   for (const Policy::ProtocolMatch& match : filter.protocols) {
+      wanted.push_back(Packets::protocolName(match.low));
+   }
+   return {Field::protocol, wanted.empty() ? "tcp or udp" : joined(wanted, " or "),
+           Packets::protocolName(packet.protocol)};
+}
+
+Miss flagsMiss(const std::vector<Policy::TcpFlagMatch>& matches, const Packets::Packet& packet) {
+   std::vector<std::string> wanted;
+   for (const Policy::TcpFlagMatch& match : matches) {
+      wanted.push_back(fmt::format("{} of {}", Packets::tcpFlagNames(match.flags),
+                                   Packets::tcpFlagNames(match.mask)));
+   }
+   return {Field::tcpFlags, joined(wanted, " or "),
+           packet.tcpFlags ? Packets::tcpFlagNames(*packet.tcpFlags)
+                           : "no flags in a later fragment"};
+}
+
+Miss sampleMiss(const Policy::SampleMatch& match, const Packets::Packet& packet) {
+   const std::optional<U16>& value = sampledField(match, packet);
+   return {Field::sample,
+           fmt::format("{} 0x{:04x} under mask 0x{:04x}",
+                       match.field == Policy::SampleField::checksum ? "checksum" : "ip-id",
+                       match.data, match.mask),
+           value ? fmt::format("0x{:04x}", *value) : "no checksum in a later fragment"};
 }
 
 } // namespace
@@ -175,22 +202,47 @@ std::string_view fieldName(Field field) {
    return "sample";
 }
 
+std::optional<Field> missedField(const Policy::Class& each, const Policy::Hardware& hardware,
+                                 const Packets::Packet& packet) {
+   const Policy::Filter& filter = *each.filter(familyOf(packet));
+   if (!inPrefixes(filter.source, packet.sourceAddress())) {
+      return Field::source;
+   }
+   if (!inPrefixes(filter.destination, packet.destinationAddress())) {
+      return Field::destination;
+   }
+   if (const OptionalField missed = missedProtocol(filter, hardware, packet)) {
+      return missed;
+   }
+   return sampleMatches(Policy::sampleOf(each, familyOf(packet)), packet)
+                ? std::nullopt
+                : OptionalField{Field::sample};
+}
+
 std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware& hardware,
                               const Packets::Packet& packet) {
-   const Policy::Family family =
-         packet.family == Orlix::AddressFamily::ipv4 ? Policy::Family::ipv4 : Policy::Family::ipv6;
-   const Policy::Filter& filter = *each.filter(family);
-   if (auto miss = addressMiss(Field::source, filter.source, packet.sourceAddress())) {
-      return miss;
+   const OptionalField missed = missedField(each, hardware, packet);
+   if (!missed) {
+      return std::nullopt;
    }
-   if (auto miss =
-             addressMiss(Field::destination, filter.destination, packet.destinationAddress())) {
-      return miss;
+   const Policy::Filter& filter = *each.filter(familyOf(packet));
+   switch (*missed) {
+   case Field::source:
+      return addressMiss(Field::source, filter.source, packet.sourceAddress());
+   case Field::destination:
+      return addressMiss(Field::destination, filter.destination, packet.destinationAddress());
+   case Field::protocol:
+      return protocolMiss(filter, packet);
+   case Field::sourcePort:
+      return sourcePortMiss(*protocolOf(filter, packet), packet);
+   case Field::destinationPort:
+      return destinationPortMiss(*protocolOf(filter, packet), packet);
+   case Field::tcpFlags:
+      return flagsMiss(protocolOf(filter, packet)->tcpFlags, packet);
+   case Field::sample:
+      break;
    }
-   if (auto miss = protocolMiss(filter, hardware, packet)) {
-      return miss;
-   }
-   return sampleMiss(Policy::sampleOf(each, family), packet);
+   return sampleMiss(*Policy::sampleOf(each, familyOf(packet)), packet);
 }
 
 } // namespace Postcard::Report

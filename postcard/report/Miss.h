@@ -1,5 +1,5 @@
-// `firstMiss`: why a packet does not belong to a class. Relies on plain policy values and on the
-// packet model. It does not look at rules, so its answers can be compared with those of a compiled
+// `missedField` and `firstMiss`: why a packet does not belong to a class. Rely on plain policy
+// values and on the packet model, not on rules: the answers can be held against those of a compiled
 // ACL.
 //
 // A class is read the way the rules made from it behave. A class without protocols matches TCP and
@@ -39,9 +39,13 @@ struct Miss {
    std::string found;  // what the packet has, such as "10.1.2.3"
 };
 
-// The first field of the class that the packet does not match; absent when the packet matches all.
-// The class must take part in the packet's family, and the plug-in must accept it: at most one
-// prefix per side, no range of protocols, and no other match that the plug-in refuses.
+// The first field of the class that the packet does not match; absent when the packet belongs to
+// the class. The class must take part in the packet's family, and must be one that the plug-in
+// accepts: at most one prefix per side, and no range of protocols. Allocates nothing.
+std::optional<Field> missedField(const Policy::Class& each, const Policy::Hardware& hardware,
+                                 const Packets::Packet& packet);
+
+// The same with texts for people.
 std::optional<Miss> firstMiss(const Policy::Class& each, const Policy::Hardware& hardware,
                               const Packets::Packet& packet);
 
