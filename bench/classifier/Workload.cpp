@@ -109,9 +109,9 @@ Workload named(const char* what, AddressFamily family) {
 void addClass(Random& random, Workload& workload) {
    RuleMatch rule;
    if (random() % 4 == 0) {
-      rule.source = somewhere(random, workload.family, 8 + random() % 8);
+      rule.source = somewhere(random, workload.family, static_cast<unsigned>(8 + random() % 8));
    }
-   rule.destination = somewhere(random, workload.family, 8 + random() % 16);
+   rule.destination = somewhere(random, workload.family, static_cast<unsigned>(8 + random() % 16));
    rule.protocol =
          random() % 3 == 0 ? Postcard::Packets::protocolUdp : Postcard::Packets::protocolTcp;
    if (rule.protocol == Postcard::Packets::protocolTcp && random() % 4 == 0) {
@@ -162,8 +162,10 @@ Workload scattered(AddressFamily family, std::size_t rules) {
    Workload workload = named("scattered", family);
    for (std::size_t i = 0; i < rules; ++i) {
       RuleMatch rule;
-      rule.source = random() % 3 == 0 ? Prefix{} : somewhere(random, family, random() % 25);
-      rule.destination = somewhere(random, family, 4 + random() % 21);
+      rule.source = random() % 3 == 0
+                          ? Prefix{}
+                          : somewhere(random, family, static_cast<unsigned>(random() % 25));
+      rule.destination = somewhere(random, family, static_cast<unsigned>(4 + random() % 21));
       rule.protocol =
             random() % 2 == 0 ? Postcard::Packets::protocolUdp : Postcard::Packets::protocolTcp;
       if (random() % 3 != 0) {

@@ -4,6 +4,7 @@
 
 #include "postcard/packets/Packet.h"
 
+#include <cstdlib>
 #include <random>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,13 @@
 namespace RulesClientTest {
 
 using Random = std::mt19937_64;
+
+// How many packets a random test draws: `usual`, or what the environment variable
+// POSTCARD_CLASSIFIER_PACKETS says.
+inline std::size_t packetsToTry(std::size_t usual) {
+   const char* wanted = std::getenv("POSTCARD_CLASSIFIER_PACKETS");
+   return wanted == nullptr ? usual : std::strtoull(wanted, nullptr, 10);
+}
 
 template <class T>
 T pick(Random& random, const std::vector<T>& values) {
