@@ -107,6 +107,17 @@ bool isBlockLost(const Thread& thread) {
    return thread.block != nullptr && thread.block->claim.load(std::memory_order_relaxed) == 0;
 }
 
+// The ring, in which the thread's next record is not lost. `record` calls what calls this before it
+// looks for its place in the block, so the block may be another one afterwards. A new one has room
+// for any record. Requires the mutex.
+WrittenRing& ringOfThreadLocked() {
+   WrittenRing& ring = ringLocked();
+   if (Thread& thread = threadLocked(); isBlockLost(thread)) {
+      claimLocked(ring, thread);
+   }
+   return ring;
+}
+
 constinit U32 nextDescriptor = 1; // guarded by the mutex
 
 } // namespace
@@ -116,7 +127,7 @@ U32 Detail::registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds
    if (const U32 known = site.descriptor.load(std::memory_order_relaxed); known != 0) {
       return known; // another thread was first
    }
-   WrittenRing& ring = ringLocked();
+   WrittenRing& ring = ringOfThreadLocked();
    // A number is used up even when the descriptor finds no room: another site must never get it.
    const U32 descriptor = nextDescriptor++;
    ring.addDescriptor(describe(site.point, descriptor, kinds));
@@ -130,15 +141,9 @@ void Detail::claimBlock() {
    claimLocked(ringLocked(), threadLocked());
 }
 
-// `record` calls this before it looks for its place in the block, so the block may be another one
-// afterwards. A new one has room for any record.
 void Detail::refreshClocks(U64 ticks) {
    const std::lock_guard lock{ringMutex};
-   WrittenRing& ring = ringLocked();
-   if (Thread& thread = threadLocked(); isBlockLost(thread)) {
-      claimLocked(ring, thread);
-   }
-   readClocks(ring.header().latest);
+   readClocks(ringOfThreadLocked().header().latest);
    writer.dueTicks = ticks + ticksBetweenClocks;
 }
 

@@ -19,7 +19,7 @@
 // A process with a ring file has a handler for SIGBUS from its first record on (BusGuard.h), so
 // that truncating the file does not end it. The traces in the file are lost then, standard error
 // says so once, and a new ring begins in the file, at the latest with the first trace of a thread
-// that comes a second later. A process without a ring file has no handler of ours.
+// that comes a second or two later. A process without a ring file has no handler of ours.
 //
 // Threads: any thread may call any function here at any time, but not from a signal handler, which
 // may have interrupted a record half written. A child process made by fork(2) writes to memory

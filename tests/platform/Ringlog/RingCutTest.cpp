@@ -99,6 +99,21 @@ TEST(RingCutTest, aFewTracesComeIntoTheNewRingAfterASecond) {
    EXPECT_EQ(file.texts(), (std::vector<std::string>{"main 5", "main 6", "other 7"}));
 }
 
+TEST(RingCutTest, aTraceOfANewCallSiteBeginsTheNewRing) {
+   const RingFile file;
+   const auto child = [&] {
+      file.use();
+      count(1, 3);
+      ::truncate(file.path().c_str(), 0);
+      count(4, 4);
+      RINGLOG_TRACE(9, "other {}", 5);
+      count(6, 6);
+      std::raise(SIGKILL);
+   };
+   EXPECT_EXIT(child(), testing::KilledBySignal(SIGKILL), "^" + cutLine(file.path()) + "$");
+   EXPECT_EQ(file.texts(), (std::vector<std::string>{"other 5", "main 6"}));
+}
+
 TEST(RingCutTest, itIsSaidOnceHoweverOftenItHappens) {
    const RingFile file;
    const auto child = [&] {
