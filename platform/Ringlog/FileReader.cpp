@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -84,15 +86,16 @@ FileReader::Look FileReader::look() {
    return {};
 }
 
-// The header, or nothing while another process makes a new ring in the file. That process truncates
-// the file, fills it with zeros and writes the magic number last; so a header that is short or has
-// no magic number belongs to a ring in the making. Before the first ring has been read, the same
-// header is an error: the path names a file that is no ring.
+// The header, or nothing while another process makes a new ring in the file: the header is short
+// after somebody has truncated the file, and has another mark until everything else is in place.
+// Before the first ring has been read, the same header is an error: the path names a file that is
+// no ring.
 std::optional<RingFacts> FileReader::factsOf(const File& file) const {
    std::array<std::byte, sizeof(RingHeader)> header{};
    const bool whole = file.read(0, header);
-   if (known_ && (!whole || std::ranges::all_of(std::span{header}.first(sizeof(U64)),
-                                                [](std::byte b) { return b == std::byte{0}; }))) {
+   U64 magic = 0;
+   std::memcpy(&magic, header.data() + offsetof(RingHeader, magic), sizeof magic);
+   if (known_ && (!whole || magic == ringInTheMaking || magic == 0)) {
       return std::nullopt;
    }
    return readFacts(header, whole ? file.size() : 0);

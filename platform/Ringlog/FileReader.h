@@ -4,8 +4,8 @@
 // Reader and writer share no lock. The reader copies the new bytes of a block and reads the number
 // of the block's claim before and after copying; when both are the same, no byte of the copy was
 // overwritten. The file is opened anew at each look, because another process may have put another
-// ring in its place. It is read and not mapped, because a process that takes the file over
-// truncates it first, and an access to a truncated page would end the reader with SIGBUS.
+// ring in its place. It is read and not mapped, because the file may be truncated while it is read,
+// and an access to a truncated page would end the reader with SIGBUS.
 #pragma once
 
 #include "Ringlog/Decoder.h"

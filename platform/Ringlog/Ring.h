@@ -5,14 +5,21 @@
 // The first record makes the ring. Two environment variables are read then:
 //
 //   RINGLOG_FILE   the file that holds the ring, so that the ring outlives the process however the
-//                  process ends. Not set or empty: the ring lies in memory. The file's former
-//                  content is erased; a new file has mode 0600. The process locks the file,
-//                  flock(2); a file that another process has locked is not touched. When the file
-//                  cannot be used, one line on standard error says why, and the ring lies in
-//                  memory.
+//                  process ends. Not set or empty: the ring lies in memory.
 //   RINGLOG_SIZE   the size of all blocks in KiB, from 128 to 4194304, rounded down to whole
 //                  blocks; 1024 when it is not set. Any other value is reported on standard error
 //                  and ignored.
+//
+// The file must not exist, be empty or hold a ring, which the new one replaces. It gets mode 0600.
+// The process locks it, flock(2). What else the name may stand for is left as it is: a file with
+// other content, one that another process has locked or another user owns, a link, a device. Then,
+// and when there is no room for the whole ring, one line on standard error says why and what to
+// do, an old ring in the file stays, and the ring lies in memory.
+//
+// A process with a ring file has a handler for SIGBUS from its first record on (BusGuard.h), so
+// that truncating the file does not end it. The traces in the file are lost then, standard error
+// says so once, and a new ring begins in the file, at the latest with the first trace of a thread
+// that comes a second or two later. A process without a ring file has no handler of ours.
 //
 // Threads: any thread may call any function here at any time, but not from a signal handler, which
 // may have interrupted a record half written. A child process made by fork(2) writes to memory

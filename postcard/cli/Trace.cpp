@@ -65,9 +65,10 @@ void addSettings(CLI::App& parser, const std::shared_ptr<Options>& options) {
    addSetting(parser, options, "--since", "TIME",
               "only from this time on: 2025-11-21T11:36:51Z, or an age: 10s, 5m, 2h, 1d",
               &Trace::Filter::sinceIs);
-   addSetting(parser, options, "--grep", "REGEX",
-              "only those whose text or class::function has a match (extended regular expression)",
-              &Trace::Filter::expressionIs);
+   addSetting(
+         parser, options, "--grep", "REGEX",
+         "only those whose text or class::function has a match (regular expression, RE2 syntax)",
+         &Trace::Filter::expressionIs);
    addSetting(parser, options, "--source", "PATTERN",
               "only from these sources; * stands for any characters", &Trace::Filter::sourceIs);
 }

@@ -31,6 +31,14 @@ namespace Ringlog {
 
 // "RINGLOG" and the layout's version in the lowest byte, on a little-endian machine.
 inline constexpr U64 ringMagic = 0x474f4c474e495201U;
+// The same with version 0: a ring in the making. A file never lacks both marks while a process
+// fills it, so that the next process knows the file of a killed one for a ring.
+inline constexpr U64 ringInTheMaking = ringMagic & ~U64{0xff};
+
+// Whether a file that begins with this number is a ring, of any version, and not somebody's text.
+constexpr bool isRingMark(U64 magic) {
+   return magic >> 8 == ringMagic >> 8;
+}
 
 // Sizes in bytes.
 inline constexpr std::size_t headerSize = 4096;
@@ -55,7 +63,7 @@ struct ClockPair {
 // The atomic members, except those of `opened`, change while the ring is in use. The others are
 // written when the ring is made; only a forked child changes `processId`, in its own copy.
 struct RingHeader {
-   U64 magic;      // `ringMagic`, written last; 0 while the ring is being made
+   U64 magic;      // `ringMagic`, written last; `ringInTheMaking` before
    U32 blockCount; // from 1 to `mostBlocks`
    U32 processId;  // of the writing process
    // Claims so far, including those that passed over a block that was held. Claim n is for block n

@@ -3,9 +3,12 @@
 #include "Pello/TextTrace.h"
 
 #include <fmt/format.h>
+#include <re2/re2.h>
 
 #include <chrono>
+#include <cstdint>
 #include <stdexcept>
+#include <utility>
 
 namespace Postcard::Cli::Trace {
 
@@ -16,11 +19,38 @@ Microseconds now() {
    return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }
 
-// Why `expression` could not be compiled, in the words of the C library.
-std::string reasonOf(int error, const regex_t& expression) {
-   char reason[256];
-   ::regerror(error, &expression, reason, sizeof reason);
-   return reason;
+// The bytes that RE2 may use for one expression, compiled and while it is matched.
+constexpr std::int64_t mostMemory = std::int64_t{8} << 20;
+
+RE2::Options optionsOfExpressions() {
+   RE2::Options options;
+   options.set_max_mem(mostMemory);
+   options.set_log_errors(false); // the caller is told, and nobody else
+   options.set_dot_nl(true);
+   options.set_never_capture(true);
+   return options;
+}
+
+// `text`, or its beginning when it is long: a message should show what was wrong, not pages of it.
+std::string quoted(const std::string& text) {
+   constexpr std::size_t most = 60;
+   return text.size() <= most ? text : text.substr(0, most) + "...";
+}
+
+// Why `expression` was refused, and what to do where the words of RE2 do not tell.
+std::string reasonOf(const RE2& expression) {
+   switch (expression.error_code()) {
+   case RE2::ErrorPatternTooLarge:
+      return "it takes too much memory; use smaller repetitions or a shorter expression";
+   case RE2::ErrorRepeatSize:
+      return "a repetition of more than 1000, nested ones multiplied, or one whose end is before "
+             "its beginning: " +
+             quoted(expression.error_arg());
+   case RE2::ErrorBadUTF8:
+      return "it is not UTF-8";
+   default:
+      return quoted(expression.error());
+   }
 }
 
 } // namespace
@@ -43,16 +73,12 @@ void Filter::sinceIs(const std::string& text) {
 }
 
 void Filter::expressionIs(const std::string& text) {
-   auto made = std::make_unique<regex_t>();
-   if (const int error = ::regcomp(made.get(), text.c_str(), REG_EXTENDED | REG_NOSUB)) {
+   auto made = std::make_shared<const RE2>(text, optionsOfExpressions());
+   if (!made->ok()) {
       throw std::invalid_argument{
-            fmt::format("'{}': not a regular expression: {}", text, reasonOf(error, *made))};
+            fmt::format("'{}': not a regular expression: {}", quoted(text), reasonOf(*made))};
    }
-   // Only a compiled expression may be freed with `regfree`, so the deleter changes here.
-   expression_ = {made.release(), [](regex_t* expression) {
-                     ::regfree(expression);
-                     delete expression;
-                  }};
+   expression_ = std::move(made);
 }
 
 bool Filter::wants(const Ringlog::Record& record) const {
@@ -71,9 +97,7 @@ bool Filter::wants(const Ringlog::Record& record) const {
 }
 
 bool Filter::contains(const std::string& text) const {
-   // The text may hold null bytes. With REG_STARTEND its end comes from `range`.
-   regmatch_t range{0, static_cast<regoff_t>(text.size())};
-   return ::regexec(expression_.get(), text.c_str(), 1, &range, REG_STARTEND) == 0;
+   return RE2::PartialMatch(text, *expression_);
 }
 
 std::string functionOf(const Ringlog::Descriptor& site) {

@@ -1,7 +1,7 @@
-// `Filter`: which records `postcard trace` prints. Relies on the text trace for the form of levels
-// and source patterns, so that users write them as in FMTRACE. Relies on the regular expressions of
-// the C library, because those of the C++ library recurse once per character and overflow the stack
-// on long texts.
+// `Filter`: which records `postcard trace` prints. Relies on the text trace for levels and source
+// patterns, so that they are written as in FMTRACE, and on RE2 for regular expressions: its time
+// grows linearly with the text, its memory is bounded and it does not recurse, whatever the
+// expression. The expressions of the C library crash or take gigabytes on some.
 #pragma once
 
 #include "Pello/Types.h"
@@ -10,8 +10,11 @@
 
 #include <memory>
 #include <optional>
-#include <regex.h>
 #include <string>
+
+namespace re2 {
+class RE2;
+}
 
 namespace Postcard::Cli::Trace {
 
@@ -25,8 +28,8 @@ class Filter {
    void levelsIs(const std::string& text);
    // Only records from this time on. `timeOf` says how a time is written; an age counts from now.
    void sinceIs(const std::string& text);
-   // Only records whose text or `class::function` contains a match of this extended regular
-   // expression (POSIX, regex(7)).
+   // Only records whose text or `class::function` has a match of this regular expression, in the
+   // syntax of RE2. `.` matches a line break as well. Bytes that are no UTF-8 match nothing.
    void expressionIs(const std::string& text);
    // Only records of sources whose whole name fits this pattern, in which `*` stands for any
    // characters. Any text is a pattern.
@@ -41,7 +44,7 @@ class Filter {
    // Absent or null: there is no such setting.
    std::optional<U32> levels_; // bit n for level n
    std::optional<Microseconds> since_;
-   std::shared_ptr<const regex_t> expression_;
+   std::shared_ptr<const re2::RE2> expression_;
    std::optional<std::string> source_;
 };
 

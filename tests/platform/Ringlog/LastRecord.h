@@ -8,7 +8,7 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <vector>
 
 namespace TestSupport {
 
@@ -55,10 +55,12 @@ class RingFile {
    // From now on this process's ring is the file, if it has none yet.
    void use() const { ::setenv("RINGLOG_FILE", path_.c_str(), 1); }
    std::vector<std::byte> bytes() const {
-      std::ifstream in{path_, std::ios::binary};
-      const std::string read{std::istreambuf_iterator<char>{in}, {}};
-      const auto* begin = reinterpret_cast<const std::byte*>(read.data());
-      return {begin, begin + read.size()};
+      std::ifstream in{path_, std::ios::binary | std::ios::ate};
+      std::vector<std::byte> bytes(in ? static_cast<std::size_t>(in.tellg()) : 0);
+      in.seekg(0);
+      in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+      bytes.resize(in ? bytes.size() : static_cast<std::size_t>(in.gcount())); // may be truncated
+      return bytes;
    }
    std::vector<std::string> texts() const {
       std::vector<std::string> texts;

@@ -8,11 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <fcntl.h>
-#include <fstream>
-#include <sys/file.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -92,18 +87,6 @@ TEST(RingFileTest, theFileKeepsTheNewestOfManyTraces) {
    }
 }
 
-TEST(RingFileTest, anOlderFileIsReplaced) {
-   const RingFile file;
-   std::ofstream{file.path()} << std::string(3'000'000, 'x');
-   const auto child = [&] {
-      file.use();
-      trace("new");
-      endWith(true);
-   };
-   EXPECT_EXIT(child(), testing::ExitedWithCode(0), "^$");
-   EXPECT_EQ(file.texts(), Texts{"traced new"});
-}
-
 TEST(RingFileTest, sizes) {
    struct Row {
       const char* setting;
@@ -133,66 +116,6 @@ TEST(RingFileTest, sizes) {
       };
       EXPECT_EXIT(child(), testing::ExitedWithCode(0), row.message) << row.setting;
    }
-}
-
-// Traces into `path`, which cannot be used: whether the trace is in memory all the same.
-bool keptInMemory(const std::string& path) {
-   ::setenv("RINGLOG_FILE", path.c_str(), 1);
-   trace("kept");
-   return TestSupport::lastRecord().text == "traced kept";
-}
-
-[[noreturn]] void traceInMemory(const std::string& path) {
-   endWith(keptInMemory(path));
-}
-
-TEST(RingFileTest, aFileThatCannotBeUsedIsToldOnceAndTracesStayInMemory) {
-   const RingFile file;
-   const std::string link = file.path() + "-link";
-   const std::string pipe = file.path() + "-pipe";
-   ::symlink("anywhere", link.c_str());
-   ::mkfifo(pipe.c_str(), 0600);
-   const struct {
-      std::string path;
-      std::string reason;
-   } rows[] = {
-         {testing::TempDir(), "Is a directory"},
-         {"/no/such/folder/ring", "No such file or directory"},
-         {link, "Too many levels of symbolic links"},
-         {pipe, "Invalid argument"},
-         {"/dev/null", "Invalid argument"},
-   };
-   for (const auto& row : rows) {
-      EXPECT_EXIT(traceInMemory(row.path), testing::ExitedWithCode(0),
-                  "^RINGLOG_FILE=" + row.path + " ignored: " + row.reason + "\n$");
-   }
-   ::unlink(link.c_str());
-   ::unlink(pipe.c_str());
-   EXPECT_EXIT(traceInMemory(""), testing::ExitedWithCode(0), "^$");
-}
-
-TEST(RingFileTest, aFileWithoutRoomOnTheDiskIsNotUsed) {
-   const RingFile file;
-   const auto child = [&] {
-      std::signal(SIGXFSZ, SIG_IGN);
-      const rlimit limit{100'000, 100'000};
-      ::setrlimit(RLIMIT_FSIZE, &limit);
-      std::_Exit(keptInMemory(file.path()) ? 0 : 1); // nothing else could be written either
-   };
-   EXPECT_EXIT(child(), testing::ExitedWithCode(0), "^RINGLOG_FILE=.* ignored: File too large\n$");
-}
-
-TEST(RingFileTest, aFileThatAnotherProcessTracesIntoIsLeftAlone) {
-   const RingFile file;
-   const int held = ::open(file.path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-   // The child comes by here too, and finds the file locked.
-   if (::flock(held, LOCK_EX | LOCK_NB) == 0) {
-      ASSERT_EQ(::write(held, "theirs", 6), 6);
-   }
-   EXPECT_EXIT(traceInMemory(file.path()), testing::ExitedWithCode(0),
-               "^RINGLOG_FILE=.* ignored: another process traces into it\n$");
-   EXPECT_EQ(file.bytes().size(), 6U);
-   ::close(held);
 }
 
 // Forks; the parent waits for the child, which ends with 0 when `inChild` says so.

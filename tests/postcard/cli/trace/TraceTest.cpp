@@ -1,6 +1,7 @@
 // `postcard trace` over files that are put together by hand: lines, filters, and files that cannot
 // be used.
 #include "postcard/cli/trace/TraceFiles.h"
+#include "support/Sanitized.h"
 
 #include <nlohmann/json.hpp>
 
@@ -133,6 +134,9 @@ TEST_F(Trace, filters) {
          {{"--grep", "create"}, "14"}, // a function, and a text
          {{"--grep", "Helper::"}, "12"},
          {{"--grep", "\\(copied\\)"}, "3"},
+         {{"--grep", "[[:digit:]]{2} m"}, "2"},
+         {{"--grep", "Rule \\d+|\\bit$"}, "24"},
+         {{"--grep", "(?i)rULE"}, "23"},
          {{"--source", "Alpha*"}, "123"},
          {{"--source", "AlphaHelper"}, "12"},
          {{"--source", "*e*a*"}, "4"}, // AlphaHelper has no a behind its e
@@ -182,8 +186,19 @@ TEST_F(Trace, settingsThatCannotBeRead) {
            "2025-11-21T24:00:00Z", "2025-11-21T11:36:51.Z", "2025-11-21T11:36:51Zx",
            "2025-11-21T11:36:51+1:00", "20255-11-21T11:36:51Z", "2025-11-21T11:36:61Z"},
           times},
-         {"--grep", {"("}, "': not a regular expression: Unmatched ( or \\(\n"},
-         {"--grep", {"[a"}, "': not a regular expression: Unmatched [, [^, [:, [., or [=\n"},
+         {"--grep", {"("}, "': not a regular expression: missing ): (\n"},
+         {"--grep", {"[a"}, "': not a regular expression: missing ]: [a\n"},
+         {"--grep", {"(a)\\1"}, "': not a regular expression: invalid escape sequence: \\1\n"},
+         {"--grep", {"(?=a)"}, "': not a regular expression: invalid perl operator: (?=\n"},
+         {"--grep", {"\xff"}, "': not a regular expression: it is not UTF-8\n"},
+         {"--grep",
+          {"((a{100}){100}){100}", "(((x{100}){100}){100}){100}"},
+          "': not a regular expression: a repetition of more than 1000, nested ones multiplied, or "
+          "one whose end is before its beginning: {100}\n"},
+         {"--grep",
+          {"\\pL{1000}"},
+          "': not a regular expression: it takes too much memory; use smaller repetitions or a "
+          "shorter expression\n"},
    };
    for (const auto& row : rows) {
       for (const std::string& value : row.values) {
@@ -196,6 +211,63 @@ TEST_F(Trace, settingsThatCannotBeRead) {
    }
    EXPECT_EQ(trace({}).exitCode, 2);
    EXPECT_EQ(trace({"--format", "xml", path}).exitCode, 2);
+}
+
+// Neither the time nor the memory of an expression has to do with how it is nested.
+TEST_F(Trace, noExpressionTakesMuchTimeOrMemory) {
+   RingBytes ring = Trace::ring();
+   addSite(ring, 1, {5, "Source", "", "f", std::string(4000, 'x') + "!"});
+   for (U64 i = 0; i < 10; ++i) {
+      ring.record(0, 1, i);
+   }
+   const std::string path = file("ring", ring);
+   const auto nested = [](std::size_t times, const std::string& open, const std::string& close) {
+      std::string expression;
+      for (std::size_t i = 0; i < times; ++i) {
+         expression += open;
+      }
+      expression += "x";
+      for (std::size_t i = 0; i < times; ++i) {
+         expression += close;
+      }
+      return expression;
+   };
+   const struct {
+      std::string expression;
+      int exitCode;
+      std::size_t lines;
+   } rows[] = {
+         {nested(15'000, "(", ")"), 0, 10}, {nested(15'000, "(", ")") + ")", 2, 0},
+         {nested(60'000, "[", ""), 2, 0},   {nested(10, "(", "{0,10})"), 2, 0},
+         {nested(500, "(", "*)"), 0, 10},   {"(x+x+)+y", 0, 0},
+         {"(x|x)*(x|x)*(x|x)*$", 0, 10},    {"(.*)(.*)(.*)(.*)[^xf!]", 0, 0},
+   };
+   for (const auto& row : rows) {
+      const ProgramResult result = trace({"--grep", row.expression, path});
+      const std::string begin = row.expression.substr(0, 40);
+      EXPECT_EQ(result.exitCode, row.exitCode) << begin << result.signal;
+      EXPECT_EQ(linesOf(result.out).size(), row.lines) << begin;
+      EXPECT_LT(result.err.size(), 1'000U) << begin;
+      EXPECT_LT(result.seconds, 10 * TestSupport::patience) << begin;
+      if (!TestSupport::sanitized) {
+         EXPECT_LT(result.peakKibibytes, 200'000) << begin;
+      }
+   }
+}
+
+TEST_F(Trace, expressionsSeeWholeTexts) {
+   RingBytes ring = Trace::ring();
+   using std::string_literals::operator""s;
+   addSite(ring, 1, {5, "Source", "", "f", "one\ntwo\0three|\xff|f\xc3\xbcr"s});
+   ring.record(0, 1, atSecond(1));
+   const std::string path = file("ring", ring);
+   for (const char* found :
+        {"one.two", "three", "two.+three", "^one.*two", "für$", "f.r", "two\\x00"}) {
+      EXPECT_EQ(linesOf(trace({"--grep", found, path}).out).size(), 1U) << found;
+   }
+   for (const char* other : {"^two", "one$", "f..r"}) {
+      EXPECT_EQ(trace({"--grep", other, path}).out, "") << other;
+   }
 }
 
 TEST_F(Trace, filesThatCannotBeUsed) {
