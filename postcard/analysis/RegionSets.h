@@ -1,0 +1,51 @@
+// `setOf`: the exact set of a region or of a list of them; `Residues`: what each class of a policy
+// gets after the classes before it. Relies on `PacketSet` and `Region`.
+#pragma once
+
+#include "postcard/analysis/PacketSet.h"
+#include "postcard/analysis/Region.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace Postcard::Analysis {
+
+// Throw LimitReached.
+PacketSet setOf(const PacketSpace& space, const SampleBits& sample);
+PacketSet setOf(const PacketSpace& space, const Region& region);
+PacketSet setOf(const PacketSpace& space, const std::vector<Region>& regions);
+
+// The packets whose first match is each class.
+//
+// Only earlier classes that have a packet in common with a class are subtracted, the broadest
+// first: a set shrinks to nothing early or stays simple. One union of all earlier classes would
+// grow with every class and not end.
+class Residues {
+ public:
+   // Both references must outlive this object; `classes` must not change.
+   Residues(PacketSpace& space, const std::vector<ClassRegions>& classes, Policy::Family family);
+
+   // What is left of `part` of class `place` when earlier classes have taken theirs. `takers`,
+   // unless null, gets the places of those that took something, in the order in which they were
+   // subtracted. Throws LimitReached.
+   PacketSet left(const PacketSet& part, std::size_t place, std::vector<std::size_t>* takers);
+
+   // What the class at `place` takes when it stands alone. Throws LimitReached.
+   const PacketSet& alone(std::size_t place);
+
+   // Forgets all sets: for the caller of `PacketSpace::reset`.
+   void forget();
+
+ private:
+   // The classes before `place` that have a packet in common with it, the broadest first.
+   std::vector<std::size_t> rivals(std::size_t place) const;
+
+   PacketSpace& space_;
+   const std::vector<ClassRegions>& classes_;
+   Policy::Family family_;
+   std::vector<PacketSet> alone_;
+   std::vector<bool> known_;      // whether `alone_` has the set
+   std::vector<unsigned> length_; // compared bits of the addresses; few: a broad class
+};
+
+} // namespace Postcard::Analysis
