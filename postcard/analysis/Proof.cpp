@@ -138,7 +138,7 @@ class Prover {
       }
       for (std::size_t place = 0; place < reached.size(); ++place) {
          const PacketSet wanted =
-               place < built_.size() ? residues_.left(alone(place), place, nullptr) : PacketSet{};
+               place < built_.size() ? residues_.left(alone(place), place) : PacketSet{};
          depart((wanted - reached[place]) | (reached[place] - wanted), place);
       }
    }
@@ -236,7 +236,13 @@ class Prover {
    // take in the other.
    std::optional<Packet> differing(std::size_t place) {
       // Most classes show the difference in a packet of another protocol that nobody before takes.
-      for (const auto& [low, high] : {std::pair<U8, U8>{0, 5}, {7, 16}, {18, 255}}) {
+      using Protocols = std::pair<U8, U8>;
+      const bool ipv4 = circumstances_.family == Policy::Family::ipv4;
+      const Protocols below{U8{0}, U8{5}};
+      const Protocols between{U8{7}, U8{16}};
+      const Protocols above{U8{18}, U8{255}};
+      // The protocols with ICMP among them come first.
+      for (const auto& [low, high] : {ipv4 ? below : above, between, ipv4 ? above : below}) {
          Region other;
          other.lowProtocol = low;
          other.highProtocol = high;
@@ -261,8 +267,7 @@ class Prover {
       if (!any || firstMatch(built_, *any) == place) {
          return any;
       }
-      return space_.packetIn(residues_.left(residues_.alone(place), place, nullptr),
-                             circumstances_.family);
+      return space_.packetIn(residues_.left(residues_.alone(place), place), circumstances_.family);
    }
 
    PacketSpace& space_;

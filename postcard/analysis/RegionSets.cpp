@@ -1,7 +1,10 @@
 #include "postcard/analysis/RegionSets.h"
 
 #include <algorithm>
+#include <cmath>
+#include <functional>
 #include <limits>
+#include <utility>
 
 namespace Postcard::Analysis {
 
@@ -77,6 +80,27 @@ PacketSet setOf(const PacketSpace& space, const std::vector<Region>& regions) {
 
 // ---- Residues ----
 
+namespace {
+
+// The logarithm of the share of ports in the ranges, as if they did not overlap.
+double breadthOf(const std::vector<PortRange>& ranges) {
+   double ports = 0;
+   for (const PortRange& range : ranges) {
+      ports += range.high - range.low + 1;
+   }
+   return ranges.empty() ? 0 : std::log2(ports / 65536);
+}
+
+double breadthOf(const Region& region) {
+   double ports = region.ports ? -32 : 0;
+   for (const PortArea& area : region.ports ? *region.ports : std::vector<PortArea>{}) {
+      ports = std::max(ports, breadthOf(area.source) + breadthOf(area.destination));
+   }
+   return ports - region.source.length() - region.destination.length();
+}
+
+} // namespace
+
 Residues::Residues(PacketSpace& space, const std::vector<ClassRegions>& classes,
                    Policy::Family family)
    : space_{space},
@@ -85,11 +109,11 @@ Residues::Residues(PacketSpace& space, const std::vector<ClassRegions>& classes,
      alone_(classes.size()),
      known_(classes.size()) {
    for (const ClassRegions& each : classes) {
-      unsigned shortest = std::numeric_limits<unsigned>::max();
+      double broadest = std::numeric_limits<double>::lowest();
       for (const Region& region : each.regions) {
-         shortest = std::min(shortest, region.source.length() + region.destination.length());
+         broadest = std::max(broadest, breadthOf(region));
       }
-      length_.push_back(shortest);
+      breadth_.push_back(broadest);
    }
 }
 
@@ -108,24 +132,36 @@ std::vector<std::size_t> Residues::rivals(std::size_t place) const {
          rivals.push_back(earlier);
       }
    }
-   std::ranges::stable_sort(rivals, {}, [&](std::size_t rival) { return length_[rival]; });
+   std::ranges::stable_sort(rivals, std::ranges::greater{},
+                            [&](std::size_t rival) { return breadth_[rival]; });
    return rivals;
 }
 
-PacketSet Residues::left(const PacketSet& part, std::size_t place,
-                         std::vector<std::size_t>* takers) {
+PacketSet Residues::left(const PacketSet& part, std::size_t place) {
+   PacketSet left = part;
+   for (const std::size_t rival : rivals(place)) {
+      if (left.empty()) {
+         break;
+      }
+      left -= alone(rival);
+   }
+   return left;
+}
+
+std::vector<std::size_t> Residues::takers(const PacketSet& part, std::size_t place) {
+   std::vector<std::size_t> takers;
    PacketSet left = part;
    for (const std::size_t rival : rivals(place)) {
       if (left.empty()) {
          break;
       }
       PacketSet rest = left - alone(rival);
-      if (takers != nullptr && !(rest == left)) {
-         takers->push_back(rival);
+      if (!(rest == left)) {
+         takers.push_back(rival);
       }
       left = std::move(rest);
    }
-   return left;
+   return takers;
 }
 
 void Residues::forget() {

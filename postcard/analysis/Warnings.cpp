@@ -20,24 +20,6 @@ namespace {
 // one out takes time that grows with their square.
 constexpr std::size_t mostTriedOut = 16;
 
-// What becomes of a packet of the class, as far as an operator asked for it.
-struct Treatment {
-   bool sampled;
-   std::optional<U8> dscp;
-
-   friend bool operator==(const Treatment&, const Treatment&) = default;
-};
-
-Treatment treatmentOf(const Policy::Class& each) {
-   const Policy::Action* mark = actionOf(each, Policy::ActionKind::setDscp);
-   return {Policy::samples(each), mark == nullptr ? std::nullopt : std::optional{mark->dscp}};
-}
-
-std::string text(const Treatment& treatment) {
-   std::string text = treatment.sampled ? "sampled" : "not sampled";
-   return treatment.dscp ? fmt::format("{}, DSCP {}", text, *treatment.dscp) : text;
-}
-
 std::string text(const Policy::NumberRange& range) {
    return range.low == range.high ? fmt::format("{}", range.low)
                                   : fmt::format("{}-{}", range.low, range.high);
@@ -95,10 +77,11 @@ class Finder {
 
    void findAt(std::size_t place) {
       const Policy::Class& each = *classes_[place].which;
-      std::vector<std::size_t> takers;
-      const PacketSet left = residues_.left(residues_.alone(place), place, &takers);
+      const PacketSet all = residues_.alone(place);
+      const PacketSet left = residues_.left(all, place);
       if (left.empty()) {
-         shadowed(place, each.name.location, "can never match", residues_.alone(place), {}, takers);
+         shadowed(place, each.name.location, "can never match", all, {},
+                  residues_.takers(all, place));
          return;
       }
       for (const Policy::ProtocolMatch& match : each.filter(circumstances_.family)->protocols) {
@@ -158,11 +141,9 @@ class Finder {
          return; // no entry of it has a range
       }
       if ((left & protocol).empty()) {
-         std::vector<std::size_t> takers;
-         residues_.left(part, place, &takers);
          shadowed(place, match.location,
                   fmt::format("protocol {} can never match", Packets::protocolName(match.low)),
-                  part, {}, std::move(takers));
+                  part, {}, residues_.takers(part, place));
          return;
       }
       std::vector<std::pair<PacketSet, Blamed>> before;
@@ -230,9 +211,7 @@ class Finder {
       if (!(rest & left).empty()) {
          return false;
       }
-      std::vector<std::size_t> takers;
-      residues_.left(rest, place, &takers);
-      shadowed(place, location, text, part, std::move(own), std::move(takers));
+      shadowed(place, location, text, part, std::move(own), residues_.takers(rest, place));
       return true;
    }
 
@@ -261,7 +240,7 @@ class Finder {
          for (Region& region : all) {
             region.sample.reset();
          }
-         warn(residues_.left(Analysis::setOf(space_, all) - chosen, place, nullptr),
+         warn(residues_.left(Analysis::setOf(space_, all) - chosen, place),
               "not every packet is sampled: beside sample, sample-all does not count");
       }
       const PacketSet udp = space_.bits(Field::protocol, Packets::protocolUdp, 0xff);
@@ -274,12 +253,14 @@ class Finder {
 
    // ---- Overlaps ----
 
-   // Warns later classes whose packets this one takes and treats otherwise.
+   // Warns later classes whose packets this one takes and treats otherwise. What an ACL does with a
+   // packet is to sample it or not: no rule rewrites the DSCP, and the sample bits belong to what a
+   // class matches.
    void findOverlaps(std::size_t place, const PacketSet& left) {
-      const Treatment mine = treatmentOf(*classes_[place].which);
-      for (std::size_t later = place + 1; later < classes_.size(); ++later) {
-         const Treatment theirs = treatmentOf(*classes_[later].which);
-         if (warnings_.moreOverlaps || mine == theirs) {
+      const bool sampled = Policy::samples(*classes_[place].which);
+      for (std::size_t later = place + 1; later < classes_.size() && !warnings_.moreOverlaps;
+           ++later) {
+         if (Policy::samples(*classes_[later].which) == sampled) {
             continue;
          }
          const auto witness = takenFrom(place, later, left);
@@ -294,8 +275,8 @@ class Finder {
          const Policy::Name& loser = classes_[later].which->name;
          Warning& warning =
                add(WarningCode::overlap, later, loser.location,
-                   fmt::format("{}, but an earlier class takes some of its packets, {}",
-                               text(theirs), text(mine)));
+                   sampled ? "not sampled, but an earlier class samples some of its packets"
+                           : "sampled, but an earlier class takes some of its packets unsampled");
          warning.blamed.push_back({fmt::format("class '{}'", winner.text), winner.location});
          warning.witness = witness;
       }

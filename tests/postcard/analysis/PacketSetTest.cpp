@@ -203,7 +203,7 @@ TEST_P(RegionsOfSmallWorld, residuesAreTheFirstMatches) {
       const auto classes = classRegions(policy, {draw.family, draw.tcpFlags}, Reading::built);
       Residues residues{space, classes, draw.family};
       for (std::size_t place = 0; place < classes.size(); ++place) {
-         const PacketSet left = residues.left(residues.alone(place), place, nullptr);
+         const PacketSet left = residues.left(residues.alone(place), place);
          bool any = false;
          for (const Packet& packet : packets) {
             const bool first = firstClass(policy, packet, draw, true) == place;

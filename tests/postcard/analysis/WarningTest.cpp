@@ -126,11 +126,6 @@ Shadows shadowsOf(const Policy::Policy& policy, const std::vector<Packet>& packe
    return shadows;
 }
 
-std::pair<bool, int> treatment(const Policy::Class& each) {
-   const auto* mark = actionOf(each, Policy::ActionKind::setDscp);
-   return {samples(each), mark == nullptr ? -1 : mark->dscp};
-}
-
 // Name of the later class, name of the earlier one.
 using Overlaps = std::set<std::pair<std::string, std::string>>;
 
@@ -142,7 +137,7 @@ Overlaps overlapsOf(const Policy::Policy& policy, const std::vector<Packet>& pac
       for (std::size_t later = first + 1; later < policy.classes.size(); ++later) {
          const Policy::Class& winner = policy.classes[first];
          const Policy::Class& loser = policy.classes[later];
-         if (treatment(winner) != treatment(loser) && takes(loser, packet, draw, true)) {
+         if (samples(winner) != samples(loser) && takes(loser, packet, draw, true)) {
             overlaps.emplace(loser.name.text, "class '" + winner.name.text + "'");
          }
       }
@@ -232,30 +227,30 @@ TEST(Warning, texts) {
          {"  - { name: a, actions: [sample], ipv4: {} }\n", ""},
          {"  - { name: a, actions: [sample], ipv4: { source: [10.0.0.0/8] } }\n"
           "  - { name: b, actions: [sample], ipv4: { source: [10.1.0.0/16] } }\n",
-          "f:6:11: shadowed: p ipv4: class 'b': can never match: all its packets are taken before, "
+          "f:6:13: shadowed: p ipv4: class 'b': can never match: all its packets are taken before, "
           "class 'a' (line 5): tcp 10.1.0.0:0 > 0.0.0.0:0\n"},
          // Two classes that are both needed, and one that is not.
          {"  - { name: x, actions: [sample], ipv4: { source: [10.7.0.0/16] } }\n"
           "  - { name: a, actions: [sample], ipv4: { source: [10.0.0.0/9] } }\n"
           "  - { name: b, actions: [sample], ipv4: { source: [10.128.0.0/9] } }\n"
           "  - { name: c, actions: [sample], ipv4: { source: [10.0.0.0/8] } }\n",
-          "f:8:11: shadowed: p ipv4: class 'c': can never match: all its packets are taken before, "
+          "f:8:13: shadowed: p ipv4: class 'c': can never match: all its packets are taken before, "
           "class 'a' (line 6), class 'b' (line 7): tcp 10.0.0.0:0 > 0.0.0.0:0\n"},
          {"  - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp }] } }\n"
           "  - { name: b, actions: [sample], ipv4: { protocols: [{ protocol: tcp }, { protocol: "
           "udp "
           "}] } }\n",
-          "f:6:66: shadowed: p ipv4: class 'b': protocol tcp can never match: all its packets are "
+          "f:6:67: shadowed: p ipv4: class 'b': protocol tcp can never match: all its packets are "
           "taken before, class 'a' (line 5): tcp 0.0.0.0:0 > 0.0.0.0:0\n"},
          {"  - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp, ports: [{ "
           "destination: [1-7, 2-3] }] }] } }\n",
-          "f:5:102: shadowed: p ipv4: class 'a': destination ports 2-3 can never match: all its "
+          "f:5:101: shadowed: p ipv4: class 'a': destination ports 2-3 can never match: all its "
           "packets are taken before, destination ports 1-7 (line 5): "
           "tcp 0.0.0.0:0 > 0.0.0.0:2\n"},
          {"  - { name: a, actions: [], ipv4: { source: [10.0.0.0/8] } }\n"
           "  - { name: b, actions: [sample], ipv4: {} }\n",
-          "f:6:11: overlap: p ipv4: class 'b': sampled, but an earlier class takes some of its "
-          "packets, not sampled, class 'a' (line 5): tcp 10.0.0.0:0 > 0.0.0.0:0\n"},
+          "f:6:13: overlap: p ipv4: class 'b': sampled, but an earlier class takes some of its "
+          "packets unsampled, class 'a' (line 5): tcp 10.0.0.0:0 > 0.0.0.0:0\n"},
          {"  - { name: a, actions: [sample, sample-all], ipv4: { sample: { data: 1, mask: 3 } } "
           "}\n",
           "f:5:63: rate: p ipv4: class 'a': not every packet is sampled: beside sample, sample-all "
@@ -272,18 +267,18 @@ TEST(Warning, texts) {
           "because "
           "it carries 0: udp 0.0.0.0:0 > 0.0.0.0:0\n"},
          {"  - { name: a, actions: [sample, { set-dscp: 46 }], ipv4: {} }\n",
-          "f:5:36: dscp: p: class 'a': no rule will carry the DSCP 46\n"},
+          "f:5:34: dscp: p: class 'a': no rule will carry the DSCP 46\n"},
          {"  - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp, ports: [{ "
           "source: "
           "[1025-65535], destination: [1, 2] }] }] } }\n",
-          "f:5:92: cost: p ipv4: class 'a': 1025-65535 takes 15 blocks, 1024-65535 takes 6: 18 "
+          "f:5:91: cost: p ipv4: class 'a': 1025-65535 takes 15 blocks, 1024-65535 takes 6: 18 "
           "entries fewer\n"},
          {"  - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp, ports: [{}] }] } "
           "}\n",
-          "f:5:37: empty: p ipv4: class 'a': makes no rule, because its port entries have no "
+          "f:5:35: empty: p ipv4: class 'a': makes no rule, because its port entries have no "
           "ranges\n"},
          {"  - { name: a, actions: [sample] }\n",
-          "f:5:11: empty: p: class 'a': takes part in no family\n"
+          "f:5:13: empty: p: class 'a': takes part in no family\n"
           "f:2:9: empty: p ipv4: no class takes part in the family\n"},
    };
    for (const auto& [classes, expected] : table) {
@@ -298,9 +293,9 @@ TEST(Warning, asADocument) {
    PacketSpace space{small};
    const Warnings warnings = warningsOf(space, file.policies[0], {});
    EXPECT_EQ(json(warnings), nlohmann::ordered_json::parse(R"([{"code": "shadowed", "policy": "p",
-      "family": "ipv4", "class": "b", "line": 6, "column": 11,
+      "family": "ipv4", "class": "b", "line": 6, "column": 13,
       "text": "can never match: all its packets are taken before",
-      "blamed": [{"what": "class 'a'", "line": 5, "column": 11}],
+      "blamed": [{"what": "class 'a'", "line": 5, "column": 13}],
       "witness": "tcp 10.1.0.0:0 > 0.0.0.0:0"}])"));
    EXPECT_EQ(notDecidedJson(warnings), nlohmann::ordered_json::array());
 }
