@@ -1,5 +1,8 @@
-// `postcard check`: how many TCAM entries the policies of a file need, and whether a budget of
-// entries suffices.
+// `postcard check`: what the policies of a file cost in TCAM entries, whether that fits into a
+// budget, which packets they sample, and what is probably not wanted in them; with --prove, that
+// the rules do what the filters mean.
+#include "postcard/analysis/Proof.h"
+#include "postcard/analysis/Warning.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
@@ -8,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -17,21 +21,86 @@ namespace {
 
 struct Options {
    PolicyChoice choice;
-   std::optional<std::size_t> budget; // TCAM entries; absent: no budget is checked
+   std::optional<std::size_t> budget; // TCAM entries; absent: not asked
+   bool strict = false;               // a warning fails the check
+   bool prove = false;
    Format format;
 };
 
-int run(const Options& options, const Policy::PolicyFile& policyFile) {
+// All answers of one check.
+struct CheckResult {
+   std::string fileName;
    Report::Cost cost;
-   cost.budget = options.budget;
-   cost.refused =
+   Analysis::Warnings warnings;
+   std::optional<std::vector<Analysis::Proof>> proofs; // absent: not asked
+};
+
+bool proven(const CheckResult& result) {
+   return !result.proofs || std::ranges::all_of(*result.proofs, [](const Analysis::Proof& proof) {
+      return proof.verdict == Analysis::Verdict::proven;
+   });
+}
+
+std::string text(const CheckResult& result) {
+   std::string all = text(result.cost) + text(result.warnings, result.fileName);
+   if (result.proofs) {
+      for (const Analysis::Proof& proof : *result.proofs) {
+         all += text(proof, result.fileName);
+      }
+   }
+   return all;
+}
+
+// The document of the costs, with members for what else is known. "proofs" is null when no proof
+// was asked for.
+nlohmann::ordered_json json(const CheckResult& result) {
+   nlohmann::ordered_json document = json(result.cost);
+   document["warnings"] = json(result.warnings);
+   document["moreOverlaps"] = result.warnings.moreOverlaps;
+   document["notDecided"] = notDecidedJson(result.warnings);
+   document["proofs"] = nullptr;
+   if (result.proofs) {
+      document["proofs"] = nlohmann::ordered_json::array();
+      for (const Analysis::Proof& proof : *result.proofs) {
+         document["proofs"].push_back(json(proof));
+      }
+   }
+   return document;
+}
+
+CheckResult answers(const Options& options, const Policy::PolicyFile& policyFile) {
+   CheckResult result;
+   result.fileName = options.choice.fileName();
+   result.cost.budget = options.budget;
+   if (options.prove) {
+      result.proofs.emplace();
+   }
+   Analysis::PacketSpace space;
+   const Policy::Policy* latest = nullptr;
+   result.cost.refused =
          options.choice.compile(policyFile, [&](const Policy::Policy& policy, Policy::Family family,
-                                                const Host::PolicyCompiler::Result& result) {
-            cost.add(Report::costOf(policy, family, *result.acl));
+                                                const Host::PolicyCompiler::Result& compiled) {
+            const Analysis::Circumstances circumstances{family, policyFile.hardware.tcpFlags};
+            result.cost.add(Report::costOf(policy, family, *compiled.acl));
+            if (latest != &policy) {
+               result.warnings.add(Analysis::warningsOf(policy));
+               latest = &policy;
+            }
+            result.warnings.add(Analysis::warningsOf(space, policy, circumstances));
+            if (result.proofs) {
+               result.proofs->push_back(
+                     Analysis::prove(space, policy, circumstances, *compiled.acl));
+            }
          });
-   // Also when a policy was refused: the cost of the others is worth knowing.
-   options.format.print(cost);
-   return cost.fits() && cost.refused.empty() ? exitDone : exitRefused;
+   return result;
+}
+
+int run(const Options& options, const Policy::PolicyFile& policyFile) {
+   const CheckResult result = answers(options, policyFile);
+   options.format.print(result);
+   const bool passed = result.cost.fits() && result.cost.refused.empty() && proven(result) &&
+                       (!options.strict || result.warnings.none());
+   return passed ? exitDone : exitRefused;
 }
 
 std::function<int()> declare(CLI::App& parser) {
@@ -40,11 +109,15 @@ std::function<int()> declare(CLI::App& parser) {
    parser.add_option("--budget", options->budget, "TCAM entries that the hardware has")
          ->type_name("N")
          ->check(CLI::NonNegativeNumber);
+   parser.add_flag("--strict", options->strict, "fail when there is a warning");
+   parser.add_flag("--prove", options->prove,
+                   "prove for every packet that the rules do what the filters mean");
    options->format.declare(parser);
-   parser.footer("Prints the TCAM entries of every policy, family and class.\n"
-                 "Exit status: 0 done, 1 a policy was refused or the entries exceed the budget,\n"
-                 "2 bad usage or policy file, 3 the helper module or standard output cannot\n"
-                 "be used.");
+   parser.footer("Prints the TCAM entries of every policy, family and class, the share of packets\n"
+                 "that each class samples, and warnings.\n"
+                 "Exit status: 0 done, 1 a policy was refused, the entries exceed the budget,\n"
+                 "--strict found a warning or --prove no proof, 2 bad usage or policy file, 3 the\n"
+                 "helper module or standard output cannot be used.");
    return [options] {
       return options->choice.run(
             [&](const Policy::PolicyFile& policyFile) { return run(*options, policyFile); });

@@ -29,6 +29,9 @@ class PolicyChoice {
    // this object must stay in its place until the command line has been read.
    void declare(CLI::App& parser);
 
+   // FILE, as the command line names it.
+   const std::string& fileName() const { return file_; }
+
    // Loads the file, calls `work` with it and returns the result of `work`. A file that cannot be
    // used, or that lacks a policy named by --policy, is reported on standard error, and the result
    // is `exitUsage`. A Host::PluginError of `work` is reported likewise, with `exitEnvironment`.

@@ -48,10 +48,19 @@ std::string budgetText(const Cost& cost) {
                                     cost.entries - *cost.budget);
 }
 
+Json rateJson(const Policy::SamplingRate& rate) {
+   Json field = nullptr;
+   if (rate.field) {
+      field = rate.field == Policy::SampleField::checksum ? "checksum" : "ip-id";
+   }
+   return {{"oneIn", rate.oneIn}, {"field", std::move(field)}, {"text", text(rate)}};
+}
+
 Json aclJson(const AclCost& acl) {
    Json classes = Json::array();
    for (const ClassCost& each : acl.classes) {
-      classes.push_back({{"class", each.name}, {"entries", each.entries}});
+      classes.push_back(
+            {{"class", each.name}, {"entries", each.entries}, {"rate", rateJson(each.rate)}});
    }
    return {{"policy", acl.policy},
            {"family", familyName(acl.family)},
@@ -82,7 +91,8 @@ AclCost costOf(const Policy::Policy& policy, Policy::Family family,
    AclCost cost{policy.name.text, family, {}, acl.ruleByIndexs()};
    for (const Policy::Class* each : classesInOrder(policy, family)) {
       // A class without rules is not in `entries` and costs 0.
-      cost.classes.push_back({each->name.text, entries[each->name.text]});
+      cost.classes.push_back(
+            {each->name.text, entries[each->name.text], samplingRate(*each, family)});
    }
    return cost;
 }
@@ -94,17 +104,19 @@ void Cost::add(AclCost acl) {
 
 std::string text(const Cost& cost) {
    const std::size_t width = labelWidth(cost);
-   const auto line = [width](std::string_view label, std::size_t entries) {
-      return fmt::format("{:<{}}  {:>9}\n", label, width, entries);
+   const auto cells = [width](std::string_view label, std::size_t entries) {
+      return fmt::format("{:<{}}  {:>9}", label, width, entries);
    };
    std::string text;
    for (const AclCost& acl : cost.acls) {
-      text += line(aclLabel(acl), acl.entries);
+      text += cells(aclLabel(acl), acl.entries) + '\n';
       for (const ClassCost& each : acl.classes) {
-         text += line(fmt::format("{}{}", classIndent, each.name), each.entries);
+         text += fmt::format("{}  {}\n",
+                             cells(fmt::format("{}{}", classIndent, each.name), each.entries),
+                             Policy::text(each.rate));
       }
    }
-   return text + line("total", cost.entries) + budgetText(cost);
+   return text + cells("total", cost.entries) + '\n' + budgetText(cost);
 }
 
 Json json(const Cost& cost) {

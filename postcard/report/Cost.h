@@ -4,6 +4,7 @@
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
 #include "postcard/policy/Policy.h"
+#include "postcard/policy/SamplingRate.h"
 #include "postcard/report/Refusal.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -18,7 +19,8 @@ namespace Postcard::Report {
 // What one class costs in one ACL.
 struct ClassCost {
    std::string name;
-   std::size_t entries = 0; // TCAM entries; 0 for a class that makes no rule
+   std::size_t entries = 0;   // TCAM entries; 0 for a class that makes no rule
+   Policy::SamplingRate rate; // of its packets
 };
 
 // What one policy costs in one family.
@@ -47,7 +49,8 @@ struct Cost {
 AclCost costOf(const Policy::Policy& policy, Policy::Family family,
                const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
 
-// A table with a line for each ACL, for each of its classes, and for the total. With a budget, a
+// A table with a line for each ACL, for each of its classes with
+// its sampling rate, and for the total. With a budget, a
 // last line says whether the entries fit. Refusals are not in the text: they are messages, on
 // standard error.
 std::string text(const Cost& cost);

@@ -11,6 +11,7 @@
 namespace {
 
 using Postcard::Policy::Family;
+using Postcard::Policy::SampleField;
 using Postcard::Report::AclCost;
 using Postcard::Report::Compilation;
 using Postcard::Report::Cost;
@@ -20,17 +21,20 @@ using Json = nlohmann::ordered_json;
 
 Cost twoAcls() {
    Cost cost;
-   cost.add({"web", Family::ipv4, {{"checkout", 12}, {"rest", 2}}, 14});
-   cost.add({"web", Family::ipv6, {{"rest", 3}}, 3});
+   cost.add({"web",
+             Family::ipv4,
+             {{"checkout", 12, {256, SampleField::checksum}}, {"rest", 2, {}}},
+             14});
+   cost.add({"web", Family::ipv6, {{"rest", 3, {1, {}}}}, 3});
    return cost;
 }
 
 TEST(Cost, theTableHasALinePerAclClassAndTotal) {
    EXPECT_EQ(text(twoAcls()), "web ipv4            14\n"
-                              "   checkout         12\n"
-                              "   rest              2\n"
+                              "   checkout         12  1 packet in 256, by checksum\n"
+                              "   rest              2  not sampled\n"
                               "web ipv6             3\n"
-                              "   rest              3\n"
+                              "   rest              3  every packet\n"
                               "total               17\n");
    EXPECT_EQ(text(Cost{}), "total          0\n");
 }
@@ -71,7 +75,11 @@ TEST(Cost, theDocumentHasRefusalsBesideAcls) {
    cost.refused = {{"bad", Family::ipv6, "no"}};
    EXPECT_EQ(json(cost).dump(), Json::parse(R"({"schema": 1,
       "acls": [{"policy": "web", "family": "ipv4", "entries": 14,
-                "classes": [{"class": "checkout", "entries": 12}, {"class": "rest", "entries": 2}]}],
+                "classes": [{"class": "checkout", "entries": 12,
+                             "rate": {"oneIn": 256, "field": "checksum",
+                                      "text": "1 packet in 256, by checksum"}},
+                            {"class": "rest", "entries": 2,
+                             "rate": {"oneIn": 0, "field": null, "text": "not sampled"}}]}],
       "refused": [{"policy": "bad", "family": "ipv6", "message": "no"}],
       "totals": {"entries": 17}, "budget": null})")
                                       .dump());
