@@ -14,9 +14,9 @@ namespace Postcard::Policy::File {
 
 namespace {
 
-// Only this many bytes of a range are read, which bounds the work for garbage. A longer range can
-// be written only with needless zeros behind 0x or 0o.
-constexpr std::size_t longestRange = 64;
+// A longer text is no number, no range and no prefix, even if it is only padded with zeros. The
+// limit bounds the work for garbage, which an alias may repeat at every node.
+constexpr std::size_t longestScalar = 64;
 
 // ---- Numbers ----
 
@@ -48,6 +48,9 @@ std::string_view displayName(Family family) {
 
 // The address `text` as a prefix of full length; nothing when it is no address.
 std::optional<Orlix::IpGenPrefix> parseAddress(std::string_view text) {
+   if (text.size() > longestScalar) {
+      return std::nullopt;
+   }
    std::array<U8, 16> bytes{};
    const auto family = Orlix::readAddress(text, bytes);
    if (!family) {
@@ -65,7 +68,8 @@ struct WrittenPrefix {
    std::optional<std::string_view> length;    // nothing: no slash
 
    explicit WrittenPrefix(std::string_view text)
-      : addressText{text.substr(0, text.find('/'))}, address{parseAddress(addressText)} {
+      : addressText{text.substr(0, text.substr(0, longestScalar).find('/'))},
+        address{parseAddress(addressText)} {
       if (addressText.size() < text.size()) {
          length = text.substr(addressText.size() + 1);
       }
@@ -156,6 +160,9 @@ std::string nameProblem(std::string_view text, std::string_view what) {
 } // namespace
 
 std::optional<U64> parseNumber(std::string_view text) {
+   if (text.size() > longestScalar) {
+      return std::nullopt;
+   }
    if (text.starts_with("0x")) {
       return parseDigits(text.substr(2), 16);
    }
@@ -189,7 +196,8 @@ std::optional<U64> Values::number(const Node& node, std::string_view what, U64 l
 }
 
 std::optional<NumberRange> Values::range(const Node& node, std::string_view what, U16 high) const {
-   const std::string_view text = node.text.substr(0, longestRange);
+   // `parseNumber` refuses an empty text.
+   const std::string_view text = node.text.size() <= longestScalar ? node.text : std::string_view{};
    const std::size_t dash = text.find('-');
    const auto first = parseNumber(text.substr(0, dash));
    const auto last = dash == std::string_view::npos ? first : parseNumber(text.substr(dash + 1));

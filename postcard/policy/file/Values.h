@@ -14,9 +14,9 @@ namespace Postcard::Policy::File {
 
 // The number that `text` writes as decimal, 0x… or 0o… (the core schema, YAML 1.2.2,
 // section 10.3.2, but without a sign). Nothing when `text` is no such number. A decimal number with
-// a leading zero is refused, because YAML 1.1 takes it for octal and YAML 1.2 does not. A number
-// that needs more than 64 bits becomes the greatest one of 64 bits, which every limit of a policy
-// file refuses.
+// a leading zero is refused, because YAML 1.1 takes it for octal and YAML 1.2 does not. So is a
+// text of more than 64 bytes. A number that needs more than 64 bits becomes the greatest one of 64
+// bits, which every limit of a policy file refuses.
 std::optional<U64> parseNumber(std::string_view text);
 
 // The prefix that `text` writes as address, slash and decimal length, host bits cleared. Nothing
@@ -44,8 +44,8 @@ class Values {
    // A number from `low` to `high`, both included, without quotes.
    std::optional<U64> number(const Node& node, std::string_view what, U64 low, U64 high) const;
 
-   // A number, or LOW-HIGH with LOW <= HIGH; all from 0 to `high`. Quotes are allowed, because JSON
-   // needs them for a range.
+   // A number, or LOW-HIGH with LOW <= HIGH; all from 0 to `high`; at most 64 bytes. Quotes are
+   // allowed, because JSON needs them for a range.
    std::optional<NumberRange> range(const Node& node, std::string_view what, U16 high) const;
 
    // Text of 1 to `maxName` bytes, all of whose characters are printable. Numbers and booleans
