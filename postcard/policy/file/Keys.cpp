@@ -123,17 +123,6 @@ constexpr auto actions = std::to_array<ActionWord>({
       {"nat", ActionKind::nat},
 });
 
-// Whether `actionName` may use the number of a kind as an index.
-constexpr bool inOrder() {
-   for (std::size_t i = 0; i < actions.size(); ++i) {
-      if (static_cast<std::size_t>(actions[i].kind) != i) {
-         return false;
-      }
-   }
-   return true;
-}
-static_assert(inOrder());
-
 constexpr Classification::NamedNumber protocol(U8 number) {
    return {Classification::protocolWord(number), number};
 }
@@ -165,10 +154,6 @@ std::span<const Classification::NamedNumber> tcpFlagWords() {
 }
 std::span<const FieldWord> sampleFieldWords() {
    return sampleFields;
-}
-
-std::string_view actionName(ActionKind kind) {
-   return actions[static_cast<std::size_t>(kind)].word;
 }
 
 } // namespace Postcard::Policy::File

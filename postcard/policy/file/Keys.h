@@ -92,7 +92,4 @@ const Row* findWord(std::span<const Row> rows, std::string_view word) {
    return nullptr;
 }
 
-// The action's word in the policy file, such as "set-traffic-class".
-std::string_view actionName(ActionKind kind);
-
 } // namespace Postcard::Policy::File
