@@ -11,6 +11,7 @@
 #include "Pello/Types.h"
 #include "postcard/policy/Location.h"
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
@@ -26,8 +27,8 @@ enum class Family : U8 { ipv4 = 0, ipv6 = 1 };
 // "ipv4" or "ipv6", as the policy file writes it.
 std::string_view familyName(Family family);
 
-// A name as the user wrote it: 1 to 255 bytes of UTF-8 without control characters or line
-// separators.
+// A name as the user wrote it: 1 to 255 bytes of UTF-8, all of whose characters a reader sees
+// (`Pello::isVisible`).
 struct Name {
    std::string text;
    Location location;
@@ -108,7 +109,13 @@ struct Filter {
    bool protocolNeighbor = false;            // the packet is for a protocol neighbour
    std::optional<SampleMatch> sample;        // absent: no sample match
    std::vector<ProtocolMatch> protocols;     // in file order; no two with the same range
-   Location location;                        // of the family's key in the class
+   Location location; // of the family's key in the class, or of the key for both families
+
+   // Where the flags of the same names stand. Meaningless for a flag that is false.
+   Location fragmentsLocation;
+   Location ipOptionsLocation;
+   Location protocolLocation;
+   Location protocolNeighborLocation;
 };
 
 // The kind of an action. Postcard telemetry performs the first three. The others exist in policy
@@ -128,6 +135,13 @@ enum class ActionKind : U8 {
    log,
    nat,
 };
+
+// How many kinds there are. Their numbers are 0 to one less.
+inline constexpr std::size_t actionKinds = 13;
+
+// The word of an action, as the policy file writes it, such as "set-traffic-class". Valid for the
+// life of the process.
+std::string_view actionName(ActionKind kind);
 
 // One action; a class has at most one of a kind.
 struct Action {
@@ -180,6 +194,12 @@ struct PolicyFile {
    Hardware hardware;
    ToggleMap featureToggles; // every toggle that exists: as the file sets it, else as declared
    std::vector<Policy> policies;
+   Location policiesLocation; // of the value of the key `policies`, which every file has
+
+   // Whether the file says in so many words that there is no policy: `policies: []`. A file without
+   // the key, or with nothing behind it, has a finding and never becomes a `PolicyFile`. False for
+   // values that no file was read for.
+   bool emptyListWritten() const { return policies.empty() && policiesLocation.line != 0; }
 };
 
 } // namespace Postcard::Policy

@@ -2,6 +2,7 @@
 
 #include "Classification/ProtocolNumbers.h"
 #include "Orlix/RangeMaskGen.h"
+#include "postcard/policy/RefusedClasses.h"
 
 #include <algorithm>
 
@@ -79,6 +80,22 @@ U64 ruleCount(const Filter& filter, bool tcpFlags) {
    const U64 tcpCount = tcpMatch == nullptr ? 0 : protocolCount(*tcpMatch, tcpFlags);
    const U64 udpCount = udpMatch == nullptr ? 0 : protocolCount(*udpMatch, tcpFlags);
    return std::min(tcpCount + udpCount, mostRules);
+}
+
+U64 ruleCount(const PolicyFile& file) {
+   U64 count = 0;
+   for (const Policy& policy : file.policies) {
+      for (const Family family : {Family::ipv4, Family::ipv6}) {
+         if (!refusedClasses(policy, family, file.hardware).empty()) {
+            continue;
+         }
+         for (const Class& item : policy.classes) {
+            const Filter* filter = item.filter(family);
+            count += filter == nullptr ? 0 : ruleCount(*filter, file.hardware.tcpFlags);
+         }
+      }
+   }
+   return count;
 }
 
 } // namespace Postcard::Policy

@@ -20,6 +20,12 @@ inline constexpr U64 mostRules = U64{1} << 32U;
 // the size of the filter.
 U64 ruleCount(const Filter& filter, bool tcpFlags);
 
+// The number of rules, counted likewise, that the helper makes of all policies of `file` together.
+// A policy counts only in the families in which the helper refuses none of its classes, because a
+// refused policy is not programmed. May be greater than `mostRules`, but does not wrap: it is the
+// sum of at most `mostRules` for each filter. Takes time linear in the size of the file.
+U64 ruleCount(const PolicyFile& file);
+
 // The least number of blocks of value and mask that cover `range`: 1 to 30. A single port and
 // 0-65535 take one block, 1-65534 takes 30.
 U64 blockCount(const NumberRange& range);

@@ -40,12 +40,12 @@ std::optional<Action> readAction(const Node& node, const Values& values) {
    }
    const ActionWord* row = findWord(actionWords(), node.text);
    if (row == nullptr) {
-      values.findings().add(node.location,
+      values.findings().add(node.location, FindingCode::unknownWord,
                             unknownWord("action", node.text, wordsOf(actionWords())));
       return std::nullopt;
    }
    if (row->kind == ActionKind::setDscp) {
-      values.findings().add(node.location,
+      values.findings().add(node.location, FindingCode::wrongValue,
                             "action set-dscp needs a value (expected { set-dscp: 0 } to "
                             "{ set-dscp: 63 })");
       return std::nullopt;
@@ -61,6 +61,19 @@ void readActions(std::vector<Action>& target, const Fields& fields, const Values
             action && once.isFirst(action->kind, node.location, actionName(action->kind));
       return good ? action : std::nullopt;
    });
+}
+
+// ---- Filters ----
+
+// The key of `mapping` that is called `name`, or null.
+const Node* keyIn(const Node& mapping, std::string_view name) {
+   const Node* found = nullptr;
+   forEachField(mapping, [&](const Node& key, const Node& /*value*/) {
+      if (found == nullptr && key.text == name) {
+         found = &key;
+      }
+   });
+   return found;
 }
 
 // ---- Priorities ----
@@ -103,20 +116,53 @@ void ClassReader::readClass(Class& item, const Fields& fields) {
       item.name = values_.name(*name, "name").value_or(Name{});
    }
    readActions(item.actions, fields, values_);
-   readFamily(item, item.ipv4, fields, Family::ipv4);
-   readFamily(item, item.ipv6, fields, Family::ipv6);
+   Both both;
+   if (const Node* value = fields.value("both")) {
+      const std::size_t before = findings().count();
+      both.value = value;
+      both.filter = readFilterForBoth(*fields.key("both"), *value, surroundings_.severalPortEntries,
+                                      definitions_, values_);
+      both.good = findings().count() == before;
+   }
+   readFamily(item, item.ipv4, fields, both, Family::ipv4);
+   readFamily(item, item.ipv6, fields, both, Family::ipv6);
 }
 
 void ClassReader::readFamily(const Class& item, std::optional<Filter>& target, const Fields& fields,
-                             Family family) {
+                             const Both& both, Family family) {
+   const std::size_t before = findings().count();
    const std::string_view key = familyName(family);
-   if (const Node* value = fields.value(key)) {
-      const std::size_t before = findings().count();
-      const FilterRules rules{family, surroundings_.severalPortEntries};
-      target = readFilter(*fields.key(key), *value, rules, values_);
-      // A wrong filter lacks parts, so its number of rules means nothing.
-      if (findings().count() == before) {
-         countRules(item, *target, family);
+   const Node* value = fields.value(key);
+   target = both.filter;
+   if (value != nullptr) {
+      if (!target) {
+         target.emplace();
+      } else {
+         checkNotInBoth(*value, *both.value, family);
+      }
+      readFilter(*target, *fields.key(key), *value, {family, surroundings_.severalPortEntries},
+                 definitions_, values_);
+   }
+   // A wrong filter lacks parts, so its number of rules means nothing.
+   if (target && both.good && findings().count() == before) {
+      countRules(item, *target, family);
+   }
+}
+
+// Adds a finding for each key of `own` that `both` has as well: neither of the two values would be
+// more right than the other.
+void ClassReader::checkNotInBoth(const Node& own, const Node& both, Family family) const {
+   if (own.kind != NodeKind::mapping || both.kind != NodeKind::mapping) {
+      return;
+   }
+   for (const KeyRow& row : shapeOf(Shape::both).keys) {
+      const Node* repeated = keyIn(own, row.name);
+      const Node* first = keyIn(both, row.name);
+      if (repeated != nullptr && first != nullptr) {
+         findings().add(repeated->location, FindingCode::conflict,
+                        fmt::format("key '{}' stands in both and in {} (first at {}:{})", row.name,
+                                    familyName(family), first->location.line,
+                                    first->location.column));
       }
    }
 }
@@ -128,7 +174,7 @@ void ClassReader::countRules(const Class& item, const Filter& filter, Family fam
    const bool within = rules_ <= surroundings_.maxRules;
    rules_ += rules;
    if (within && rules_ > surroundings_.maxRules) {
-      findings().add(filter.location,
+      findings().add(filter.location, FindingCode::tooManyRules,
                      fmt::format("class {} adds {}{} {} rules, which makes more than {} in the "
                                  "file",
                                  inQuotes(item.name.text), rules == mostRules ? "at least " : "",
@@ -164,7 +210,7 @@ void ClassReader::checkPriority(const std::vector<Class>& classes, PlaceOfPriori
    const bool counted = !item.priorityGiven || !other.priorityGiven;
    const std::string why =
          counted ? fmt::format(" (a class without one has {} times its place)", positionStep) : "";
-   findings().add(location,
+   findings().add(location, FindingCode::duplicatePriority,
                   fmt::format("priority {} of class {} is that of class {} too{}", item.priority,
                               inQuotes(item.name.text), inQuotes(other.name.text), why));
 }

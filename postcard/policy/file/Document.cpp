@@ -1,15 +1,15 @@
 #include "postcard/policy/file/Document.h"
 
-#include "Pello/Utf8.h"
+#include "postcard/policy/file/Text.h"
 
 #include <fmt/format.h>
 #include <yaml.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <iterator>
 #include <new>
-#include <optional>
 #include <unordered_map>
 
 namespace Postcard::Policy::File {
@@ -60,7 +60,7 @@ class Parser {
          message +=
                fmt::format(" {} that begins at {}:{}", parser_.context, began.line, began.column);
       }
-      return {locationOf(parser_.problem_mark), message};
+      return {locationOf(parser_.problem_mark), FindingCode::syntax, message};
    }
 
  private:
@@ -77,59 +77,6 @@ struct Event : yaml_event_t {
 
    Location location() const { return locationOf(start_mark); }
 };
-
-// Returns the first line of `text` without its line break, and removes both from `text`.
-std::string_view takeLine(std::string_view& text) {
-   const std::size_t end = text.find_first_of("\r\n");
-   const std::string_view line = text.substr(0, end);
-   const std::size_t breakLength = text.substr(line.size()).starts_with("\r\n") ? 2 : 1;
-   text.remove_prefix(std::min(text.size(), line.size() + breakLength));
-   return line;
-}
-
-// The part of `text` that begins at `location`; empty when `text` ends before.
-std::string_view textFrom(std::string_view text, Location location) {
-   for (U32 line = 1; line < location.line; ++line) {
-      takeLine(text);
-   }
-   for (U32 column = 1; column < location.column && !text.empty(); ++column) {
-      text.remove_prefix(Pello::decodeUtf8(text).length);
-   }
-   return text;
-}
-
-// The place of the first character at or behind `location` that is neither blank nor comment.
-std::optional<Location> somethingAfter(std::string_view text, Location location) {
-   text = textFrom(text, location);
-   while (!text.empty()) {
-      const std::string_view line = takeLine(text);
-      const std::size_t column = line.find_first_not_of(" \t");
-      if (column != std::string_view::npos && line[column] != '#') {
-         location.column += static_cast<U32>(column);
-         return location;
-      }
-      location = {location.line + 1, 1};
-   }
-   return std::nullopt;
-}
-
-// Finds a directive other than %YAML. A policy file needs none, and LibYAML compares each tag
-// directive with all those before it, which takes quadratic time. So they are refused before
-// LibYAML runs. The search ends at the first line of content, because directives can only stand
-// before it.
-std::optional<Finding> findDirective(std::string_view text) {
-   for (U32 line = 1; !text.empty(); ++line) {
-      const std::string_view content = takeLine(text);
-      if (content.starts_with('%') && !content.starts_with("%YAML ")) {
-         return Finding{{line, 1}, fmt::format("directive {} is not accepted", inQuotes(content))};
-      }
-      const std::size_t first = content.find_first_not_of(" \t");
-      if (first != std::string_view::npos && content[first] != '#' && content[first] != '%') {
-         break;
-      }
-   }
-   return std::nullopt;
-}
 
 // Fills a document from the events of one text.
 class Builder {
@@ -157,7 +104,8 @@ class Builder {
             return endDocument(event);
          }
          if (event.type == YAML_STREAM_END_EVENT) {
-            return refuse({1, 1}, "the file holds nothing (expected a mapping)");
+            return refuse({1, 1}, FindingCode::syntax,
+                          "the file holds nothing (expected a mapping)");
          }
          if (!accept(event)) {
             return false;
@@ -166,9 +114,23 @@ class Builder {
    }
 
  private:
+   // A list or mapping that has not ended.
+   struct Open {
+      std::size_t position = 0; // in `nodes_`
+      std::size_t height = 1;   // levels of lists and mappings so far, this one included
+      std::string_view anchor;  // empty: none
+   };
+
+   // What an alias of a name stands for.
+   struct Anchor {
+      std::size_t position = 0; // in `nodes_`
+      std::size_t height = 0;   // levels of lists and mappings; 0: a scalar
+      bool open = false;        // it has not ended, so its size and height are not known
+   };
+
    // Adds a finding. Returns false, so that a caller can return the result of the call.
-   bool refuse(Location location, std::string message) {
-      findings_.add(location, std::move(message));
+   bool refuse(Location location, FindingCode code, std::string message) {
+      findings_.add(location, code, std::move(message));
       return false;
    }
 
@@ -180,12 +142,13 @@ class Builder {
       if (noContent && textFrom(text_, problem.location).starts_with(':')) {
          problem.message += "; a value that begins with ':' needs quotes";
       }
-      refuse(problem.location, std::move(problem.message));
+      refuse(problem.location, problem.code, std::move(problem.message));
    }
 
    bool endDocument(const Event& event) {
       const auto rest = somethingAfter(text_, locationOf(event.end_mark));
-      return !rest || refuse(*rest, "text after the end of the document (expected one document)");
+      return !rest || refuse(*rest, FindingCode::syntax,
+                             "text after the end of the document (expected one document)");
    }
 
    // Takes one event. Returns false when a limit is exceeded, which ends the reading.
@@ -214,40 +177,110 @@ class Builder {
 
    bool scalar(const Event& event) {
       const auto& data = event.data.scalar;
-      checkProperties(event, viewOf(data.anchor), viewOf(data.tag));
+      checkTag(event, viewOf(data.tag));
+      takeAnchor(event, viewOf(data.anchor), false);
       const bool plain = data.style == YAML_PLAIN_SCALAR_STYLE;
       const std::string_view text{reinterpret_cast<const char*>(data.value), data.length};
       return add({keep(text), event.location(), 1, plain ? NodeKind::plain : NodeKind::quoted});
    }
 
+   // Adds a copy of what the alias stands for, or a refused node. `inQuotes` shows fewer than 100
+   // characters, so a name of megabytes need not be copied.
    bool alias(const Event& event) {
-      // `inQuotes` shows fewer than 100 characters, so a name of megabytes need not be copied.
-      const std::string_view anchor = viewOf(event.data.alias.anchor);
-      findings_.add(event.location(),
-                    fmt::format("alias {} is not accepted; write the value out",
-                                inQuotes(fmt::format("*{}", anchor.substr(0, 100)))));
+      const std::string_view name = viewOf(event.data.alias.anchor);
+      const auto found = anchors_.find(name);
+      if (found != anchors_.end() && !found->second.open) {
+         return addCopy(found->second, event.location());
+      }
+      const std::string quoted = inQuotes(fmt::format("*{}", name.substr(0, 100)));
+      findings_.add(
+            event.location(), FindingCode::alias,
+            found == anchors_.end()
+                  ? fmt::format("alias {} has no anchor before it", quoted)
+                  : fmt::format("alias {} stands inside the value that it refers to", quoted));
       return add({{}, event.location(), 1, NodeKind::refused});
    }
 
-   bool open(const Event& event, NodeKind kind, std::string_view anchor, std::string_view tag) {
-      checkProperties(event, anchor, tag);
-      if (open_.size() == Document::maxDepth) {
-         return refuse(event.location(), fmt::format("lists and mappings are nested deeper than {}",
-                                                     Document::maxDepth));
+   // The copy counts against the limits as if it were written out, so that aliases of aliases
+   // cannot multiply without bound.
+   bool addCopy(const Anchor& anchor, Location location) {
+      if (open_.size() + anchor.height > Document::maxDepth) {
+         return refuseDepth(location);
       }
-      open_.push_back(nodes_.size());
+      const std::size_t size = nodes_[anchor.position].size;
+      if (size > maxNodes_ - nodes_.size()) {
+         return refuse(location, FindingCode::tooLarge,
+                       fmt::format("with what its aliases stand for, the file holds more than {} "
+                                   "keys, values, lists and mappings",
+                                   maxNodes_));
+      }
+      for (std::size_t i = 0; i < size; ++i) {
+         Node copy = nodes_[anchor.position + i];
+         copy.location = location;
+         copy.copied = true;
+         nodes_.push_back(copy);
+      }
+      raiseHeight(anchor.height);
+      return true;
+   }
+
+   bool open(const Event& event, NodeKind kind, std::string_view anchor, std::string_view tag) {
+      checkTag(event, tag);
+      if (open_.size() == Document::maxDepth) {
+         return refuseDepth(event.location());
+      }
+      open_.push_back({nodes_.size(), 1, takeAnchor(event, anchor, true)});
       return add({{}, event.location(), 1, kind});
    }
 
-   // The size of a list or mapping is known only when it ends.
+   bool refuseDepth(Location location) {
+      return refuse(
+            location, FindingCode::tooLarge,
+            fmt::format("lists and mappings are nested deeper than {}", Document::maxDepth));
+   }
+
+   // The size and the height of a list or mapping are known only when it ends.
    void close() {
-      nodes_[open_.back()].size = static_cast<U32>(nodes_.size() - open_.back());
+      const Open ended = open_.back();
       open_.pop_back();
+      nodes_[ended.position].size = static_cast<U32>(nodes_.size() - ended.position);
+      // An anchor of the same name inside has replaced this one.
+      if (const auto found = anchors_.find(ended.anchor);
+          found != anchors_.end() && found->second.position == ended.position) {
+         found->second = {ended.position, ended.height, false};
+      }
+      raiseHeight(ended.height);
+   }
+
+   // Makes the innermost open list or mapping at least one level higher than a child of `height`.
+   void raiseHeight(std::size_t height) {
+      if (!open_.empty()) {
+         open_.back().height = std::max(open_.back().height, height + 1);
+      }
+   }
+
+   // Remembers `name`, if it is not empty, as the anchor of the next node, which is a list or
+   // mapping that is still `open`, or a scalar. Returns a copy of the name. A name that is used
+   // again stands for the later node from then on (YAML 1.2.2, section 7.1).
+   std::string_view takeAnchor(const Event& event, std::string_view name, bool open) {
+      if (name.empty()) {
+         return {};
+      }
+      if (name.size() > Document::maxAnchor) {
+         findings_.add(event.location(), FindingCode::alias,
+                       fmt::format("anchor {} is {} bytes long (expected 1 to {})",
+                                   inQuotes(fmt::format("&{}", name.substr(0, 100))), name.size(),
+                                   Document::maxAnchor));
+         return {};
+      }
+      const std::string_view kept = keep(name);
+      anchors_.insert_or_assign(kept, Anchor{nodes_.size(), 0, open});
+      return kept;
    }
 
    bool add(const Node& node) {
       if (nodes_.size() == maxNodes_) {
-         return refuse(node.location,
+         return refuse(node.location, FindingCode::tooLarge,
                        fmt::format("the file holds more than {} keys, values, lists and mappings",
                                    maxNodes_));
       }
@@ -255,15 +288,11 @@ class Builder {
       return true;
    }
 
-   // Anchors are refused even when no alias follows, because they have no other use. The node
-   // itself stays, so that its content is checked.
-   void checkProperties(const Event& event, std::string_view anchor, std::string_view tag) {
-      if (!anchor.empty()) {
-         findings_.add(event.location(), fmt::format("anchor {} is not accepted",
-                                                     inQuotes(fmt::format("&{}", anchor))));
-      }
+   // The node itself stays, so that its content is checked.
+   void checkTag(const Event& event, std::string_view tag) {
       if (!tag.empty()) {
-         findings_.add(event.location(), fmt::format("tag {} is not accepted", inQuotes(tag)));
+         findings_.add(event.location(), FindingCode::construct,
+                       fmt::format("tag {} is not accepted", inQuotes(tag)));
       }
    }
 
@@ -283,21 +312,23 @@ class Builder {
    std::vector<Node>& nodes_;
    Findings& findings_;
    Parser parser_;
-   std::vector<std::size_t>
-         open_; // positions in `nodes_` of lists and mappings that have not ended
+   std::vector<Open> open_;                               // from the outermost to the innermost
+   std::unordered_map<std::string_view, Anchor> anchors_; // by names that `texts_` holds
 };
 
 // Keys are equal when their texts are, quoted or not.
 void checkKey(const Node& key, std::unordered_map<std::string_view, Location>& seen,
               Findings& findings) {
-   if (!key.isScalar()) {
-      findings.add(key.location, key.kind == NodeKind::refused
-                                       ? "a key cannot be an alias"
-                                       : "a key cannot be a list or a mapping");
+   if (key.copied || key.kind == NodeKind::refused) {
+      findings.add(key.location, FindingCode::construct, "a key cannot be an alias");
+   } else if (!key.isScalar()) {
+      findings.add(key.location, FindingCode::construct, "a key cannot be a list or a mapping");
    } else if (key.kind == NodeKind::plain && key.text == "<<") {
-      findings.add(key.location, "merge key '<<' is not accepted; write the keys out");
+      findings.add(key.location, FindingCode::construct,
+                   "merge key '<<' is not accepted; write the keys out");
    } else if (const auto [first, inserted] = seen.try_emplace(key.text, key.location); !inserted) {
-      findings.add(key.location, duplicate("key", inQuotes(key.text), first->second));
+      findings.add(key.location, FindingCode::duplicateKey,
+                   duplicate("key", inQuotes(key.text), first->second));
    }
 }
 
@@ -330,7 +361,7 @@ std::size_t Node::childCount() const {
 
 Document::Document(std::string_view text, std::size_t maxNodes, Findings& findings) {
    if (auto directive = findDirective(text)) {
-      findings.add(directive->location, std::move(directive->message));
+      findings.add(directive->location, directive->code, std::move(directive->message));
       return;
    }
    if (!Builder{text, maxNodes, texts_, nodes_, findings}.run()) {
@@ -338,7 +369,8 @@ Document::Document(std::string_view text, std::size_t maxNodes, Findings& findin
       return;
    }
    for (const Node& node : nodes_) {
-      if (node.kind == NodeKind::mapping) {
+      // A copy has the keys of its original, which has been checked.
+      if (node.kind == NodeKind::mapping && !node.copied) {
          checkKeys(node, findings);
       }
    }

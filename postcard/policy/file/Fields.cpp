@@ -26,6 +26,11 @@ std::size_t Fields::indexOf(std::string_view key) const {
    return static_cast<std::size_t>(row - shape_->keys.begin());
 }
 
+bool Fields::lacks(std::string_view key) const {
+   const Field& field = fields_[indexOf(key)];
+   return field.key == nullptr && !field.meant;
+}
+
 void Fields::take(const Node& key, const Node& value, const Values& values) {
    for (std::size_t i = 0; i < shape_->keys.size(); ++i) {
       if (shape_->keys[i].name == key.text) {
@@ -45,7 +50,8 @@ void Fields::reportUnknown(const Node& key, const Values& values) {
    for (const KeyRow& row : shape_->keys) {
       words.push_back(row.name);
    }
-   values.findings().add(key.location, unknownWord("key", key.text, words));
+   values.findings().add(key.location, FindingCode::unknownKey,
+                         unknownWord("key", key.text, words));
    if (const std::string_view guess = closest(key.text, words); !guess.empty()) {
       fields_[indexOf(guess)].meant = true;
    }
@@ -55,8 +61,8 @@ void Fields::reportUnknown(const Node& key, const Values& values) {
 void Fields::reportMissing(const Node& mapping, const Values& values) const {
    for (std::size_t i = 0; i < shape_->keys.size(); ++i) {
       const KeyRow& row = shape_->keys[i];
-      if (row.required && fields_[i].key == nullptr && !fields_[i].meant) {
-         values.findings().add(mapping.location,
+      if (row.required && lacks(row.name)) {
+         values.findings().add(mapping.location, FindingCode::missingKey,
                                fmt::format("missing key '{}' in {}", row.name, shape_->noun));
       }
    }

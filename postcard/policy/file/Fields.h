@@ -30,6 +30,10 @@ class Fields {
    // The value of `key`, or null when the mapping does not have it. The shape must know the key.
    const Node* value(std::string_view key) const { return fields_[indexOf(key)].value; }
 
+   // Whether the mapping lacks `key`, and has no unknown key that looks like a misspelling of it.
+   // The shape must know the key. True for every key when the node is no mapping.
+   bool lacks(std::string_view key) const;
+
    // The node of the key itself, or null. The shape must know the key.
    const Node* key(std::string_view key) const { return fields_[indexOf(key)].key; }
 
@@ -81,7 +85,8 @@ const Row* readWord(const Node& node, std::span<const Row> rows, std::string_vie
    }
    const Row* row = findWord(rows, node.text);
    if (row == nullptr) {
-      values.findings().add(node.location, unknownWord(noun, node.text, wordsOf(rows)));
+      values.findings().add(node.location, FindingCode::unknownWord,
+                            unknownWord(noun, node.text, wordsOf(rows)));
    }
    return row;
 }

@@ -1,8 +1,9 @@
-// `readFilter`: the filter of a class in one family. Relies on `Values` for scalars and on
-// `Protocols` for the list of protocols.
+// `readFilter` and `readFilterForBoth`: the filter of a class, in one family or for both. Relies on
+// `Values` for scalars, on `Definitions` for names and on `Protocols` for the list of protocols.
 #pragma once
 
 #include "postcard/policy/Policy.h"
+#include "postcard/policy/file/Definitions.h"
 #include "postcard/policy/file/Document.h"
 #include "postcard/policy/file/Values.h"
 
@@ -16,10 +17,19 @@ struct FilterRules {
    bool severalPortEntries = true;
 };
 
-// The filter that `value` describes; its location is that of `key`, the family's key in the class.
-// What is wrong with it goes to the findings of `values`. Then the filter lacks the parts that are
-// wrong, and serves only to check the rest of the file.
-Filter readFilter(const Node& key, const Node& value, const FilterRules& rules,
-                  const Values& values);
+// Reads the filter that `value` describes into `filter`, which holds what the class says for both
+// families, or nothing. Its location becomes that of `key`, the family's key in the class. What is
+// wrong goes to the findings of `values`. Then the filter lacks the parts that are wrong, and
+// serves only to check the rest of the file.
+//
+// A key that the class has for both families must not be in `value` as well; nobody checks that
+// here.
+void readFilter(Filter& filter, const Node& key, const Node& value, const FilterRules& rules,
+                Definitions& definitions, const Values& values);
+
+// The filter that `value`, the value of `key`, describes for both families: it has no prefixes and
+// no sample match that IPv6 packets cannot satisfy. Otherwise as `readFilter`.
+Filter readFilterForBoth(const Node& key, const Node& value, bool severalPortEntries,
+                         Definitions& definitions, const Values& values);
 
 } // namespace Postcard::Policy::File

@@ -1,12 +1,14 @@
 #include "postcard/policy/file/Findings.h"
 
 #include "Pello/Utf8.h"
+#include "Pello/VisibleCharacters.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <numeric>
 #include <tuple>
 #include <utility>
@@ -15,19 +17,72 @@ namespace Postcard::Policy::File {
 
 namespace {
 
+struct CodeRow {
+   FindingCode code;
+   std::string_view name;
+};
+
+// In the order of `FindingCode`.
+constexpr auto codeRows = std::to_array<CodeRow>({
+      {FindingCode::unreadable, "unreadable"},
+      {FindingCode::tooLarge, "too-large"},
+      {FindingCode::encoding, "encoding"},
+      {FindingCode::character, "character"},
+      {FindingCode::syntax, "syntax"},
+      {FindingCode::construct, "construct"},
+      {FindingCode::alias, "alias"},
+      {FindingCode::duplicateKey, "duplicate-key"},
+      {FindingCode::unknownKey, "unknown-key"},
+      {FindingCode::missingKey, "missing-key"},
+      {FindingCode::wrongValue, "wrong-value"},
+      {FindingCode::unknownWord, "unknown-word"},
+      {FindingCode::unknownDefinition, "unknown-definition"},
+      {FindingCode::badName, "bad-name"},
+      {FindingCode::badPrefix, "bad-prefix"},
+      {FindingCode::wrongFamily, "wrong-family"},
+      {FindingCode::reversedRange, "reversed-range"},
+      {FindingCode::duplicate, "duplicate"},
+      {FindingCode::duplicatePriority, "duplicate-priority"},
+      {FindingCode::outsideMask, "outside-mask"},
+      {FindingCode::emptyMask, "empty-mask"},
+      {FindingCode::badRate, "bad-rate"},
+      {FindingCode::conflict, "conflict"},
+      {FindingCode::noInterfaces, "no-interfaces"},
+      {FindingCode::portEntries, "port-entries"},
+      {FindingCode::tooManyRules, "too-many-rules"},
+      {FindingCode::unexpected, "unexpected"},
+});
+// A code without a row would make `codeName` read past the table.
+static_assert(codeRows.size() == static_cast<std::size_t>(FindingCode::unexpected) + 1);
+
+constexpr auto codes = [] {
+   std::array<FindingCode, codeRows.size()> list{};
+   for (std::size_t i = 0; i < list.size(); ++i) {
+      list[i] = codeRows[i].code;
+   }
+   return list;
+}();
+
+constexpr bool inOrder() {
+   for (std::size_t i = 0; i < codes.size(); ++i) {
+      if (static_cast<std::size_t>(codes[i]) != i) {
+         return false;
+      }
+   }
+   return true;
+}
+static_assert(inOrder());
+
 constexpr std::size_t quotedCharacters = 60; // keeps messages short
 constexpr std::size_t longestGuess = 32;     // bounds the work for keys of a hostile file
 
-void appendCharacter(std::string& out, std::string_view bytes, char32_t character) {
-   if (character == '\n') {
-      out += "\\n";
-   } else if (character == '\t') {
-      out += "\\t";
-   } else if (!Pello::isPrintable(character)) {
-      out += fmt::format("\\u{:04x}", static_cast<std::uint32_t>(character));
-   } else {
-      out += bytes;
+// How many bytes the first `characters` characters of `text` have.
+std::size_t lengthOf(std::string_view text, std::size_t characters) {
+   std::size_t length = 0;
+   for (; characters > 0 && length < text.size(); --characters) {
+      length += Pello::decodeUtf8(text.substr(length)).length;
    }
+   return length;
 }
 
 // Levenshtein's distance: the least number of bytes to insert, remove or replace. Keeps one row of
@@ -48,13 +103,21 @@ std::size_t distance(std::string_view left, std::string_view right) {
 
 } // namespace
 
+std::string_view codeName(FindingCode code) {
+   return codeRows[static_cast<std::size_t>(code)].name;
+}
+
+std::span<const FindingCode> allFindingCodes() {
+   return codes;
+}
+
 bool Findings::before(const Numbered& left, const Numbered& right) {
    return std::tie(left.finding.location, left.number) <
           std::tie(right.finding.location, right.number);
 }
 
-void Findings::add(Location location, std::string message) {
-   list_.push_back({{location, std::move(message)}, count_++});
+void Findings::add(Location location, FindingCode code, std::string message) {
+   list_.push_back({{location, code, std::move(message)}, count_++});
    // Trimming takes linear time, so it waits until as many findings were added as are kept. The 64
    // does the same for a small `kept_`.
    if (list_.size() > 2 * kept_ + 64) {
@@ -84,18 +147,8 @@ std::vector<Finding> Findings::take() {
 }
 
 std::string inQuotes(std::string_view text) {
-   std::string out{"'"};
-   std::size_t characters = 0;
-   while (!text.empty()) {
-      if (characters++ == quotedCharacters) {
-         out += "…";
-         break;
-      }
-      const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
-      appendCharacter(out, text.substr(0, decoded.length), decoded.character);
-      text.remove_prefix(decoded.length);
-   }
-   return out + "'";
+   const std::string_view shown = text.substr(0, lengthOf(text, quotedCharacters));
+   return fmt::format("'{}{}'", Pello::escaped(shown), shown.size() < text.size() ? "…" : "");
 }
 
 std::string joined(std::span<const std::string_view> words) {

@@ -23,7 +23,7 @@ class Findings {
 
    // Adds a finding. `message` is as `Finding` describes it. Takes constant time on average,
    // whatever `kept` is.
-   void add(Location location, std::string message);
+   void add(Location location, FindingCode code, std::string message);
 
    // Whether nothing was added.
    bool empty() const { return count_ == 0; }
@@ -49,8 +49,8 @@ class Findings {
    std::vector<Numbered> list_; // unordered; at most twice `kept_` and a few
 };
 
-// `text` in single quotes for a message: on one line, unprintable characters written as escapes,
-// and cut with an ellipsis after 60 characters. Bytes that are not UTF-8 stay as they are.
+// `text` in single quotes for a message: as `Pello::escaped` writes it, and cut with an ellipsis
+// after 60 characters.
 std::string inQuotes(std::string_view text);
 
 // The words with a comma and a blank between them, such as "a, b, c".
@@ -82,7 +82,7 @@ class Once {
    bool isFirst(const Key& key, Location location, std::string_view text) {
       const auto [first, inserted] = places_.try_emplace(key, location);
       if (!inserted) {
-         findings_->add(location, duplicate(noun_, text, first->second));
+         findings_->add(location, FindingCode::duplicate, duplicate(noun_, text, first->second));
       }
       return inserted;
    }

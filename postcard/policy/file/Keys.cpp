@@ -15,11 +15,24 @@ constexpr bool optional = false;
 constexpr auto fileKeys = std::to_array<KeyRow>({
       {"hardware", optional, Shape::hardware},
       {"feature-toggles", optional, Shape::toggles},
+      {"definitions", optional, Shape::definitions},
+      {"expect", optional, Shape::expect},
       {"policies", required, Shape::policy},
 });
 
 constexpr auto hardwareKeys = std::to_array<KeyRow>({
       {"tcp-flags", optional, Shape::none},
+});
+
+constexpr auto definitionsKeys = std::to_array<KeyRow>({
+      {"prefixes", optional, Shape::none},
+      {"ports", optional, Shape::none},
+});
+
+constexpr auto expectKeys = std::to_array<KeyRow>({
+      {"policies", optional, Shape::none},
+      {"classes", optional, Shape::none},
+      {"rules", optional, Shape::none},
 });
 
 constexpr auto policyKeys = std::to_array<KeyRow>({
@@ -38,12 +51,25 @@ constexpr auto classKeys = std::to_array<KeyRow>({
       {"name", required, Shape::none},
       {"priority", optional, Shape::none},
       {"actions", optional, Shape::action},
+      {"both", optional, Shape::both},
       {"ipv4", optional, Shape::filter},
       {"ipv6", optional, Shape::filter},
 });
 
 constexpr auto actionKeys = std::to_array<KeyRow>({
       {"set-dscp", required, Shape::none},
+});
+
+// What has the same meaning in both families: everything but prefixes and the names of their sets.
+constexpr auto bothKeys = std::to_array<KeyRow>({
+      {"payload-length", optional, Shape::none},
+      {"fragments", optional, Shape::none},
+      {"ip-ttl", optional, Shape::none},
+      {"ip-options", optional, Shape::none},
+      {"protocol", optional, Shape::none},
+      {"protocol-neighbor", optional, Shape::none},
+      {"sample", optional, Shape::sample},
+      {"protocols", optional, Shape::protocol},
 });
 
 constexpr auto filterKeys = std::to_array<KeyRow>({
@@ -64,8 +90,10 @@ constexpr auto filterKeys = std::to_array<KeyRow>({
 });
 
 constexpr auto sampleKeys = std::to_array<KeyRow>({
-      {"data", required, Shape::none},
-      {"mask", required, Shape::none},
+      // Either `rate` or both `data` and `mask` are required, which the reader of samples checks.
+      {"rate", optional, Shape::none},
+      {"data", optional, Shape::none},
+      {"mask", optional, Shape::none},
       {"field", optional, Shape::none},
 });
 
@@ -93,10 +121,13 @@ constexpr auto shapeRows = std::to_array<ShapeRow>({
       {"the file", fileKeys},
       {"hardware", hardwareKeys},
       {"feature-toggles", {}},
+      {"definitions", definitionsKeys},
+      {"expect", expectKeys},
       {"a policy", policyKeys},
       {"interfaces", interfacesKeys},
       {"a class", classKeys},
       {"an action", actionKeys},
+      {"both", bothKeys},
       {"a filter", filterKeys},
       {"sample", sampleKeys},
       {"a protocol", protocolKeys},
@@ -107,32 +138,14 @@ constexpr auto shapeRows = std::to_array<ShapeRow>({
 static_assert(shapeRows.size() == static_cast<std::size_t>(Shape::none) + 1);
 
 // In the order of `ActionKind`.
-constexpr auto actions = std::to_array<ActionWord>({
-      {"sample", ActionKind::sample},
-      {"sample-all", ActionKind::sampleAll},
-      {"set-dscp", ActionKind::setDscp},
-      {"permit", ActionKind::permit},
-      {"drop", ActionKind::drop},
-      {"count", ActionKind::count},
-      {"police", ActionKind::police},
-      {"redirect", ActionKind::redirect},
-      {"mirror", ActionKind::mirror},
-      {"set-traffic-class", ActionKind::setTrafficClass},
-      {"set-vlan", ActionKind::setVlan},
-      {"log", ActionKind::log},
-      {"nat", ActionKind::nat},
-});
-
-// Whether `actionName` may use the number of a kind as an index.
-constexpr bool inOrder() {
-   for (std::size_t i = 0; i < actions.size(); ++i) {
-      if (static_cast<std::size_t>(actions[i].kind) != i) {
-         return false;
-      }
+const std::array<ActionWord, actionKinds> actions = [] {
+   std::array<ActionWord, actionKinds> words{};
+   for (std::size_t i = 0; i < words.size(); ++i) {
+      const auto kind = static_cast<ActionKind>(i);
+      words[i] = {actionName(kind), kind};
    }
-   return true;
-}
-static_assert(inOrder());
+   return words;
+}();
 
 constexpr Classification::NamedNumber protocol(U8 number) {
    return {Classification::protocolWord(number), number};
@@ -165,10 +178,6 @@ std::span<const Classification::NamedNumber> tcpFlagWords() {
 }
 std::span<const FieldWord> sampleFieldWords() {
    return sampleFields;
-}
-
-std::string_view actionName(ActionKind kind) {
-   return actions[static_cast<std::size_t>(kind)].word;
 }
 
 } // namespace Postcard::Policy::File

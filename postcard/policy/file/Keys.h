@@ -22,16 +22,19 @@ enum class Shape : U8 {
    file,
    hardware,
    toggles, // its keys are those of `LoadOptions::toggles`, so the table has none
+   definitions,
+   expect,
    policy,
    interfaces,
    policyClass,
    action, // an action with a value
+   both,   // a filter for both families
    filter,
    sample,
    protocol,
    portEntry,
    tcpFlags,
-   none, // not a mapping: a scalar, or a list of scalars
+   none, // a scalar, a list of scalars, or a mapping whose keys are names that the user chooses
 };
 
 // A key of a mapping.
@@ -62,9 +65,9 @@ struct FieldWord {
    SampleField field;
 };
 
-// The words that the policy file knows, each table in the order in which messages list its words.
-// Every action and every TCP flag has a word. Of the protocols only icmp, tcp and udp have one
-// here; the others are written as numbers.
+// The words that the policy file knows (`actionName` tells that of one action), each table in the
+// order in which messages list its words. Every action and every TCP flag has a word. Of the
+// protocols only icmp, tcp and udp have one here; the others are written as numbers.
 std::span<const ActionWord> actionWords();
 std::span<const Classification::NamedNumber> protocolWords();
 std::span<const Classification::NamedNumber> tcpFlagWords();
@@ -91,8 +94,5 @@ const Row* findWord(std::span<const Row> rows, std::string_view word) {
    }
    return nullptr;
 }
-
-// The action's word in the policy file, such as "set-traffic-class".
-std::string_view actionName(ActionKind kind);
 
 } // namespace Postcard::Policy::File

@@ -16,7 +16,8 @@ struct LoadOptions {
    // The greatest size of the file, in bytes.
    std::size_t maxBytes = std::size_t{16} << 20;
 
-   // The greatest number of keys, values, lists and mappings of the file, together. This bounds
+   // The greatest number of keys, values, lists and mappings of the file, together. An alias counts
+   // as what it stands for, and the name of a definition as what it is defined as. This bounds
    // memory and time, whatever the file holds.
    std::size_t maxNodes = 200'000;
 

@@ -18,11 +18,12 @@ std::optional<PolicyFile> read(std::string_view text, const LoadOptions& options
                                Findings& findings) {
    // A text in memory has no file whose size was checked.
    if (text.size() > options.maxBytes) {
-      findings.add({}, fmt::format("the text is longer than {} bytes", options.maxBytes));
+      findings.add({}, FindingCode::tooLarge,
+                   fmt::format("the text is longer than {} bytes", options.maxBytes));
       return std::nullopt;
    }
    if (auto finding = checkText(text)) {
-      findings.add(finding->location, std::move(finding->message));
+      findings.add(finding->location, finding->code, std::move(finding->message));
       return std::nullopt;
    }
    const Document document{text, options.maxNodes, findings};
@@ -69,14 +70,15 @@ LoadResult parsePolicyText(std::string_view text, const std::string& fileName,
 }
 
 LoadResult loadPolicyFile(const std::string& path, const LoadOptions& options) {
+   const std::string fileName = path == standardInput ? "<stdin>" : path;
    auto content = readPolicyText(path, options.maxBytes);
    if (auto* finding = std::get_if<Finding>(&content)) {
       LoadResult result;
-      result.fileName = path;
+      result.fileName = fileName;
       result.findings.push_back(std::move(*finding));
       return result;
    }
-   return parsePolicyText(std::get<std::string>(content), path, options);
+   return parsePolicyText(std::get<std::string>(content), fileName, options);
 }
 
 } // namespace Postcard::Policy::File

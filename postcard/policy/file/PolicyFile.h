@@ -37,10 +37,11 @@ std::string format(std::string_view fileName, const Finding& finding);
 // "FILE: … and N more" when some were omitted. Empty for a result without findings.
 std::string formatFindings(const LoadResult& result);
 
-// Reads and checks the policy file at `path`, which must be a regular file or a symbolic link to
-// one. A file that is wrong and a file that cannot be read give a result with findings, not an
-// exception; throws std::bad_alloc only. A file that cannot be read gives one finding whatever
-// `maxFindings` is. The result's `fileName` is `path`.
+// Reads and checks the policy file at `path`: a regular file, a symbolic link to one, or a
+// descriptor of this process as `readPolicyText` takes it, "-" for standard input. A file that is
+// wrong and a file that cannot be read give a result with findings, not an exception; throws
+// std::bad_alloc only. A file that cannot be read gives one finding whatever `maxFindings` is. The
+// result's `fileName` is `path`, or "<stdin>" for "-".
 LoadResult loadPolicyFile(const std::string& path, const LoadOptions& options = {});
 
 // The same for a text in memory. `fileName` goes into the result and is not opened. The result does

@@ -9,19 +9,14 @@ namespace Postcard::Policy::File {
 
 namespace {
 
-constexpr U16 maxPort = std::numeric_limits<U16>::max();
 constexpr U16 maxByte = std::numeric_limits<U8>::max();
-
-std::string rangeText(unsigned low, unsigned high) {
-   return low == high ? fmt::format("{}", low) : fmt::format("{}-{}", low, high);
-}
 
 // Reads one list of protocols. A function that returns an optional has added a finding when it
 // returns nothing.
 class ProtocolReader {
  public:
-   ProtocolReader(bool severalPortEntries, const Values& values)
-      : severalPortEntries_{severalPortEntries}, values_{values} {}
+   ProtocolReader(bool severalPortEntries, Definitions& definitions, const Values& values)
+      : severalPortEntries_{severalPortEntries}, definitions_{definitions}, values_{values} {}
 
    void read(std::vector<ProtocolMatch>& target, const Fields& fields) const {
       // The record has one entry for each range of protocols, so the ports and flags of a
@@ -82,7 +77,8 @@ class ProtocolReader {
       auto words = wordsOf(protocolWords());
       words.push_back("a number from 0 to 255");
       words.push_back("a range such as 6-17");
-      findings().add(node.location, unknownWord("protocol", node.text, words));
+      findings().add(node.location, FindingCode::unknownWord,
+                     unknownWord("protocol", node.text, words));
       return std::nullopt;
    }
 
@@ -97,18 +93,24 @@ class ProtocolReader {
       return entry;
    }
 
+   // Not with `readList`, because the name of a definition stands for several ranges.
    void readPorts(std::vector<NumberRange>& target, const Fields& fields,
                   std::string_view key) const {
+      const Node* list = fields.value(key);
+      if (list == nullptr || !values_.isList(*list, key)) {
+         return;
+      }
       // The record keeps a range once, so a repetition can only be a mistake.
       Once<std::pair<U16, U16>> once{"port range", findings()};
-      readList(target, fields, key, values_, [&](const Node& node) -> std::optional<NumberRange> {
-         const auto range = values_.range(node, key, maxPort);
-         if (range && !once.isFirst({range->low, range->high}, node.location,
-                                    rangeText(range->low, range->high))) {
-            return std::nullopt;
+      target.reserve(list->childCount());
+      for (const Node& node : list->children()) {
+         for (const NumberRange& range : definitions_.ports(node, key, values_)) {
+            if (once.isFirst({range.low, range.high}, node.location,
+                             rangeText(range.low, range.high))) {
+               target.push_back(range);
+            }
          }
-         return range;
-      });
+      }
    }
 
    // The helper asserts that there is at most one port entry while the toggle is off. The key
@@ -116,7 +118,7 @@ class ProtocolReader {
    void checkPortEntries(const ProtocolMatch& match, const Fields& fields) const {
       if (match.ports.size() > 1 && !severalPortEntries_) {
          findings().add(
-               fields.value("ports")->location,
+               fields.value("ports")->location, FindingCode::portEntries,
                fmt::format("{} port entries while the toggle "
                            "FeaturePostcardTelemetryTcpControl is off (expected at most 1)",
                            match.ports.size()));
@@ -146,7 +148,7 @@ class ProtocolReader {
       readInto(mask, fields, "mask",
                [this](const Node& value, std::string_view what) { return flagBits(value, what); });
       if (mask && *mask == 0) { // the helper ends the process for such a mask
-         findings().add(fields.value("mask")->location,
+         findings().add(fields.value("mask")->location, FindingCode::emptyMask,
                         "mask of a TCP-flag match is empty (expected at least one flag)");
          return std::nullopt;
       }
@@ -192,14 +194,15 @@ class ProtocolReader {
    }
 
    bool severalPortEntries_;
+   Definitions& definitions_;
    const Values& values_;
 };
 
 } // namespace
 
 void readProtocols(std::vector<ProtocolMatch>& target, const Fields& filter,
-                   bool severalPortEntries, const Values& values) {
-   ProtocolReader{severalPortEntries, values}.read(target, filter);
+                   bool severalPortEntries, Definitions& definitions, const Values& values) {
+   ProtocolReader{severalPortEntries, definitions, values}.read(target, filter);
 }
 
 } // namespace Postcard::Policy::File

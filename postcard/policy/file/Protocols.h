@@ -3,6 +3,7 @@
 #pragma once
 
 #include "postcard/policy/Policy.h"
+#include "postcard/policy/file/Definitions.h"
 #include "postcard/policy/file/Fields.h"
 #include "postcard/policy/file/Values.h"
 
@@ -11,10 +12,11 @@
 namespace Postcard::Policy::File {
 
 // Appends the elements of the list `protocols` of a filter to `target`; nothing when the filter
-// does not have the key. `filter` must have been read with `Shape::filter`. `severalPortEntries`
-// says whether a protocol may have more than one port entry. What is wrong goes to the findings of
+// does not have the key. `filter` must have been read with a shape that has the key.
+// `severalPortEntries` says whether a protocol may have more than one port entry; `definitions`
+// explains names of ports. What is wrong goes to the findings of
 // `values`; an element without a good protocol, or with that of an earlier element, is left out.
 void readProtocols(std::vector<ProtocolMatch>& target, const Fields& filter,
-                   bool severalPortEntries, const Values& values);
+                   bool severalPortEntries, Definitions& definitions, const Values& values);
 
 } // namespace Postcard::Policy::File

@@ -1,29 +1,38 @@
 #include "postcard/policy/file/Reader.h"
 
 #include "postcard/policy/FeatureToggles.h"
+#include "postcard/policy/RuleCount.h"
 #include "postcard/policy/file/ClassReader.h"
+#include "postcard/policy/file/Definitions.h"
 #include "postcard/policy/file/Fields.h"
 #include "postcard/policy/file/Values.h"
 
 #include <fmt/format.h>
 
 #include <array>
+#include <limits>
 #include <utility>
 
 namespace Postcard::Policy::File {
 
 namespace {
 
+// Stands for a number that is not known; every number of an expectation is less.
+constexpr U64 notKnown = std::numeric_limits<U64>::max();
+
 // Reads one policy file. All functions go on after a finding, so that the user sees all of them.
 class Reader {
  public:
    Reader(const LoadOptions& options, Findings& findings)
-      : options_{options}, values_{findings}, policyNames_{"policy name", findings} {
+      : options_{options},
+        values_{findings},
+        policyNames_{"policy name", findings},
+        definitions_{options.maxNodes} {
       file_.featureToggles = options.toggles;
    }
 
-   // Reads `hardware` and `feature-toggles` first, wherever they stand in the file, because what a
-   // filter may hold and how many rules it makes depends on them.
+   // Reads `hardware`, `feature-toggles` and `definitions` first, wherever they stand in the file,
+   // because what a filter may hold and how many rules it makes depends on them.
    PolicyFile read(const Node& root) {
       const Fields fields{root, Shape::file, values_};
       if (const Node* hardware = fields.value("hardware")) {
@@ -32,8 +41,14 @@ class Reader {
       if (const Node* toggles = fields.value("feature-toggles")) {
          readToggles(*toggles);
       }
+      if (const Node* definitions = fields.value("definitions")) {
+         definitions_.read(*definitions, values_);
+      }
       if (const Node* policies = fields.value("policies")) {
          readPolicies(*policies);
+      }
+      if (const Node* expect = fields.value("expect")) {
+         checkExpectations(*expect);
       }
       return std::move(file_);
    }
@@ -57,7 +72,8 @@ class Reader {
       }
       forEachField(node, [this](const Node& key, const Node& value) {
          if (options_.toggles.find(key.text) == options_.toggles.end()) {
-            findings().add(key.location, unknownWord("toggle", key.text, toggleNames()));
+            findings().add(key.location, FindingCode::unknownKey,
+                           unknownWord("toggle", key.text, toggleNames()));
          } else if (const auto on = values_.boolean(value, key.text)) {
             file_.featureToggles.insert_or_assign(std::string{key.text}, *on);
          }
@@ -82,11 +98,42 @@ class Reader {
       if (!values_.isList(node, "policies")) {
          return;
       }
+      file_.policiesLocation = node.location;
       ClassReader classes{{file_.hardware.tcpFlags, isOn(tcpControlToggle), options_.maxRules},
+                          definitions_,
                           values_};
       file_.policies.reserve(node.childCount());
       for (const Node& policy : node.children()) {
          readPolicy(policy, classes);
+      }
+   }
+
+   // Policies and classes are counted even when something is wrong, so that the findings of a file
+   // that was cut in the middle of a class say so. The rules of such a file would be too few.
+   void checkExpectations(const Node& node) {
+      const Fields fields{node, Shape::expect, values_};
+      const bool whole = findings().empty();
+      const bool listed = file_.policiesLocation.line != 0;
+      U64 classes = 0;
+      for (const Policy& policy : file_.policies) {
+         classes += policy.classes.size();
+      }
+      checkExpectation(fields, "policies", listed ? file_.policies.size() : notKnown);
+      checkExpectation(fields, "classes", listed ? classes : notKnown);
+      checkExpectation(fields, "rules", whole ? ruleCount(file_) : notKnown);
+   }
+
+   void checkExpectation(const Fields& fields, std::string_view key, U64 found) {
+      const Node* node = fields.value(key);
+      if (node == nullptr) {
+         return;
+      }
+      const auto expected = values_.number(*node, key, 0, notKnown - 1);
+      if (expected && found != notKnown && found != *expected) {
+         findings().add(node->location, FindingCode::unexpected,
+                        fmt::format("expected {} {}, found {} (was the file cut while it was "
+                                    "written?)",
+                                    *expected, key, found));
       }
    }
 
@@ -150,7 +197,7 @@ class Reader {
       const std::array<bool, 2> attached{namesInterfaces(interfaces, Family::ipv4),
                                          namesInterfaces(interfaces, Family::ipv6)};
       if (!attached[0] && !attached[1]) {
-         findings().add(interfaces.location,
+         findings().add(interfaces.location, FindingCode::noInterfaces,
                         fmt::format("policy {} has no interfaces (expected at least one, under "
                                     "ipv4 or ipv6)",
                                     inQuotes(policy.name.text)));
@@ -167,7 +214,7 @@ class Reader {
 
    void checkTakesNoPart(const Policy& policy, const Class& item, Family family) {
       if (const Filter* filter = item.filter(family)) {
-         findings().add(filter->location,
+         findings().add(filter->location, FindingCode::noInterfaces,
                         fmt::format("class {} matches {}, but policy {} has no {} interfaces",
                                     inQuotes(item.name.text), familyName(family),
                                     inQuotes(policy.name.text), familyName(family)));
@@ -189,6 +236,7 @@ class Reader {
    const LoadOptions& options_;
    Values values_;
    Once<std::string> policyNames_;
+   Definitions definitions_;
    PolicyFile file_;
 };
 

@@ -2,13 +2,16 @@
 
 #include "Pello/FileDescriptor.h"
 #include "Pello/Utf8.h"
+#include "postcard/policy/file/Findings.h"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -19,11 +22,13 @@ namespace {
 
 // Must be called before another system call changes errno.
 Finding systemFailure(std::string_view what) {
-   return {{}, fmt::format("{}: {}", what, std::generic_category().message(errno))};
+   return {{},
+           FindingCode::unreadable,
+           fmt::format("{}: {}", what, std::generic_category().message(errno))};
 }
 
 Finding tooLong(std::size_t maxBytes) {
-   return {{}, fmt::format("the file is longer than {} bytes", maxBytes)};
+   return {{}, FindingCode::tooLarge, fmt::format("the file is longer than {} bytes", maxBytes)};
 }
 
 std::string_view fileKind(mode_t mode) {
@@ -39,7 +44,14 @@ std::string_view fileKind(mode_t mode) {
    return "a device";
 }
 
-// Checks the limit as well, because another process may append to the file while it is read.
+// Waits until `descriptor` can be read, when whoever opened it has asked not to wait.
+bool wait(int descriptor) {
+   pollfd readable{descriptor, POLLIN, 0};
+   return ::poll(&readable, 1, -1) >= 0 || errno == EINTR;
+}
+
+// Checks the limit as well, because another process may append to the file while it is read, and
+// because a pipe has no size.
 std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std::size_t maxBytes) {
    std::string text;
    text.reserve(size);
@@ -49,7 +61,8 @@ std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std
       if (count == 0) {
          return text;
       }
-      if (count < 0 && errno != EINTR) {
+      const bool again = count < 0 && (errno == EINTR || (errno == EAGAIN && wait(descriptor)));
+      if (count < 0 && !again) {
          return systemFailure("cannot read");
       }
       if (count > 0) {
@@ -59,6 +72,24 @@ std::variant<std::string, Finding> readAll(int descriptor, std::size_t size, std
          return tooLong(maxBytes);
       }
    }
+}
+
+// The descriptor of this process that `path` names; nothing when it is any other path. Opening such
+// a path again would fail for a socket, and O_NONBLOCK would end the text before its writer begins.
+std::optional<int> ownDescriptor(std::string_view path) {
+   if (path == standardInput || path == "/dev/stdin") {
+      return STDIN_FILENO;
+   }
+   for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
+      int number = 0;
+      const char* end = path.data() + path.size();
+      if (path.starts_with(folder) &&
+          std::from_chars(path.data() + folder.size(), end, number).ptr == end && number >= 0 &&
+          path.size() > folder.size()) {
+         return number;
+      }
+   }
+   return std::nullopt;
 }
 
 // Other encodings are told apart because editors write them without saying so; the plain message
@@ -103,9 +134,21 @@ std::size_t plainLength(std::string_view text) {
    return length;
 }
 
+// Returns the first line of `text` without its line break, and removes both from `text`.
+std::string_view takeLine(std::string_view& text) {
+   const std::size_t end = text.find_first_of("\r\n");
+   const std::string_view line = text.substr(0, end);
+   const std::size_t breakLength = text.substr(line.size()).starts_with("\r\n") ? 2 : 1;
+   text.remove_prefix(std::min(text.size(), line.size() + breakLength));
+   return line;
+}
+
 } // namespace
 
 std::variant<std::string, Finding> readPolicyText(const std::string& path, std::size_t maxBytes) {
+   if (const auto descriptor = ownDescriptor(path)) {
+      return readAll(*descriptor, 0, maxBytes);
+   }
    // Without O_NONBLOCK, opening a pipe would wait for its writer. Without O_NOCTTY, a terminal
    // could become the controlling terminal of the process.
    const Pello::FileDescriptor file{
@@ -116,6 +159,7 @@ std::variant<std::string, Finding> readPolicyText(const std::string& path, std::
    }
    if (!S_ISREG(status.st_mode)) {
       return Finding{{},
+                     FindingCode::unreadable,
                      fmt::format("expected a regular file, found {}", fileKind(status.st_mode))};
    }
    const auto size = static_cast<std::size_t>(status.st_size);
@@ -125,7 +169,7 @@ std::variant<std::string, Finding> readPolicyText(const std::string& path, std::
 std::optional<Finding> checkText(std::string_view text) {
    Location location{1, 1};
    if (const std::string_view mark = byteOrderMark(text); !mark.empty()) {
-      return Finding{location, std::string{mark}};
+      return Finding{location, FindingCode::encoding, std::string{mark}};
    }
    for (;;) {
       const std::size_t plain = plainLength(text);
@@ -138,11 +182,52 @@ std::optional<Finding> checkText(std::string_view text) {
       const bool blank =
             decoded.character == '\t' || decoded.character == '\n' || decoded.character == '\r';
       if (!decoded.valid || (!blank && !Pello::isPrintable(decoded.character))) {
-         return Finding{location, refusal(text, decoded)};
+         const FindingCode code = decoded.valid ? FindingCode::character : FindingCode::encoding;
+         return Finding{location, code, refusal(text, decoded)};
       }
       advance(location, text);
       text.remove_prefix(decoded.length);
    }
+}
+
+std::string_view textFrom(std::string_view text, Location location) {
+   for (U32 line = 1; line < location.line; ++line) {
+      takeLine(text);
+   }
+   for (U32 column = 1; column < location.column && !text.empty(); ++column) {
+      text.remove_prefix(Pello::decodeUtf8(text).length);
+   }
+   return text;
+}
+
+std::optional<Location> somethingAfter(std::string_view text, Location location) {
+   text = textFrom(text, location);
+   while (!text.empty()) {
+      const std::string_view line = takeLine(text);
+      const std::size_t column = line.find_first_not_of(" \t");
+      if (column != std::string_view::npos && line[column] != '#') {
+         location.column += static_cast<U32>(column);
+         return location;
+      }
+      location = {location.line + 1, 1};
+   }
+   return std::nullopt;
+}
+
+std::optional<Finding> findDirective(std::string_view text) {
+   for (U32 line = 1; !text.empty(); ++line) {
+      const std::string_view content = takeLine(text);
+      if (content.starts_with('%') && !content.starts_with("%YAML ")) {
+         return Finding{{line, 1},
+                        FindingCode::construct,
+                        fmt::format("directive {} is not accepted", inQuotes(content))};
+      }
+      const std::size_t first = content.find_first_not_of(" \t");
+      if (first != std::string_view::npos && content[first] != '#' && content[first] != '%') {
+         break;
+      }
+   }
+   return std::nullopt;
 }
 
 } // namespace Postcard::Policy::File

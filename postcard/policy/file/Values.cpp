@@ -2,6 +2,7 @@
 
 #include "Orlix/IpAddressText.h"
 #include "Pello/Utf8.h"
+#include "Pello/VisibleCharacters.h"
 
 #include <fmt/format.h>
 
@@ -14,9 +15,9 @@ namespace Postcard::Policy::File {
 
 namespace {
 
-// Only this many bytes of a range are read, which bounds the work for garbage. A longer range can
-// be written only with needless zeros behind 0x or 0o.
-constexpr std::size_t longestRange = 64;
+// A longer text is no number, no range and no prefix, even if it is only padded with zeros. The
+// limit bounds the work for garbage, which an alias may repeat at every node.
+constexpr std::size_t longestScalar = 64;
 
 // ---- Numbers ----
 
@@ -48,6 +49,9 @@ std::string_view displayName(Family family) {
 
 // The address `text` as a prefix of full length; nothing when it is no address.
 std::optional<Orlix::IpGenPrefix> parseAddress(std::string_view text) {
+   if (text.size() > longestScalar) {
+      return std::nullopt;
+   }
    std::array<U8, 16> bytes{};
    const auto family = Orlix::readAddress(text, bytes);
    if (!family) {
@@ -65,7 +69,8 @@ struct WrittenPrefix {
    std::optional<std::string_view> length;    // nothing: no slash
 
    explicit WrittenPrefix(std::string_view text)
-      : addressText{text.substr(0, text.find('/'))}, address{parseAddress(addressText)} {
+      : addressText{text.substr(0, text.substr(0, longestScalar).find('/'))},
+        address{parseAddress(addressText)} {
       if (addressText.size() < text.size()) {
          length = text.substr(addressText.size() + 1);
       }
@@ -86,6 +91,13 @@ std::optional<Orlix::IpGenPrefix> prefixOf(const WrittenPrefix& written, Family 
                              static_cast<unsigned>(*length)};
 }
 
+// That `text` is a prefix of the other family than `family`.
+std::string wrongFamilyProblem(std::string_view text, Family family) {
+   const Family other = family == Family::ipv4 ? Family::ipv6 : Family::ipv4;
+   return fmt::format("{} is an {} prefix in an {} filter", inQuotes(text), displayName(other),
+                      displayName(family));
+}
+
 // Why `text` is not a prefix of `family`. `written` is made of `text`; `what` names it in the
 // message.
 std::string prefixProblem(std::string_view text, const WrittenPrefix& written,
@@ -96,9 +108,7 @@ std::string prefixProblem(std::string_view text, const WrittenPrefix& written,
                          inQuotes(text));
    }
    if (written.address->family() != addressFamily(family)) {
-      const Family other = family == Family::ipv4 ? Family::ipv6 : Family::ipv4;
-      return fmt::format("{} is an {} prefix in an {} filter", inQuotes(text), displayName(other),
-                         displayName(family));
+      return wrongFamilyProblem(text, family);
    }
    if (!written.length) {
       return fmt::format("prefix {} has no length (expected {}/{} for a single address)",
@@ -106,6 +116,12 @@ std::string prefixProblem(std::string_view text, const WrittenPrefix& written,
    }
    return fmt::format("prefix {} has a bad length (expected a number from 0 to {})", inQuotes(text),
                       bitsOf(family));
+}
+
+// The kind of that problem.
+FindingCode prefixCode(const WrittenPrefix& written, Family family) {
+   const bool otherFamily = written.address && written.address->family() != addressFamily(family);
+   return otherFamily ? FindingCode::wrongFamily : FindingCode::badPrefix;
 }
 
 // ---- Messages ----
@@ -126,10 +142,10 @@ std::string found(const Node& node) {
 
 // The first character of `text` that may not stand in a name; escapes of a quoted scalar can make
 // any.
-std::optional<char32_t> unprintableIn(std::string_view text) {
+std::optional<char32_t> invisibleIn(std::string_view text) {
    while (!text.empty()) {
       const Pello::Utf8Character decoded = Pello::decodeUtf8(text);
-      if (!Pello::isPrintable(decoded.character)) {
+      if (!Pello::isVisible(decoded.character)) {
          return decoded.character;
       }
       text.remove_prefix(decoded.length);
@@ -146,7 +162,7 @@ std::string nameProblem(std::string_view text, std::string_view what) {
       return fmt::format("{} {} is {} bytes long (expected 1 to {})", what, inQuotes(text),
                          text.size(), Values::maxName);
    }
-   if (const auto character = unprintableIn(text)) {
+   if (const auto character = invisibleIn(text)) {
       return fmt::format("{} {} holds the character U+{:04X} (expected printable ones)", what,
                          inQuotes(text), static_cast<U32>(*character));
    }
@@ -155,7 +171,14 @@ std::string nameProblem(std::string_view text, std::string_view what) {
 
 } // namespace
 
+std::string rangeText(unsigned low, unsigned high) {
+   return low == high ? fmt::format("{}", low) : fmt::format("{}-{}", low, high);
+}
+
 std::optional<U64> parseNumber(std::string_view text) {
+   if (text.size() > longestScalar) {
+      return std::nullopt;
+   }
    if (text.starts_with("0x")) {
       return parseDigits(text.substr(2), 16);
    }
@@ -189,7 +212,8 @@ std::optional<U64> Values::number(const Node& node, std::string_view what, U64 l
 }
 
 std::optional<NumberRange> Values::range(const Node& node, std::string_view what, U16 high) const {
-   const std::string_view text = node.text.substr(0, longestRange);
+   // `parseNumber` refuses an empty text.
+   const std::string_view text = node.text.size() <= longestScalar ? node.text : std::string_view{};
    const std::size_t dash = text.find('-');
    const auto first = parseNumber(text.substr(0, dash));
    const auto last = dash == std::string_view::npos ? first : parseNumber(text.substr(dash + 1));
@@ -198,8 +222,9 @@ std::optional<NumberRange> Values::range(const Node& node, std::string_view what
       return std::nullopt;
    }
    if (*first > *last) {
-      findings().add(node.location, fmt::format("range {} is reversed (expected {}-{})",
-                                                inQuotes(node.text), *last, *first));
+      findings().add(node.location, FindingCode::reversedRange,
+                     fmt::format("range {} is reversed (expected {}-{})", inQuotes(node.text),
+                                 *last, *first));
       return std::nullopt;
    }
    return NumberRange{static_cast<U16>(*first), static_cast<U16>(*last), node.location};
@@ -211,7 +236,7 @@ std::optional<Name> Values::name(const Node& node, std::string_view what) const 
       return std::nullopt;
    }
    if (std::string problem = nameProblem(node.text, what); !problem.empty()) {
-      findings().add(node.location, std::move(problem));
+      findings().add(node.location, FindingCode::badName, std::move(problem));
       return std::nullopt;
    }
    return Name{std::string{node.text}, node.location};
@@ -226,15 +251,44 @@ std::optional<Prefix> Values::prefix(const Node& node, std::string_view what, Fa
    if (const auto prefix = prefixOf(written, family)) {
       return Prefix{*prefix, node.location};
    }
-   findings().add(node.location, prefixProblem(node.text, written, what, family));
+   findings().add(node.location, prefixCode(written, family),
+                  prefixProblem(node.text, written, what, family));
    return std::nullopt;
+}
+
+std::optional<Prefix> Values::prefixOfAnyFamily(const Node& node, std::string_view what) const {
+   if (!node.isScalar() || node.isNull()) {
+      mismatch(node, "a prefix", what);
+      return std::nullopt;
+   }
+   const WrittenPrefix written{node.text};
+   if (!written.address) {
+      findings().add(node.location, FindingCode::badPrefix,
+                     fmt::format("expected a prefix such as 192.0.2.0/24 or 2001:db8::/32 for {}, "
+                                 "found {}",
+                                 what, inQuotes(node.text)));
+      return std::nullopt;
+   }
+   const bool isIpv4 = written.address->family() == Orlix::AddressFamily::ipv4;
+   return prefix(node, what, isIpv4 ? Family::ipv4 : Family::ipv6);
+}
+
+bool Values::isOfFamily(const Node& node, const Prefix& prefix, Family family) const {
+   if (prefix.value.family() == addressFamily(family)) {
+      return true;
+   }
+   findings().add(node.location, FindingCode::wrongFamily,
+                  wrongFamilyProblem(node.text, family) + fmt::format(" (defined at {}:{})",
+                                                                      prefix.location.line,
+                                                                      prefix.location.column));
+   return false;
 }
 
 bool Values::fitsMask(const Node& node, std::string_view what, unsigned bits, unsigned mask) const {
    if ((bits & ~mask) == 0) {
       return true;
    }
-   findings().add(node.location,
+   findings().add(node.location, FindingCode::outsideMask,
                   fmt::format("{} {:#x} has bits outside the mask {:#x}, so nothing can match",
                               what, bits, mask));
    return false;
@@ -250,7 +304,7 @@ bool Values::isList(const Node& node, std::string_view what) const {
 
 void Values::mismatch(const Node& node, std::string_view expected, std::string_view what) const {
    if (node.kind != NodeKind::refused) {
-      findings().add(node.location,
+      findings().add(node.location, FindingCode::wrongValue,
                      fmt::format("expected {} for {}, found {}", expected, what, found(node)));
    }
 }

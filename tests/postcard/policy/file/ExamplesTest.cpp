@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <rapidcheck.h>
@@ -44,6 +45,7 @@ TEST(PolicyFileExamples, allAreAcceptedAndKnown) {
    const std::map<std::string, Expected> expected = {{"all-features.yaml", {3, 7}},
                                                      {"flags-and-ranges.yaml", {1, 5}},
                                                      {"large-datacenter.yaml", {2, 482}},
+                                                     {"twenty-services.yaml", {1, 21}},
                                                      {"web-tier.yaml", {1, 4}}};
    std::size_t files = 0;
    for (const auto& path : TestSupport::examplePolicies()) {
@@ -57,6 +59,23 @@ TEST(PolicyFileExamples, allAreAcceptedAndKnown) {
       ++files;
    }
    EXPECT_EQ(files, expected.size());
+}
+
+std::size_t countOf(std::string_view text, char byte) {
+   return static_cast<std::size_t>(std::ranges::count(text, byte));
+}
+
+// A file that was cut never passes, whatever is left of it, once it says what it comes to.
+TEST(PolicyFileExamples, fileThatWasCutIsRefused) {
+   const std::string whole = example("twenty-services.yaml");
+   EXPECT_LT(countOf(whole, '\n'), 150U);
+   EXPECT_TRUE(parsePolicyText(whole, "F").policyFile);
+   const std::size_t content = whole.find_last_not_of("}] \n");
+   for (std::size_t length = 0; length < content; ++length) {
+      const LoadResult result = parsePolicyText(whole.substr(0, length), "F");
+      ASSERT_FALSE(result.policyFile) << length;
+      ASSERT_FALSE(result.findings.empty()) << length;
+   }
 }
 
 TEST(PolicyFileExamples, lineEndsOfOtherSystems) {
@@ -87,7 +106,8 @@ rc::Gen<Mutation> anyMutation() {
    const auto token = rc::gen::element<std::string>(
          ":", ": ", "- ", ",", "[", "]", "{", "}", "\"", "'", "*a", "&a ", "<<: ", "!t ", "\t",
          "\n", "  ", "#", "~", "0", "-1", "65536", "0x0", "on", "true", "ipv6: ", "ipv4: {}",
-         "\xff", "\r", "---\n", "...\n", "%TAG\n", "? ", "|\n", ">\n", "name: ", "\xc3\xbc");
+         "both: {}", "{rate: 4}", "*often", "https", "&often ", "\xff", "\r", "---\n", "...\n",
+         "%TAG\n", "? ", "|\n", ">\n", "name: ", "\xc3\xbc");
    return rc::gen::build<Mutation>(
          rc::gen::set(&Mutation::kind,
                       rc::gen::element(Mutation::Kind::erase, Mutation::Kind::repeat,
@@ -150,8 +170,8 @@ std::string changed(std::string text, const Mutation& mutation) {
 }
 
 RC_GTEST_PROP(PolicyFileExamples, mutantsAreRefusedWithAPlaceOrKeepEveryPromise, ()) {
-   std::string text = example(*rc::gen::element<std::string>("all-features.yaml", "web-tier.yaml",
-                                                             "flags-and-ranges.yaml"));
+   std::string text = example(*rc::gen::element<std::string>(
+         "all-features.yaml", "web-tier.yaml", "flags-and-ranges.yaml", "twenty-services.yaml"));
    const auto count = *rc::gen::inRange(1, 5);
    for (int i = 0; i < count; ++i) {
       text = changed(text, *anyMutation());

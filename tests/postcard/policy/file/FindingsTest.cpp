@@ -23,8 +23,8 @@ RC_GTEST_PROP(PolicyFileFindings, keepsTheFirstOnesInFileOrder, ()) {
    Findings findings(kept);
    std::vector<Finding> all;
    for (const std::uint32_t line : lines) {
-      all.push_back({{line, 1}, std::to_string(all.size())});
-      findings.add(all.back().location, all.back().message);
+      all.push_back({{line, 1}, FindingCode::wrongValue, std::to_string(all.size())});
+      findings.add(all.back().location, FindingCode::wrongValue, all.back().message);
    }
    std::stable_sort(all.begin(), all.end(), [](const Finding& left, const Finding& right) {
       return left.location < right.location;
@@ -45,7 +45,7 @@ TEST(PolicyFileFindings, inQuotes) {
    EXPECT_EQ(inQuotes("ü…"), "'ü…'");
    EXPECT_EQ(inQuotes("a\n\tb\r\x1b\x7f"), "'a\\n\\tb\\u000d\\u001b\\u007f'");
    EXPECT_EQ(inQuotes("\xe2\x80\xa8"), "'\\u2028'");
-   EXPECT_EQ(inQuotes("\xff"), "'\xff'");
+   EXPECT_EQ(inQuotes("\xff"), "'\\xff'");
    EXPECT_EQ(inQuotes(x60), "'" + x60 + "'");
    EXPECT_EQ(inQuotes(x60 + "y"), "'" + x60 + "…'");
 }
@@ -78,11 +78,12 @@ TEST(PolicyFileFindings, closest) {
 }
 
 TEST(PolicyFileFindings, formatted) {
-   EXPECT_EQ(format("dir/a.yaml", {{3, 14}, "unknown"}), "dir/a.yaml:3:14: unknown");
-   EXPECT_EQ(format("a.yaml", {{}, "cannot open"}), "a.yaml: cannot open");
+   EXPECT_EQ(format("dir/a.yaml", {{3, 14}, FindingCode::unknownKey, "unknown"}),
+             "dir/a.yaml:3:14: unknown");
+   EXPECT_EQ(format("a.yaml", {{}, FindingCode::unreadable, "cannot open"}), "a.yaml: cannot open");
    LoadResult result;
    result.fileName = "F";
-   result.findings = {{{1, 2}, "one"}, {{3, 4}, "two"}};
+   result.findings = {{{1, 2}, FindingCode::syntax, "one"}, {{3, 4}, FindingCode::syntax, "two"}};
    EXPECT_EQ(formatFindings(result), "F:1:2: one\nF:3:4: two\n");
    result.omittedFindings = 7;
    EXPECT_EQ(formatFindings(result), "F:1:2: one\nF:3:4: two\nF: … and 7 more\n");

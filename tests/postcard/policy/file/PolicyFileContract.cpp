@@ -2,6 +2,8 @@
 
 #include "postcard/policy/file/PolicyFileContract.h"
 
+#include "Pello/VisibleCharacters.h"
+
 namespace Postcard::Policy::File {
 
 namespace {
@@ -22,14 +24,9 @@ bool sameName(const Name& left, const Name& right) {
    return left.text == right.text;
 }
 
+// A text is as it was exactly when it held nothing to escape.
 bool goodName(const std::string& text) {
-   for (const char byte : text) {
-      const auto value = static_cast<unsigned char>(byte);
-      if (value < 0x20 || value == 0x7f) {
-         return false;
-      }
-   }
-   return !text.empty() && text.size() <= 255;
+   return Pello::escaped(text) == text && !text.empty() && text.size() <= 255;
 }
 
 bool goodPrefixes(const std::vector<Prefix>& prefixes, Family family) {

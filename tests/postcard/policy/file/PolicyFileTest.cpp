@@ -44,6 +44,17 @@ TEST(PolicyFile, resultIsOneOrTheOther) {
    EXPECT_TRUE(!bad.policyFile && bad.findings.size() == 1 && bad.omittedFindings == 0);
 }
 
+TEST(PolicyFile, anEmptyListIsWritten) {
+   const LoadResult none = parsePolicyText("hardware: {}\npolicies: []\n", "F");
+   ASSERT_TRUE(none.policyFile);
+   EXPECT_TRUE(none.policyFile->emptyListWritten());
+   EXPECT_EQ(none.policyFile->policiesLocation, (Location{2, 11}));
+   EXPECT_FALSE(parsePolicyText("policies:\n", "F").policyFile);
+   EXPECT_FALSE(parsePolicyText("hardware: {}\n", "F").policyFile);
+   EXPECT_FALSE(parsePolicyText(framed(Frame::policy, ""), "F").policyFile->emptyListWritten());
+   EXPECT_FALSE(PolicyFile{}.emptyListWritten());
+}
+
 TEST(PolicyFile, togglesAreThoseOfTheOptions) {
    const std::string entries =
          framed(Frame::ipv4,

@@ -205,6 +205,29 @@ struct Row {
    const char* text;
 };
 
+struct Accepted {
+   const char* name;
+   Frame frame;
+   Literal text;
+   Literal dump;
+};
+
+// clang-format off
+const Accepted acceptedPolicies[] = {
+#include "postcard/policy/file/AcceptedPolicies.inc"
+};
+// clang-format on
+
+// A schema cannot tell the names 1, 1.0 and 0x1 apart, which the loader takes as they are written.
+TEST(PolicyFileSchema, acceptsWhatTheLoaderAccepts) {
+   for (const Accepted& row : acceptedPolicies) {
+      if (std::string_view{row.name} == "names that look like something else") {
+         continue;
+      }
+      EXPECT_EQ(problemOf(framed(row.frame, row.text.view)), "") << row.name;
+   }
+}
+
 // Both sides refuse these; the schema cannot say everything that the loader can, so the table is of
 // what an editor should catch.
 TEST(PolicyFileSchema, refusesWhatTheLoaderRefuses) {
@@ -233,6 +256,26 @@ TEST(PolicyFileSchema, refusesWhatTheLoaderRefuses) {
          {Frame::ipv4, "      sample: {data: 0, mask: 0}"},
          {Frame::ipv4, "      sample: {data: 0, mask: 65536}"},
          {Frame::ipv6, "      sample: {data: 0, mask: 1, field: ip-id}"},
+         {Frame::ipv4, "      sample: {rate: 3}"},
+         {Frame::ipv4, "      sample: {rate: 1}"},
+         {Frame::ipv4, "      sample: {rate: 131072}"},
+         {Frame::ipv4, "      sample: {rate: 256, data: 1, mask: 255}"},
+         {Frame::ipv4, "      sample: {rate: 256, data: 1}"},
+         {Frame::ipv4, "      sample: {data: 1}"},
+         {Frame::ipv4, "      sample: {}"},
+         {Frame::ipv4, "      source: ['-a']"},
+         {Frame::ipv4, "      source: [a b]"},
+         {Frame::klass, "    both: {source: [10.0.0.0/8]}"},
+         {Frame::klass, "    both: {sample: {rate: 2, field: ip-id}}"},
+         {Frame::file, "policies: []\nexpect: {policies: -1}"},
+         {Frame::file, "policies: []\nexpect: {rule: 1}"},
+         {Frame::file, "policies: []\ndefinitions: {a: 10.0.0.0/8}"},
+         {Frame::file, "policies: []\ndefinitions: {prefixes: {1a: 10.0.0.0/8}}"},
+         {Frame::file, "policies: []\ndefinitions: {prefixes: {a: 10.0.0.0}}"},
+         {Frame::file, "policies: []\ndefinitions: {prefixes: {a: [10.0.0.0/8]}}"},
+         {Frame::file, "policies: []\ndefinitions: {ports: {a: 80}}"},
+         {Frame::file, "policies: []\ndefinitions: {ports: {a: []}}"},
+         {Frame::file, "policies: []\ndefinitions: {ports: {a: [65536]}}"},
          {Frame::ipv4, "      protocols: [{protocol: tpc}]"},
          {Frame::ipv4, "      protocols: [{protocol: 256}]"},
          {Frame::ipv4, "      protocols: [{protocol: tcp, ports: [{source: [80-]}]}]"},

@@ -58,7 +58,8 @@ class Check {
       if (name == "anyOf") {
          return anyOf(rule);
       }
-      if (name == "properties" || name == "additionalProperties" || name == "required") {
+      if (name == "properties" || name == "additionalProperties" || name == "required" ||
+          name == "propertyNames") {
          return value_.is_object() ? objectKeyword(name, rule) : "";
       }
       if (name == "items") {
@@ -130,18 +131,28 @@ class Check {
          return missing == rule.end() ? "" : place_ + ": missing " + missing->dump();
       }
       for (const auto& [key, value] : value_.items()) {
-         const bool known = schema_.at("properties").contains(key);
-         if (name == "additionalProperties" && !known && rule == false) {
-            return place_ + ": unknown " + key;
-         }
-         if (name == "properties" && known) {
-            std::string problem = schemaProblem(value, rule.at(key), root_, place_ + "/" + key);
-            if (!problem.empty()) {
-               return problem;
-            }
+         if (std::string problem = keyKeyword(name, rule, key, value); !problem.empty()) {
+            return problem;
          }
       }
       return "";
+   }
+
+   // One key of an object.
+   std::string keyKeyword(const std::string& name, const Json& rule, const std::string& key,
+                          const Json& value) const {
+      const std::string place = place_ + "/" + key;
+      if (name == "propertyNames") {
+         return schemaProblem(key, rule, root_, place);
+      }
+      const bool known = schema_.value("properties", Json::object()).contains(key);
+      if (name == "properties") {
+         return known ? schemaProblem(value, rule.at(key), root_, place) : "";
+      }
+      if (known) {
+         return "";
+      }
+      return rule == false ? place_ + ": unknown " + key : schemaProblem(value, rule, root_, place);
    }
 
    const Json& value_;
@@ -162,6 +173,9 @@ const Json& resolved(const Json& schema, const Json& root) {
 
 std::string schemaProblem(const Json& value, const Json& schema, const Json& root,
                           const std::string& place) {
+   if (schema == false) {
+      return place + ": not allowed";
+   }
    const Check check(value, schema, root, place);
    for (const auto& [name, rule] : schema.items()) {
       if (std::string problem = check.keyword(name, rule); !problem.empty()) {

@@ -40,6 +40,36 @@ TEST(PolicyFileValues, parseNumber) {
    }
 }
 
+// What is cut off behind the limit would change the number.
+TEST(PolicyFileValues, longTextIsNoNumber) {
+   const auto zeros = [](std::size_t count) { return "0x" + std::string(count, '0'); };
+   EXPECT_EQ(parseNumber(zeros(60) + "50"), 0x50U);
+   EXPECT_EQ(parseNumber(zeros(61) + "50"), std::nullopt);
+   EXPECT_EQ(parseNumber(zeros(62) + "50"), std::nullopt);
+   EXPECT_EQ(parseNumber(std::string(65, '9')), std::nullopt);
+}
+
+TEST(PolicyFileValues, longTextIsNoRange) {
+   Findings findings{10};
+   const Values values{findings};
+   const auto range = [&](const std::string& text) {
+      const auto read = values.range(Node{text, {1, 1}, 1, NodeKind::plain}, "port", 65535);
+      return read ? fmt::format("{}-{}", read->low, read->high) : "";
+   };
+   const std::string zeros(27, '0');
+   EXPECT_EQ(range("0x" + zeros + "5-0x" + zeros + "0051"), "5-81");
+   EXPECT_EQ(range("0x" + zeros + "5-0x" + zeros + "00051"), "");
+   EXPECT_EQ(range("0x" + std::string(62, '0') + "50"), "");
+   EXPECT_EQ(range("80-0x" + std::string(59, '0') + "51"), "");
+   EXPECT_EQ(findings.count(), 3U);
+}
+
+TEST(PolicyFileValues, longTextIsNoPrefix) {
+   EXPECT_TRUE(parsePrefix("0000:0000:0000:0000:0000:ffff:192.168.100.200/128", Family::ipv6));
+   EXPECT_FALSE(parsePrefix("::/0" + std::string(61, '0'), Family::ipv6));
+   EXPECT_FALSE(parsePrefix(std::string(100, ':') + "/0", Family::ipv6));
+}
+
 TEST(PolicyFileValues, parsePrefixGivesCanonicalText) {
    const struct {
       Family family;
