@@ -27,6 +27,7 @@ bool isDueAtReload(const PolicyEntry& entry) {
 PolicyAgent::PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile& file,
                          Options options, Hooks hooks)
    : host_{host},
+     hardware_{file.hardware},
      options_{options},
      hooks_{std::move(hooks)},
      featureToggles_{file.featureToggles},
@@ -34,6 +35,7 @@ PolicyAgent::PolicyAgent(const Host::PluginHost& host, const Policy::PolicyFile&
      answers_{OruPostcardTelemetry::postcardTelemetryRulesClientSmStatusFactory()},
      hwCapability_{buildHwCapability(file.hardware)},
      helper_{host.makeHelper(requests_, hwCapability_)},
+     configs_{helper_},
      retryTime_{options.retryTime} {
    adopt(versionsOf(file));
    hear();
@@ -58,10 +60,10 @@ void PolicyAgent::hear() {
 
 // Records `versions` as the desired state, with an entry for each of their policies and families.
 void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>& versions) {
-   for (auto& [key, entry] : entries_) {
+   entries_.forEach([](const PolicyKey&, PolicyEntry& entry) {
       entry.wanted = nullptr;
       entry.order = behindTheFile;
-   }
+   });
    std::size_t order = 0;
    for (const auto& version : versions) {
       for (const Policy::Family family : families) {
@@ -70,19 +72,19 @@ void PolicyAgent::adopt(const std::vector<std::shared_ptr<const PolicyVersion>>&
          }
       }
    }
-   for (auto& [key, entry] : entries_) {
+   entries_.forEach([](const PolicyKey&, PolicyEntry& entry) {
       if (nothingRefersTo(entry)) {
          settle(entry, PolicyState::removed, {}); // the helper has none of it: no step is needed
       }
       entry.retry = isDueAtReload(entry) ? Retry::now : Retry::none;
-   }
+   });
 }
 
 // Records `version` as the desired state of its entry in `family`, and makes the entry if needed.
 void PolicyAgent::want(const std::shared_ptr<const PolicyVersion>& version, Policy::Family family,
                        std::size_t order) {
-   const auto [item, isNew] = entries_.try_emplace({version->policy.name.text, family});
-   PolicyEntry& entry = item->second;
+   const auto [item, isNew] = entries_.make({version->policy.name.text, family});
+   PolicyEntry& entry = *item;
    entry.since = isNew ? Kiv::System::currentTime() : entry.since;
    entry.wanted = version;
    entry.order = order;
@@ -101,10 +103,9 @@ void PolicyAgent::want(const std::shared_ptr<const PolicyVersion>& version, Poli
 // removal frees entries that the others may need. Then come those of the file, in its order.
 void PolicyAgent::enqueueAll() {
    std::vector<std::pair<std::size_t, PolicyKey>> ordered;
-   ordered.reserve(entries_.size());
-   for (const auto& [key, entry] : entries_) {
+   entries_.forEach([&](const PolicyKey& key, const PolicyEntry& entry) {
       ordered.emplace_back(entry.order == behindTheFile ? 0 : entry.order + 1, key);
-   }
+   });
    std::ranges::sort(ordered);
    queue_.clear();
    for (auto& [order, key] : ordered) {
@@ -114,11 +115,11 @@ void PolicyAgent::enqueueAll() {
 
 // The number of steps from here to the desired state, as `reload` reports it. Answers of the rules
 // client may still add some.
-std::size_t PolicyAgent::stepsLeft() const {
+std::size_t PolicyAgent::stepsLeft() {
    std::size_t steps = 0;
-   for (const auto& [key, entry] : entries_) {
+   entries_.forEach([&](const PolicyKey& key, const PolicyEntry& entry) {
       steps += stepsOf(entry, key.second).size();
-   }
+   });
    return steps;
 }
 
@@ -127,25 +128,33 @@ void PolicyAgent::start() {
    pump();
 }
 
-ReloadResult PolicyAgent::reload(const Policy::PolicyFile& file) {
+std::vector<ReloadFinding> PolicyAgent::refusals() const {
+   return refusalsOf(entries_.wanted(), hardware_, host_);
+}
+
+ReloadResult PolicyAgent::reload(const Policy::PolicyFile& file, Refused refused) {
    // Helpers read a toggle once per process, so a change would reach the loader's checks and not
    // the helper.
    if (file.featureToggles != featureToggles_) {
-      return {false, 0, {"feature toggles are read once: restart the agent to change them"}, true};
+      return refusedReload("toggles",
+                           "feature toggles are read once: restart the agent to change them");
    }
    const auto versions = versionsOf(file);
-   if (auto refusals = refusalsOf(versions, file.hardware, host_); !refusals.empty()) {
-      return {false, 0, std::move(refusals)};
+   ReloadResult result;
+   result.findings = refusalsOf(versions, file.hardware, host_);
+   if (!result.findings.empty() && refused == Refused::nothingIsDone) {
+      return result;
    }
    // The entries that are erased here were reported as `removed` until now.
-   std::erase_if(entries_, [](const auto& item) { return nothingRefersTo(item.second); });
+   entries_.dropUnreferenced();
    hwCapability_->tcpFlagsSupportedIs(file.hardware.tcpFlags);
    adopt(versions);
    retryTime_ = options_.retryTime;
-   const std::size_t steps = stepsLeft();
+   result.accepted = true;
+   result.operations = stepsLeft();
    enqueueAll();
    pump();
-   return {true, steps, {}};
+   return result;
 }
 
 void PolicyAgent::deleteAll() {
@@ -161,16 +170,15 @@ void PolicyAgent::deleteAll() {
 void PolicyAgent::pump() {
    while (!inFlight_ && !queue_.empty()) {
       const PolicyKey key = queue_.front();
-      const auto found = entries_.find(key);
-      const auto steps =
-            found == entries_.end() ? std::vector<Step>{} : stepsOf(found->second, key.second);
+      PolicyEntry* entry = entries_.find(key);
+      const auto steps = entry == nullptr ? std::vector<Step>{} : stepsOf(*entry, key.second);
       if (!steps.empty()) {
-         perform(steps.front(), found->second, key);
+         perform(steps.front(), *entry, key);
          continue;
       }
       // No step is due for a policy that is gone, so its state can be told.
-      if (found != entries_.end() && found->second.wanted == nullptr) {
-         settleWithoutRules(found->second);
+      if (entry != nullptr && entry->wanted == nullptr) {
+         settleWithoutRules(*entry);
       }
       queue_.pop_front();
    }
@@ -181,19 +189,7 @@ void PolicyAgent::pump() {
 }
 
 std::vector<PolicyReport> PolicyAgent::report() const {
-   std::vector<std::pair<std::size_t, PolicyReport>> ordered;
-   ordered.reserve(entries_.size());
-   for (const auto& [key, entry] : entries_) {
-      ordered.emplace_back(entry.order, reportOf(key, entry));
-   }
-   // Stable: policies that are gone all have the same order, and stay sorted by name.
-   std::ranges::stable_sort(ordered, {}, [](const auto& item) { return item.first; });
-   std::vector<PolicyReport> reports;
-   reports.reserve(ordered.size());
-   for (auto& [order, report] : ordered) {
-      reports.push_back(std::move(report));
-   }
-   return reports;
+   return entries_.report();
 }
 
 } // namespace Postcard::Agent

@@ -15,6 +15,8 @@
 // All functions are called on one thread, which is that of the event loop.
 #pragma once
 
+#include "postcard/agent/AclConfigs.h"
+#include "postcard/agent/EntryTable.h"
 #include "postcard/agent/PolicyPlan.h"
 #include "postcard/agent/PolicyReport.h"
 #include "postcard/host/PluginHost.h"
@@ -24,7 +26,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,7 +43,7 @@ class PolicyAgent {
       // nullopt stops it. There is only one timer.
       std::function<void(std::optional<std::chrono::milliseconds>)> timer;
       // Called when the result of `report`, `idle` or `settled` may have changed. May call the
-      // const functions of the agent, and no others.
+      // const functions of the agent and `takeChanges`, and no others.
       std::function<void()> changed;
    };
 
@@ -74,12 +75,22 @@ class PolicyAgent {
    // listens: a request that is posted before is not heard, and is overdue after `answerTime`.
    void start();
 
+   // What a reload does with a file of which the helper refuses a policy.
+   enum class Refused : bool {
+      nothingIsDone, // the file is refused as a whole
+      isLeftOut,     // the others are programmed; the refused policies get the state that says so
+   };
+
+   // What the helper refuses of the file that the agent was made with, as a reload would report it.
+   std::vector<ReloadFinding> refusals() const;
+
    // Replaces the desired state by the policies of `file`, all of them or none. They are first
-   // compiled on scratch helpers, and the live helper changes only when these refuse nothing. Steps
-   // for the file before that have not begun are dropped. A file with other feature toggles than
-   // the first one is refused. Returns why the file is refused, or the number of steps that it
-   // takes. The steps may still be going on after the return.
-   ReloadResult reload(const Policy::PolicyFile& file);
+   // compiled on scratch helpers, and the live helper changes only when these refuse nothing, or
+   // when `refused` allows it. Steps for the file before that have not begun are dropped. A file
+   // with other feature toggles than the first one is refused. Returns why the file is refused, or
+   // the number of steps that it takes and what is left out. The steps may still be going on after
+   // the return.
+   ReloadResult reload(const Policy::PolicyFile& file, Refused refused = Refused::nothingIsDone);
 
    // Begins to delete every policy. It is done when `settled` returns true; `report` then says
    // which policies could not be deleted.
@@ -96,6 +107,18 @@ class PolicyAgent {
    // A report for every policy and family: those of the file in its order, and behind them those
    // that are gone from it, by name.
    std::vector<PolicyReport> report() const;
+
+   // The reports that may have changed since the previous call, and the policies that were dropped.
+   // Takes time in proportion to their number, not to the number of all policies.
+   Changes takeChanges() { return entries_.takeChanges(); }
+   // How many reports there are.
+   std::size_t size() const { return entries_.size(); }
+   // What whoever waits for the policies wants to know. Looks at all entries.
+   Outlook outlook() const { return entries_.outlook(); }
+   // Whether the file wants a policy.
+   bool wantsAny() const { return entries_.wantsAny(); }
+   // How many entries the agent has looked at so far: a measure of its work.
+   std::uint64_t looks() const { return entries_.looks(); }
 
    // Writes all ACL configurations as the show command prints them to the descriptor `fd`, which
    // stays open. Write errors are ignored.
@@ -120,9 +143,6 @@ class PolicyAgent {
    // Whether a request is made for the first time, or because an earlier one was lost or refused.
    enum class Attempt : std::uint8_t { first, again };
 
-   // Which of the requests that wait for another attempt are meant.
-   enum class Which : std::uint8_t { overdue, all };
-
    // A request that was posted and has no answer yet.
    struct Request {
       PolicyKey key;
@@ -137,7 +157,7 @@ class PolicyAgent {
    void want(const std::shared_ptr<const PolicyVersion>& version, Policy::Family family,
              std::size_t order);
    void enqueueAll();
-   std::size_t stepsLeft() const;
+   std::size_t stepsLeft();
    void pump();
    void perform(const Step& step, PolicyEntry& entry, const PolicyKey& key);
    void build(PolicyEntry& entry, const PolicyKey& key);
@@ -153,10 +173,9 @@ class PolicyAgent {
    void retry(Which which);
    void armRetry();
    void trimHistory(PolicyEntry& entry) const;
-   Pello::Ptr<OruPostcardTelemetry::PostcardTelemetryAclConfig>
-   configOf(const PolicyKey& key) const;
 
    const Host::PluginHost& host_;
+   const Policy::Hardware hardware_; // of the file that the agent was made with
    Options options_;
    Hooks hooks_;
    Policy::ToggleMap featureToggles_;
@@ -164,7 +183,8 @@ class PolicyAgent {
    Pello::Ptr<RulesClient::StatusRecord> answers_;
    Pello::Ptr<PostcardTelemetry::HwCapability> hwCapability_;
    Host::HelperHandle helper_;
-   std::map<PolicyKey, PolicyEntry> entries_;
+   AclConfigs configs_; // of `helper_`
+   EntryTable entries_;
    std::deque<PolicyKey> queue_;     // policies whose steps are due; may name entries that are gone
    std::optional<Request> inFlight_; // absent: none; present exactly while its answer time runs
    std::optional<Request> expired_;  // the latest request, after its answer time was up

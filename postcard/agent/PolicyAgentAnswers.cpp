@@ -1,4 +1,5 @@
 // The answers of the rules client, and the next attempts at requests that were lost or refused.
+#include "Kiv/System.h"
 #include "postcard/agent/PolicyAgent.h"
 #include "postcard/policy/PolicyBuilder.h"
 
@@ -29,11 +30,11 @@ void PolicyAgent::answered(const Answer& answer) {
 // The helper records the answer in the configuration that the latest request was about. Therefore
 // only the answer to the latest request comes here.
 void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
-   const auto found = entries_.find(request.key);
-   if (found == entries_.end()) {
+   PolicyEntry* found = entries_.find(request.key);
+   if (found == nullptr) {
       return;
    }
-   PolicyEntry& entry = found->second;
+   PolicyEntry& entry = *found;
    if (request.removal) {
       return takeRemovalAnswer(entry, answer);
    }
@@ -41,6 +42,8 @@ void PolicyAgent::takeAnswer(const Request& request, const Answer& answer) {
       return; // the helper has no configuration to record it in, and would end the process
    }
    helper_.updatePolicyStatus(answer.type, answer.text);
+   entry.answers.push_back({answer.request, Kiv::System::currentTime(), answer.outcome.succeeded(),
+                            answer.text.str()});
    trimHistory(entry);
    if (answer.outcome.succeeded()) {
       retryTime_ = options_.retryTime; // the rules client works: attempts begin with the short time
@@ -84,11 +87,11 @@ void PolicyAgent::timeUp() {
 
 // Marks the entry of the request as overdue, with the helper's text for the operator.
 void PolicyAgent::tellOverdue(const Request& request) {
-   const auto found = entries_.find(request.key);
-   if (found == entries_.end()) {
+   PolicyEntry* found = entries_.find(request.key);
+   if (found == nullptr) {
       return;
    }
-   PolicyEntry& entry = found->second;
+   PolicyEntry& entry = *found;
    // Not by `settle`, which would set `since`: the trouble began with the failure before, if there
    // was one.
    entry.state = PolicyState::waiting;
@@ -101,11 +104,8 @@ void PolicyAgent::tellOverdue(const Request& request) {
 
 // Queues requests that were lost and, unless `which` is `overdue`, those that were refused for now.
 void PolicyAgent::retry(Which which) {
-   for (auto& [key, entry] : entries_) {
-      if (entry.retry == Retry::later && (entry.overdue || which == Which::all)) {
-         entry.retry = Retry::now;
-         queue_.push_back(key);
-      }
+   for (PolicyKey& key : entries_.takeWaiting(which)) {
+      queue_.push_back(std::move(key));
    }
 }
 
@@ -113,8 +113,7 @@ void PolicyAgent::retry(Which which) {
 // left alone, so that the retry time is not prolonged. Called only when nothing is in flight: the
 // answer time needs the timer then.
 void PolicyAgent::armRetry() {
-   const bool wanted = std::ranges::any_of(
-         entries_, [](const auto& item) { return item.second.retry == Retry::later; });
+   const bool wanted = entries_.anyWaits();
    if (wanted && !retryArmed_) {
       hooks_.timer(retryTime_);
    } else if (!wanted && retryArmed_) {
@@ -128,6 +127,9 @@ void PolicyAgent::trimHistory(PolicyEntry& entry) const {
    auto& status = *entry.config->aclConfigStatus();
    while (status.statusInOrders() > options_.historyLength) {
       status.statusInOrderDel(status.statusInOrder().begin());
+   }
+   if (entry.answers.size() > options_.historyLength) {
+      entry.answers.erase(entry.answers.begin());
    }
 }
 

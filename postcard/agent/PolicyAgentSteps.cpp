@@ -7,7 +7,14 @@
 
 namespace Postcard::Agent {
 
-using OruPostcardTelemetry::PostcardTelemetryAclConfig;
+namespace {
+
+// The key of the helper's configuration: the name of the policy, a dash, and the family.
+std::string aclKeyOf(const PolicyKey& key) {
+   return key.first + "-" + std::string{familyName(key.second)};
+}
+
+} // namespace
 
 void PolicyAgent::perform(const Step& step, PolicyEntry& entry, const PolicyKey& key) {
    switch (step.verb) {
@@ -32,33 +39,40 @@ void PolicyAgent::build(PolicyEntry& entry, const PolicyKey& key) {
                                      ? helper_->recreatePolicy(entry.wanted->data, matchOption)
                                      : helper_->createPolicy(entry.wanted->data, matchOption);
    entry.made = entry.wanted; // also when it is refused: the same version is not built again
-   entry.config = configOf(key);
-   if (entry.config == nullptr && posted) {
+   entry.config = nullptr;
+   const bool isMade = configs_.has(aclKeyOf(key));
+   if (!isMade) {
+      entry.answers.clear(); // they went with the configuration
+   }
+   if (!isMade && posted) {
       leave(entry, Residue::earlierVersion);
    }
-   const Host::HelperMessageKind kind = Host::kindOf(message.view());
-   if (kind != Host::HelperMessageKind::success) {
-      const bool isUnsupported = kind == Host::HelperMessageKind::unsupported;
-      return settle(entry, isUnsupported ? PolicyState::unsupported : PolicyState::invalid,
-                    message.str());
+   if (Host::kindOf(message.view()) != Host::HelperMessageKind::success) {
+      entry.config = configs_.find(aclKeyOf(key)); // with the rules before the class in question
+      return settle(entry, refusedState(message.view()), message.str());
    }
    // A helper of somebody else may report success and have no configuration under the usual key.
-   if (entry.config == nullptr) {
+   if (!isMade) {
       return settle(entry, PolicyState::invalid, "the helper made no ACL configuration");
    }
    commit(entry, key, Attempt::first);
 }
 
-// Requires a configuration.
+// Requires that the helper has a configuration. `entry.config` may still be null after `build`: the
+// request tells which it is, and only for a policy without rules the collection must be walked.
 void PolicyAgent::commit(PolicyEntry& entry, const PolicyKey& key, Attempt attempt) {
    // Cleared even if no request follows: this step would be due for ever otherwise.
    const bool isDue = entry.retry == Retry::now;
    if (isDue) {
       entry.retry = Retry::none;
    }
+   const U32 before = requests_->kickRequest();
+   helper_->commitPolicy(entry.made->data, matchOptionOf(key.second));
+   if (requests_->kickRequest() != before) {
+      configs_.learn(*requests_);
+   }
+   entry.config = configs_.find(aclKeyOf(key));
    if (entry.config->ruleByNames() != 0) {
-      const U32 before = requests_->kickRequest();
-      helper_->commitPolicy(entry.made->data, matchOptionOf(key.second));
       await(key, entry, before, attempt);
    } else if (entry.config->rulesClientUpdated() || (isDue && entry.residue != Residue::none)) {
       // The helper posts nothing for a policy without rules, and hardware would keep the rules of
@@ -85,6 +99,7 @@ void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
    const U32 before = requests_->kickRequest();
    helper_->deletePolicy(entry.made->data, matchOptionOf(key.second));
    entry.config = nullptr;
+   entry.answers.clear();
    await(key, entry, before, attempt);
    // No request was in flight before this step, so one that is now is the removal.
    if (inFlight_) {
@@ -99,7 +114,7 @@ void PolicyAgent::remove(PolicyEntry& entry, const PolicyKey& key) {
 // whether the helper has the configuration.
 bool PolicyAgent::makeAgainToRemove(PolicyEntry& entry, const PolicyKey& key) {
    helper_->createPolicy(entry.made->data, matchOptionOf(key.second));
-   entry.config = configOf(key);
+   entry.config = configs_.find(aclKeyOf(key));
    return entry.config != nullptr;
 }
 
@@ -136,19 +151,6 @@ void PolicyAgent::await(const PolicyKey& key, PolicyEntry& entry, U32 before, At
    expired_.reset();    // it is not the latest request any more
    retryArmed_ = false; // the timer serves the answer time now
    hooks_.timer(options_.answerTime);
-}
-
-// The helper's ACL configuration of the policy and family, or null.
-Pello::Ptr<PostcardTelemetryAclConfig> PolicyAgent::configOf(const PolicyKey& key) const {
-   Pello::Ptr<PostcardTelemetryAclConfig> found;
-   // The key as the helper makes it: the name of the policy, a dash, and the family.
-   const std::string wanted = key.first + "-" + std::string{familyName(key.second)};
-   helper_.forEachAclConfig([&](PostcardTelemetryAclConfig& config) {
-      if (config.aclConfigKey() == std::string_view{wanted}) {
-         found = &config;
-      }
-   });
-   return found;
 }
 
 } // namespace Postcard::Agent

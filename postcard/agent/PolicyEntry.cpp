@@ -81,9 +81,11 @@ bool nothingRefersTo(const PolicyEntry& entry) {
 }
 
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry) {
-   PolicyReport report{key.first,        key.second,  entry.state,   entry.text,
-                       entry.generation, entry.since, entry.overdue, {}};
+   PolicyReport report{key.first,   key.second,    entry.state, entry.text, entry.generation,
+                       entry.since, entry.overdue, {},          {},         0};
    if (entry.config != nullptr) {
+      report.answers = entry.answers;
+      report.entries = entry.config->ruleByIndexs();
       for (const auto& status : entry.config->aclConfigStatus()->statusInOrder()) {
          report.history.push_back(status.value().str());
       }

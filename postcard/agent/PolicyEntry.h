@@ -77,6 +77,9 @@ struct PolicyEntry {
    double since = 0;
    bool overdue = false;
 
+   // The answers that the history of `config` holds. Empty without `config`.
+   std::vector<AnsweredRequest> answers;
+
    Retry retry = Retry::none;
    Residue residue = Residue::none;
    std::string removalAnswer; // text of the rules client, for people

@@ -1,9 +1,12 @@
 #include "postcard/agent/PolicyPlan.h"
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/RulesClientSm.h"
+#include "postcard/host/HelperMessage.h"
 #include "postcard/policy/PolicyBuilder.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 
 namespace Postcard::Agent {
 
@@ -14,16 +17,17 @@ namespace {
 // interfaces has none.
 std::vector<Step> interfaceSteps(const PolicyEntry& entry, Policy::Family family) {
    std::vector<Step> steps;
-   std::vector<Orlix::IntfId> wanted;
+   std::unordered_set<std::string_view> wanted;
    for (const Policy::Name& name : entry.wanted->policy.interfaces(family)) {
-      wanted.emplace_back(name.text);
-      if (!entry.config->policyIntf(wanted.back())) {
-         steps.push_back({Verb::addIntf, wanted.back()});
+      wanted.insert(name.text);
+      const Orlix::IntfId intf{name.text};
+      if (!entry.config->policyIntf(intf)) {
+         steps.push_back({Verb::addIntf, intf});
       }
    }
    const auto added = static_cast<std::ptrdiff_t>(steps.size());
    for (const auto& intf : entry.config->policyIntf()) {
-      if (std::ranges::find(wanted, intf) == wanted.end()) {
+      if (!wanted.contains(intf.stringValue().view())) {
          steps.push_back({Verb::removeIntf, intf});
       }
    }
@@ -66,11 +70,16 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family) {
    return steps;
 }
 
-std::vector<std::string>
+PolicyState refusedState(std::string_view message) {
+   return Host::kindOf(message) == Host::HelperMessageKind::unsupported ? PolicyState::unsupported
+                                                                        : PolicyState::invalid;
+}
+
+std::vector<ReloadFinding>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
            const Policy::Hardware& hardware, const Host::PluginHost& host) {
    const auto capability = buildHwCapability(hardware);
-   std::vector<std::string> refusals;
+   std::vector<ReloadFinding> refusals;
    for (const auto& version : versions) {
       // A helper per policy: the configurations of one policy are freed before the next is made.
       const Host::HelperHandle scratch = host.makeHelper(
@@ -82,8 +91,12 @@ refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
          }
          const Kiv::String message = scratch->createPolicy(version->data, matchOptionOf(family));
          if (!message.empty()) {
-            refusals.push_back(version->policy.name.text + " " + std::string{familyName(family)} +
-                               ": " + message.str());
+            refusals.push_back({{},
+                                version->policy.name.location,
+                                version->policy.name.text,
+                                family,
+                                std::string{policyStateName(refusedState(message.view()))},
+                                message.str()});
          }
       }
    }

@@ -10,7 +10,7 @@
 #include "postcard/host/PluginHost.h"
 
 #include <memory>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace Postcard::Agent {
@@ -36,10 +36,14 @@ struct Step {
 // when the entry waits for its next attempt.
 std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family);
 
-// What the helper refuses of `versions` on `hardware`, as "NAME FAMILY: MESSAGE", without line end,
-// in the order of the file. Empty when it accepts all. Each policy is compiled on a scratch helper
-// of `host`, which is thrown away; no request is posted to a rules client.
-std::vector<std::string>
+// The state of a policy that the helper refuses with `message`.
+PolicyState refusedState(std::string_view message);
+
+// What the helper refuses of `versions` on `hardware`, in the order of the file, each with the
+// place of the policy but without the name of the file. The code is the state that the policy would
+// get. Empty when the helper accepts all. Each policy is compiled on a scratch helper of `host`,
+// which is thrown away; no request is posted to a rules client.
+std::vector<ReloadFinding>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
            const Policy::Hardware& hardware, const Host::PluginHost& host);
 

@@ -1,5 +1,7 @@
 #include "postcard/agent/PolicyReport.h"
 
+#include <utility>
+
 namespace Postcard::Agent {
 
 std::string_view policyStateName(PolicyState state) {
@@ -22,15 +24,37 @@ std::string_view policyStateName(PolicyState state) {
    return "?"; // not reached: every enumerator has its case
 }
 
-std::string ReloadResult::text() const {
-   if (accepted) {
-      return std::to_string(operations) + (operations == 1 ? " operation\n" : " operations\n");
+std::string ReloadFinding::line() const {
+   if (family) {
+      return policy + " " + std::string{familyName(*family)} + ": " + text;
    }
+   std::string place = file;
+   if (location.line != 0) {
+      place += ":" + std::to_string(location.line) + ":" + std::to_string(location.column);
+   }
+   return place.empty() ? text : place + ": " + text;
+}
+
+std::string ReloadResult::text() const {
    std::string text;
-   for (const std::string& finding : findings) {
-      text += finding + "\n";
+   for (const ReloadFinding& finding : findings) {
+      text += (accepted ? "left out: " : "") + finding.line() + "\n";
+   }
+   if (omittedFindings != 0) {
+      text += findings.front().file + ": … and " + std::to_string(omittedFindings) + " more\n";
+   }
+   if (accepted) {
+      text += std::to_string(operations) + (operations == 1 ? " operation\n" : " operations\n");
    }
    return text;
+}
+
+ReloadResult refusedReload(std::string code, std::string text, std::string file) {
+   ReloadResult result;
+   result.unusableFile = true;
+   result.findings.push_back(
+         {std::move(file), {}, {}, std::nullopt, std::move(code), std::move(text)});
+   return result;
 }
 
 } // namespace Postcard::Agent

@@ -3,9 +3,12 @@
 #pragma once
 
 #include "Pello/Types.h"
+#include "postcard/policy/Location.h"
 #include "postcard/policy/Policy.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +29,14 @@ enum class PolicyState : std::uint8_t {
 // The word for the state in `postcard status`; programs read it as well, so it does not change.
 std::string_view policyStateName(PolicyState state);
 
+// One answer of the rules client.
+struct AnsweredRequest {
+   U32 generation; // the counter of the request
+   double when;    // when the answer came, in seconds since 1970-01-01 00:00 UTC
+   bool succeeded;
+   std::string text; // of the rules client; empty for most successes
+};
+
 struct PolicyReport {
    std::string name; // of the policy
    Policy::Family family = Policy::Family::ipv4;
@@ -34,18 +45,46 @@ struct PolicyReport {
    U32 generation = 0;   // the request counter of its latest request; 0 before the first
    double since = 0;     // when it took this state, in seconds since 1970-01-01 00:00 UTC
    bool overdue = false; // waiting, and the time for an answer was up at least once
-   std::vector<std::string> history; // the latest answers of the rules client, oldest first
+   std::vector<std::string> history;     // the latest answers of the rules client, oldest first
+   std::vector<AnsweredRequest> answers; // the same answers, with what else is known of them
+   std::size_t entries = 0; // rules of the helper's ACL configuration: entries of hardware
+};
+
+// What whoever waits for all policies wants to know.
+struct Outlook {
+   bool allProgrammed = false; // each is programmed, has no rules, or has been removed
+   bool anyFailed = false;     // one is failed or refused by the plug-in
+};
+
+// One reason why a file is refused, or why a policy of it is left out.
+struct ReloadFinding {
+   std::string file;                     // path of the policy file; empty: not about a file
+   Policy::Location location;            // in that file; line 0: the file as a whole
+   std::string policy;                   // whose class the plug-in refuses; empty: not about one
+   std::optional<Policy::Family> family; // present exactly when `policy` is not empty
+   std::string code;                     // a word for programs: what kind of reason it is
+   std::string text;                     // one line for people
+
+   // The place, as far as there is one, and the text; no line end. A refusal by the plug-in names
+   // policy and family instead of the place.
+   std::string line() const;
 };
 
 // How a reload ended.
 struct ReloadResult {
    bool accepted = false;
-   std::size_t operations = 0;        // steps that the change takes; 0 when it is refused
-   std::vector<std::string> findings; // why it is refused: lines without line end; empty if not
-   bool unusableFile = false;         // it was refused before the plug-in was asked
+   std::size_t operations = 0;          // steps that the change takes; 0 when it is refused
+   std::vector<ReloadFinding> findings; // why it is refused, or what is left out of what is not
+   bool unusableFile = false;           // it was refused before the plug-in was asked
+   std::size_t omittedFindings = 0;     // how many findings there are beyond these
 
-   // For people: the findings, or the number of operations. Each line has a line end.
+   // For people: the findings, and the number of operations when it is accepted. Each line has a
+   // line end.
    std::string text() const;
 };
+
+// A refusal before the plug-in was asked, for one reason. `file` is empty when the reason is not
+// about the file.
+ReloadResult refusedReload(std::string code, std::string text, std::string file = {});
 
 } // namespace Postcard::Agent

@@ -27,10 +27,9 @@ struct Options {
 // The rules client: a software TCAM in this process, behind a conversation on the agent's records.
 std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
                                const Agent::Service::AgentServer::Later& later,
-                               std::size_t capacity) {
-   return std::make_shared<RulesClient::Conversation>(
-         agent.requests(), agent.answers(), std::make_shared<RulesClient::SoftwareTcam>(capacity),
-         later);
+                               const std::shared_ptr<RulesClient::SoftwareTcam>& tcam) {
+   return std::make_shared<RulesClient::Conversation>(agent.requests(), agent.answers(), tcam,
+                                                      later);
 }
 
 int run(const Options& options) {
@@ -42,13 +41,22 @@ int run(const Options& options) {
    // Before the first helper is made: helpers read the toggles once per process.
    Policy::applyFeatureToggles(loaded.policyFile->featureToggles);
    try {
+      const auto tcam = std::make_shared<RulesClient::SoftwareTcam>(options.capacity);
+      Agent::Service::ServerOptions serverOptions = options.server;
+      serverOptions.capacity = [tcam] {
+         return Agent::Service::Capacity{tcam->used(), tcam->capacity()};
+      };
       Agent::Service::AgentServer server{
-            options.server, *loaded.policyFile,
+            std::move(serverOptions), *loaded.policyFile,
             [&](Agent::PolicyAgent& agent, const Agent::Service::AgentServer::Later& later) {
-               return makeTcam(agent, later, options.capacity);
+               return makeTcam(agent, later, tcam);
             }};
       // Policies that could not be deleted in time are a failure of the rules client.
       return server.run() ? exitDone : exitEnvironment;
+   } catch (const Agent::Service::RefusedStart& error) {
+      std::cerr << error.what()
+                << "\nNothing is programmed. --partial programs the other policies.\n";
+      return exitRefused;
    } catch (const std::runtime_error& error) {
       std::cerr << error.what() << '\n';
       return exitEnvironment;
@@ -75,6 +83,10 @@ std::function<int()> declare(CLI::App& parser) {
          ->capture_default_str();
    parser.add_flag("--delete-on-exit", options->server.deleteOnExit,
                    "take every policy back from the rules client before ending");
+   parser.add_flag("--partial", options->server.reload.partial,
+                   "at the start and after SIGHUP, leave out policies that the plug-in refuses");
+   parser.add_flag("--allow-empty", options->server.reload.allowEmpty,
+                   "after SIGHUP, take over a file without policies");
    parser.add_option("--capacity", options->capacity, "entries of the embedded software TCAM")
          ->type_name("N")
          ->check(CLI::NonNegativeNumber)
@@ -87,9 +99,9 @@ std::function<int()> declare(CLI::App& parser) {
    parser.footer(
          "SIGHUP makes the agent read the file again; it takes over all of the file or nothing.\n"
          "SIGTERM and SIGINT end the agent.\n"
-         "Exit status: 0 ended by a signal, 2 bad usage or policy file, 3 the socket or the "
-         "helper\n"
-         "module cannot be used, or --delete-on-exit could not take every policy back.");
+         "Exit status: 0 ended by a signal, 1 the plug-in refused a policy, 2 bad usage or policy\n"
+         "file, 3 the socket or the helper module cannot be used, or --delete-on-exit could not\n"
+         "take every policy back.");
    return [options] {
       // The parser reads no fractions into a duration.
       options->server.agent.answerTime =

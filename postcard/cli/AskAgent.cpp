@@ -22,6 +22,11 @@ struct Options {
    Format format;
    bool memory = false;               // for `status`: about memory instead of policies
    std::optional<std::string> levels; // for `trace-levels`: the levels to set; absent: only ask
+   bool history = false;              // for `status`: with the answers of the rules client
+   bool wait = false;                 // for `status`: until all policies are programmed
+   double waitSeconds = 60;           // for `wait`, at most
+   bool allowEmpty = false;           // for `reload`: the file may have no policies
+   bool partial = false;              // for `reload`: refused policies are left out
 };
 
 constexpr const char* exitStatus =
@@ -32,19 +37,34 @@ constexpr const char* exitStatus =
 // that a program finds its document in one place. A failure inside the agent has no document: its
 // reason goes to standard error.
 int ask(const Options& options, const char* command) {
-   // A reload compiles the whole file before it is answered, which takes seconds for large files.
-   constexpr std::chrono::milliseconds patience{30'000};
+   // Until the next part of the answer. A reload compiles the whole file before it is answered,
+   // which takes seconds for large files; the JSON of a large ACL is made before it is sent.
+   std::chrono::milliseconds patience{std::string_view{command} == "show" ? 600'000 : 30'000};
    try {
       nlohmann::json request{{"command", command}, {"format", options.format.name()}};
       if (options.levels) {
          request["levels"] = *options.levels;
       }
-      const Agent::Service::ControlAnswer answer =
-            Agent::Service::requestAgent(options.socket, request.dump(), patience);
-      const bool document = options.format.isJson() && answer.exitCode != exitEnvironment;
-      (answer.exitCode == exitDone || document ? std::cout : std::cerr)
-            << answer.text << std::flush;
-      return answer.exitCode;
+      if (options.wait) {
+         request["wait"] = options.waitSeconds;
+         patience += std::chrono::milliseconds{static_cast<long>(options.waitSeconds * 1000)};
+      }
+      const std::pair<const char*, bool> flags[] = {{"history", options.history},
+                                                    {"allow-empty", options.allowEmpty},
+                                                    {"partial", options.partial}};
+      for (const auto& [name, isSet] : flags) {
+         if (isSet) {
+            request[name] = true;
+         }
+      }
+      return Agent::Service::requestAgent(
+            options.socket, request.dump(), patience, [&](int exitCode, std::string_view part) {
+               // A status is printed whatever it says; otherwise only a result is.
+               const bool isResult =
+                     exitCode == exitDone ||
+                     (exitCode != exitEnvironment && (options.format.isJson() || options.wait));
+               (isResult ? std::cout : std::cerr) << part << std::flush;
+            });
    } catch (const nlohmann::json::exception&) { // of `dump`: LEVELS holds bytes that are not UTF-8
       std::cerr << "what is asked for is no UTF-8 text\n";
       return exitUsage;
@@ -81,12 +101,26 @@ std::function<int()> declareStatus(CLI::App& parser) {
    auto options = declareSocketAndFormat(parser);
    parser.add_flag("--memory", options->memory,
                    "live objects and bytes per type of the framework, instead of policies");
-   parser.footer(exitStatus);
+   parser.add_flag("--history", options->history,
+                   "below each policy, the latest answers of the rules client");
+   auto* wait = parser.add_flag("--wait", options->wait,
+                                "wait until all policies are programmed, or one fails");
+   parser.add_option("--timeout", options->waitSeconds, "for --wait, seconds at most")
+         ->type_name("SECONDS")
+         ->check(CLI::Range(0.001, 86400.0))
+         ->needs(wait)
+         ->capture_default_str();
+   parser.footer("Exit status: 0 done, 1 with --wait a policy has failed, 2 bad usage, 3 no agent "
+                 "answers,\n"
+                 "the time of --wait is up, or standard output cannot be written.");
    return [options] { return ask(*options, options->memory ? "memory" : "status"); };
 }
 
 std::function<int()> declareReload(CLI::App& parser) {
    auto options = declareSocketAndFormat(parser);
+   parser.add_flag("--partial", options->partial, "leave out policies that the plug-in refuses");
+   parser.add_flag("--allow-empty", options->allowEmpty,
+                   "take over a file without policies, which removes every policy");
    parser.footer(
          "When the file cannot be used or a policy of it is refused, nothing changes.\n"
          "Exit status: 0 done, 1 a policy was refused or the agent is ending, 2 bad usage or\n"

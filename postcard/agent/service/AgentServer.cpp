@@ -1,30 +1,26 @@
 #include "postcard/agent/service/AgentServer.h"
 
 #include "postcard/agent/service/ControlCommands.h"
+#include "postcard/agent/service/ErrorOutput.h"
 #include "postcard/agent/service/EventLoop.h"
+#include "postcard/agent/service/Reloader.h"
 #include "postcard/agent/service/ServiceManager.h"
 #include "postcard/agent/service/StatusLog.h"
-#include "postcard/policy/file/PolicyFile.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
-#include <sstream>
 #include <utility>
+#include <vector>
 
 namespace Postcard::Agent::Service {
 
 namespace {
 
-// The lines of a text, without their ends.
-std::vector<std::string> linesOf(const std::string& text) {
-   std::vector<std::string> lines;
-   std::istringstream stream{text};
-   for (std::string line; std::getline(stream, line);) {
-      lines.push_back(std::move(line));
-   }
-   return lines;
-}
+// Clients that wait for the policies at a time. Less than the connections, so that the others are
+// served.
+constexpr std::size_t mostWaiters = 16;
 
 // Also after a SIGHUP, which nobody waits for: the log is the only place that tells its outcome.
 void sayReload(const ReloadResult& result) {
@@ -42,15 +38,19 @@ class AgentServer::Implementation {
       : options_{std::move(options)},
         host_{Host::PluginHost::defaultModule()},
         answerTimer_{loop_, [this] { agent_->timeUp(); }},
+        reloader_{loop_, options_.policyFile, options_.stillTime, options_.reloadTime,
+                  [this](const auto& read, ReloadOptions how) { return apply(read, how); }},
+        waitTimer_{loop_, [this] { tellWaiters(); }},
         watchdog_{loop_, [this] { manager_.notify("WATCHDOG=1"); }},
         deleteTimer_{loop_, [this] { loop_.stop(); }} {
       const Later later = [this](std::function<void()> work) { loop_.later(std::move(work)); };
       agent_ = std::make_unique<PolicyAgent>(host_, file, options_.agent, hooks(later));
       // Before `run` posts the first request, which it would not hear otherwise.
       rulesClient_ = makeRulesClient(*agent_, later);
+      checkStart();
       control_ = std::make_unique<ControlServer>(
             loop_, options_.socketPath, options_.control,
-            [this](std::string_view line) { return answerLine(line); });
+            [this](std::string_view line, const Respond& respond) { answerLine(line, respond); });
       watchSignals();
    }
 
@@ -76,36 +76,113 @@ class AgentServer::Implementation {
               [this] { reportChanges(); }};
    }
 
+   // A start behaves as a reload: whole, or what can be programmed when that is asked for.
+   void checkStart() {
+      std::string refused;
+      for (const ReloadFinding& finding : agent_->refusals()) {
+         refused += (refused.empty() ? "" : "\n") + finding.line();
+         if (options_.reload.partial) {
+            say("agent: left out: " + finding.line());
+         }
+      }
+      if (!refused.empty() && !options_.reload.partial) {
+         throw RefusedStart{refused};
+      }
+   }
+
    void watchSignals() {
       std::signal(SIGPIPE, SIG_IGN); // a client that disconnects must not end the agent
-      hangUp_ = std::make_unique<EventSignal>(loop_, SIGHUP, [this] { reload(); });
+      hangUp_ = std::make_unique<EventSignal>(
+            loop_, SIGHUP, [this] { reload(options_.reload, [](const ReloadResult&) {}); });
       terminate_ = std::make_unique<EventSignal>(loop_, SIGTERM, [this] { end(); });
       interrupt_ = std::make_unique<EventSignal>(loop_, SIGINT, [this] { end(); });
    }
 
    // A command that throws is answered with exit code 3 and the reason: the client waits for an
    // answer, and the agent goes on.
-   std::string answerLine(std::string_view line) {
+   void answerLine(std::string_view line, const Respond& respond) {
       try {
-         return answerRequest(line, *agent_, [this] { return reload(); });
+         answerRequest(line, *agent_, process_, respond);
       } catch (const std::exception& error) {
-         return fmt::format("{{\"exit\":3}}\n{}\n", error.what());
+         respond({fmt::format("{{\"exit\":3}}\n{}\n", error.what()), nullptr});
       }
    }
 
-   ReloadResult reload() {
-      ReloadResult result = tryReload();
-      sayReload(result);
+   void reload(ReloadOptions options, const ReloadDone& done) {
+      const auto tell = [done](const ReloadResult& result) {
+         sayReload(result);
+         done(result);
+      };
+      if (ending_) {
+         return tell(endingResult());
+      }
+      reloader_.begin(options, tell);
+   }
+
+   // A new file would want policies again.
+   static ReloadResult endingResult() {
+      ReloadResult result = refusedReload("ending", "the agent is ending");
+      result.unusableFile = false;
       return result;
    }
 
-   ReloadResult tryReload() {
+   ReloadResult apply(const Policy::PolicyFile& file, ReloadOptions options) {
       if (ending_) {
-         return {false, 0, {"the agent is ending"}}; // a new file would want policies again
+         return endingResult(); // a signal came while the file was being waited for
       }
-      const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(options_.policyFile);
-      return loaded.policyFile ? agent_->reload(*loaded.policyFile)
-                               : ReloadResult{false, 0, linesOf(formatFindings(loaded)), true};
+      if (file.policies.empty() && !options.allowEmpty && agent_->wantsAny()) {
+         return refusedReload("empty",
+                              "the file has no policies, so every policy would be removed; "
+                              "--allow-empty allows that",
+                              options_.policyFile);
+      }
+      ReloadResult result =
+            agent_->reload(file, options.partial ? PolicyAgent::Refused::isLeftOut
+                                                 : PolicyAgent::Refused::nothingIsDone);
+      for (ReloadFinding& finding : result.findings) {
+         if (finding.location.line != 0) {
+            finding.file = options_.policyFile;
+         }
+      }
+      return result;
+   }
+
+   // ---- Those who wait for the policies ----
+
+   struct Waiter {
+      std::chrono::steady_clock::time_point deadline;
+      std::function<void(WaitEnd)> end;
+   };
+
+   void wait(std::chrono::milliseconds time, std::function<void(WaitEnd)> end) {
+      if (waiters_.size() >= mostWaiters) {
+         return end(WaitEnd::refused);
+      }
+      waiters_.push_back({std::chrono::steady_clock::now() + time, std::move(end)});
+      tellWaiters();
+   }
+
+   void tellWaiters() {
+      if (waiters_.empty()) {
+         return;
+      }
+      const Outlook outlook = agent_->outlook();
+      const auto now = std::chrono::steady_clock::now();
+      auto next = now + std::chrono::hours{24};
+      std::vector<Waiter> waiters = std::exchange(waiters_, {});
+      for (Waiter& waiter : waiters) {
+         if (outlook.anyFailed || outlook.allProgrammed) {
+            waiter.end(outlook.anyFailed ? WaitEnd::failed : WaitEnd::programmed);
+         } else if (now >= waiter.deadline) {
+            waiter.end(WaitEnd::late);
+         } else {
+            next = std::min(next, waiter.deadline);
+            waiters_.push_back(std::move(waiter));
+         }
+      }
+      if (!waiters_.empty()) {
+         waitTimer_.start(std::chrono::ceil<std::chrono::milliseconds>(next - now));
+      }
    }
 
    // SIGTERM or SIGINT has come.
@@ -135,7 +212,16 @@ class AgentServer::Implementation {
    }
 
    void reportChanges() {
-      log_.tell(agent_->report());
+      const Changes changes = agent_->takeChanges();
+      log_.tell(changes);
+      // All policies are looked at only when that may end the wait: not after each answer.
+      const bool failed = std::ranges::any_of(changes.reports, [](const PolicyReport& report) {
+         return report.state == PolicyState::failed || report.state == PolicyState::invalid ||
+                report.state == PolicyState::unsupported;
+      });
+      if (failed || agent_->idle()) {
+         tellWaiters();
+      }
       // Not only idle: a removal that was refused or lost is tried again while there is time.
       if (ending_ && agent_->settled()) {
          loop_.stop();
@@ -146,12 +232,23 @@ class AgentServer::Implementation {
    // it, and the agent outlives those that call it: rules client, control socket and signals.
    ServerOptions options_;
    EventLoop loop_;
+   ErrorOutput errors_{loop_};
    Host::PluginHost host_;
    ServiceManager manager_;
    EventTimer answerTimer_; // the agent's timer: answer time, or time to the next attempt
-   EventTimer watchdog_;    // sends the signs of life
-   EventTimer deleteTimer_; // ends the process although policies are left
+   Reloader reloader_;
+   std::vector<Waiter> waiters_; // oldest first
+   EventTimer waitTimer_;        // until the first of them has waited long enough
+   EventTimer watchdog_;         // sends the signs of life
+   EventTimer deleteTimer_;      // ends the process although policies are left
    StatusLog log_;
+   const Process process_{
+         [this](ReloadOptions options, const ReloadDone& done) { reload(options, done); },
+         [this]() -> const std::optional<RefusedReload>& { return reloader_.refused(); },
+         [this] { return options_.capacity ? options_.capacity() : std::nullopt; },
+         [this](std::chrono::milliseconds time, std::function<void(WaitEnd)> end) {
+            wait(time, std::move(end));
+         }};
    bool ending_ = false; // every policy is being deleted before the end
    std::unique_ptr<PolicyAgent> agent_;
    std::shared_ptr<void> rulesClient_;

@@ -8,12 +8,15 @@
 #pragma once
 
 #include "postcard/agent/PolicyAgent.h"
+#include "postcard/agent/service/ControlCommands.h"
 #include "postcard/agent/service/ControlServer.h"
 #include "postcard/host/PluginHost.h"
 
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace Postcard::Agent::Service {
@@ -25,6 +28,19 @@ struct ServerOptions {
    std::chrono::milliseconds deleteTime{30'000}; // for `deleteOnExit`, all policies together
    PolicyAgent::Options agent;
    ControlLimits control;
+   // For the start, and for reloads by SIGHUP; a request on the socket brings its own.
+   ReloadOptions reload;
+   std::chrono::milliseconds stillTime{100};    // see `Reloader`
+   std::chrono::milliseconds reloadTime{5'000}; // in which the file must come to a standstill
+   // What room the rules client has; empty: nobody knows.
+   std::function<std::optional<Capacity>()> capacity;
+};
+
+// The helper refuses policies of the file that the agent is started with; the text names them, a
+// line each.
+class RefusedStart : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
 };
 
 class AgentServer {
@@ -39,7 +55,8 @@ class AgentServer {
 
    // Opens the plug-in, listens at the control socket and catches the signals; takes no step of a
    // policy before `run`. `file` must be the content of `options.policyFile`, and its feature
-   // toggles must be in force already; it is copied. Throws PluginError when the plug-in cannot be
+   // toggles must be in force already; it is copied. Throws RefusedStart when the helper refuses a
+   // policy, unless `options.reload.partial` is set. Throws PluginError when the plug-in cannot be
    // used, ControlError when the socket path is too long or empty, ServerError when the socket, a
    // signal or the event loop cannot be had, and what `makeRulesClient` throws.
    AgentServer(ServerOptions options, const Policy::PolicyFile& file,

@@ -1,6 +1,5 @@
 #include "postcard/agent/service/ControlCommands.h"
 
-#include "Pello/FileDescriptor.h"
 #include "Pello/TextTrace.h"
 #include "postcard/json/EntityJson.h"
 #include "postcard/report/Memory.h"
@@ -8,9 +7,9 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <sys/mman.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -23,15 +22,34 @@ using Json = nlohmann::ordered_json;
 // The versions of the JSON documents. One rises when a key of its document changes its meaning or
 // disappears.
 constexpr int statusJsonSchema = 1;
-constexpr int reloadJsonSchema = 1;
+constexpr int reloadJsonSchema = 2;
 // The exit codes of `postcard`, which stand in cli/Command.h: this room must not include that one.
 constexpr int exitDone = 0;
 constexpr int exitRefused = 1;
 constexpr int exitUsage = 2;
+constexpr int exitEnvironment = 3;
+// With more policies, their states are written by a child process. A thousand take some 10 ms.
+constexpr std::size_t mostAtOnce = 500;
 
 // An answer in the format of ControlSocket.h.
-std::string answer(int exitCode, std::string_view text) {
-   return Json{{"exit", exitCode}}.dump() + "\n" + std::string{text};
+Answer answer(int exitCode, std::string_view text) {
+   return {Json{{"exit", exitCode}}.dump() + "\n" + std::string{text}, nullptr};
+}
+
+// An answer whose text follows its header, with a mark at the end: see ControlSocket.h.
+Answer longAnswer(int exitCode, WriteAnswer write) {
+   return {Json{{"exit", exitCode}, {"marked", true}}.dump() + "\n", std::move(write)};
+}
+
+// Writes all of `text` to the pipe `fd`. Throws std::system_error.
+void writeAll(int fd, std::string_view text) {
+   while (!text.empty()) {
+      const ssize_t size = ::write(fd, text.data(), text.size());
+      if (size < 0) {
+         throw std::system_error{errno, std::generic_category(), "pipe"};
+      }
+      text.remove_prefix(static_cast<std::size_t>(size));
+   }
 }
 
 // Texts of a rules client, and paths, may hold bytes that are not UTF-8. JSON cannot hold them, so
@@ -50,38 +68,142 @@ std::string timeText(double seconds) {
    return text;
 }
 
+// ---- The states ----
+
+Json answersJson(const PolicyReport& report) {
+   Json answers = Json::array();
+   for (const AnsweredRequest& answer : report.answers) {
+      answers.push_back({{"generation", answer.generation},
+                         {"time", timeText(answer.when)},
+                         {"succeeded", answer.succeeded},
+                         {"text", answer.text}});
+   }
+   return answers;
+}
+
 Json statusJson(const PolicyReport& report) {
    return {{"policy", report.name},
            {"family", familyName(report.family)},
            {"state", policyStateName(report.state)},
            {"text", report.text},
            {"generation", report.generation},
+           {"entries", report.entries},
            {"since", timeText(report.since)},
            {"overdue", report.overdue},
-           {"history", report.history}};
+           {"history", report.history},
+           {"answers", answersJson(report)}};
 }
 
-std::string allStatusJson(const PolicyAgent& agent) {
+Json findingsJson(const std::vector<ReloadFinding>& findings) {
+   Json list = Json::array();
+   for (const ReloadFinding& finding : findings) {
+      const bool placed = finding.location.line != 0;
+      Json one{{"file", finding.file},
+               {"line", placed ? Json(finding.location.line) : Json(nullptr)},
+               {"column", placed ? Json(finding.location.column) : Json(nullptr)}};
+      if (finding.family) {
+         one["policy"] = finding.policy;
+         one["family"] = familyName(*finding.family);
+      }
+      one["code"] = finding.code;
+      one["text"] = finding.text;
+      list.push_back(std::move(one));
+   }
+   return list;
+}
+
+Json refusedJson(const std::optional<RefusedReload>& refused) {
+   return refused ? Json{{"time", timeText(refused->when)},
+                         {"findings", findingsJson(refused->findings)}}
+                  : Json(nullptr);
+}
+
+Json capacityJson(const std::optional<Capacity>& capacity) {
+   return capacity ? Json{{"total", capacity->total},
+                          {"used", capacity->used},
+                          {"free", capacity->total - capacity->used}}
+                   : Json(nullptr);
+}
+
+std::string allStatusJson(const PolicyAgent& agent, const Process& process) {
    Json policies = Json::array();
    for (const PolicyReport& report : agent.report()) {
       policies.push_back(statusJson(report));
    }
-   return text(Json{{"schema", statusJsonSchema}, {"policies", std::move(policies)}});
+   return text(Json{{"schema", statusJsonSchema},
+                    {"refusedReload", refusedJson(process.refused())},
+                    {"capacity", capacityJson(process.capacity())},
+                    {"policies", std::move(policies)}});
 }
 
-// The helper writes the show text to a descriptor. A file in memory takes a text of any size; a
-// pipe would block the event loop as soon as it is full.
-std::string showText(const PolicyAgent& agent) {
-   const Pello::FileDescriptor memory{::memfd_create("postcard-show", MFD_CLOEXEC)};
-   if (memory.get() < 0) {
-      throw std::system_error{errno, std::generic_category(), "no memory for the show text"};
+// The line of a report, and its history if that is asked for.
+std::string statusText(const PolicyReport& report, bool withHistory) {
+   std::string text = fmt::format("{:<24} {:<6} {:<12} {:>8} {:>8}  {}", report.name,
+                                  familyName(report.family), policyStateName(report.state),
+                                  report.generation, report.entries, timeText(report.since));
+   text += report.overdue ? "  overdue" : "";
+   text += report.text.empty() ? "\n" : "  " + report.text + "\n";
+   for (std::size_t i = 0; withHistory && i < report.answers.size(); ++i) {
+      const AnsweredRequest& answer = report.answers[i];
+      const bool silent = answer.text.empty();
+      text += fmt::format("{:>52} {:>8}  {}  {}\n", answer.generation, "", timeText(answer.when),
+                          !silent            ? answer.text
+                          : answer.succeeded ? "programmed"
+                                             : "failed");
    }
-   agent.show(static_cast<U32>(memory.get()));
-   std::string text(static_cast<std::size_t>(::lseek(memory.get(), 0, SEEK_END)), '\0');
-   const ssize_t size = ::pread(memory.get(), text.data(), text.size(), 0);
-   text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
    return text;
 }
+
+std::string refusedText(const RefusedReload& refused) {
+   std::string text =
+         fmt::format("\nreload refused at {}, the policies are those of the file before:\n",
+                     timeText(refused.when));
+   for (const ReloadFinding& finding : refused.findings) {
+      text += "  " + finding.line() + "\n";
+   }
+   return text;
+}
+
+std::string allStatusText(const PolicyAgent& agent, const Process& process, bool withHistory) {
+   std::string text = fmt::format("{:<24} {:<6} {:<12} {:>8} {:>8}  {}\n", "POLICY", "FAMILY",
+                                  "STATE", "REQUEST", "ENTRIES", "SINCE");
+   for (const PolicyReport& report : agent.report()) {
+      text += statusText(report, withHistory);
+   }
+   if (const auto capacity = process.capacity()) {
+      text += fmt::format("\n{} of {} entries used, {} free\n", capacity->used, capacity->total,
+                          capacity->total - capacity->used);
+   }
+   return process.refused() ? text + refusedText(*process.refused()) : text;
+}
+
+Answer answerStatus(int exitCode, const PolicyAgent& agent, const Process& process, bool json,
+                    bool withHistory) {
+   const auto all = [=, &agent, &process] {
+      return json ? allStatusJson(agent, process) : allStatusText(agent, process, withHistory);
+   };
+   if (agent.size() <= mostAtOnce) {
+      return answer(exitCode, all());
+   }
+   return longAnswer(exitCode, [all](int fd) { writeAll(fd, all()); });
+}
+
+Answer answerWait(WaitEnd end, const PolicyAgent& agent, const Process& process, bool json,
+                  bool withHistory) {
+   switch (end) {
+   case WaitEnd::programmed:
+   case WaitEnd::failed:
+      return answerStatus(end == WaitEnd::programmed ? exitDone : exitRefused, agent, process, json,
+                          withHistory);
+   case WaitEnd::late:
+      return answer(exitEnvironment, "the time is up, and not all policies are programmed\n");
+   case WaitEnd::refused:
+      break;
+   }
+   return answer(exitEnvironment, "too many clients wait already\n");
+}
+
+// ---- The other commands ----
 
 std::string showJson(const PolicyAgent& agent) {
    Json acls = Json::array();
@@ -95,17 +217,17 @@ std::string reloadJson(const ReloadResult& result) {
    return text(Json{{"schema", reloadJsonSchema},
                     {"accepted", result.accepted},
                     {"operations", result.operations},
-                    {"findings", result.findings}});
+                    {"findings", findingsJson(result.findings)},
+                    {"omitted", result.omittedFindings}});
 }
 
-std::string answerReload(const Reload& reload, bool json) {
-   const ReloadResult result = reload();
+Answer answerReload(const ReloadResult& result, bool json) {
    const int refused = result.unusableFile ? exitUsage : exitRefused;
    return answer(result.accepted ? exitDone : refused, json ? reloadJson(result) : result.text());
 }
 
 // Sets the levels of the text trace when the request names some, and answers with those in force.
-std::string answerTraceLevels(const nlohmann::json& request) {
+Answer answerTraceLevels(const nlohmann::json& request) {
    // Levels that are no string, or that cannot be read, are the mistake of the client.
    try {
       if (request.contains("levels")) {
@@ -117,44 +239,74 @@ std::string answerTraceLevels(const nlohmann::json& request) {
    }
 }
 
-} // namespace
-
-std::string statusText(const std::vector<PolicyReport>& reports) {
-   std::string text;
-   for (const PolicyReport& report : reports) {
-      text += fmt::format("{:<24} {:<6} {:<12} {:>8}  {}", report.name, familyName(report.family),
-                          policyStateName(report.state), report.generation, timeText(report.since));
-      text += report.overdue ? "  overdue" : "";
-      text += report.text.empty() ? "\n" : "  " + report.text + "\n";
-   }
-   return text;
+bool isSet(const nlohmann::json& request, const char* member) {
+   return request.value(member, nlohmann::json(false)) == true;
 }
 
-std::string answerRequest(std::string_view line, const PolicyAgent& agent, const Reload& reload) {
+// The time of "wait"; absent when there is none. A client cannot make the agent wait for more than
+// a day.
+std::optional<std::chrono::milliseconds> waitOf(const nlohmann::json& request) {
+   const auto seconds = request.value("wait", nlohmann::json());
+   if (!seconds.is_number()) {
+      return std::nullopt;
+   }
+   return std::chrono::milliseconds{
+         static_cast<long>(std::clamp(seconds.get<double>(), 0.0, 86400.0) * 1000)};
+}
+
+// What a client has sent, in quotes and on one line: every byte that is not printable ASCII as an
+// escape, because terminals obey some of them.
+std::string inQuotes(std::string_view text) {
+   std::string quoted = "'";
+   for (const char c : text.substr(0, 60)) {
+      const auto byte = static_cast<unsigned char>(c);
+      if (byte >= 0x20 && byte < 0x7f) {
+         quoted += c;
+      } else {
+         quoted += fmt::format("\\x{:02x}", byte);
+      }
+   }
+   return quoted + (text.size() > 60 ? "…'" : "'");
+}
+
+} // namespace
+
+void answerRequest(std::string_view line, const PolicyAgent& agent, const Process& process,
+                   const Respond& respond) {
    // Without exceptions: a text that is no JSON becomes a value that is no object.
    const auto request = nlohmann::json::parse(line, nullptr, false);
    if (!request.is_object() || !request.contains("command") || !request["command"].is_string()) {
-      return answer(exitUsage, "a request is a JSON object with \"command\"\n");
+      return respond(answer(exitUsage, "a request is a JSON object with \"command\"\n"));
    }
    const std::string command = request["command"];
    const bool json = request.value("format", nlohmann::json("text")) == "json";
    if (command == "show") {
-      return answer(exitDone, json ? showJson(agent) : showText(agent));
+      return respond(longAnswer(exitDone, [json, &agent](int fd) {
+         json ? writeAll(fd, showJson(agent)) : agent.show(static_cast<U32>(fd));
+      }));
    }
    if (command == "status") {
-      return answer(exitDone, json ? allStatusJson(agent) : statusText(agent.report()));
+      const bool withHistory = isSet(request, "history");
+      if (const auto time = waitOf(request)) {
+         return process.wait(*time, [=, &agent, &process](WaitEnd end) {
+            respond(answerWait(end, agent, process, json, withHistory));
+         });
+      }
+      return respond(answerStatus(exitDone, agent, process, json, withHistory));
    }
    if (command == "memory") {
       const Report::Memory memory = Report::processMemory();
-      return answer(exitDone, json ? text(Report::json(memory)) : Report::text(memory));
+      return respond(answer(exitDone, json ? text(Report::json(memory)) : Report::text(memory)));
    }
    if (command == "trace-levels") {
-      return answerTraceLevels(request);
+      return respond(answerTraceLevels(request));
    }
    if (command == "reload") {
-      return answerReload(reload, json);
+      return process.reload(
+            {isSet(request, "allow-empty"), isSet(request, "partial")},
+            [=](const ReloadResult& result) { respond(answerReload(result, json)); });
    }
-   return answer(exitUsage, "unknown command '" + command + "'\n");
+   respond(answer(exitUsage, "unknown command " + inQuotes(command) + "\n"));
 }
 
 } // namespace Postcard::Agent::Service

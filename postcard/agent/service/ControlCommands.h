@@ -1,29 +1,52 @@
 // `answerRequest`: carries out one request of the control socket and makes its answer. Relies on
-// the agent's core, and needs no socket, so that tests call it directly.
+// the agent's core, and on what the process offers (`Process`). Needs no socket.
 //
 // The commands are "show", "status", "memory", "trace-levels" and "reload". A request may hold
-// "format", "text" or "json", where any other value counts as "text". "trace-levels" sets the
-// levels in "levels" if the request has that member.
+// "format", "text" or "json", where any other value counts as "text". Further members:
+//
+//    "status"        "history": true adds the answers of the rules client
+//                    "wait": N waits until all policies are programmed, or one fails, or N seconds
+//    "trace-levels"  "levels" are set
+//    "reload"        "allow-empty": true, "partial": true; see ReloadOptions
 #pragma once
 
 #include "postcard/agent/PolicyAgent.h"
+#include "postcard/agent/service/ControlServer.h"
+#include "postcard/agent/service/Reloader.h"
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace Postcard::Agent::Service {
 
-// Reads the policy file again, hands it to the agent, and returns how that ended.
-using Reload = std::function<ReloadResult()>;
+// The room that the rules client has for all policies together, in entries.
+struct Capacity {
+   std::size_t used;
+   std::size_t total;
+};
 
-// Returns the whole answer to one request line, given without its line end; ControlSocket.h
-// documents the format of both. A malformed or unknown request is answered with exit code 2. Throws
-// std::system_error when there is no memory for the show text, and what `reload` throws.
-std::string answerRequest(std::string_view line, const PolicyAgent& agent, const Reload& reload);
+// How waiting for the policies ended.
+enum class WaitEnd : std::uint8_t { programmed, failed, late, refused };
 
-// The table that `postcard status` prints: a line per report, in the order given, with the time in
-// UTC. Empty without reports.
-std::string statusText(const std::vector<PolicyReport>& reports);
+// What the process offers beside the agent. No function is empty.
+struct Process {
+   Reload reload;
+   std::function<const std::optional<RefusedReload>&()> refused;
+   std::function<std::optional<Capacity>()> capacity; // absent: the rules client does not say
+   // Calls the function once, at once or later: when all policies are programmed, when one has
+   // failed, when the time is up, or, with `refused`, when too many wait already.
+   std::function<void(std::chrono::milliseconds, std::function<void(WaitEnd)>)> wait;
+};
+
+// Answers one request line, given without its line end; ControlSocket.h documents the format of
+// both. A malformed or unknown request is answered with exit code 2. Calls `respond` once, at once
+// or, for "reload" and a "status" that waits, later. What takes long, the ACLs and the states of
+// many policies, is left to `Answer::write`, which refers to `agent` and `process`; both must
+// outlive the answer. Throws what the functions of `process` throw.
+void answerRequest(std::string_view line, const PolicyAgent& agent, const Process& process,
+                   const Respond& respond);
 
 } // namespace Postcard::Agent::Service

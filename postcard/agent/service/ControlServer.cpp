@@ -2,8 +2,12 @@
 
 #include "postcard/agent/service/ControlSocket.h"
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <utility>
 #include <uv.h>
 
@@ -12,6 +16,31 @@ namespace Postcard::Agent::Service {
 namespace {
 
 constexpr int longestQueue = 64; // connections that wait to be accepted
+
+using Clock = std::chrono::steady_clock;
+
+// A socket at `path`, to which only the owner may connect. Not by libuv, which would remove
+// whatever is at the path when it closes the socket.
+int bindSocket(const std::string& path) {
+   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+   sockaddr_un address{};
+   address.sun_family = AF_UNIX;
+   std::memcpy(address.sun_path, path.data(), path.size()); // fits: see `SocketClaim`
+   // The mask, and not a later chmod: in between, others could connect if the process's mask lets
+   // them.
+   const mode_t before = ::umask(0177);
+   const int bound =
+         fd < 0 ? -1 : ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+   const int error = errno;
+   ::umask(before);
+   if (bound != 0) {
+      if (fd >= 0) {
+         ::close(fd);
+      }
+      throw ServerError{path + ": " + std::strerror(error)};
+   }
+   return fd;
+}
 
 } // namespace
 
@@ -41,12 +70,20 @@ class ControlServer::Connection {
             });
    }
 
+   // Whether the client has not sent its line yet.
+   bool isSilent() const { return !answering_; }
+   Clock::time_point since() const { return since_; }
+
    // Disconnects the client. May be called several times.
    void close() {
       if (server_ == nullptr) {
          return; // it is being closed: libuv allows only one `uv_close`
       }
       timer_.stop();
+      self_.reset(); // an answer that comes now has no client
+      if (snapshot_ != 0) {
+         server_->snapshots_.cancel(snapshot_);
+      }
       ::uv_close(reinterpret_cast<uv_handle_t*>(&pipe_),
                  [](uv_handle_t* closed) { delete static_cast<Connection*>(closed->data); });
       std::exchange(server_, nullptr)->gone(this);
@@ -71,8 +108,36 @@ class ControlServer::Connection {
 
    // Answers `line`, a part of `request_`, and closes when the whole answer has been taken.
    void reply(std::string_view line) {
-      ::uv_read_stop(stream());           // one request per connection
-      answer_ = server_->answerer_(line); // a member: libuv reads it until the write has ended
+      ::uv_read_stop(stream()); // one request per connection
+      answering_ = true;
+      timer_.stop();
+      const std::weak_ptr<Connection*> weak = self_;
+      server_->answerer_(line, [weak](Answer answer) {
+         if (const auto self = weak.lock()) {
+            (*self)->respond(std::move(answer));
+         }
+      });
+   }
+
+   void respond(Answer answer) {
+      self_.reset();
+      if (answer.write == nullptr) {
+         return send(std::move(answer.text));
+      }
+      int client = -1;
+      ::uv_fileno(reinterpret_cast<const uv_handle_t*>(&pipe_), &client);
+      // The child watches the client's patience.
+      snapshot_ = server_->snapshots_.begin(
+            client, server_->limits_.answerTime, std::move(answer.text), std::move(answer.write),
+            [this](const std::string& failure) {
+               snapshot_ = 0;
+               failure.empty() ? close() : send("{\"exit\":3}\n" + failure + "\n");
+            });
+   }
+
+   // Sends a whole short answer, and closes when it has been taken.
+   void send(std::string answer) {
+      answer_ = std::move(answer); // a member: libuv reads it until the write has ended
       left_ = answer_.size();
       timer_.start(server_->limits_.answerTime);
       const uv_buf_t part = ::uv_buf_init(answer_.data(), static_cast<unsigned>(answer_.size()));
@@ -100,10 +165,15 @@ class ControlServer::Connection {
    ControlServer* server_; // null: being closed
    uv_pipe_t pipe_{};
    uv_write_t write_{};
-   EventTimer timer_;     // for the line, then for the answer
-   std::string request_;  // as far as it has come
-   std::string answer_;   // whole
-   std::size_t left_ = 0; // bytes of the answer that had not been taken at the latest look
+   EventTimer timer_; // for the line, then for the answer
+   Clock::time_point since_ = Clock::now();
+   // What the answer finds the connection by. Null when it has been answered or is being closed.
+   std::shared_ptr<Connection*> self_ = std::make_shared<Connection*>(this);
+   bool answering_ = false;     // the line has come
+   std::uint64_t snapshot_ = 0; // the number of the child that answers; 0: there is none
+   std::string request_;        // as far as it has come
+   std::string answer_;         // whole
+   std::size_t left_ = 0;       // bytes of the answer that had not been taken at the latest look
    char buffer_[1024];
 };
 
@@ -125,15 +195,18 @@ ControlServer::ControlServer(EventLoop& loop, const std::string& path, ControlLi
      limits_{limits},
      answerer_{std::move(answerer)},
      claim_{path},
-     listener_{new Listener{}} {
+     snapshots_{loop},
+     room_{loop, [this] { makeRoom(); }},
+     listener_{nullptr} {
+   const int fd = bindSocket(path);
+   claim_.madeSocket();
+   listener_ = new Listener{};
    ::uv_pipe_init(loop.handle(), &listener_->handle, 0); // cannot fail
    listener_->handle.data = this;
-   // The mask, and not a later chmod: in between, others could connect if the process's mask lets
-   // them.
-   const mode_t before = ::umask(0177); // for the owner only
-   int status = ::uv_pipe_bind(&listener_->handle, path.c_str());
-   ::umask(before);
-   if (status >= 0) {
+   int status = ::uv_pipe_open(&listener_->handle, fd);
+   if (status < 0) {
+      ::close(fd);
+   } else {
       status = ::uv_listen(listener_->stream(), longestQueue, [](uv_stream_t* from, int error) {
          if (error >= 0) {
             guarded([&] { static_cast<ControlServer*>(from->data)->accept(); });
@@ -159,7 +232,7 @@ ControlServer::~ControlServer() {
 void ControlServer::accept() {
    waiting_ = connections_.size() >= limits_.connections;
    if (waiting_) {
-      return;
+      return makeRoom();
    }
    auto* connection = new Connection{*this, loop_};
    connections_.insert(connection);
@@ -168,6 +241,27 @@ void ControlServer::accept() {
       return;
    }
    connection->begin();
+}
+
+// Closes the connection that has been silent for the longest time, once that is long enough: a
+// client that has just been accepted needs a moment for its line. Clients that connect and say
+// nothing would otherwise keep everybody else out.
+void ControlServer::makeRoom() {
+   Connection* silent = nullptr;
+   for (Connection* one : connections_) {
+      if (one->isSilent() && (silent == nullptr || one->since() < silent->since())) {
+         silent = one;
+      }
+   }
+   if (!waiting_ || silent == nullptr) {
+      return;
+   }
+   const auto left = silent->since() + limits_.silentTime - Clock::now();
+   if (left > Clock::duration::zero()) {
+      room_.start(std::chrono::ceil<std::chrono::milliseconds>(left));
+   } else {
+      silent->close();
+   }
 }
 
 // A connection is being closed, so there is room for one that waits.

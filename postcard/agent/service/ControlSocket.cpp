@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -61,25 +62,22 @@ class Connection {
       ::shutdown(socket_.get(), SHUT_WR);
    }
 
-   // Everything that the agent sends until it closes the connection.
-   std::string receiveAll() {
-      std::string text;
-      char buffer[65536];
-      while (true) {
-         pollfd poll{socket_.get(), POLLIN, 0};
-         if (::poll(&poll, 1, static_cast<int>(left().count())) <= 0) {
-            fail(path_, tooSlow);
-         }
-         const ssize_t size = ::read(socket_.get(), buffer, sizeof buffer);
-         if (size < 0) {
-            fail(path_, std::string{"cannot receive: "} + std::strerror(errno));
-         }
-         if (size == 0) {
-            return text;
-         }
-         text.append(buffer, static_cast<std::size_t>(size));
+   // The next part of what the agent sends; empty when it has closed the connection. Valid until
+   // the next call.
+   std::string_view receive() {
+      pollfd poll{socket_.get(), POLLIN, 0};
+      if (::poll(&poll, 1, static_cast<int>(left().count())) <= 0) {
+         fail(path_, tooSlow);
       }
+      const ssize_t size = ::read(socket_.get(), buffer_, sizeof buffer_);
+      if (size < 0) {
+         fail(path_, std::string{"cannot receive: "} + std::strerror(errno));
+      }
+      return {buffer_, static_cast<std::size_t>(size)};
    }
+
+   // Begins to wait anew.
+   void extend(Clock::time_point deadline) { deadline_ = deadline; }
 
  private:
    // The time to the deadline, never 0: for SO_SNDTIMEO a time of 0 means no limit.
@@ -102,7 +100,59 @@ class Connection {
    std::string path_;
    Clock::time_point deadline_;
    Pello::FileDescriptor socket_;
+   char buffer_[65536];
 };
+
+// The first line of an answer.
+struct Header {
+   int exitCode;
+   bool marked; // a mark stands behind the text
+};
+
+// Some other program may listen at the path, so the format is checked.
+Header headerOf(const std::string& path, const std::string& line) {
+   const auto header = nlohmann::json::parse(line, nullptr, false);
+   if (!header.is_object() || !header.contains("exit") || !header["exit"].is_number_integer()) {
+      fail(path, "the answer is not an agent's");
+   }
+   return {header["exit"].get<int>(), header.value("marked", nlohmann::json(false)) == true};
+}
+
+// Sends `line` and hands the answer on. `patience` is for all of it or, with `perPart`, for each
+// part that comes.
+int converse(const std::string& path, const std::string& line, std::chrono::milliseconds patience,
+             bool perPart, const TakeAnswer& take) {
+   checkSocketPath(path);
+   Connection connection{path, Clock::now() + patience};
+   connection.send(line + "\n");
+   std::string head;
+   while (head.find('\n') == std::string::npos) {
+      const std::string_view part = connection.receive();
+      head += part;
+      if (part.empty() || head.size() > 2 * sizeof(connection)) {
+         break;
+      }
+   }
+   const std::size_t end = std::min(head.find('\n'), head.size());
+   const Header header = headerOf(path, end < head.size() ? head.substr(0, end) : "");
+   bool isWhole = !header.marked;
+   std::string_view part = std::string_view{head}.substr(end + 1);
+   do {
+      if (header.marked && part.ends_with(endMark)) {
+         isWhole = true;
+         part.remove_suffix(1);
+      }
+      take(header.exitCode, part);
+      if (perPart) {
+         connection.extend(Clock::now() + patience);
+      }
+      part = connection.receive();
+   } while (!part.empty());
+   if (!isWhole) {
+      fail(path, "the answer is cut: the agent has ended, or its child process for the answer");
+   }
+   return header.exitCode;
+}
 
 } // namespace
 
@@ -121,18 +171,15 @@ void checkSocketPath(const std::string& path) {
 
 ControlAnswer requestAgent(const std::string& path, const std::string& line,
                            std::chrono::milliseconds patience) {
-   checkSocketPath(path);
-   Connection connection{path, Clock::now() + patience};
-   connection.send(line + "\n");
-   const std::string answer = connection.receiveAll();
-   // Some other program may listen at the path, so the format is checked.
-   const std::size_t end = answer.find('\n');
-   const auto header = nlohmann::json::parse(answer.substr(0, end), nullptr, false);
-   if (end == std::string::npos || !header.is_object() || !header.contains("exit") ||
-       !header["exit"].is_number_integer()) {
-      fail(path, "the answer is not an agent's");
-   }
-   return {header["exit"].get<int>(), answer.substr(end + 1)};
+   ControlAnswer answer;
+   answer.exitCode = converse(path, line, patience, false,
+                              [&](int, std::string_view part) { answer.text += part; });
+   return answer;
+}
+
+int requestAgent(const std::string& path, const std::string& line,
+                 std::chrono::milliseconds patience, const TakeAnswer& take) {
+   return converse(path, line, patience, true, take);
 }
 
 } // namespace Postcard::Agent::Service

@@ -1,6 +1,11 @@
 #include "postcard/agent/service/EventLoop.h"
 
-#include <cstdio>
+#include "postcard/agent/service/ErrorOutput.h"
+
+#include <array>
+#include <cerrno>
+#include <sys/epoll.h>
+#include <unistd.h>
 #include <utility>
 #include <uv.h>
 #include <vector>
@@ -18,25 +23,38 @@ void closeAndDelete(Owner* owner) {
               [](uv_handle_t* closed) { delete static_cast<Owner*>(closed->data); });
 }
 
+// libuv ends the process when it has no descriptors for the pipe of its signals. So the three that
+// it opens up to there are asked for beforehand. Throws ServerError.
+void requireDescriptors() {
+   std::array<int, 3> probes{-1, -1, -1};
+   int error = 0;
+   for (int& probe : probes) {
+      probe = ::epoll_create1(EPOLL_CLOEXEC);
+      error = probe < 0 ? -errno : error;
+   }
+   for (const int probe : probes) {
+      if (probe >= 0) {
+         ::close(probe);
+      }
+   }
+   check(error, "event loop");
+}
+
 } // namespace
 
 void check(int status, const std::string& what) {
    if (status < 0) {
-      throw ServerError{what + ": " + ::uv_strerror(status)};
+      // The commonest reason has a remedy outside the agent.
+      const char* advice = status == UV_EMFILE ? " (raise the limit of open files: ulimit -n)" : "";
+      throw ServerError{what + ": " + ::uv_strerror(status) + advice};
    }
-}
-
-void say(const std::string& line) {
-   std::fputs((line + "\n").c_str(), stderr);
 }
 
 void guarded(const std::function<void()>& work) noexcept {
    try {
       work();
    } catch (const std::exception& error) {
-      std::fputs("agent: ", stderr);
-      std::fputs(error.what(), stderr);
-      std::fputs("\n", stderr);
+      say("agent: " + std::string{error.what()});
    }
 }
 
@@ -56,6 +74,7 @@ struct EventLoop::Loop {
 };
 
 EventLoop::EventLoop() : loop_{std::make_unique<Loop>()} {
+   requireDescriptors();
    check(::uv_loop_init(&loop_->loop), "event loop");
    loop_->wakeUp.data = loop_.get();
    const int status = ::uv_async_init(&loop_->loop, &loop_->wakeUp, [](uv_async_t* handle) {

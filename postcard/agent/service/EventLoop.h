@@ -28,10 +28,7 @@ class ServerError : public std::runtime_error {
 // Throws ServerError with `what` and the reason when `status`, a result of libuv, is negative.
 void check(int status, const std::string& what);
 
-// Writes `line` and a line end to standard error.
-void say(const std::string& line);
-
-// Runs `work` and writes the message of its exception, if any, to standard error. Anything else
+// Runs `work` and says the message of its exception, if any (`say`, ErrorOutput.h). Anything else
 // than a std::exception ends the process.
 void guarded(const std::function<void()>& work) noexcept;
 

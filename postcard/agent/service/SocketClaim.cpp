@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -21,6 +22,18 @@ namespace {
 
 constexpr const char* another = "another agent is running";
 
+// What to do about a socket in a folder that does not exist; empty when the folder does. A service
+// manager makes /run/postcard; an agent that is started by hand finds nothing there after a boot.
+std::string adviceAbout(const std::string& path) {
+   const std::filesystem::path folder = std::filesystem::path{path}.parent_path();
+   std::error_code unknown;
+   if (folder.empty() || std::filesystem::exists(folder, unknown)) {
+      return {};
+   }
+   return "; make the folder (mkdir -m 0750 " + folder.string() +
+          "), or choose another socket with --socket PATH";
+}
+
 // Opens the lock file, and makes it when there is none.
 int openLock(const std::string& path) {
    checkSocketPath(path); // before the path is used for anything
@@ -28,7 +41,7 @@ int openLock(const std::string& path) {
    // No symbolic links: in a folder where others may write, one could name any file.
    const int fd = ::open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
    if (fd < 0) {
-      refuse(lock, std::strerror(errno));
+      refuse(lock, std::strerror(errno) + adviceAbout(path));
    }
    return fd;
 }
@@ -76,11 +89,27 @@ void clearStaleSocket(const std::string& path) {
 
 } // namespace
 
-SocketClaim::SocketClaim(const std::string& path) : lock_{openLock(path)} {
+SocketClaim::SocketClaim(const std::string& path) : lock_{openLock(path)}, path_{path} {
    if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
       refuse(path, errno == EWOULDBLOCK ? another : std::strerror(errno));
    }
    clearStaleSocket(path);
+}
+
+SocketClaim::~SocketClaim() {
+   struct stat status {};
+   if (inode_ != 0 && ::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ &&
+       status.st_ino == inode_) {
+      ::unlink(path_.c_str());
+   }
+}
+
+void SocketClaim::madeSocket() {
+   struct stat status {};
+   if (::lstat(path_.c_str(), &status) == 0) {
+      device_ = status.st_dev;
+      inode_ = status.st_ino;
+   }
 }
 
 } // namespace Postcard::Agent::Service

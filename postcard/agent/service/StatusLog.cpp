@@ -1,6 +1,6 @@
 #include "postcard/agent/service/StatusLog.h"
 
-#include "postcard/agent/service/EventLoop.h"
+#include "postcard/agent/service/ErrorOutput.h"
 #include "postcard/policy/PolicyBuilder.h"
 
 #include <fmt/format.h>
@@ -15,18 +15,18 @@ std::string statusLine(const PolicyReport& report) {
                       report.text.empty() ? "" : ", ", report.text);
 }
 
-void StatusLog::tell(const std::vector<PolicyReport>& reports) {
-   // The new map holds the present reports only, so a policy that goes and comes back is told
-   // again.
-   const auto toldBefore = std::exchange(told_, {});
-   for (const PolicyReport& report : reports) {
+void StatusLog::tell(const Changes& changes) {
+   for (const PolicyKey& key : changes.gone) {
+      told_.erase(key);
+   }
+   for (const PolicyReport& report : changes.reports) {
       const std::string line = statusLine(report);
-      const std::string stamped = fmt::format("{} {}", report.generation, line);
-      const auto known = toldBefore.find({report.name, report.family});
-      if (known == toldBefore.end() || known->second != stamped) {
+      std::string stamped = fmt::format("{} {}", report.generation, line);
+      std::string& told = told_[{report.name, report.family}];
+      if (told != stamped) {
          say(line);
+         told = std::move(stamped);
       }
-      told_[{report.name, report.family}] = stamped;
    }
 }
 

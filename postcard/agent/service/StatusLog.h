@@ -2,12 +2,10 @@
 // and family. Relies on the reports only.
 #pragma once
 
-#include "postcard/agent/PolicyEntry.h"
-#include "postcard/agent/PolicyReport.h"
+#include "postcard/agent/EntryTable.h"
 
 #include <map>
 #include <string>
-#include <vector>
 
 namespace Postcard::Agent::Service {
 
@@ -17,13 +15,14 @@ std::string statusLine(const PolicyReport& report);
 
 class StatusLog {
  public:
-   // `reports` must be all reports of an agent. Writes the line of each report that is new, whose
-   // line differs from that of the call before, or that is about another request. Thus a policy
-   // that is programmed again is told again, although its line reads the same.
-   void tell(const std::vector<PolicyReport>& reports);
+   // Takes `PolicyAgent::takeChanges`. Writes the line of each report that is new, whose line
+   // differs from the one that was told last, or that is about another request. Thus a policy that
+   // is programmed again is told again, although its line reads the same. Forgets what is gone, so
+   // that it is told again when it comes back.
+   void tell(const Changes& changes);
 
  private:
-   std::map<PolicyKey, std::string> told_; // request counter and line, as of the latest call
+   std::map<PolicyKey, std::string> told_; // request counter and line, as told last
 };
 
 } // namespace Postcard::Agent::Service

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <functional>
-#include <numeric>
 #include <utility>
 
 namespace Postcard::RulesClient {
@@ -24,7 +22,8 @@ void SoftwareTcam::program(const AclConfig& acl, Reply reply) {
 Outcome SoftwareTcam::hold(Classifier::AclTable table) {
    const Classifier::AclTable* old = acl(table.key());
    // The new version may use the entries of the old one, because it replaces it in one step.
-   const std::size_t free = available() + (old == nullptr ? 0 : old->entries().size());
+   const std::size_t freed = old == nullptr ? 0 : old->entries().size();
+   const std::size_t free = available() + freed;
    const std::size_t needed = table.entries().size();
    if (needed > free) {
       return {Outcome::full, fmt::format("{} needs {} entries, {} of {} are free",
@@ -32,14 +31,18 @@ Outcome SoftwareTcam::hold(Classifier::AclTable table) {
    }
    const Pello::String key = table.key(); // a copy, because the next line moves the table
    acls_.insert_or_assign(key, std::move(table));
+   used_ = used_ - freed + needed;
    return {};
 }
 
 void SoftwareTcam::remove(const Pello::String& key, Reply reply) {
-   if (acls_.erase(key) == 0) {
+   const auto found = acls_.find(key);
+   if (found == acls_.end()) {
       return reply({Outcome::invalid,
                     fmt::format("{} cannot be deleted: it is not programmed", key.view())});
    }
+   used_ -= found->second.entries().size();
+   acls_.erase(found);
    reply({});
 }
 
@@ -55,11 +58,6 @@ void SoftwareTcam::interfacesChanged(const AclConfig& acl, Reply reply) {
 }
 
 // ---- What is held ----
-
-std::size_t SoftwareTcam::used() const {
-   return std::transform_reduce(acls_.begin(), acls_.end(), std::size_t{0}, std::plus{},
-                                [](const auto& acl) { return acl.second.entries().size(); });
-}
 
 const Classifier::AclTable* SoftwareTcam::acl(const Pello::String& key) const {
    const auto found = acls_.find(key);

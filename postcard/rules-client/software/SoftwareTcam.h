@@ -42,7 +42,7 @@ class SoftwareTcam : public RulesClient {
    void interfacesChanged(const AclConfig& acl, Reply reply) override;
 
    std::size_t capacity() const noexcept { return capacity_; }
-   std::size_t used() const;                                    // entries
+   std::size_t used() const noexcept { return used_; }          // entries
    std::size_t available() const { return capacity_ - used(); } // entries
 
    // The ACLs in force, by key, with their entries, interfaces and hit counters. A new version of
@@ -61,6 +61,7 @@ class SoftwareTcam : public RulesClient {
    Outcome hold(Classifier::AclTable table);
 
    std::size_t capacity_; // entries
+   std::size_t used_ = 0; // entries of all `acls_`
    Acls acls_;
 };
 

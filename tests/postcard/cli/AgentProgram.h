@@ -71,7 +71,8 @@ class AgentProgram : public testing::Test {
 
    // Starts an agent and waits until it answers.
    void start(std::vector<std::string> options = {}) { startFile(file(), std::move(options)); }
-   void startFile(const std::string& path, std::vector<std::string> options = {}) {
+   // Its standard error is `err` when that is a descriptor, else what `err()` returns.
+   void startFile(const std::string& path, std::vector<std::string> options = {}, int err = -1) {
       std::vector<std::string> arguments{program, "agent", "--socket", socket(), path};
       arguments.insert(arguments.end(), options.begin(), options.end());
       std::vector<char*> argv;
@@ -81,7 +82,7 @@ class AgentProgram : public testing::Test {
       argv.push_back(nullptr);
       posix_spawn_file_actions_t actions;
       ::posix_spawn_file_actions_init(&actions);
-      ::posix_spawn_file_actions_adddup2(&actions, err_.fd(), STDERR_FILENO);
+      ::posix_spawn_file_actions_adddup2(&actions, err < 0 ? err_.fd() : err, STDERR_FILENO);
       ASSERT_EQ(::posix_spawn(&child_, program.c_str(), &actions, nullptr, argv.data(), environ),
                 0);
       ::posix_spawn_file_actions_destroy(&actions);

@@ -122,7 +122,9 @@ TEST_F(AgentProgram, socketsThatCannotBe) {
    const std::string longPath = "/tmp/" + std::string(200, 'x');
    const std::pair<std::string, std::string> cases[] = {
          {longPath, longPath + ": a socket path has 1 to 107 bytes\n"},
-         {"/no/such/folder/s", "/no/such/folder/s.lock: No such file or directory\n"},
+         {"/no/such/folder/s",
+          "/no/such/folder/s.lock: No such file or directory; make the folder (mkdir -m 0750 "
+          "/no/such/folder), or choose another socket with --socket PATH\n"},
          {"/proc/s", "/proc/s.lock: No such file or directory\n"},
          {file(), file() + ": there is a file that is not a socket\n"},
    };

@@ -40,8 +40,10 @@ std::string editedFile(int edit) {
 
 TEST_F(AgentServerTest, tenThousandReloadsUnderLoadLeaveNothingBehind) {
    write(editedFile(0));
-   start(20ms, goesWrongAtTimes,
-         [](Agent::Service::ServerOptions& options) { options.agent.retryTime = 20ms; });
+   start(20ms, goesWrongAtTimes, [](Agent::Service::ServerOptions& options) {
+      options.agent.retryTime = 20ms;
+      options.stillTime = 0ms; // the test writes no file while the agent reads it
+   });
    const auto reloadOften = [this](int times) {
       for (int i = 0; i < times; ++i) {
          write(editedFile(i));
