@@ -1,6 +1,8 @@
 #include "postcard/agent/service/ControlCommands.h"
 
 #include "Pello/TextTrace.h"
+#include "postcard/agent/service/StatusText.h"
+#include "postcard/json/Document.h"
 #include "postcard/json/EntityJson.h"
 #include "postcard/report/Memory.h"
 
@@ -9,7 +11,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <system_error>
 #include <unistd.h>
 
@@ -19,9 +20,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// The versions of the JSON documents. One rises when a key of its document changes its meaning or
-// disappears.
-constexpr int statusJsonSchema = 1;
+// The version of the JSON document. It rises when a key changes its meaning or disappears.
 constexpr int reloadJsonSchema = 2;
 // The exit codes of `postcard`, which stand in cli/Command.h: this room must not include that one.
 constexpr int exitDone = 0;
@@ -52,135 +51,12 @@ void writeAll(int fd, std::string_view text) {
    }
 }
 
-// Texts of a rules client, and paths, may hold bytes that are not UTF-8. JSON cannot hold them, so
-// each becomes U+FFFD; `dump` would throw otherwise.
-std::string text(const Json& document) {
-   return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-// UTC, to the second, as RFC 3339 writes it.
-std::string timeText(double seconds) {
-   const auto time = static_cast<std::time_t>(seconds);
-   std::tm utc{};
-   ::gmtime_r(&time, &utc);
-   char text[32];
-   std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-   return text;
-}
-
 // ---- The states ----
-
-Json answersJson(const PolicyReport& report) {
-   Json answers = Json::array();
-   for (const AnsweredRequest& answer : report.answers) {
-      answers.push_back({{"generation", answer.generation},
-                         {"time", timeText(answer.when)},
-                         {"succeeded", answer.succeeded},
-                         {"text", answer.text}});
-   }
-   return answers;
-}
-
-Json statusJson(const PolicyReport& report) {
-   return {{"policy", report.name},
-           {"family", familyName(report.family)},
-           {"state", policyStateName(report.state)},
-           {"text", report.text},
-           {"generation", report.generation},
-           {"entries", report.entries},
-           {"since", timeText(report.since)},
-           {"overdue", report.overdue},
-           {"history", report.history},
-           {"answers", answersJson(report)}};
-}
-
-Json findingsJson(const std::vector<ReloadFinding>& findings) {
-   Json list = Json::array();
-   for (const ReloadFinding& finding : findings) {
-      const bool placed = finding.location.line != 0;
-      Json one{{"file", finding.file},
-               {"line", placed ? Json(finding.location.line) : Json(nullptr)},
-               {"column", placed ? Json(finding.location.column) : Json(nullptr)}};
-      if (finding.family) {
-         one["policy"] = finding.policy;
-         one["family"] = familyName(*finding.family);
-      }
-      one["code"] = finding.code;
-      one["text"] = finding.text;
-      list.push_back(std::move(one));
-   }
-   return list;
-}
-
-Json refusedJson(const std::optional<RefusedReload>& refused) {
-   return refused ? Json{{"time", timeText(refused->when)},
-                         {"findings", findingsJson(refused->findings)}}
-                  : Json(nullptr);
-}
-
-Json capacityJson(const std::optional<Capacity>& capacity) {
-   return capacity ? Json{{"total", capacity->total},
-                          {"used", capacity->used},
-                          {"free", capacity->total - capacity->used}}
-                   : Json(nullptr);
-}
-
-std::string allStatusJson(const PolicyAgent& agent, const Process& process) {
-   Json policies = Json::array();
-   for (const PolicyReport& report : agent.report()) {
-      policies.push_back(statusJson(report));
-   }
-   return text(Json{{"schema", statusJsonSchema},
-                    {"refusedReload", refusedJson(process.refused())},
-                    {"capacity", capacityJson(process.capacity())},
-                    {"policies", std::move(policies)}});
-}
-
-// The line of a report, and its history if that is asked for.
-std::string statusText(const PolicyReport& report, bool withHistory) {
-   std::string text = fmt::format("{:<24} {:<6} {:<12} {:>8} {:>8}  {}", report.name,
-                                  familyName(report.family), policyStateName(report.state),
-                                  report.generation, report.entries, timeText(report.since));
-   text += report.overdue ? "  overdue" : "";
-   text += report.text.empty() ? "\n" : "  " + report.text + "\n";
-   for (std::size_t i = 0; withHistory && i < report.answers.size(); ++i) {
-      const AnsweredRequest& answer = report.answers[i];
-      const bool silent = answer.text.empty();
-      text += fmt::format("{:>52} {:>8}  {}  {}\n", answer.generation, "", timeText(answer.when),
-                          !silent            ? answer.text
-                          : answer.succeeded ? "programmed"
-                                             : "failed");
-   }
-   return text;
-}
-
-std::string refusedText(const RefusedReload& refused) {
-   std::string text =
-         fmt::format("\nreload refused at {}, the policies are those of the file before:\n",
-                     timeText(refused.when));
-   for (const ReloadFinding& finding : refused.findings) {
-      text += "  " + finding.line() + "\n";
-   }
-   return text;
-}
-
-std::string allStatusText(const PolicyAgent& agent, const Process& process, bool withHistory) {
-   std::string text = fmt::format("{:<24} {:<6} {:<12} {:>8} {:>8}  {}\n", "POLICY", "FAMILY",
-                                  "STATE", "REQUEST", "ENTRIES", "SINCE");
-   for (const PolicyReport& report : agent.report()) {
-      text += statusText(report, withHistory);
-   }
-   if (const auto capacity = process.capacity()) {
-      text += fmt::format("\n{} of {} entries used, {} free\n", capacity->used, capacity->total,
-                          capacity->total - capacity->used);
-   }
-   return process.refused() ? text + refusedText(*process.refused()) : text;
-}
 
 Answer answerStatus(int exitCode, const PolicyAgent& agent, const Process& process, bool json,
                     bool withHistory) {
    const auto all = [=, &agent, &process] {
-      return json ? allStatusJson(agent, process) : allStatusText(agent, process, withHistory);
+      return json ? statusJson(agent, process) : statusText(agent, process, withHistory);
    };
    if (agent.size() <= mostAtOnce) {
       return answer(exitCode, all());
@@ -210,15 +86,16 @@ std::string showJson(const PolicyAgent& agent) {
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
       acls.push_back(Postcard::Json::entityJson(config));
    });
-   return text(Json{{"schema", Postcard::Json::aclJsonSchema}, {"acls", std::move(acls)}});
+   return Postcard::Json::documentText(
+         Json{{"schema", Postcard::Json::aclJsonSchema}, {"acls", std::move(acls)}});
 }
 
 std::string reloadJson(const ReloadResult& result) {
-   return text(Json{{"schema", reloadJsonSchema},
-                    {"accepted", result.accepted},
-                    {"operations", result.operations},
-                    {"findings", findingsJson(result.findings)},
-                    {"omitted", result.omittedFindings}});
+   return Postcard::Json::documentText(Json{{"schema", reloadJsonSchema},
+                                            {"accepted", result.accepted},
+                                            {"operations", result.operations},
+                                            {"findings", findingsJson(result.findings)},
+                                            {"omitted", result.omittedFindings}});
 }
 
 Answer answerReload(const ReloadResult& result, bool json) {
@@ -296,7 +173,8 @@ void answerRequest(std::string_view line, const PolicyAgent& agent, const Proces
    }
    if (command == "memory") {
       const Report::Memory memory = Report::processMemory();
-      return respond(answer(exitDone, json ? text(Report::json(memory)) : Report::text(memory)));
+      return respond(answer(exitDone, json ? Postcard::Json::documentText(Report::json(memory))
+                                           : Report::text(memory)));
    }
    if (command == "trace-levels") {
       return respond(answerTraceLevels(request));
