@@ -103,6 +103,21 @@ Answer answerReload(const ReloadResult& result, bool json) {
    return answer(result.accepted ? exitDone : refused, json ? reloadJson(result) : result.text());
 }
 
+// Text that a client has sent, on one line: every byte that is not printable ASCII as an escape,
+// because terminals obey some of them and show others as nothing.
+std::string printable(std::string_view text) {
+   std::string shown;
+   for (const char c : text) {
+      const auto byte = static_cast<unsigned char>(c);
+      if (byte >= 0x20 && byte < 0x7f) {
+         shown += c;
+      } else {
+         shown += fmt::format("\\x{:02x}", byte);
+      }
+   }
+   return shown;
+}
+
 // Sets the levels of the text trace when the request names some, and answers with those in force.
 Answer answerTraceLevels(const nlohmann::json& request) {
    // Levels that are no string, or that cannot be read, are the mistake of the client.
@@ -112,7 +127,7 @@ Answer answerTraceLevels(const nlohmann::json& request) {
       }
       return answer(exitDone, Pello::traceLevels() + "\n");
    } catch (const std::exception& error) {
-      return answer(exitUsage, std::string{error.what()} + "\n");
+      return answer(exitUsage, printable(error.what()) + "\n");
    }
 }
 
@@ -129,21 +144,6 @@ std::optional<std::chrono::milliseconds> waitOf(const nlohmann::json& request) {
    }
    return std::chrono::milliseconds{
          static_cast<long>(std::clamp(seconds.get<double>(), 0.0, 86400.0) * 1000)};
-}
-
-// What a client has sent, in quotes and on one line: every byte that is not printable ASCII as an
-// escape, because terminals obey some of them.
-std::string inQuotes(std::string_view text) {
-   std::string quoted = "'";
-   for (const char c : text.substr(0, 60)) {
-      const auto byte = static_cast<unsigned char>(c);
-      if (byte >= 0x20 && byte < 0x7f) {
-         quoted += c;
-      } else {
-         quoted += fmt::format("\\x{:02x}", byte);
-      }
-   }
-   return quoted + (text.size() > 60 ? "…'" : "'");
 }
 
 } // namespace
@@ -184,7 +184,7 @@ void answerRequest(std::string_view line, const PolicyAgent& agent, const Proces
             {isSet(request, "allow-empty"), isSet(request, "partial")},
             [=](const ReloadResult& result) { respond(answerReload(result, json)); });
    }
-   respond(answer(exitUsage, "unknown command " + inQuotes(command) + "\n"));
+   respond(answer(exitUsage, "unknown command '" + printable(command.substr(0, 60)) + "'\n"));
 }
 
 } // namespace Postcard::Agent::Service
