@@ -1,5 +1,7 @@
 #include "postcard/policy/SampleRate.h"
 
+#include "postcard/policy/Classes.h"
+
 #include <fmt/format.h>
 
 #include <bit>
@@ -34,6 +36,28 @@ std::string nearestSampleRates(U64 rate) {
 
 bool choosesZeroChecksums(const SampleMatch& match) {
    return match.field == SampleField::checksum && match.data == 0;
+}
+
+SamplingRate samplingRate(const Class& each, Family family) {
+   if (!samples(each)) {
+      return {};
+   }
+   const SampleMatch* match = sampleOf(each, family);
+   if (match == nullptr) {
+      return {1, std::nullopt};
+   }
+   return {sampleRate(*match), match->field};
+}
+
+std::string text(const SamplingRate& rate) {
+   if (rate.oneIn == 0) {
+      return "not sampled";
+   }
+   if (!rate.field) {
+      return "every packet";
+   }
+   return fmt::format("1 packet in {}, by {}", rate.oneIn,
+                      rate.field == SampleField::checksum ? "checksum" : "IP identification");
 }
 
 } // namespace Postcard::Policy

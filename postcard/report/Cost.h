@@ -4,7 +4,7 @@
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
 #include "postcard/policy/Policy.h"
-#include "postcard/policy/SamplingRate.h"
+#include "postcard/policy/SampleRate.h"
 #include "postcard/report/Refusal.h"
 
 #include <nlohmann/json_fwd.hpp>

@@ -23,7 +23,7 @@ double seconds(const timespec& time) {
 ReloadResult refusalOf(const Policy::File::LoadResult& loaded) {
    ReloadResult result;
    result.unusableFile = true;
-   for (const Policy::File::Finding& finding : loaded.findings) {
+   for (const Policy::Finding& finding : loaded.findings) {
       result.findings.push_back(
             {loaded.fileName, finding.location, {}, std::nullopt, "file", finding.message});
    }

@@ -5,7 +5,7 @@
 // findings in file order, and counts the rest.
 #pragma once
 
-#include "postcard/policy/file/Finding.h"
+#include "postcard/policy/Finding.h"
 
 #include <cstddef>
 #include <map>

@@ -9,7 +9,7 @@
 #pragma once
 
 #include "postcard/policy/Policy.h"
-#include "postcard/policy/file/Finding.h"
+#include "postcard/policy/Finding.h"
 #include "postcard/policy/file/LoadOptions.h"
 
 #include <cstddef>

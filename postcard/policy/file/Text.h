@@ -5,7 +5,7 @@
 // later steps need no check of encodings.
 #pragma once
 
-#include "postcard/policy/file/Finding.h"
+#include "postcard/policy/Finding.h"
 
 #include <cstddef>
 #include <optional>

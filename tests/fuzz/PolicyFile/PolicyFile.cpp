@@ -41,7 +41,7 @@ void checkFindings(const Postcard::Policy::File::LoadResult& result, std::string
    require(result.policyFile.has_value() == result.findings.empty(),
            "a file is accepted exactly when there is no finding");
    const std::string all = formatFindings(result);
-   for (const Postcard::Policy::File::Finding& finding : result.findings) {
+   for (const Postcard::Policy::Finding& finding : result.findings) {
       require(!finding.message.empty() && finding.message.find('\n') == std::string::npos,
               "a message is one line", all);
       require(finding.location.line == 0 ||

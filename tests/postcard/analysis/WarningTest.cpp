@@ -4,7 +4,7 @@
 
 #include "postcard/analysis/CompiledAcl.h"
 #include "postcard/analysis/SmallWorld.h"
-#include "postcard/policy/SamplingRate.h"
+#include "postcard/policy/SampleRate.h"
 #include "postcard/policy/file/PolicyFile.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// `Finding`: one thing that is wrong with a policy file, and `FindingCode`, which kind of thing it
-// is. Relies on `Location`.
+// `Finding`: one thing that is wrong with what a policy was read from, and `FindingCode`, which
+// kind of thing it is. Relies on `Location`.
 #pragma once
 
 #include "postcard/policy/Location.h"
@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace Postcard::Policy::File {
+namespace Postcard::Policy {
 
 // The kinds of findings. Programs tell findings apart by them: the texts of messages may change,
 // the word that `codeName` gives for a kind does not.
@@ -58,4 +58,4 @@ struct Finding {
    std::string message;
 };
 
-} // namespace Postcard::Policy::File
+} // namespace Postcard::Policy
