@@ -1,6 +1,7 @@
 // `postcard check`: how many TCAM entries the policies of a file need, and whether a budget of
 // entries suffices.
 #include "postcard/cli/Commands.h"
+#include "postcard/cli/Count.h"
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
 #include "postcard/report/Cost.h"
@@ -37,17 +38,16 @@ int run(const Options& options, const Policy::PolicyFile& policyFile) {
 std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
    options->choice.declare(parser);
-   parser.add_option("--budget", options->budget, "TCAM entries that the hardware has")
-         ->type_name("N")
-         ->check(CLI::NonNegativeNumber);
+   addCount(parser, "--budget", options->budget, "TCAM entries that the hardware has");
    options->format.declare(parser);
    parser.footer("Prints the TCAM entries of every policy, family and class.\n"
                  "Exit status: 0 done, 1 a policy was refused or the entries exceed the budget,\n"
                  "2 bad usage or policy file, 3 the helper module or standard output cannot\n"
                  "be used.");
    return [options] {
-      return options->choice.run(
-            [&](const Policy::PolicyFile& policyFile) { return run(*options, policyFile); });
+      return options->choice.run(options->format, [&](const Policy::PolicyFile& policyFile) {
+         return run(*options, policyFile);
+      });
    };
 }
 
