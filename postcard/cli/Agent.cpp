@@ -2,6 +2,9 @@
 #include "postcard/agent/service/AgentServer.h"
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
+#include "postcard/cli/Count.h"
+#include "postcard/cli/Descriptors.h"
+#include "postcard/cli/Work.h"
 #include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/rules-client/Conversation.h"
@@ -32,7 +35,18 @@ std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
                                                       later);
 }
 
+// Files that an agent has open before its first client: event loop, signals, socket, lock, module.
+constexpr std::size_t descriptors = 24;
+
 int run(const Options& options) {
+   const std::string& file = options.server.policyFile;
+   if (file == "-" || file == "/dev/stdin") {
+      std::cerr << "postcard agent: an agent reads its policy file again at each reload, so it "
+                   "cannot be standard input; write a file and name it\n";
+      return exitUsage;
+   }
+   workIs("running an agent with policy file " + file);
+   requireDescriptors(descriptors);
    const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(options.server.policyFile);
    if (!loaded.policyFile) {
       std::cerr << formatFindings(loaded);
@@ -87,9 +101,7 @@ std::function<int()> declare(CLI::App& parser) {
                    "at the start and after SIGHUP, leave out policies that the plug-in refuses");
    parser.add_flag("--allow-empty", options->server.reload.allowEmpty,
                    "after SIGHUP, take over a file without policies");
-   parser.add_option("--capacity", options->capacity, "entries of the embedded software TCAM")
-         ->type_name("N")
-         ->check(CLI::NonNegativeNumber)
+   addCount(parser, "--capacity", options->capacity, "entries of the embedded software TCAM")
          ->capture_default_str();
    parser.add_option("--answer-time", options->answerSeconds,
                      "seconds that the rules client has for an answer")

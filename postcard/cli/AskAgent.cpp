@@ -1,10 +1,13 @@
 // `postcard show`, `status`, `reload` and `trace-levels`: ask a running agent over its socket. The
 // agent makes the text and the JSON of its answers, so the commands only print them.
+#include "Pello/VisibleCharacters.h"
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
+#include "postcard/cli/Work.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
@@ -20,6 +23,7 @@ namespace {
 struct Options {
    std::string socket;
    Format format;
+   ProgressOption progress;
    bool memory = false;               // for `status`: about memory instead of policies
    std::optional<std::string> levels; // for `trace-levels`: the levels to set; absent: only ask
    bool history = false;              // for `status`: with the answers of the rules client
@@ -40,6 +44,8 @@ int ask(const Options& options, const char* command) {
    // Until the next part of the answer. A reload compiles the whole file before it is answered,
    // which takes seconds for large files; the JSON of a large ACL is made before it is sent.
    std::chrono::milliseconds patience{std::string_view{command} == "show" ? 600'000 : 30'000};
+   workIs(fmt::format("waiting for the answer of the agent at {}", Pello::escaped(options.socket)));
+   const Progress progress{options.progress.isWanted()};
    try {
       nlohmann::json request{{"command", command}, {"format", options.format.name()}};
       if (options.levels) {
@@ -82,6 +88,7 @@ std::shared_ptr<Options> declareSocket(CLI::App& parser) {
    parser.add_option("--socket", options->socket, "the agent's Unix socket")
          ->type_name("PATH")
          ->capture_default_str();
+   options->progress.declare(parser);
    return options;
 }
 

@@ -4,6 +4,7 @@
 #include "postcard/analysis/Proof.h"
 #include "postcard/analysis/Warning.h"
 #include "postcard/cli/Commands.h"
+#include "postcard/cli/Count.h"
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
 #include "postcard/report/Cost.h"
@@ -106,9 +107,7 @@ int run(const Options& options, const Policy::PolicyFile& policyFile) {
 std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
    options->choice.declare(parser);
-   parser.add_option("--budget", options->budget, "TCAM entries that the hardware has")
-         ->type_name("N")
-         ->check(CLI::NonNegativeNumber);
+   addCount(parser, "--budget", options->budget, "TCAM entries that the hardware has");
    parser.add_flag("--strict", options->strict, "fail when there is a warning");
    parser.add_flag("--prove", options->prove,
                    "prove for every packet that the rules do what the filters mean");
@@ -119,8 +118,9 @@ std::function<int()> declare(CLI::App& parser) {
                  "--strict found a warning or --prove no proof, 2 bad usage or policy file, 3 the\n"
                  "helper module or standard output cannot be used.");
    return [options] {
-      return options->choice.run(
-            [&](const Policy::PolicyFile& policyFile) { return run(*options, policyFile); });
+      return options->choice.run(options->format, [&](const Policy::PolicyFile& policyFile) {
+         return run(*options, policyFile);
+      });
    };
 }
 

@@ -20,6 +20,9 @@ extern const Command statusCommand;      // AskAgent.cpp
 extern const Command reloadCommand;      // AskAgent.cpp
 extern const Command traceLevelsCommand; // AskAgent.cpp
 
+// Explains the others.
+extern const Command helpCommand; // CommandLine.cpp
+
 // Look inside.
 extern const Command traceCommand; // Trace.cpp
 extern const Command typesCommand; // Types.cpp

@@ -4,14 +4,16 @@
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
 #include "postcard/cli/ShowOutput.h"
-#include "postcard/json/EntityJson.h"
+#include "postcard/cli/Work.h"
 #include "postcard/report/Compilation.h"
+#include "postcard/report/RuleList.h"
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string_view>
 
 namespace Postcard::Cli {
 
@@ -27,22 +29,26 @@ int run(const Options& options, const Policy::PolicyFile& policyFile) {
    // depends on the seed, because a hash collection holds them.
    Kiv::processHashSeedIs(0);
    Report::Compilation compilation;
-   auto acls = nlohmann::ordered_json::array();
+   std::optional<Report::CompilationWriter> document;
+   if (options.format.isJson()) {
+      document.emplace([](std::string_view piece) { std::cout << piece; });
+   }
+   // ACLs are printed one by one, so that only one is in memory at a time.
    compilation.refused = options.choice.compile(
          policyFile, [&](const auto&, auto, const Host::PolicyCompiler::Result& result) {
             compilation.add(*result.acl);
-            // JSON is one document, so its ACLs are collected. Text is printed ACL by ACL, so that
-            // only one ACL is in memory at a time.
-            if (options.format.isJson()) {
-               acls.push_back(Json::entityJson(*result.acl));
+            if (document) {
+               document->add(*result.acl);
+            } else if (options.format.isList()) {
+               Report::writeRuleList(*result.acl, std::cout);
             } else {
                showOnStandardOutput([&](U32 fd) { result.helper.showPostcardAcl(fd); });
             }
          });
-   if (options.format.isJson()) {
-      std::cout << Json::documentText(json(compilation, std::move(acls)));
+   if (document) {
+      document->finish(compilation);
    } else {
-      std::cerr << text(compilation); // standard output is the show text and nothing else
+      messages() << text(compilation); // standard output holds ACLs and nothing else
    }
    return compilation.refused.empty() ? exitDone : exitRefused;
 }
@@ -50,15 +56,19 @@ int run(const Options& options, const Policy::PolicyFile& policyFile) {
 std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
    options->choice.declare(parser);
-   options->format.declare(parser);
-   parser.footer("With --format text, ACLs go to standard output, messages and totals to standard\n"
-                 "error. With --format json, one document on standard output holds all of it, and\n"
-                 "messages go to standard error as well.\n"
-                 "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
-                 "3 the helper module or standard output cannot be used.");
+   options->format.declareWithList(parser);
+   parser.footer(
+         "With --format text and list, ACLs go to standard output, messages and totals to\n"
+         "standard error. list has a line for each entry: its index, the name of its rule,\n"
+         "what it matches, and its actions. With --format json, one document on standard output "
+         "holds all of it, and\n"
+         "messages go to standard error as well.\n"
+         "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
+         "3 the helper module or standard output cannot be used.");
    return [options] {
-      return options->choice.run(
-            [&](const Policy::PolicyFile& policyFile) { return run(*options, policyFile); });
+      return options->choice.run(options->format, [&](const Policy::PolicyFile& policyFile) {
+         return run(*options, policyFile);
+      });
    };
 }
 

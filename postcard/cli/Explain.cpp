@@ -1,9 +1,11 @@
 // `postcard explain`: which rule a packet hits, what happens to the packet, and why other classes
 // do not match it.
 #include "Kiv/Exception.h"
+#include "Pello/VisibleCharacters.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
+#include "postcard/cli/Work.h"
 #include "postcard/packets/capture/CaptureFile.h"
 #include "postcard/report/CaptureTotals.h"
 #include "postcard/report/Explanation.h"
@@ -74,8 +76,15 @@ int explainPackets(const Options& options, const std::vector<Packets::Packet>& p
 
 int explainCapture(const Options& options, Compiled compiled) {
    Report::CaptureCounter counter{compiled.acls};
-   const std::string damage =
-         Packets::readCapture(options.capture, [&](const auto& frame) { counter.count(frame); });
+   workIs("opening capture " + Pello::escaped(options.capture));
+   std::size_t frames = 0;
+   const std::string damage = Packets::readCapture(options.capture, [&](const auto& frame) {
+      if (frames++ % 8192 == 0) {
+         workIs(fmt::format("counting the packets of capture {}, {} so far",
+                            Pello::escaped(options.capture), frames - 1));
+      }
+      counter.count(frame);
+   });
    Report::CaptureTotals totals = counter.totals();
    totals.file = options.capture;
    totals.refused = std::move(compiled.refused);
@@ -89,13 +98,18 @@ int explainCapture(const Options& options, Compiled compiled) {
 }
 
 int run(const Options& options) {
+   if (options.choice.readsStandardInput() && isStandardInput(options.capture)) {
+      std::cerr << "postcard explain: standard input can be read once, as policy file or as "
+                   "capture\n";
+      return exitUsage;
+   }
    // Before the policy file is compiled: a mistyped packet should be reported at once.
    const auto packets = readPackets(options.packets);
    if (!packets) {
       return exitUsage;
    }
    try {
-      return options.choice.run([&](const Policy::PolicyFile& policyFile) {
+      return options.choice.run(options.format, [&](const Policy::PolicyFile& policyFile) {
          Compiled compiled = compile(options.choice, policyFile);
          return options.capture.empty() ? explainPackets(options, *packets, std::move(compiled))
                                         : explainCapture(options, std::move(compiled));
@@ -116,7 +130,9 @@ std::function<int()> declare(CLI::App& parser) {
          ->type_name("TEXT")
          ->expected(1)
          ->take_all();
-   what->add_option("--pcap", options->capture, "all packets of a capture file")->type_name("FILE");
+   what->add_option("--pcap", options->capture,
+                    "all packets of a capture file; - is standard input")
+         ->type_name("FILE");
    what->require_option(1);
    options->format.declare(parser);
    parser.footer(

@@ -1,52 +1,122 @@
 #include "postcard/cli/PolicyChoice.h"
 
+#include "Pello/VisibleCharacters.h"
 #include "postcard/cli/Command.h"
+#include "postcard/cli/CommandLine.h"
+#include "postcard/json/Document.h"
 #include "postcard/policy/file/PolicyFile.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iostream>
+#include <new>
+#include <utility>
 
 namespace Postcard::Cli {
 
 void PolicyChoice::declare(CLI::App& parser) {
-   parser.add_option("FILE", file_, "policy file (YAML or JSON)")->required();
+   parser.add_option("FILE", file_, "policy file (YAML or JSON); - is standard input")->required();
    parser.add_option("--policy", policies_, "only this policy; may be given several times")
          ->type_name("NAME")
          ->expected(1) // name per --policy: otherwise a FILE behind it would count as another name
          ->take_all();
    parser.add_option("--family", family_, "only this address family")
          ->check(CLI::IsMember({"ipv4", "ipv6"}));
+   progress_.declare(parser);
 }
 
-// Whether the file has every policy named by --policy. Each name that it lacks is reported.
-bool PolicyChoice::hasChosenPolicies(const Policy::PolicyFile& policyFile) const {
-   bool all = true;
+bool isStandardInput(std::string_view path) {
+   return path == "-" || path == "/dev/stdin";
+}
+
+namespace {
+
+// The version of the JSON document of findings. It rises when a key changes its meaning or
+// disappears.
+constexpr int findingsJsonSchema = 1;
+
+using Json = nlohmann::ordered_json;
+using Postcard::Json::documentText;
+
+Json findingJson(const std::string& file, const Policy::Location& location, std::string_view code,
+                 std::string_view text) {
+   const bool placed = location.line > 0;
+   return {{"file", file},
+           {"line", placed ? Json(location.line) : Json(nullptr)},
+           {"column", placed ? Json(location.column) : Json(nullptr)},
+           {"code", code},
+           {"text", text}};
+}
+
+void printFindings(Json findings, std::size_t omitted) {
+   std::cout << documentText(
+         {{"schema", findingsJsonSchema}, {"findings", std::move(findings)}, {"omitted", omitted}});
+}
+
+int reportUnusable(const Policy::File::LoadResult& loaded, const Format& format) {
+   messages() << formatFindings(loaded);
+   if (format.isJson()) {
+      auto findings = Json::array();
+      for (const Policy::File::Finding& finding : loaded.findings) {
+         findings.push_back(
+               findingJson(loaded.fileName, finding.location, "wrong-file", finding.message));
+      }
+      printFindings(std::move(findings), loaded.omittedFindings);
+   }
+   return exitUsage;
+}
+
+int reportMissing(const std::string& file, const std::vector<std::string_view>& missing,
+                  const Format& format) {
+   auto findings = Json::array();
+   for (const std::string_view name : missing) {
+      const std::string text = "there is no policy " + quotedWord(name);
+      messages() << Pello::escaped(file) << ": " << text << '\n';
+      findings.push_back(findingJson(file, {}, "unknown-policy", text));
+   }
+   if (format.isJson()) {
+      printFindings(std::move(findings), 0);
+   }
+   return exitUsage;
+}
+
+} // namespace
+
+// The names behind --policy that no policy of the file has.
+std::vector<std::string_view>
+PolicyChoice::missingPolicies(const Policy::PolicyFile& policyFile) const {
+   std::vector<std::string_view> missing;
    for (const std::string& name : policies_) {
       if (std::ranges::none_of(policyFile.policies, [&](const Policy::Policy& policy) {
              return policy.name.text == name;
           })) {
-         std::cerr << file_ << ": there is no policy '" << name << "'\n";
-         all = false;
+         missing.push_back(name);
       }
    }
-   return all;
+   return missing;
 }
 
-int PolicyChoice::run(const std::function<int(const Policy::PolicyFile&)>& work) const {
+int PolicyChoice::run(const Format& format,
+                      const std::function<int(const Policy::PolicyFile&)>& work) const {
+   // Not by the exception alone: it cannot leave functions that must not throw, and would end the
+   // process without saying why.
+   std::set_new_handler(endForShortMemory);
+   workIs("reading policy file " + Pello::escaped(file_));
+   const Progress progress{progress_.isWanted()};
    const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(file_);
    if (!loaded.policyFile) {
-      std::cerr << formatFindings(loaded);
-      return exitUsage;
+      return reportUnusable(loaded, format);
    }
-   if (!hasChosenPolicies(*loaded.policyFile)) {
-      return exitUsage;
+   if (const auto missing = missingPolicies(*loaded.policyFile); !missing.empty()) {
+      return reportMissing(file_, missing, format);
    }
    try {
       return work(*loaded.policyFile);
    } catch (const Host::PluginError& error) {
-      std::cerr << error.what() << '\n';
+      messages() << error.what() << '\n';
       return exitEnvironment;
    }
 }
@@ -59,15 +129,33 @@ bool PolicyChoice::chooses(const Policy::Policy& policy, Policy::Family family) 
    return named && ofFamily && !policy.interfaces(family).empty();
 }
 
+// The number of ACLs that the chosen policies become.
+std::size_t PolicyChoice::aclsOf(const Policy::PolicyFile& policyFile) const {
+   std::size_t count = 0;
+   for (const Policy::Policy& policy : policyFile.policies) {
+      for (const Policy::Family family : {Policy::Family::ipv4, Policy::Family::ipv6}) {
+         if (chooses(policy, family)) {
+            ++count;
+         }
+      }
+   }
+   return count;
+}
+
 std::vector<Report::Refusal> PolicyChoice::compile(const Policy::PolicyFile& policyFile,
                                                    const Visit& visit) const {
    const Host::PolicyCompiler compiler{policyFile};
+   const std::size_t acls = aclsOf(policyFile);
+   std::size_t number = 0;
    std::vector<Report::Refusal> refused;
    for (const Policy::Policy& policy : policyFile.policies) {
       for (const Policy::Family family : {Policy::Family::ipv4, Policy::Family::ipv6}) {
          if (!chooses(policy, family)) {
             continue;
          }
+         workIs(fmt::format("compiling policy {}, {}, of {} ({} of {})",
+                            quotedWord(policy.name.text), familyName(family), Pello::escaped(file_),
+                            ++number, acls));
          const Host::PolicyCompiler::Result result = compiler.compile(policy, family);
          if (result.acl != nullptr) {
             visit(policy, family, result);
@@ -75,7 +163,7 @@ std::vector<Report::Refusal> PolicyChoice::compile(const Policy::PolicyFile& pol
             refused.push_back({policy.name.text, family, result.message});
             // At once and not at the end: on a terminal the message then stands between the ACLs of
             // the policies before and behind.
-            std::cerr << text(refused.back());
+            messages() << text(refused.back());
          }
       }
    }

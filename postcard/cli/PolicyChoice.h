@@ -1,14 +1,18 @@
-// `PolicyChoice`: the arguments FILE, --policy and --family of the subcommands that compile
-// policies, and the compiling of the policies that they choose. Relies on the loader of policy
-// files and on `PolicyCompiler`.
+// `PolicyChoice`: the arguments FILE, --policy, --family and --progress of the subcommands that
+// compile policies, and the compiling of the policies that they choose. Relies on the loader of
+// policy files and on `PolicyCompiler`.
 #pragma once
 
+#include "postcard/cli/Format.h"
+#include "postcard/cli/Work.h"
 #include "postcard/host/PolicyCompiler.h"
 #include "postcard/policy/Policy.h"
 #include "postcard/report/Refusal.h"
 
+#include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -16,6 +20,9 @@ class App;
 }
 
 namespace Postcard::Cli {
+
+// Whether `path` stands for standard input: "-", or its name in the file system.
+bool isStandardInput(std::string_view path);
 
 // Which policies of which file.
 class PolicyChoice {
@@ -25,8 +32,8 @@ class PolicyChoice {
    using Visit = std::function<void(const Policy::Policy&, Policy::Family,
                                     const Host::PolicyCompiler::Result&)>;
 
-   // Adds FILE, --policy and --family to the command line. `parser` writes into this object, so
-   // this object must stay in its place until the command line has been read.
+   // Adds FILE, --policy, --family and --progress to the command line. `parser` writes into this
+   // object, so this object must stay in its place until the command line has been read.
    void declare(CLI::App& parser);
 
    // FILE, as the command line names it.
@@ -36,7 +43,15 @@ class PolicyChoice {
    // used, or that lacks a policy named by --policy, is reported on standard error, and the result
    // is `exitUsage`. A Host::PluginError of `work` is reported likewise, with `exitEnvironment`.
    // Other exceptions pass through.
-   int run(const std::function<int(const Policy::PolicyFile&)>& work) const;
+   //
+   // With `format` JSON, what is reported is on standard output as well, as the document
+   //    {"schema", "findings": [{"file", "line", "column", "code", "text"}], "omitted"}
+   // in which line and column are null when the file as a whole is wrong, and "omitted" counts the
+   // findings that are left out because there are too many. From here on, running out of memory
+   // ends the process with a message that says what was being made.
+   int run(const Format& format, const std::function<int(const Policy::PolicyFile&)>& work) const;
+   // Whether FILE is standard input: `isStandardInput` of its name.
+   bool readsStandardInput() const { return isStandardInput(file_); }
 
    // Compiles the chosen policies of `policyFile`, each in every chosen family in which it has
    // interfaces, and calls `visit` with each ACL before the next one is made. The order is that of
@@ -47,12 +62,14 @@ class PolicyChoice {
                                         const Visit& visit) const;
 
  private:
-   bool hasChosenPolicies(const Policy::PolicyFile& policyFile) const;
+   std::vector<std::string_view> missingPolicies(const Policy::PolicyFile& policyFile) const;
+   std::size_t aclsOf(const Policy::PolicyFile& policyFile) const;
    bool chooses(const Policy::Policy& policy, Policy::Family family) const;
 
    std::string file_;
    std::vector<std::string> policies_; // names; empty: all
    std::string family_;                // "ipv4" or "ipv6"; empty: both
+   ProgressOption progress_;
 };
 
 } // namespace Postcard::Cli

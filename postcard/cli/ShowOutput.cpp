@@ -9,6 +9,7 @@
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace Postcard::Cli {
 
@@ -40,6 +41,17 @@ int passOn(int from) {
    }
 }
 
+template <class Function>
+std::jthread startThread(Function run) {
+   try {
+      return std::jthread{std::move(run)};
+   } catch (const std::system_error& failure) {
+      // The limits that a new thread may hit: memory for its stack, and the number of threads.
+      throw std::system_error{failure.code(), "no thread can be started for the show text; raise "
+                                              "the limits of the process (ulimit -v and -u)"};
+   }
+}
+
 } // namespace
 
 void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
@@ -49,12 +61,13 @@ void showOnStandardOutput(const std::function<void(U32 fd)>& show) {
    }
    int ends[2];
    if (::pipe2(ends, O_CLOEXEC) != 0) {
-      throw std::system_error{errno, std::generic_category(), "no pipe"};
+      throw std::system_error{errno, std::generic_category(),
+                              "a pipe for the show text cannot be made"};
    }
    int error = 0;
    {
       const Pello::FileDescriptor from{ends[0]};
-      const std::jthread reader{[&] { error = passOn(from.get()); }};
+      const std::jthread reader = startThread([&] { error = passOn(from.get()); });
       // Declared last, so closed first: the reader ends only when no writer is left, and then the
       // destructor of `reader` waits for it.
       const Pello::FileDescriptor to{ends[1]};

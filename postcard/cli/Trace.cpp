@@ -1,15 +1,27 @@
 // `postcard trace`: prints the traces in ring files.
 #include "postcard/cli/trace/Trace.h"
 
+#include "Pello/FileDescriptor.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
+#include "postcard/cli/PolicyChoice.h"
+#include "postcard/cli/Work.h"
 #include "postcard/host/PluginHost.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace Postcard::Cli {
 
@@ -31,6 +43,41 @@ void loadTypes() {
    }
 }
 
+// Makes descriptor 0 a file in memory that holds all of standard input, when that is no file: a
+// ring is read from several places, and a pipe can be read once, from its beginning.
+void keepStandardInput() {
+   struct stat status {};
+   if (::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode)) {
+      return;
+   }
+   const Pello::FileDescriptor memory{::memfd_create("postcard-trace", MFD_CLOEXEC)};
+   std::array<char, std::size_t{64} * 1024> buffer;
+   ssize_t size = 0;
+   while (memory.get() >= 0 && (size = ::read(STDIN_FILENO, buffer.data(), buffer.size())) > 0) {
+      if (::write(memory.get(), buffer.data(), static_cast<std::size_t>(size)) != size) {
+         size = -1;
+         break;
+      }
+   }
+   if (memory.get() < 0 || size < 0 || ::dup2(memory.get(), STDIN_FILENO) < 0) {
+      throw std::system_error{errno, std::generic_category(), "standard input cannot be read"};
+   }
+}
+
+// Returns false, and says why, when standard input cannot be one of the files.
+bool takeStandardInput(Trace::Options& options) {
+   if (std::ranges::none_of(options.files, isStandardInput)) {
+      return true;
+   }
+   if (options.follow) {
+      std::cerr << "postcard trace: standard input cannot be followed; name the ring file\n";
+      return false;
+   }
+   keepStandardInput();
+   std::ranges::replace_if(options.files, isStandardInput, std::string{"/dev/stdin"});
+   return true;
+}
+
 int run(const Options& options) {
    // Before anything traces: otherwise this process would make its own ring in the file that it is
    // asked to read, if the user has exported the variable.
@@ -38,6 +85,10 @@ int run(const Options& options) {
    loadTypes();
    Trace::Options trace = options.trace;
    trace.json = options.format.isJson();
+   workIs("reading ring files");
+   if (!takeStandardInput(trace)) {
+      return exitUsage;
+   }
    return Trace::run(trace) ? exitDone : exitUsage;
 }
 
@@ -75,7 +126,8 @@ void addSettings(CLI::App& parser, const std::shared_ptr<Options>& options) {
 
 std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
-   parser.add_option("FILE", options->trace.files, "ring file, as RINGLOG_FILE named it")
+   parser.add_option("FILE", options->trace.files,
+                     "ring file, as RINGLOG_FILE named it; - is standard input")
          ->required();
    addSettings(parser, options);
    options->format.declare(parser);

@@ -1,6 +1,7 @@
 // `postcard types`: the types of the framework, as reflection describes them.
 #include "postcard/report/Types.h"
 
+#include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Format.h"
 #include "postcard/host/PluginHost.h"
@@ -32,7 +33,8 @@ int run(const Options& options) {
    const Report::Types types =
          options.name.empty() ? Report::allTypes() : Report::typesNamed(options.name);
    if (types.types.empty()) {
-      std::cerr << "there is no type '" << options.name << "'; postcard types lists them\n";
+      std::cerr << "there is no type " << quotedWord(options.name)
+                << "; postcard types lists them\n";
       return exitUsage;
    }
    options.format.print(types);

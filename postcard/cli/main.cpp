@@ -1,20 +1,29 @@
 // `postcard`: reads the command line and runs the subcommand that it names.
+#include "Pello/VisibleCharacters.h"
+#include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
+#include "postcard/cli/Descriptors.h"
+#include "postcard/cli/Work.h"
 
 #include <CLI/CLI.hpp>
 
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <new>
 
 namespace {
 
 using namespace Postcard::Cli;
 
 // In the order in which `--help` lists them.
-const Command* const commands[] = {
-      &compileCommand, &checkCommand,  &explainCommand,     &agentCommand, &showCommand,
-      &statusCommand,  &reloadCommand, &traceLevelsCommand, &traceCommand, &typesCommand};
+const Command* const commands[] = {&compileCommand, &checkCommand,       &explainCommand,
+                                   &agentCommand,   &showCommand,        &statusCommand,
+                                   &reloadCommand,  &traceLevelsCommand, &traceCommand,
+                                   &typesCommand,   &helpCommand};
+
+// More than any subcommand but the agent has open at once: a pipe, a file, the helper module.
+constexpr std::size_t descriptors = 4;
 
 int runCommand(int argc, char** argv) {
    CLI::App parser{"Postcard-telemetry policies as hardware ACLs", "postcard"};
@@ -30,8 +39,9 @@ int runCommand(int argc, char** argv) {
    try {
       parser.parse(argc, argv);
    } catch (const CLI::ParseError& error) {
-      return parser.exit(error) == 0 ? exitDone : exitUsage;
+      return reportUsage(parser, error);
    }
+   requireDescriptors(descriptors);
    return chosen();
 }
 
@@ -50,8 +60,10 @@ int withOutputWritten(int exitCode) {
 int main(int argc, char** argv) {
    try {
       return withOutputWritten(runCommand(argc, argv));
+   } catch (const std::bad_alloc&) {
+      endForShortMemory();
    } catch (const std::exception& error) {
-      std::cerr << "postcard: " << error.what() << '\n';
+      messages() << "postcard: " << Pello::escaped(error.what()) << '\n';
       return exitEnvironment;
    }
 }

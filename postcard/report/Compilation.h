@@ -1,11 +1,11 @@
-// `Compilation`: the totals of the ACLs that a policy file became, as a value, as text and as JSON.
-// Relies on the data model for the ACLs.
+// `Compilation`: the totals of the ACLs that a policy file became, as a value, as text and as JSON,
+// and `CompilationWriter`, which writes the JSON with the ACLs themselves. Relies on the data model
+// for the ACLs, and on the names of rules for their classes.
 #pragma once
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
+#include "postcard/json/Writer.h"
 #include "postcard/report/Refusal.h"
-
-#include <nlohmann/json_fwd.hpp>
 
 #include <cstddef>
 #include <string>
@@ -26,9 +26,26 @@ struct Compilation {
 // "ACLs: N, rules: N, TCAM entries: N" and a line end.
 std::string text(const Compilation& compilation);
 
-// A whole document: {"schema", "acls", "refused", "totals"}. `acls` is the list of ACLs, each as
-// `Json::entityJson` makes it. The caller makes the list while it compiles, so that not all ACLs
-// need to be in memory at once.
-nlohmann::ordered_json json(const Compilation& compilation, nlohmann::ordered_json acls);
+// Writes an ACL as `Json::entityJson` describes it, straight from the objects: beside them, it
+// takes a pointer for each rule. Each rule of `ruleByName` begins with three more members,
+// "policy", "family" and "class", which say what the rule was made for. They are read from the
+// names that the helper gives ACLs and rules.
+void writeAcl(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl, Json::Writer& writer);
+
+// A whole document: {"schema", "acls", "refused", "totals"}. Each ACL is written when it is added
+// and may go afterwards. The document is cut, and no parser takes it for whole, until `finish`.
+class CompilationWriter {
+ public:
+   // Begins the document. `sink` receives its text; see `Json::Writer::Sink`.
+   explicit CompilationWriter(Json::Writer::Sink sink);
+
+   // Writes `acl` as `writeAcl` does.
+   void add(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
+   // Writes what follows the ACLs, and ends the document. Call it once, after the last `add`.
+   void finish(const Compilation& compilation);
+
+ private:
+   Json::Writer writer_;
+};
 
 } // namespace Postcard::Report

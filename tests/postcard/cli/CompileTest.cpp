@@ -185,6 +185,7 @@ TEST_F(Compile, jsonHasEveryPartOfARule) {
          "aclConfigKey": "p-ipv4", "aclType": "ipv4",
          "ruleByName": {
             "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18": {
+               "policy": "p", "family": "ipv4", "class": "c",
                "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
                "ruleFilter": {
                   "source": "10.0.0.0/8", "destination": "0.0.0.0/0",
@@ -323,6 +324,114 @@ TEST_F(Compile, outputThatCannotBeWrittenIsAnError) {
    const auto closed = runProgram({"/bin/sh", "-c", program + " compile " + path + " <&- >&-"});
    EXPECT_EQ(closed.exitCode, 3);
    EXPECT_EQ(closed.err, "postcard: standard output: Bad file descriptor\n");
+}
+
+TEST_F(Compile, listHasALineForEachEntry) {
+   const std::string path = policy(R"(hardware: { tcp-flags: true }
+policies:
+  - name: p
+    interfaces: { ipv4: [Ethernet1], ipv6: [Ethernet1] }
+    classes:
+      - name: c
+        actions: [sample]
+        ipv4:
+          source: [10.0.0.0/8]
+          sample: { data: 1, mask: 0xff, field: ip-id }
+          protocols:
+            - { protocol: tcp, ports: [{ source: [1024-2047], destination: [80] }],
+                tcp-flags: [{ flags: [syn], mask: [syn, ack] }] }
+            - { protocol: udp, ports: [{ destination: [2, 2-3] }] }
+      - { name: all, actions: [sample-all, { set-dscp: 46 }], ipv4: {} }
+      - { name: none, actions: [], ipv6: { sample: { data: 0, mask: 1 } } }
+)");
+   const auto result = compile({"--format", "list", path});
+   EXPECT_EQ(result.exitCode, 0) << result.err;
+   EXPECT_EQ(result.err, "ACLs: 2, rules: 7, TCAM entries: 7\n");
+   EXPECT_EQ(result.out, R"(p-ipv4
+  0  c-ipv4-tcp-SportData-1024-SportMask-64512-DportData-80-DportMask-65535-tcpFlag-2-tcpFlagMask-18  tcp 10.0.0.0/8 > any sport 1024-2047 dport 80 flags 0x2/0x12 ip-id 0x1/0xff  sample
+  1  c-ipv4-udp-DportData-2-DportMask-65535                                                           udp 10.0.0.0/8 > any dport 2 ip-id 0x1/0xff                                  sample
+  2  c-ipv4-udp-DportData-2-DportMask-65534                                                           udp 10.0.0.0/8 > any dport 2-3 ip-id 0x1/0xff                                sample
+  3  all-ipv4-tcp                                                                                     tcp any > any                                                                sample, set-dscp
+  4  all-ipv4-udp                                                                                     udp any > any                                                                sample, set-dscp
+p-ipv6
+  0  none-ipv6-tcp  tcp any > any  none
+  1  none-ipv6-udp  udp any > any  none
+)");
+}
+
+TEST_F(Compile, listLinesHaveNoTrailingBlanksAndCountAsTheTotals) {
+   for (const char* name : {"web-tier", "flags-and-ranges", "all-features", "large-datacenter"}) {
+      const auto result = compile({"--format", "list", source + "/examples/" + name + ".yaml"});
+      std::istringstream lines{result.out};
+      std::string line;
+      std::size_t acls = 0;
+      std::size_t entries = 0;
+      while (std::getline(lines, line)) {
+         EXPECT_FALSE(line.ends_with(' ')) << line;
+         (line.starts_with("  ") ? entries : acls) += 1;
+      }
+      EXPECT_TRUE(result.err.find(fmt::format("ACLs: {}, ", acls)) != std::string::npos &&
+                  result.err.ends_with(fmt::format("TCAM entries: {}\n", entries)))
+            << result.err;
+   }
+}
+
+// Rules say what they were made for, also when names contain what separates the parts of names.
+TEST_F(Compile, jsonRulesCarryPolicyFamilyAndClass) {
+   const auto result = compile({"--format", "json", policy(R"(policies:
+  - name: p-ipv4-q
+    interfaces: { ipv4: [Ethernet1], ipv6: [Ethernet1] }
+    classes:
+      - { name: c-ipv6-d, actions: [sample], ipv4: {}, ipv6: {} }
+)")});
+   const auto document = nlohmann::json::parse(result.out);
+   ASSERT_EQ(document["acls"].size(), 2U);
+   for (const auto& acl : document["acls"]) {
+      EXPECT_EQ(acl["ruleByName"].size(), 2U);
+      for (const auto& rule : acl["ruleByName"]) {
+         EXPECT_EQ(rule["policy"], "p-ipv4-q");
+         EXPECT_EQ(rule["family"], acl["aclType"]);
+         EXPECT_EQ(rule["class"], "c-ipv6-d");
+      }
+   }
+}
+
+TEST_F(Compile, jsonFindings) {
+   const std::string path = policy("policies:\n  - nam: web\n");
+   for (const char* command : {"compile", "check", "explain"}) {
+      std::vector<std::string> arguments{program, command, "--format", "json", path};
+      if (command == std::string_view{"explain"}) {
+         arguments.insert(arguments.end(), {"--packet", "tcp 10.0.0.1:1 > 10.0.0.2:2"});
+      }
+      const auto result = runProgram(arguments);
+      EXPECT_EQ(result.exitCode, 2);
+      const auto document = nlohmann::json::parse(result.out);
+      EXPECT_EQ(document["schema"], 1);
+      EXPECT_EQ(document["omitted"], 0);
+      std::string text; // as standard error has it
+      for (const auto& finding : document["findings"]) {
+         text += fmt::format("{}:{}:{}: {}\n", finding["file"].get<std::string>(),
+                             finding["line"].get<int>(), finding["column"].get<int>(),
+                             finding["text"].get<std::string>());
+      }
+      EXPECT_EQ(text, result.err);
+      EXPECT_NE(text, "");
+   }
+}
+
+TEST_F(Compile, jsonFindingsWithoutAPlace) {
+   const auto unreadable = compile({"--format", "json", "/nonexistent.yaml"});
+   const auto finding = nlohmann::json::parse(unreadable.out)["findings"][0];
+   EXPECT_EQ(finding["file"], "/nonexistent.yaml");
+   EXPECT_EQ(finding["line"], nullptr);
+   EXPECT_EQ(finding["column"], nullptr);
+   EXPECT_EQ(finding["text"], "cannot open: No such file or directory");
+   const std::string path = policy(twoPolicies);
+   const auto missing = compile({"--format", "json", "--policy", "wbe", path});
+   EXPECT_EQ(nlohmann::json::parse(missing.out),
+             nlohmann::json::parse(R"({"schema": 1, "omitted": 0, "findings": [{"file": ")" + path +
+                                   R"(", "line": null, "column": null, "code": "unknown-policy",
+                                   "text": "there is no policy 'wbe'"}]})"));
 }
 
 } // namespace

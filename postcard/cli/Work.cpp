@@ -1,0 +1,114 @@
+#include "postcard/cli/Work.h"
+
+#include "postcard/cli/Command.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <iostream>
+#include <string>
+#include <system_error>
+#include <unistd.h>
+
+namespace Postcard::Cli {
+
+namespace {
+
+// Of fixed size, so that it can be written when memory has run out.
+struct Note {
+   std::mutex mutex;
+   std::array<char, 500> bytes;
+   std::size_t size = 0;
+};
+Note note;
+
+std::atomic<bool> lineDrawn = false; // a line of `Progress` stands on the terminal
+
+constexpr std::string_view clearLine = "\r\x1b[K";
+
+std::string currentWork() {
+   const std::lock_guard lock{note.mutex};
+   return {note.bytes.data(), note.size};
+}
+
+void writeError(std::string_view text) noexcept {
+   // Nothing can be done about an error here, nor about a part that was not written.
+   [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+}
+
+} // namespace
+
+void workIs(std::string_view what) {
+   const std::lock_guard lock{note.mutex};
+   note.size = std::min(what.size(), note.bytes.size());
+   std::copy_n(what.data(), note.size, note.bytes.data());
+}
+
+void endForShortMemory() noexcept {
+   writeError("postcard: out of memory");
+   // Without the lock: this thread may hold it, and all others are about to end.
+   if (note.size > 0) {
+      writeError(" while ");
+      writeError({note.bytes.data(), note.size});
+   }
+   writeError("; free memory or raise the limit of the process (ulimit -v), or choose fewer "
+              "policies with --policy and --family\n");
+   ::_exit(exitEnvironment);
+}
+
+std::ostream& messages() {
+   if (lineDrawn.exchange(false)) {
+      std::cerr << clearLine;
+   }
+   return std::cerr;
+}
+
+void ProgressOption::declare(CLI::App& parser) {
+   parser.add_flag("--progress", asked_,
+                   "say on standard error what is being done, as soon as it takes a second; by "
+                   "itself on a terminal");
+}
+
+bool ProgressOption::isWanted() const {
+   return asked_ || (::isatty(STDERR_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 0);
+}
+
+Progress::Progress(bool wanted) {
+   if (!wanted) {
+      return;
+   }
+   try {
+      thread_ = std::thread{[this] { show(); }};
+   } catch (const std::system_error&) {
+      // Short of memory or threads. The work itself may still be possible.
+      return;
+   }
+}
+
+Progress::~Progress() {
+   if (thread_.joinable()) {
+      {
+         const std::lock_guard lock{mutex_};
+         ended_ = true;
+      }
+      end_.notify_one();
+      thread_.join();
+      messages() << std::flush;
+   }
+}
+
+void Progress::show() {
+   using std::chrono::seconds;
+   const bool terminal = ::isatty(STDERR_FILENO) == 1;
+   std::unique_lock lock{mutex_};
+   for (int passed = 1; !end_.wait_for(lock, seconds{1}, [this] { return ended_; }); ++passed) {
+      const std::string line = fmt::format("{}, {} s", currentWork(), passed);
+      writeError(terminal ? fmt::format("{}{}", clearLine, line) : line + '\n');
+      lineDrawn = terminal;
+   }
+}
+
+} // namespace Postcard::Cli
