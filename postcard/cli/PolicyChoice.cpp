@@ -60,7 +60,7 @@ int reportUnusable(const Policy::File::LoadResult& loaded, const Format& format)
    messages() << formatFindings(loaded);
    if (format.isJson()) {
       auto findings = Json::array();
-      for (const Policy::File::Finding& finding : loaded.findings) {
+      for (const Policy::Finding& finding : loaded.findings) {
          findings.push_back(
                findingJson(loaded.fileName, finding.location, "wrong-file", finding.message));
       }
