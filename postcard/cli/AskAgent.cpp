@@ -42,8 +42,8 @@ constexpr const char* exitStatus =
 // reason goes to standard error.
 int ask(const Options& options, const char* command) {
    // Until the next part of the answer. A reload compiles the whole file before it is answered,
-   // which takes seconds for large files; the JSON of a large ACL is made before it is sent.
-   std::chrono::milliseconds patience{std::string_view{command} == "show" ? 600'000 : 30'000};
+   // which takes seconds for large files.
+   std::chrono::milliseconds patience{30'000};
    workIs(fmt::format("waiting for the answer of the agent at {}", Pello::escaped(options.socket)));
    const Progress progress{options.progress.isWanted()};
    try {

@@ -61,8 +61,8 @@ int reportUnusable(const Policy::File::LoadResult& loaded, const Format& format)
    if (format.isJson()) {
       auto findings = Json::array();
       for (const Policy::Finding& finding : loaded.findings) {
-         findings.push_back(
-               findingJson(loaded.fileName, finding.location, "wrong-file", finding.message));
+         findings.push_back(findingJson(loaded.fileName, finding.location, codeName(finding.code),
+                                        finding.message));
       }
       printFindings(std::move(findings), loaded.omittedFindings);
    }
@@ -160,7 +160,8 @@ std::vector<Report::Refusal> PolicyChoice::compile(const Policy::PolicyFile& pol
          if (result.acl != nullptr) {
             visit(policy, family, result);
          } else {
-            refused.push_back({policy.name.text, family, result.message});
+            refused.push_back(Report::refusalOf(policy, family, policyFile.hardware,
+                                                file_ == "-" ? "<stdin>" : file_, result.message));
             // At once and not at the end: on a terminal the message then stands between the ACLs of
             // the policies before and behind.
             messages() << text(refused.back());

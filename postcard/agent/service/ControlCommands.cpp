@@ -4,6 +4,7 @@
 #include "postcard/agent/service/StatusText.h"
 #include "postcard/json/Document.h"
 #include "postcard/json/EntityJson.h"
+#include "postcard/json/Writer.h"
 #include "postcard/report/Memory.h"
 
 #include <fmt/format.h>
@@ -81,13 +82,20 @@ Answer answerWait(WaitEnd end, const PolicyAgent& agent, const Process& process,
 
 // ---- The other commands ----
 
-std::string showJson(const PolicyAgent& agent) {
-   Json acls = Json::array();
+// Piece by piece: the whole document takes several times the memory of the ACLs.
+void writeShowJson(int fd, const PolicyAgent& agent) {
+   Postcard::Json::Writer writer{[fd](std::string_view piece) { writeAll(fd, piece); }};
+   writer.beginObject();
+   writer.member("schema");
+   writer.number(Postcard::Json::aclJsonSchema);
+   writer.member("acls");
+   writer.beginList();
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
-      acls.push_back(Postcard::Json::entityJson(config));
+      visitEntity(config, writer);
    });
-   return Postcard::Json::documentText(
-         Json{{"schema", Postcard::Json::aclJsonSchema}, {"acls", std::move(acls)}});
+   writer.endList();
+   writer.endObject();
+   writer.finish();
 }
 
 std::string reloadJson(const ReloadResult& result) {
@@ -159,7 +167,7 @@ void answerRequest(std::string_view line, const PolicyAgent& agent, const Proces
    const bool json = request.value("format", nlohmann::json("text")) == "json";
    if (command == "show") {
       return respond(longAnswer(exitDone, [json, &agent](int fd) {
-         json ? writeAll(fd, showJson(agent)) : agent.show(static_cast<U32>(fd));
+         json ? writeShowJson(fd, agent) : agent.show(static_cast<U32>(fd));
       }));
    }
    if (command == "status") {

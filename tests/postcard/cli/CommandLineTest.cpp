@@ -117,6 +117,18 @@ TEST(CommandLine, aCountIsOfDigitsAndBounded) {
    }
 }
 
+TEST(CommandLine, aMinusIsStandardInput) {
+   const std::string expected = run({"check", example}).out;
+   for (const char* line : {"$P check - < ", "$P check /dev/stdin < "}) {
+      EXPECT_EQ(shell(line + example).out, expected) << line;
+   }
+   for (const char* line : {" | $P check -", " | $P check /dev/stdin"}) {
+      const auto result = shell("cat " + example + line);
+      EXPECT_EQ(result.out, expected) << result.err;
+   }
+   EXPECT_EQ(shell("echo 'policies: [}' | $P check -").exitCode, 2);
+}
+
 TEST(CommandLine, anAgentNeedsAFileThatItCanReadAgain) {
    const auto result = shell("$P agent - < " + example);
    EXPECT_EQ(result.exitCode, 2);

@@ -238,7 +238,8 @@ TEST_F(Explain, aRefusedPolicyIsReportedAndTheOthersAreExplained) {
 )");
    const auto result = explain({file, "--packet", "tcp 1.2.3.4:1 > 5.6.7.8:2"});
    EXPECT_EQ(result.exitCode, 1);
-   EXPECT_EQ(result.err, "bad ipv4: Unsupported action(s): 'drop', in configuration\n");
+   EXPECT_EQ(result.err, "bad ipv4: Unsupported action(s): 'drop', in configuration\n   " + file +
+                               ":11:36: class 'c': actions/drop\n");
    EXPECT_NE(result.out.find("p-ipv4: sampled"), std::string::npos);
 }
 

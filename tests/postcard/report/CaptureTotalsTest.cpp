@@ -66,7 +66,7 @@ TEST(CaptureTotals, asJson) {
                       "observedOneIn": null, "expectedOneIn": null}],
          "rules": [{"index": 3, "name": "sampled-ipv6-tcp", "packets": 4},
                    {"index": 8, "name": "plain-ipv6-udp", "packets": 2}]}]},
-      "refused": [{"policy": "bad", "family": "ipv4", "message": "no"}]})"));
+      "refused": [{"policy": "bad", "family": "ipv4", "message": "no", "classes": []}]})"));
 }
 
 TEST(CaptureCounter, countsPacketsWithoutAclAndFramesThatAreNone) {

@@ -80,7 +80,7 @@ TEST(Cost, theDocumentHasRefusalsBesideAcls) {
                                       "text": "1 packet in 256, by checksum"}},
                             {"class": "rest", "entries": 2,
                              "rate": {"oneIn": 0, "field": null, "text": "not sampled"}}]}],
-      "refused": [{"policy": "bad", "family": "ipv6", "message": "no"}],
+      "refused": [{"policy": "bad", "family": "ipv6", "message": "no", "classes": []}],
       "totals": {"entries": 17}, "budget": null})")
                                       .dump());
 }
@@ -109,6 +109,19 @@ TEST(Cost, countsIndexesByClass) {
 TEST(Refusal, asTextAndAsJson) {
    EXPECT_EQ(text(Refusal{"p", Family::ipv4, "not possible"}), "p ipv4: not possible\n");
    EXPECT_EQ(json(std::vector<Refusal>{}).dump(), "[]");
+   const Refusal placed{"p",
+                        Family::ipv4,
+                        "no",
+                        "f.yaml",
+                        {{"c", "actions/drop", {3, 7}}, {"d", "fragments", {5, 1}}}};
+   EXPECT_EQ(text(placed), "p ipv4: no\n"
+                           "   f.yaml:3:7: class 'c': actions/drop\n"
+                           "   f.yaml:5:1: class 'd': fragments\n");
+   EXPECT_EQ(json(std::vector{placed}).dump(), Json::parse(R"([{"policy": "p", "family": "ipv4",
+      "message": "no", "classes": [
+         {"class": "c", "key": "actions/drop", "file": "f.yaml", "line": 3, "column": 7},
+         {"class": "d", "key": "fragments", "file": "f.yaml", "line": 5, "column": 1}]}])")
+                                                     .dump());
 }
 
 TEST(Compilation, sumsUpAcls) {
@@ -129,7 +142,7 @@ TEST(Compilation, sumsUpAcls) {
    EXPECT_EQ(parsed["acls"][0]["aclConfigKey"], "q-ipv4");
    parsed.erase("acls");
    EXPECT_EQ(parsed.dump(), Json::parse(R"({"schema": 2,
-      "refused": [{"policy": "bad", "family": "ipv4", "message": "no"}],
+      "refused": [{"policy": "bad", "family": "ipv4", "message": "no", "classes": []}],
       "totals": {"acls": 2, "rules": 3, "tcamEntries": 4}})")
                                   .dump());
 }
