@@ -8,8 +8,8 @@
 // the user reads the message of the helper.
 #pragma once
 
-#include "postcard/policy/Policy.h"
 #include "postcard/policy/Finding.h"
+#include "postcard/policy/Policy.h"
 #include "postcard/policy/file/LoadOptions.h"
 
 #include <cstddef>
