@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <utility>
 
 // Last, because the header defines macros. In C++ some of them turn functions of the C interface,
@@ -97,7 +98,9 @@ void startLibrary(const Limits& limits) {
    ++engine.generation;
    engine.nodesExhausted = false;
    const auto first = static_cast<int>(std::min(limits.firstNodes, limits.mostNodes));
-   bdd_init(first, std::max(first / 8, 1000));
+   if (bdd_init(first, std::max(first / 8, 1000)) < 0) { // it allocates its table of nodes here
+      throw std::bad_alloc{};
+   }
    engine.running = true;
    bdd_error_hook(&onError);
    bdd_gbc_hook(nullptr); // the library's own handler prints
@@ -106,7 +109,9 @@ void startLibrary(const Limits& limits) {
    bdd_setmaxnodenum(std::max(static_cast<int>(limits.mostNodes), bdd_getallocnum() + 1));
    bdd_setmaxincrease(static_cast<int>(limits.mostNodes));
    bdd_setcacheratio(8);
-   bdd_setvarnum(allBits);
+   if (bdd_setvarnum(allBits) < 0) {
+      throw std::bad_alloc{};
+   }
    bdd_disable_reorder();
 }
 

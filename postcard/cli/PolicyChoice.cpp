@@ -111,7 +111,7 @@ int PolicyChoice::run(const Format& format,
       return reportUnusable(loaded, format);
    }
    if (const auto missing = missingPolicies(*loaded.policyFile); !missing.empty()) {
-      return reportMissing(file_, missing, format);
+      return reportMissing(fileName(), missing, format);
    }
    try {
       return work(*loaded.policyFile);
@@ -161,7 +161,7 @@ std::vector<Report::Refusal> PolicyChoice::compile(const Policy::PolicyFile& pol
             visit(policy, family, result);
          } else {
             refused.push_back(Report::refusalOf(policy, family, policyFile.hardware,
-                                                file_ == "-" ? "<stdin>" : file_, result.message));
+                                                fileName(), result.message));
             // At once and not at the end: on a terminal the message then stands between the ACLs of
             // the policies before and behind.
             messages() << text(refused.back());

@@ -252,7 +252,7 @@ TEST_F(Check, aRefusedPolicyIsReportedAsCompileDoes) {
                          "fits into 100 entries, 98 left\n" +
                                file + ":2:11: empty: p ipv6: no class takes part in the family\n");
    EXPECT_EQ(result.err, "p ipv4: Unsupported action(s): 'drop', in configuration\n   " + file +
-                               ":5:29: class 'c': actions/drop\n");
+                               ":5:30: class 'c': actions/drop\n");
    EXPECT_EQ(check({file, "--policy", "q"}).exitCode, 0);
 }
 

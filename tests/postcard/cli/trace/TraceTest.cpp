@@ -1,5 +1,6 @@
 // `postcard trace` over files that are put together by hand: lines, filters, and files that cannot
 // be used.
+#include "Pello/VisibleCharacters.h"
 #include "postcard/cli/trace/TraceFiles.h"
 #include "support/Sanitized.h"
 
@@ -206,7 +207,7 @@ TEST_F(Trace, settingsThatCannotBeRead) {
          EXPECT_EQ(result.exitCode, 2) << value;
          EXPECT_EQ(result.out, "") << value;
          EXPECT_EQ(result.err.substr(0, result.err.find('\n') + 1),
-                   row.option + ": '" + value + row.rest);
+                   "postcard trace: " + row.option + ": '" + Pello::escaped(value) + row.rest);
       }
    }
    EXPECT_EQ(trace({}).exitCode, 2);
