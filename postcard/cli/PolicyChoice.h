@@ -36,8 +36,8 @@ class PolicyChoice {
    // object, so this object must stay in its place until the command line has been read.
    void declare(CLI::App& parser);
 
-   // FILE, as the command line names it.
-   const std::string& fileName() const { return file_; }
+   // FILE, as messages name it.
+   std::string fileName() const { return file_ == "-" ? "<stdin>" : file_; }
 
    // Loads the file, calls `work` with it and returns the result of `work`. A file that cannot be
    // used, or that lacks a policy named by --policy, is reported on standard error, and the result
