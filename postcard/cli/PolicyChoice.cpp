@@ -104,7 +104,7 @@ int PolicyChoice::run(const Format& format,
    // Not by the exception alone: it cannot leave functions that must not throw, and would end the
    // process without saying why.
    std::set_new_handler(endForShortMemory);
-   workIs("reading policy file " + Pello::escaped(file_));
+   workIs("reading policy file " + Pello::escaped(fileName()));
    const Progress progress{progress_.isWanted()};
    const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(file_);
    if (!loaded.policyFile) {
@@ -154,14 +154,14 @@ std::vector<Report::Refusal> PolicyChoice::compile(const Policy::PolicyFile& pol
             continue;
          }
          workIs(fmt::format("compiling policy {}, {}, of {} ({} of {})",
-                            quotedWord(policy.name.text), familyName(family), Pello::escaped(file_),
-                            ++number, acls));
+                            quotedWord(policy.name.text), familyName(family),
+                            Pello::escaped(fileName()), ++number, acls));
          const Host::PolicyCompiler::Result result = compiler.compile(policy, family);
          if (result.acl != nullptr) {
             visit(policy, family, result);
          } else {
-            refused.push_back(Report::refusalOf(policy, family, policyFile.hardware,
-                                                fileName(), result.message));
+            refused.push_back(Report::refusalOf(policy, family, policyFile.hardware, fileName(),
+                                                result.message));
             // At once and not at the end: on a terminal the message then stands between the ACLs of
             // the policies before and behind.
             messages() << text(refused.back());

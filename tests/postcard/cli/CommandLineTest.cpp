@@ -130,7 +130,17 @@ TEST(CommandLine, aMinusIsStandardInput) {
    EXPECT_EQ(shell("$P check /dev/stdin < " + example).out, expected("/dev/stdin"));
    EXPECT_EQ(shell("cat " + example + " | $P check -").out, expected("<stdin>"));
    EXPECT_EQ(shell("cat " + example + " | $P check /dev/stdin").out, expected("/dev/stdin"));
+   const std::string compiled = run({"compile", example}).out;
+   for (const char* line : {"$P compile - < ", "$P compile /dev/stdin < "}) {
+      EXPECT_EQ(shell(line + example).out, compiled) << line;
+   }
+   for (const char* line : {" | $P compile -", " | $P compile /dev/stdin"}) {
+      const auto result = shell("cat " + example + line);
+      EXPECT_EQ(result.out, compiled) << result.err;
+   }
    EXPECT_EQ(shell("echo 'policies: [}' | $P check -").exitCode, 2);
+   EXPECT_EQ(shell("$P compile --policy no - < " + example).err,
+             "<stdin>: there is no policy 'no'\n");
 }
 
 TEST(CommandLine, anAgentNeedsAFileThatItCanReadAgain) {
@@ -174,13 +184,12 @@ TEST(CommandLine, aCaptureComesThroughAPipe) {
 
 // A capture that comes slowly holds the program long enough.
 TEST(CommandLine, progressIsSaidOnRequest) {
-   const std::string slow = "(sleep 2.5; " + emptyCapture + ") | $P explain --pcap - " + example;
+   const std::string slow = "(sleep 3.5; " + emptyCapture + ") | $P explain --pcap - " + example;
    const auto silent = shell(slow);
    EXPECT_EQ(silent.err, "");
    const auto asked = shell(slow + " --progress");
-   EXPECT_EQ(asked.err, "opening capture -, 1 s\nopening capture -, 2 s\n");
+   EXPECT_NE(asked.err.find("opening capture -, 2 s\n"), std::string::npos) << asked.err;
    EXPECT_EQ(asked.out, silent.out);
-   EXPECT_EQ(shell("$P check --progress " + example).err, "");
 }
 
 } // namespace
