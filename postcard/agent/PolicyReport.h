@@ -62,8 +62,11 @@ struct ReloadFinding {
    Policy::Location location;            // in that file; line 0: the file as a whole
    std::string policy;                   // whose class the plug-in refuses; empty: not about one
    std::optional<Policy::Family> family; // present exactly when `policy` is not empty
-   std::string code;                     // a word for programs: what kind of reason it is
-   std::string text;                     // one line for people
+   // A word for programs: what kind of reason it is. For a finding in the file its `codeName`; for
+   // a refusal by the plug-in the name of the state; else "toggles", "changing", "empty" or
+   // "ending".
+   std::string code;
+   std::string text; // one line for people
 
    // The place, as far as there is one, and the text; no line end. A refusal by the plug-in names
    // policy and family instead of the place.

@@ -1,6 +1,7 @@
 #include "postcard/agent/service/ControlCommands.h"
 
 #include "Pello/TextTrace.h"
+#include "Pello/VisibleCharacters.h"
 #include "postcard/agent/service/StatusText.h"
 #include "postcard/json/Document.h"
 #include "postcard/json/EntityJson.h"
@@ -111,21 +112,6 @@ Answer answerReload(const ReloadResult& result, bool json) {
    return answer(result.accepted ? exitDone : refused, json ? reloadJson(result) : result.text());
 }
 
-// Text that a client has sent, on one line: every byte that is not printable ASCII as an escape,
-// because terminals obey some of them and show others as nothing.
-std::string printable(std::string_view text) {
-   std::string shown;
-   for (const char c : text) {
-      const auto byte = static_cast<unsigned char>(c);
-      if (byte >= 0x20 && byte < 0x7f) {
-         shown += c;
-      } else {
-         shown += fmt::format("\\x{:02x}", byte);
-      }
-   }
-   return shown;
-}
-
 // Sets the levels of the text trace when the request names some, and answers with those in force.
 Answer answerTraceLevels(const nlohmann::json& request) {
    // Levels that are no string, or that cannot be read, are the mistake of the client.
@@ -135,7 +121,7 @@ Answer answerTraceLevels(const nlohmann::json& request) {
       }
       return answer(exitDone, Pello::traceLevels() + "\n");
    } catch (const std::exception& error) {
-      return answer(exitUsage, printable(error.what()) + "\n");
+      return answer(exitUsage, Pello::escaped(error.what()) + "\n");
    }
 }
 
@@ -192,7 +178,8 @@ void answerRequest(std::string_view line, const PolicyAgent& agent, const Proces
             {isSet(request, "allow-empty"), isSet(request, "partial")},
             [=](const ReloadResult& result) { respond(answerReload(result, json)); });
    }
-   respond(answer(exitUsage, "unknown command '" + printable(command.substr(0, 60)) + "'\n"));
+   // Terminals obey control characters, and show others as nothing.
+   respond(answer(exitUsage, "unknown command '" + Pello::escaped(command) + "'\n"));
 }
 
 } // namespace Postcard::Agent::Service

@@ -24,8 +24,12 @@ ReloadResult refusalOf(const Policy::File::LoadResult& loaded) {
    ReloadResult result;
    result.unusableFile = true;
    for (const Policy::Finding& finding : loaded.findings) {
-      result.findings.push_back(
-            {loaded.fileName, finding.location, {}, std::nullopt, "file", finding.message});
+      result.findings.push_back({loaded.fileName,
+                                 finding.location,
+                                 {},
+                                 std::nullopt,
+                                 std::string{codeName(finding.code)},
+                                 finding.message});
    }
    result.omittedFindings = loaded.omittedFindings;
    return result;
