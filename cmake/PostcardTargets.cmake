@@ -91,9 +91,15 @@ function(postcard_allow_precompiled name)
    endif()
 endfunction()
 
-# Compiles headers once that many sources read: foreign ones, and those of the project's own that change rarely.
-# They are named in angle brackets, so that the result does not hold the path of the checkout.
+# Compiles foreign headers once that many sources read. Not the project's own: ccache hands the result to other checkouts,
+# where a header of the same text at another path counts as another file, and is read a second time.
 function(postcard_precompile name)
+   foreach(header IN LISTS ARGN)
+      string(REGEX REPLACE "^<(.*)>$" "\\1" file "${header}")
+      if(EXISTS "${PROJECT_SOURCE_DIR}/platform/${file}" OR EXISTS "${PROJECT_SOURCE_DIR}/${file}")
+         message(FATAL_ERROR "${name}: ${file} is the project's own and cannot be precompiled")
+      endif()
+   endforeach()
    if(POSTCARD_PRECOMPILED_HEADERS)
       target_precompile_headers(${name} PRIVATE ${ARGN})
       postcard_allow_precompiled(${name})
