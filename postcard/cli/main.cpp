@@ -7,9 +7,8 @@
 #include <functional>
 #include <iostream>
 
+namespace Postcard::Cli {
 namespace {
-
-using namespace Postcard::Cli;
 
 // In the order in which `--help` lists them.
 const Command* const commands[] = {
@@ -45,13 +44,18 @@ int withOutputWritten(int exitCode) {
    return exitEnvironment;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int runReported(int argc, char** argv) {
    try {
       return withOutputWritten(runCommand(argc, argv));
    } catch (const std::exception& error) {
       std::cerr << "postcard: " << error.what() << '\n';
       return exitEnvironment;
    }
+}
+
+} // namespace
+} // namespace Postcard::Cli
+
+int main(int argc, char** argv) {
+   return Postcard::Cli::runReported(argc, argv);
 }
