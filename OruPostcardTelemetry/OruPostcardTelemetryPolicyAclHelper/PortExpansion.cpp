@@ -86,7 +86,6 @@ Kiv::String tcpFlagRuleName(const Pello::String& name,
 } // namespace
 
 // The exact type is part of the interface: users take this function's address.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
 Kiv::String ruleNameL4Port(Pello::String name, Pello::String label, L4Port port) {
    GrowingName result{name};
    ruleNameL4Port(result, label, port);

@@ -12,9 +12,8 @@
 #include <iostream>
 #include <new>
 
+namespace Postcard::Cli {
 namespace {
-
-using namespace Postcard::Cli;
 
 // In the order in which `--help` lists them.
 const Command* const commands[] = {&compileCommand, &checkCommand,       &explainCommand,
@@ -55,9 +54,7 @@ int withOutputWritten(int exitCode) {
    return exitEnvironment;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int runReported(int argc, char** argv) {
    try {
       return withOutputWritten(runCommand(argc, argv));
    } catch (const std::bad_alloc&) {
@@ -66,4 +63,11 @@ int main(int argc, char** argv) {
       messages() << "postcard: " << Pello::escaped(error.what()) << '\n';
       return exitEnvironment;
    }
+}
+
+} // namespace
+} // namespace Postcard::Cli
+
+int main(int argc, char** argv) {
+   return Postcard::Cli::runReported(argc, argv);
 }

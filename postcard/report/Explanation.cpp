@@ -72,8 +72,10 @@ std::string classText(const AclExplanation& acl, std::size_t i) {
       return fmt::format("no, {}: wanted {}, found {}", fieldName(miss->field), miss->wanted,
                          miss->found);
    }
-   return i == acl.matched ? fmt::format("yes, rule {} {}", acl.rule->index, acl.rule->name)
-                           : "not reached: an earlier class has the packet";
+   if (acl.rule && i == acl.matched) {
+      return fmt::format("yes, rule {} {}", acl.rule->index, acl.rule->name);
+   }
+   return "not reached: an earlier class has the packet";
 }
 
 std::string aclText(const AclExplanation& acl) {
@@ -86,12 +88,11 @@ std::string aclText(const AclExplanation& acl) {
 
 // ---- JSON ----
 
-// Requires a miss.
-Json missJson(const ClassExplanation& each) {
-   return {{"class", each.name},
-           {"field", fieldName(each.miss->field)},
-           {"wanted", each.miss->wanted},
-           {"found", each.miss->found}};
+Json missJson(const std::string& className, const Miss& miss) {
+   return {{"class", className},
+           {"field", fieldName(miss.field)},
+           {"wanted", miss.wanted},
+           {"found", miss.found}};
 }
 
 Json aclJson(const AclExplanation& acl) {
@@ -99,8 +100,8 @@ Json aclJson(const AclExplanation& acl) {
    Json notReached = Json::array();
    // Every class is in one of the two lists or is the one that has the packet.
    for (std::size_t i = 0; i < acl.classes.size(); ++i) {
-      if (acl.classes[i].miss) {
-         misses.push_back(missJson(acl.classes[i]));
+      if (const std::optional<Miss>& miss = acl.classes[i].miss) {
+         misses.push_back(missJson(acl.classes[i].name, *miss));
       } else if (i != acl.matched) {
          notReached.push_back(acl.classes[i].name);
       }

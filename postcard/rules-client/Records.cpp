@@ -2,18 +2,18 @@
 
 namespace Postcard::RulesClient {
 
-void writeAnswer(const Pello::Ptr<StatusRecord>& status, const Answer& answer) {
-   // Copies, because a subscriber may destroy the caller, and with it what the parameters refer to.
-   const Pello::Ptr<StatusRecord> record = status;
+// By value, because a subscriber may destroy the caller, and with it what references would refer
+// to.
+void writeAnswer(Pello::Ptr<StatusRecord> status, Answer answer) {
    const U32 request = answer.request;
-   const bool isRepeated = record->kickResponse() == request;
-   record->statusIs(Pello::String{textOf(answer.outcome)});
-   record->statusTypeIs(answer.outcome.succeeded() ? OruPostcardTelemetry::statusSuccess
+   const bool isRepeated = status->kickResponse() == request;
+   status->statusIs(Pello::String{textOf(answer.outcome)});
+   status->statusTypeIs(answer.outcome.succeeded() ? OruPostcardTelemetry::statusSuccess
                                                    : OruPostcardTelemetry::statusFailure);
    if (isRepeated) {
-      record->kickResponseIs(request - 1);
+      status->kickResponseIs(request - 1);
    }
-   record->kickResponseIs(request);
+   status->kickResponseIs(request);
 }
 
 Outcome outcomeOf(const StatusRecord& status) {

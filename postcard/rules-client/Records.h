@@ -22,7 +22,7 @@ struct Answer {
 // to the number before and then back: a record publishes no equal value, so nobody would notice a
 // repeated answer. Subscribers may post the next request, or destroy the caller, before this
 // function returns.
-void writeAnswer(const Pello::Ptr<StatusRecord>& status, const Answer& answer);
+void writeAnswer(Pello::Ptr<StatusRecord> status, Answer answer);
 
 // The outcome that the present content of the record stands for.
 Outcome outcomeOf(const StatusRecord& status);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Kiv/Entity.h"
+#include "Kiv/Operation.h"
 #include "Kiv/TypeData.h"
 #include "L3/TypeModule.h"
 #include "Orlix/TypeModule.h"

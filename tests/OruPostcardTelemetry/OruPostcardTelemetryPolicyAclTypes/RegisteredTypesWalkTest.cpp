@@ -2,6 +2,7 @@
 // its arguments, read, set, published and refused as its descriptor says.
 #include "support/RegisteredTypesWalk.h"
 
+#include "Kiv/Exception.h"
 #include "Kiv/Operation.h"
 
 #include <cctype>
