@@ -1,15 +1,19 @@
 // `postcard check`: what the policies of a file cost in TCAM entries, whether that fits into a
 // budget, which packets they sample, and what is probably not wanted in them; with --prove, that
 // the rules do what the filters mean.
+#include "Pello/VisibleCharacters.h"
 #include "postcard/analysis/Proof.h"
 #include "postcard/analysis/Warning.h"
+#include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/Count.h"
 #include "postcard/cli/Format.h"
 #include "postcard/cli/PolicyChoice.h"
+#include "postcard/cli/Work.h"
 #include "postcard/report/Cost.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -76,6 +80,7 @@ CheckResult answers(const Options& options, const Policy::PolicyFile& policyFile
    if (options.prove) {
       result.proofs.emplace();
    }
+   workIs("preparing the analysis of policy file " + Pello::escaped(result.fileName));
    Analysis::PacketSpace space;
    const Policy::Policy* latest = nullptr;
    result.cost.refused =
@@ -83,6 +88,8 @@ CheckResult answers(const Options& options, const Policy::PolicyFile& policyFile
                                                 const Host::PolicyCompiler::Result& compiled) {
             const Analysis::Circumstances circumstances{family, policyFile.hardware.tcpFlags};
             result.cost.add(Report::costOf(policy, family, *compiled.acl));
+            workIs(fmt::format("analysing policy {}, {}, of {}", quotedWord(policy.name.text),
+                               Policy::familyName(family), Pello::escaped(result.fileName)));
             if (latest != &policy) {
                result.warnings.add(Analysis::warningsOf(policy));
                latest = &policy;
