@@ -153,6 +153,7 @@ Miss destinationPortMiss(const Policy::ProtocolMatch& match, const Packets::Pack
 
 Miss protocolMiss(const Policy::Filter& filter, const Packets::Packet& packet) {
    std::vector<std::string> wanted;
+   wanted.reserve(filter.protocols.size());
    for (const Policy::ProtocolMatch& match : filter.protocols) {
       wanted.push_back(Packets::protocolName(match.low));
    }
@@ -162,6 +163,7 @@ Miss protocolMiss(const Policy::Filter& filter, const Packets::Packet& packet) {
 
 Miss flagsMiss(const std::vector<Policy::TcpFlagMatch>& matches, const Packets::Packet& packet) {
    std::vector<std::string> wanted;
+   wanted.reserve(matches.size());
    for (const Policy::TcpFlagMatch& match : matches) {
       wanted.push_back(fmt::format("{} of {}", Packets::tcpFlagNames(match.flags),
                                    Packets::tcpFlagNames(match.mask)));

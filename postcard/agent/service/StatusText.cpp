@@ -132,7 +132,10 @@ std::string statusText(const PolicyAgent& agent, const Process& process, bool wi
       text += fmt::format("\n{} of {} entries used, {} free\n", capacity->used, capacity->total,
                           capacity->total - capacity->used);
    }
-   return process.refused() ? text + refusedText(*process.refused()) : text;
+   if (const auto& refused = process.refused()) {
+      text += refusedText(*refused);
+   }
+   return text;
 }
 
 } // namespace Postcard::Agent::Service

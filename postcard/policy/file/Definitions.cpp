@@ -121,10 +121,11 @@ std::optional<Prefix> Definitions::prefix(const Node& node, std::string_view wha
                     prefixes_, values);
       return std::nullopt;
    }
-   if (!found->second || !values.isOfFamily(node, *found->second, family)) {
+   const auto& prefix = found->second;
+   if (!prefix || !values.isOfFamily(node, *prefix, family)) {
       return std::nullopt;
    }
-   return Prefix{found->second->value, node.location};
+   return Prefix{prefix->value, node.location};
 }
 
 std::vector<NumberRange> Definitions::ports(const Node& node, std::string_view what,
