@@ -2,7 +2,7 @@
 
 #include "Pello/VisibleCharacters.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/policy/file/Findings.h"
+#include "postcard/policy/Words.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -24,9 +24,8 @@ using Words = std::vector<std::string>;
 // "unknown NOUN 'WORD'", with the closest of `words` when one is close.
 std::string unknown(std::string_view noun, std::string_view word, const Words& words) {
    const std::vector<std::string_view> views{words.begin(), words.end()};
-   const std::string_view guess = Policy::File::closest(word, views);
    return fmt::format("unknown {} {}{}", noun, quotedWord(word),
-                      guess.empty() ? "" : fmt::format("; did you mean '{}'?", guess));
+                      Policy::didYouMean(Policy::closest(word, views)));
 }
 
 Words commandNames(const CLI::App& parser) {

@@ -1,5 +1,5 @@
 // `reportUsage`: says what is wrong with a command line, with the closest right word; `quotedWord`:
-// a word of the user in a message. Relies on the guesses of the room `policy/file`.
+// a word of the user in a message. Relies on the guesses of `policy/Words.h`.
 #pragma once
 
 #include "postcard/cli/Command.h"

@@ -1,5 +1,7 @@
 #include "postcard/policy/file/Definitions.h"
 
+#include "postcard/policy/Words.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -45,12 +47,10 @@ void reportUnknown(const Node& node, std::string_view expected, std::string_view
         ++each) {
       names.push_back(each->first);
    }
-   const std::string_view guess = closest(node.text, names);
-   values.findings().add(
-         node.location, FindingCode::unknownDefinition,
-         fmt::format("expected {} or the name of a definition for {}, found {}{}", expected, what,
-                     inQuotes(node.text),
-                     guess.empty() ? "" : fmt::format("; did you mean '{}'?", guess)));
+   values.findings().add(node.location, FindingCode::unknownDefinition,
+                         fmt::format("expected {} or the name of a definition for {}, found {}{}",
+                                     expected, what, inQuotes(node.text),
+                                     didYouMean(closest(node.text, names))));
 }
 
 } // namespace

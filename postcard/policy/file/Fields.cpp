@@ -1,5 +1,7 @@
 #include "postcard/policy/file/Fields.h"
 
+#include "postcard/policy/Words.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "postcard/policy/Finding.h"
+#include "postcard/policy/Words.h"
 
 #include <cstddef>
 #include <map>
@@ -49,18 +50,8 @@ class Findings {
    std::vector<Numbered> list_; // unordered; at most twice `kept_` and a few
 };
 
-// `text` in single quotes for a message: as `Pello::escaped` writes it, and cut with an ellipsis
-// after 60 characters.
-std::string inQuotes(std::string_view text);
-
 // The words with a comma and a blank between them, such as "a, b, c".
 std::string joined(std::span<const std::string_view> words);
-
-// The word that `text` most likely misspells, or the empty text. Misspelt means that at most two
-// bytes, and fewer than half of those of the word, were inserted, removed or replaced. Of several
-// such words, the closest and among those the first. Texts and words of more than 32 bytes are
-// never compared.
-std::string_view closest(std::string_view text, std::span<const std::string_view> words);
 
 // "unknown NOUN 'text' (expected one of: …)", with the closest word when there is one.
 std::string unknownWord(std::string_view noun, std::string_view text,

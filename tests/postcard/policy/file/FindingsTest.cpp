@@ -38,45 +38,6 @@ RC_GTEST_PROP(PolicyFileFindings, keepsTheFirstOnesInFileOrder, ()) {
    }
 }
 
-TEST(PolicyFileFindings, inQuotes) {
-   const std::string x60(60, 'x');
-   EXPECT_EQ(inQuotes(""), "''");
-   EXPECT_EQ(inQuotes("a b"), "'a b'");
-   EXPECT_EQ(inQuotes("ü…"), "'ü…'");
-   EXPECT_EQ(inQuotes("a\n\tb\r\x1b\x7f"), "'a\\n\\tb\\u000d\\u001b\\u007f'");
-   EXPECT_EQ(inQuotes("\xe2\x80\xa8"), "'\\u2028'");
-   EXPECT_EQ(inQuotes("\xff"), "'\\xff'");
-   EXPECT_EQ(inQuotes(x60), "'" + x60 + "'");
-   EXPECT_EQ(inQuotes(x60 + "y"), "'" + x60 + "…'");
-}
-
-TEST(PolicyFileFindings, closest) {
-   const std::vector<std::string_view> words = {"policies", "hardware", "tcp", "source",
-                                                "source-set"};
-   const struct {
-      const char* text;
-      const char* word;
-   } rows[] = {{"polices", "policies"},
-               {"policiess", "policies"},
-               {"plicis", "policies"},
-               {"hardwear", "hardware"},
-               {"tcpp", "tcp"},
-               {"tc", "tcp"},
-               {"sorce", "source"},
-               {"source-sets", "source-set"},
-               {"tpc", ""},
-               {"udp", ""},
-               {"plcs", ""},
-               {"", ""},
-               {"something-else", ""}};
-   for (const auto& row : rows) {
-      EXPECT_EQ(closest(row.text, words), row.word) << row.text;
-   }
-   EXPECT_EQ(closest(std::string(1000, 'p'), words), "");
-   const std::string longWord(100, 'w');
-   EXPECT_EQ(closest(longWord, std::vector<std::string_view>{longWord}), "");
-}
-
 TEST(PolicyFileFindings, formatted) {
    EXPECT_EQ(format("dir/a.yaml", {{3, 14}, FindingCode::unknownKey, "unknown"}),
              "dir/a.yaml:3:14: unknown");
