@@ -51,7 +51,7 @@ std::string tcpFlagNames(U8 flags) {
 }
 
 // Absent fields and fields that are 0 are left out alike: `parsePacket` decides by protocol and
-// family which fields a packet has.
+// family which fields a packet has. Where a header is cut off, only the text can tell.
 std::string printPacket(const Packet& packet) {
    std::string text = fmt::format("{} {} > {}", protocolName(packet.protocol),
                                   endText(packet.sourceAddress(), packet.sourcePort),
@@ -59,7 +59,8 @@ std::string printPacket(const Packet& packet) {
    const auto add = [&text](const char* key, const std::string& value) {
       text += fmt::format(" {}={}", key, value);
    };
-   if (packet.tcpFlags.value_or(0) != 0) {
+   const bool cut = packet.headerIsCut();
+   if (packet.tcpFlags && (cut || *packet.tcpFlags != 0)) {
       add("flags", tcpFlagNames(*packet.tcpFlags));
    }
    if (packet.checksum.value_or(0) != 0) {
@@ -74,7 +75,7 @@ std::string printPacket(const Packet& packet) {
    if (packet.intf != Orlix::IntfId{}) {
       add("interface", packet.intf.stringValue().str());
    }
-   return packet.laterFragment ? text + " fragment" : text;
+   return text + (packet.laterFragment ? " fragment" : cut ? " cut" : "");
 }
 
 } // namespace Postcard::Packets

@@ -27,21 +27,23 @@ bool isVlanTag(U16 etherType) {
 
 // ---- Transport ----
 
+// The 16 bits at `at`, in network order; absent when the bytes end before they do.
+std::optional<U16> wordIfThere(Bytes bytes, std::size_t at) {
+   return bytes.size() < at + 2 ? std::nullopt : std::optional{word(bytes, at)};
+}
+
 // TCP: RFC 9293, section 3.1; UDP: RFC 768. `payload` ends where the length in the IP header or the
-// captured bytes end, whichever comes first. Bytes behind the checksum are not needed, so captures
-// with a short snapshot length decode as well.
-Result decodeTransport(Packet packet, Bytes payload) {
-   if (packet.laterFragment || (packet.protocol != protocolTcp && packet.protocol != protocolUdp)) {
+// captured bytes end, whichever comes first. A snapshot length often ends inside the header, and
+// the rules that ask for addresses and protocol alone need none of it.
+Packet decodeTransport(Packet packet, Bytes payload) {
+   if (packet.laterFragment || !packet.isTcpOrUdp()) {
       return packet;
    }
    const bool isTcp = packet.protocol == protocolTcp;
-   if (payload.size() < (isTcp ? 18U : 8U)) { // the checksum ends there
-      return Undecodable::transportTruncated;
-   }
-   packet.sourcePort = word(payload, 0);
-   packet.destinationPort = word(payload, 2);
-   packet.checksum = word(payload, isTcp ? 16 : 6);
-   if (isTcp) {
+   packet.sourcePort = wordIfThere(payload, 0);
+   packet.destinationPort = wordIfThere(payload, 2);
+   packet.checksum = wordIfThere(payload, isTcp ? 16 : 6);
+   if (isTcp && payload.size() > 13) {
       packet.tcpFlags = payload[13];
    }
    return packet;
@@ -195,8 +197,6 @@ std::string_view undecodableText(Undecodable reason) {
       return "IP header truncated";
    case Undecodable::ipHeaderBad:
       return "IP header malformed";
-   case Undecodable::transportTruncated:
-      return "TCP or UDP header truncated";
    }
    return "?"; // not reached: every reason has a case above
 }

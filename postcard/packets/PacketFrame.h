@@ -25,18 +25,18 @@ enum class Undecodable : U8 {
    notIp,               // the EtherType is neither that of IPv4 nor of IPv6: ARP, LLDP, MPLS, …
    ipHeaderTruncated,   // the frame ends inside the IP header or an IPv6 extension header
    ipHeaderBad,         // the IP header has another version, or lengths that cannot be
-   transportTruncated,  // the packet ends before the TCP or UDP checksum does
 };
 // The number of reasons, for tables indexed by them.
-inline constexpr std::size_t undecodableReasons = 5;
+inline constexpr std::size_t undecodableReasons = 4;
 
 // The reason in words, such as "IP header truncated".
 std::string_view undecodableText(Undecodable reason);
 
 // The packet in `frame`, or why there is none. `frame` may end before the packet does, as captures
-// with a snapshot length have it, as long as the headers are complete. The packet has no interface,
-// because a capture does not name the interface of the switch. The result does not refer to
-// `frame`.
+// with a snapshot length have it, as long as the IP headers are complete. Of a TCP or UDP header
+// that is cut off, by the end of the frame or by a length in the IP header, the packet has the
+// fields that are there as a whole (`Packet::headerIsCut`). The packet has no interface, because a
+// capture does not name the interface of the switch. The result does not refer to `frame`.
 std::variant<Packet, Undecodable> decodeFrame(LinkType linkType, std::span<const U8> frame);
 
 } // namespace Postcard::Packets

@@ -19,7 +19,7 @@ class PacketParser {
  public:
    explicit PacketParser(std::string_view text) : parser_{text} {}
 
-   Packet parse() {
+   ParsedPacket parse() {
       skipBlanks();
       packet_.protocol = protocol();
       needBlank();
@@ -30,14 +30,11 @@ class PacketParser {
       end(packet_.destination, packet_.destinationPort, false);
       options();
       complete();
-      return packet_;
+      return {packet_, zeros_};
    }
 
  private:
    bool atEnd() const { return parser_.rest().empty(); }
-   bool hasPorts() const {
-      return packet_.protocol == protocolTcp || packet_.protocol == protocolUdp;
-   }
    void skipBlanks() {
       while (parser_.accept(" ") || parser_.accept("\t")) {
       }
@@ -131,7 +128,7 @@ class PacketParser {
       if (bracket) {
          parser_.expect("]");
       }
-      if (hasPorts() && parser_.accept(":")) {
+      if (packet_.isTcpOrUdp() && parser_.accept(":")) {
          port = number(65535);
       }
    }
@@ -162,7 +159,7 @@ class PacketParser {
             return;
          }
       }
-      parser_.fail("expected flags=, checksum=, id=, dscp=, interface= or fragment");
+      parser_.fail("expected flags=, checksum=, id=, dscp=, interface=, fragment or cut");
    }
 
    void flags(const Kiv::TextParser& at) {
@@ -190,7 +187,7 @@ class PacketParser {
       parser_.fail("expected fin, syn, rst, psh, ack, urg, ece, cwr, none or a number");
    }
    void checksum(const Kiv::TextParser& at) {
-      if (!hasPorts()) {
+      if (!packet_.isTcpOrUdp()) {
          at.fail("only TCP and UDP have a checksum to match");
       }
       packet_.checksum = number(65535);
@@ -213,37 +210,76 @@ class PacketParser {
    }
    void fragment(const Kiv::TextParser&) { packet_.laterFragment = true; }
 
+   void cut(const Kiv::TextParser& at) {
+      if (!packet_.isTcpOrUdp()) {
+         at.fail("only the header of TCP or UDP can be cut");
+      }
+      cut_ = true;
+   }
+
    // Checks that the fields fit together, and sets fields that were left out to 0. Comes last,
-   // because `fragment` may stand behind what it excludes.
+   // because `fragment` and `cut` may stand behind what they exclude.
    void complete() {
       if (packet_.laterFragment) {
-         if (packet_.sourcePort || packet_.destinationPort || packet_.tcpFlags ||
-             packet_.checksum) {
-            parser_.fail("a later fragment has neither ports nor flags nor checksum");
-         }
-      } else if (hasPorts()) {
-         if (!packet_.sourcePort || !packet_.destinationPort) {
-            parser_.fail(
-                  "expected ADDRESS:PORT on both sides; only a later 'fragment' has no port");
-         }
-         packet_.checksum = packet_.checksum.value_or(0);
-         if (packet_.protocol == protocolTcp) {
-            packet_.tcpFlags = packet_.tcpFlags.value_or(0);
-         }
+         requireNoHeader();
+      } else if (cut_) {
+         requireBeginningOfHeader();
+      } else if (packet_.isTcpOrUdp()) {
+         completeHeader();
       }
       if (packet_.family == Orlix::AddressFamily::ipv4) {
-         packet_.identification = packet_.identification.value_or(0);
+         zeroUnlessGiven(packet_.identification, "id");
+      }
+      if (std::ranges::find(seen_, "dscp=") == seen_.end()) {
+         zeros_.emplace_back("dscp");
+      }
+   }
+   void requireNoHeader() const {
+      if (packet_.sourcePort || packet_.destinationPort || packet_.tcpFlags || packet_.checksum ||
+          cut_) {
+         parser_.fail("a later fragment has neither ports nor flags nor checksum");
+      }
+   }
+   void requireBeginningOfHeader() const {
+      const bool source = packet_.sourcePort.has_value();
+      const bool destination = packet_.destinationPort.has_value();
+      if (packet_.checksum || (destination && !source) || (packet_.tcpFlags && !destination)) {
+         parser_.fail("a header that is cut has no checksum, and no field behind one that it "
+                      "lacks: source port, destination port, flags");
+      }
+   }
+   void completeHeader() {
+      if (!packet_.sourcePort || !packet_.destinationPort) {
+         parser_.fail("expected ADDRESS:PORT on both sides; only a later 'fragment' or a header "
+                      "that is 'cut' has no port");
+      }
+      if (packet_.protocol == protocolTcp) {
+         zeroUnlessGiven(packet_.tcpFlags, "flags");
+      }
+      zeroUnlessGiven(packet_.checksum, "checksum");
+   }
+   template <class Number>
+   void zeroUnlessGiven(std::optional<Number>& field, std::string_view key) {
+      if (!field) {
+         field = Number{0};
+         zeros_.push_back(key);
       }
    }
 
    using Reader = void (PacketParser::*)(const Kiv::TextParser& at);
    static constexpr std::pair<std::string_view, Reader> optionRows[] = {
-         {"flags=", &PacketParser::flags},       {"checksum=", &PacketParser::checksum},
-         {"id=", &PacketParser::identification}, {"dscp=", &PacketParser::dscp},
-         {"interface=", &PacketParser::intf},    {"fragment", &PacketParser::fragment}};
+         {"flags=", &PacketParser::flags},
+         {"checksum=", &PacketParser::checksum},
+         {"id=", &PacketParser::identification},
+         {"dscp=", &PacketParser::dscp},
+         {"interface=", &PacketParser::intf},
+         {"fragment", &PacketParser::fragment},
+         {"cut", &PacketParser::cut}};
 
    Kiv::TextParser parser_;
    Packet packet_;
+   bool cut_ = false;                    // the word `cut` stands in the text
+   std::vector<std::string_view> zeros_; // as in `ParsedPacket`
    // Keys of the options read so far. Unused places are empty; with one more than there are
    // options, a search for an unused place always ends at one.
    std::array<std::string_view, std::size(optionRows) + 1> seen_;
@@ -251,8 +287,12 @@ class PacketParser {
 
 } // namespace
 
-Packet parsePacket(std::string_view text) {
+ParsedPacket parsePacketAndZeros(std::string_view text) {
    return PacketParser{text}.parse();
+}
+
+Packet parsePacket(std::string_view text) {
+   return PacketParser{text}.parse().packet;
 }
 
 } // namespace Postcard::Packets

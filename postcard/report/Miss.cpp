@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 namespace Postcard::Report {
 
@@ -39,7 +40,7 @@ bool makesRules(const Policy::PortEntry& entry) {
 }
 
 // Whether a port matches one side of an entry. A side without ranges matches every port; it also
-// matches a later fragment, which has no port.
+// matches a packet without port: a later fragment, or one whose header is cut off.
 bool sideMatches(const std::vector<Policy::NumberRange>& ranges, const std::optional<U16>& port) {
    return ranges.empty() ||
           (port && std::ranges::any_of(ranges, [&](const Policy::NumberRange& range) {
@@ -62,8 +63,8 @@ OptionalField missedPort(const std::vector<Policy::PortEntry>& entries,
    return entries.empty() ? std::nullopt : missed;
 }
 
-// Without flag matches every packet matches. A later fragment has no flags, so it fails all of
-// them.
+// Without flag matches every packet matches. A later fragment has no flags, nor has a header that
+// is cut off before them, so these packets fail all matches.
 bool flagsMatch(const std::vector<Policy::TcpFlagMatch>& matches, const Packets::Packet& packet) {
    return matches.empty() || std::ranges::any_of(matches, [&](const Policy::TcpFlagMatch& match) {
              return packet.tcpFlags && (*packet.tcpFlags & match.mask) == match.flags;
@@ -107,6 +108,12 @@ bool sampleMatches(const Policy::SampleMatch* match, const Packets::Packet& pack
 
 // ---- In words ----
 
+// Says that the packet lacks a field that packets of its protocol have.
+std::string absentText(std::string_view field, const Packets::Packet& packet) {
+   return packet.headerIsCut() ? fmt::format("no {}: the header is cut off", field)
+                               : fmt::format("no {} in a later fragment", field);
+}
+
 std::string joined(const std::vector<std::string>& texts, std::string_view separator) {
    return fmt::format("{}", fmt::join(texts, separator));
 }
@@ -119,8 +126,8 @@ Miss addressMiss(Field field, const std::vector<Policy::Prefix>& prefixes,
 // The ranges of one side of those entries that `counts` returns true for, each once.
 template <class Counts>
 Miss portMiss(Field field, const std::vector<Policy::PortEntry>& entries,
-              std::vector<Policy::NumberRange> Policy::PortEntry::*side,
-              const std::optional<U16>& port, const Counts& counts) {
+              std::vector<Policy::NumberRange> Policy::PortEntry::*side, std::string found,
+              const Counts& counts) {
    std::vector<std::string> texts;
    for (const Policy::PortEntry& entry : entries) {
       if (!makesRules(entry) || !counts(entry)) {
@@ -135,18 +142,23 @@ Miss portMiss(Field field, const std::vector<Policy::PortEntry>& entries,
       }
    }
    return {field, texts.empty() ? "one of an empty list of ranges" : joined(texts, ", "),
-           port ? std::to_string(*port) : "no port in a later fragment"};
+           std::move(found)};
+}
+
+std::string portText(const std::optional<U16>& port, const Packets::Packet& packet) {
+   return port ? std::to_string(*port) : absentText("port", packet);
 }
 
 Miss sourcePortMiss(const Policy::ProtocolMatch& match, const Packets::Packet& packet) {
-   return portMiss(Field::sourcePort, match.ports, &Policy::PortEntry::source, packet.sourcePort,
+   return portMiss(Field::sourcePort, match.ports, &Policy::PortEntry::source,
+                   portText(packet.sourcePort, packet),
                    [](const Policy::PortEntry&) { return true; });
 }
 
 // Only entries whose source ports match could have had the packet.
 Miss destinationPortMiss(const Policy::ProtocolMatch& match, const Packets::Packet& packet) {
    return portMiss(Field::destinationPort, match.ports, &Policy::PortEntry::destination,
-                   packet.destinationPort, [&](const Policy::PortEntry& entry) {
+                   portText(packet.destinationPort, packet), [&](const Policy::PortEntry& entry) {
                       return sideMatches(entry.source, packet.sourcePort);
                    });
 }
@@ -169,8 +181,7 @@ Miss flagsMiss(const std::vector<Policy::TcpFlagMatch>& matches, const Packets::
                                    Packets::tcpFlagNames(match.mask)));
    }
    return {Field::tcpFlags, joined(wanted, " or "),
-           packet.tcpFlags ? Packets::tcpFlagNames(*packet.tcpFlags)
-                           : "no flags in a later fragment"};
+           packet.tcpFlags ? Packets::tcpFlagNames(*packet.tcpFlags) : absentText("flags", packet)};
 }
 
 Miss sampleMiss(const Policy::SampleMatch& match, const Packets::Packet& packet) {
@@ -179,7 +190,7 @@ Miss sampleMiss(const Policy::SampleMatch& match, const Packets::Packet& packet)
            fmt::format("{} 0x{:04x} under mask 0x{:04x}",
                        match.field == Policy::SampleField::checksum ? "checksum" : "ip-id",
                        match.data, match.mask),
-           value ? fmt::format("0x{:04x}", *value) : "no checksum in a later fragment"};
+           value ? fmt::format("0x{:04x}", *value) : absentText("checksum", packet)};
 }
 
 } // namespace

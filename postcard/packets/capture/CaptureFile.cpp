@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 namespace Postcard::Packets {
 
@@ -49,26 +50,59 @@ LinkType linkTypeOf(pcap_t* capture, const std::string& path) {
                       ") cannot be decoded; Ethernet, raw IP and Linux cooked can"};
 }
 
+// The frames of a capture file, one after the other.
+class Frames {
+ public:
+   explicit Frames(const std::string& path)
+      : capture_{openCapture(path)}, linkType_{linkTypeOf(capture_.get(), path)} {}
+
+   // The next frame; absent at the end of the file, and when no further frame can be read: then
+   // `damage` says why.
+   std::optional<std::variant<Packet, Undecodable>> next() {
+      pcap_pkthdr* header = nullptr;
+      const u_char* bytes = nullptr;
+      const int result = ::pcap_next_ex(capture_.get(), &header, &bytes);
+      if (result == 1) {
+         // `caplen` is the number of bytes in the file; `len`, that on the wire, may be greater.
+         return decodeFrame(linkType_, std::span{bytes, header->caplen});
+      }
+      // PCAP_ERROR_BREAK is how libpcap reports the end of a file.
+      if (result != PCAP_ERROR_BREAK) {
+         damage_ = ::pcap_geterr(capture_.get());
+      }
+      return std::nullopt;
+   }
+   const std::string& damage() const { return damage_; }
+
+ private:
+   Capture capture_;
+   LinkType linkType_;
+   std::string damage_;
+};
+
 } // namespace
 
 std::string
 readCapture(const std::string& path,
             const std::function<void(const std::variant<Packet, Undecodable>&)>& visit) {
-   const Capture capture = openCapture(path);
-   const LinkType linkType = linkTypeOf(capture.get(), path);
-   while (true) {
-      pcap_pkthdr* header = nullptr;
-      const u_char* bytes = nullptr;
-      const int result = ::pcap_next_ex(capture.get(), &header, &bytes);
-      if (result == PCAP_ERROR_BREAK) { // how libpcap reports the end of a file
-         return {};
-      }
-      if (result != 1) {
-         return ::pcap_geterr(capture.get());
-      }
-      // `caplen` is the number of bytes in the file; `len`, that on the wire, may be greater.
-      visit(decodeFrame(linkType, std::span{bytes, header->caplen}));
+   Frames frames{path};
+   for (auto frame = frames.next(); frame; frame = frames.next()) {
+      visit(*frame);
    }
+   return frames.damage();
+}
+
+std::variant<Packet, Undecodable> readFrame(const std::string& path, std::size_t number) {
+   Frames frames{path};
+   std::size_t count = 0;
+   for (auto frame = frames.next(); frame; frame = frames.next()) {
+      if (++count == number) {
+         return *frame;
+      }
+   }
+   const std::string have = path + ": there is no frame " + std::to_string(number) + ", only " +
+                            std::to_string(count) + " can be read";
+   throw CaptureError{frames.damage().empty() ? have : have + ": " + frames.damage()};
 }
 
 } // namespace Postcard::Packets

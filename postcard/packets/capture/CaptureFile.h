@@ -1,10 +1,11 @@
-// `readCapture`: decodes the frames of a capture file (pcap or pcapng) one by one. Relies on
-// libpcap to read the file and on `decodeFrame` to decode the frames. This folder is a library of
-// its own, so that programs that only work with packets do not load libpcap.
+// `readCapture`: decodes the frames of a capture file (pcap or pcapng) one by one; `readFrame`: one
+// of them. Relies on libpcap to read the file and on `decodeFrame` to decode the frames. This
+// folder is a library of its own, so that programs that only work with packets do not load libpcap.
 #pragma once
 
 #include "postcard/packets/PacketFrame.h"
 
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -25,5 +26,10 @@ class CaptureError : public std::runtime_error {
 // the caller. Memory does not grow with the file.
 std::string readCapture(const std::string& path,
                         const std::function<void(const std::variant<Packet, Undecodable>&)>& visit);
+
+// Decodes the frame of the file `path` that has this number; the first has 1. Throws CaptureError
+// when `readCapture` would, and when the file has fewer frames or cannot be read so far. What
+// stands behind the frame is not read.
+std::variant<Packet, Undecodable> readFrame(const std::string& path, std::size_t number);
 
 } // namespace Postcard::Packets

@@ -61,6 +61,21 @@ inline std::vector<std::string_view> prefixes(Orlix::AddressFamily family) {
 inline const std::vector<U16> somePorts = {0, 1, 2, 3, 4, 80, 443, 1023, 1024, 65535};
 inline const std::vector<U16> someSamples = {0, 1, 2, 3, 0x0100, 0x8001};
 
+// Leaves the first `fields` of source port, destination port and flags, and no checksum, as a
+// capture does that cuts the header off.
+inline void cutHeader(Postcard::Packets::Packet& packet, std::size_t fields) {
+   packet.checksum.reset();
+   if (fields < 3) {
+      packet.tcpFlags.reset();
+   }
+   if (fields < 2) {
+      packet.destinationPort.reset();
+   }
+   if (fields < 1) {
+      packet.sourcePort.reset();
+   }
+}
+
 inline Postcard::Packets::Packet randomPacket(Random& random, Orlix::AddressFamily family) {
    Postcard::Packets::Packet packet;
    packet.family = family;
@@ -75,6 +90,9 @@ inline Postcard::Packets::Packet randomPacket(Random& random, Orlix::AddressFami
       packet.checksum = pick(random, someSamples);
       if (packet.protocol == 6) {
          packet.tcpFlags = pick<U8>(random, {0, 2, 16, 18, 1});
+      }
+      if (chance(random, 8)) {
+         cutHeader(packet, random() % 4);
       }
    }
    if (family == Orlix::AddressFamily::ipv4) {

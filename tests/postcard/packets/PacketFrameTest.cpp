@@ -26,6 +26,10 @@ Bytes with(Bytes bytes, std::size_t at, Bytes replaced) {
    return bytes;
 }
 
+Bytes beginning(const Bytes& bytes, std::size_t size) {
+   return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
 const Bytes macs(12, 0xaa);
 const Bytes tcp = {0x04, 0x01, 0x01, 0xbb, 0, 0, 0,    1,    0, 0,
                    0,    2,    0x50, 0x12, 9, 9, 0x12, 0x34, 0, 0};
@@ -82,6 +86,8 @@ const std::string tcp4Text =
       "tcp 10.1.2.3:1025 > 192.0.2.1:443 flags=syn,ack checksum=0x1234 id=0x0a0b dscp=46";
 const std::string tcp6Text =
       "tcp [2001:db8::1]:1025 > [2001:db8::2]:443 flags=syn,ack checksum=0x1234 dscp=46";
+const std::string flags4Text =
+      "tcp 10.1.2.3:1025 > 192.0.2.1:443 flags=syn,ack id=0x0a0b dscp=46 cut";
 const std::string udp4Text = "udp 10.1.2.3:53 > 192.0.2.1:1025 checksum=0xbeef id=0x0a0b dscp=46";
 
 TEST(PacketFrame, everyLinkType) {
@@ -130,14 +136,37 @@ TEST(PacketFrame, ipv4Headers) {
          {with(whole, 0, {0x55}), "IP header malformed"},
          {with(whole, 2, {0, 19}), "IP header malformed"},
          // What lies behind the total length is not the packet's.
-         {with(whole, 2, {0, 20 + 17}), "TCP or UDP header truncated"},
-         {Bytes(whole.begin(), whole.begin() + 20 + 17), "TCP or UDP header truncated"},
-         {Bytes(whole.begin(), whole.begin() + 20 + 18), tcp4Text},
-         {ipv4(17, Bytes(udp.begin(), udp.end() - 1)), "TCP or UDP header truncated"},
+         {with(whole, 2, {0, 20 + 17}), flags4Text},
+         {with(whole, 2, {0, 20}), "tcp 10.1.2.3 > 192.0.2.1 id=0x0a0b dscp=46 cut"},
    };
    for (const auto& [bytes, expected] : table) {
       EXPECT_EQ(decoded(LinkType::rawIp, bytes), expected) << &expected - &table[0].second;
    }
+}
+
+// How far a header reaches, and what is there of it.
+TEST(PacketFrame, headersThatAreCutOff) {
+   const std::string rest = " id=0x0a0b dscp=46 cut";
+   const std::vector<std::pair<std::size_t, std::string>> tcpTable = {
+         {0, "tcp 10.1.2.3 > 192.0.2.1" + rest},
+         {1, "tcp 10.1.2.3 > 192.0.2.1" + rest},
+         {2, "tcp 10.1.2.3:1025 > 192.0.2.1" + rest},
+         {3, "tcp 10.1.2.3:1025 > 192.0.2.1" + rest},
+         {4, "tcp 10.1.2.3:1025 > 192.0.2.1:443" + rest},
+         {13, "tcp 10.1.2.3:1025 > 192.0.2.1:443" + rest},
+         {14, flags4Text},
+         {17, flags4Text},
+         {18, tcp4Text}};
+   for (const auto& [size, expected] : tcpTable) {
+      EXPECT_EQ(decoded(LinkType::rawIp, beginning(ipv4(6, tcp), 20 + size)), expected) << size;
+   }
+   EXPECT_EQ(decoded(LinkType::rawIp, beginning(ipv4(17, udp), 20 + 4)),
+             "udp 10.1.2.3:53 > 192.0.2.1:1025" + rest);
+   EXPECT_EQ(decoded(LinkType::rawIp, beginning(ipv4(17, udp), 20 + 7)),
+             "udp 10.1.2.3:53 > 192.0.2.1:1025" + rest);
+   EXPECT_EQ(decoded(LinkType::rawIp, beginning(ipv4(17, udp), 20 + 8)), udp4Text);
+   EXPECT_EQ(decoded(LinkType::rawIp, ipv6(17, {0, 53})),
+             "udp [2001:db8::1]:53 > [2001:db8::2] dscp=46 cut");
 }
 
 TEST(PacketFrame, ipv6ExtensionHeaders) {
@@ -165,8 +194,9 @@ TEST(PacketFrame, ipv6ExtensionHeaders) {
          {ipv6(0, Bytes(options.begin(), options.end() - 1)), "IP header truncated"},
          {ipv6(60, Bytes(longOptions.begin(), longOptions.end() - 1)), "IP header truncated"},
          {ipv6(44, {6, 0, 0}), "IP header truncated"},
-         {ipv6(0, options), "TCP or UDP header truncated"},
-         {with(ipv6(6, tcp), 4, {0, 17}), "TCP or UDP header truncated"},
+         {ipv6(0, options), "tcp [2001:db8::1] > [2001:db8::2] dscp=46 cut"},
+         {with(ipv6(6, tcp), 4, {0, 17}),
+          "tcp [2001:db8::1]:1025 > [2001:db8::2]:443 flags=syn,ack dscp=46 cut"},
          {with(ipv6(6, tcp), 0, {0x5b}), "IP header malformed"},
    };
    for (const auto& [bytes, expected] : table) {
@@ -198,7 +228,9 @@ TEST(PacketFrame, everyBeginningOfAFrame) {
       for (std::size_t size = 0; size < frame.size(); ++size) {
          const auto end = frame.begin() + static_cast<std::ptrdiff_t>(size);
          const std::string text = decoded(LinkType::ethernet, Bytes(frame.begin(), end));
-         EXPECT_EQ(text.starts_with("tcp"), size + 2 >= frame.size()) << size << text;
+         EXPECT_EQ(text.starts_with("tcp"), size + 20 >= frame.size()) << size << text;
+         EXPECT_EQ(text.ends_with(" cut"), size + 20 >= frame.size() && size + 2 < frame.size())
+               << size << text;
       }
    }
 }

@@ -67,11 +67,48 @@ TEST(PacketText, isPrintedInOneWay) {
           "udp [2001:db8::1]:53 > [::]:1 checksum=0x1234"},
          {"58 [::1] > [::2]", "icmpv6 [::1] > [::2]"},
          {"255 1.2.3.4 > 5.6.7.8 id=0xFFFF fragment", "255 1.2.3.4 > 5.6.7.8 id=0xffff fragment"},
+         {"udp 1.2.3.4:0>5.6.7.8 cut id=1", "udp 1.2.3.4:0 > 5.6.7.8 id=0x0001 cut"},
+         {"tcp 1.2.3.4:1 > 5.6.7.8:2 cut flags=0", "tcp 1.2.3.4:1 > 5.6.7.8:2 flags=none cut"},
    };
    for (const auto& [text, printed] : table) {
       EXPECT_EQ(printPacket(parsePacket(text)), printed) << text;
    }
 }
+
+TEST(PacketText, whatTheTextLeavesOutIsListed) {
+   const std::vector<std::pair<std::string, std::vector<std::string_view>>> table = {
+         {"tcp 1.2.3.4:1 > 5.6.7.8:2", {"flags", "checksum", "id", "dscp"}},
+         {"tcp 1.2.3.4:1 > 5.6.7.8:2 dscp=0 checksum=0", {"flags", "id"}},
+         {"tcp 1.2.3.4:1 > 5.6.7.8:2 dscp=0 checksum=0 flags=none id=0", {}},
+         {"udp [::1]:1 > [::2]:2", {"checksum", "dscp"}},
+         {"icmp 1.2.3.4 > 5.6.7.8", {"id", "dscp"}},
+         {"tcp 1.2.3.4 > 5.6.7.8 fragment", {"id", "dscp"}},
+         {"tcp 1.2.3.4 > 5.6.7.8 cut", {"id", "dscp"}},
+   };
+   for (const auto& [text, zeros] : table) {
+      EXPECT_EQ(Postcard::Packets::parsePacketAndZeros(text).zeros, zeros) << text;
+   }
+}
+
+TEST(PacketText, aHeaderThatIsCutLacksItsEnd) {
+   const Packet none = parsePacket("tcp 1.2.3.4 > 5.6.7.8 cut");
+   EXPECT_TRUE(none.headerIsCut());
+   EXPECT_EQ(none.sourcePort, std::nullopt);
+   const Packet ports = parsePacket("tcp 1.2.3.4:1 > 5.6.7.8:2 cut");
+   EXPECT_EQ(ports.destinationPort, 2);
+   EXPECT_EQ(ports.tcpFlags, std::nullopt);
+   const Packet flags = parsePacket("tcp 1.2.3.4:1 > 5.6.7.8:2 cut flags=none");
+   EXPECT_EQ(flags.tcpFlags, 0);
+   EXPECT_EQ(flags.checksum, std::nullopt);
+   for (const char* whole :
+        {"tcp 1.2.3.4:1 > 5.6.7.8:2", "icmp 1.2.3.4 > 5.6.7.8", "tcp 1.2.3.4 > 5.6.7.8 fragment"}) {
+      EXPECT_FALSE(parsePacket(whole).headerIsCut()) << whole;
+   }
+}
+
+const std::string noBeginning =
+      "a header that is cut has no checksum, and no field behind one that it lacks: source port, "
+      "destination port, flags ";
 
 TEST(PacketText, whatIsWrongIsSaidWithItsPlace) {
    const std::vector<std::pair<std::string, std::string>> table = {
@@ -90,9 +127,15 @@ TEST(PacketText, whatIsWrongIsSaidWithItsPlace) {
          {"udp ::1 > ::2", "expected brackets around an IPv6 address at position 4"},
          {"tcp [::1:1 > [::2]:1", "expected \"]\" at position 10"},
          {"tcp 1.2.3.4 > 5.6.7.8", "expected ADDRESS:PORT on both sides; only a later 'fragment' "
-                                   "has no port at position 21"},
+                                   "or a header that is 'cut' has no port at position 21"},
          {"tcp 1.2.3.4:1 > 5.6.7.8", "expected ADDRESS:PORT on both sides; only a later 'fragment' "
-                                     "has no port at position 23"},
+                                     "or a header that is 'cut' has no port at position 23"},
+         {"icmp 1.2.3.4 > 5.6.7.8 cut", "only the header of TCP or UDP can be cut at position 23"},
+         {"tcp 1.2.3.4 > 5.6.7.8 cut fragment",
+          "a later fragment has neither ports nor flags nor checksum at position 34"},
+         {"udp 1.2.3.4:1 > 5.6.7.8:2 cut checksum=1", noBeginning + "at position 40"},
+         {"tcp 1.2.3.4 > 5.6.7.8:2 cut", noBeginning + "at position 27"},
+         {"tcp 1.2.3.4:1 > 5.6.7.8 flags=syn cut", noBeginning + "at position 37"},
          {"tcp 1.2.3.4:1 > 5.6.7.8:2 fragment",
           "a later fragment has neither ports nor flags nor checksum at position 34"},
          {"icmp 1.2.3.4:1 > 5.6.7.8", "expected \">\" at position 12"},
@@ -112,7 +155,7 @@ TEST(PacketText, whatIsWrongIsSaidWithItsPlace) {
          {"udp 1.2.3.4:1 > 5.6.7.8:2 dscp=1 dscp=1",
           "'dscp=' stands here for the second time at position 33"},
          {"udp 1.2.3.4:1 > 5.6.7.8:2 ttl=1",
-          "expected flags=, checksum=, id=, dscp=, interface= or fragment at position 26"},
+          "expected flags=, checksum=, id=, dscp=, interface=, fragment or cut at position 26"},
    };
    for (const auto& [text, what] : table) {
       try {
@@ -136,10 +179,17 @@ Packet anyPacket() {
    packet.laterFragment = *rc::gen::arbitrary<bool>();
    const bool tcp = packet.protocol == 6;
    if (!packet.laterFragment && (tcp || packet.protocol == 17)) {
-      packet.sourcePort = *rc::gen::arbitrary<U16>();
-      packet.destinationPort = *rc::gen::arbitrary<U16>();
-      packet.checksum = *rc::gen::arbitrary<U16>();
-      packet.tcpFlags = tcp ? std::optional<U8>{*rc::gen::arbitrary<U8>()} : std::nullopt;
+      // How many of the fields are there; with less than four, the header is cut.
+      const auto fields = *rc::gen::weightedElement<int>({{1, 0}, {1, 1}, {1, 2}, {1, 3}, {4, 4}});
+      const auto field = [&](int at) {
+         return fields > at ? std::optional<U16>{*rc::gen::arbitrary<U16>()} : std::nullopt;
+      };
+      packet.sourcePort = field(0);
+      packet.destinationPort = field(1);
+      packet.checksum = field(3);
+      if (tcp && fields > 2) {
+         packet.tcpFlags = *rc::gen::arbitrary<U8>();
+      }
    }
    packet.identification = ipv4 ? std::optional<U16>{*rc::gen::arbitrary<U16>()} : std::nullopt;
    packet.dscp = *rc::gen::inRange<U8>(0, 64);
@@ -157,7 +207,7 @@ RC_GTEST_PROP(PacketText, isReadBackToAnEqualPacket, ()) {
 RC_GTEST_PROP(PacketText, anyTextIsReadOrRefused, ()) {
    const auto pieces = *rc::gen::container<std::vector<std::string>>(rc::gen::element<std::string>(
          "tcp", "udp ", " ", "1.2.3.4", ":", "80", ">", "[::1]", "[", "]", "flags=", "syn", ",",
-         "id=0x", "fragment", "\xff", "0"));
+         "id=0x", "fragment", " cut", "\xff", "0"));
    std::string text;
    for (const std::string& piece : pieces) {
       text += piece;

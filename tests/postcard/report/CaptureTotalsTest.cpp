@@ -79,7 +79,7 @@ TEST(CaptureCounter, countsPacketsWithoutAclAndFramesThatAreNone) {
    EXPECT_EQ(totals.frames, 3U);
    EXPECT_EQ(totals.packets, 1U);
    EXPECT_EQ(totals.withoutAcl, 1U);
-   EXPECT_EQ(totals.undecodable, (decltype(totals.undecodable){0, 1, 0, 1, 0}));
+   EXPECT_EQ(totals.undecodable, (decltype(totals.undecodable){0, 1, 0, 1}));
 }
 
 } // namespace

@@ -74,6 +74,7 @@ class CaptureFile : public testing::Test {
 const std::vector<U8> rawPacket = {0x45, 0, 0,  28, 0, 0, 0, 0,  64, 17, 0, 0, 10, 0,
                                    0,    1, 10, 0,  0, 2, 0, 53, 0,  53, 0, 8, 0,  0};
 const std::string rawText = "udp 10.0.0.1:53 > 10.0.0.2:53";
+const std::string cutText = "udp 10.0.0.1:53 > 10.0.0.2:53 cut";
 
 TEST_F(CaptureFile, everyFrameIsShownInOrder) {
    write(DLT_RAW, {rawPacket, {0x45}, rawPacket, {}});
@@ -98,6 +99,37 @@ TEST_F(CaptureFile, everyLinkTypeIsKnownByItsNumber) {
       write(linkType, {frame});
       EXPECT_EQ(read(), std::vector<std::string>{rawText}) << linkType;
    }
+}
+
+// The frame with this number, or why there is none.
+std::string frame(const std::string& path, std::size_t number) {
+   try {
+      const auto decoded = Postcard::Packets::readFrame(path, number);
+      const auto* packet = std::get_if<Packet>(&decoded);
+      return packet != nullptr ? printPacket(*packet)
+                               : std::string{undecodableText(std::get<Undecodable>(decoded))};
+   } catch (const CaptureError& error) {
+      return error.what();
+   }
+}
+
+TEST_F(CaptureFile, aFrameIsFoundByItsNumber) {
+   const Bytes other = [] {
+      Bytes bytes = rawPacket;
+      bytes[15] = 7;
+      return bytes;
+   }();
+   write(DLT_RAW, {rawPacket, {0x45}, other});
+   EXPECT_EQ(frame(path(), 1), rawText);
+   EXPECT_EQ(frame(path(), 2), "IP header truncated");
+   EXPECT_EQ(frame(path(), 3), "udp 10.0.0.7:53 > 10.0.0.2:53");
+   EXPECT_EQ(frame(path(), 4), path() + ": there is no frame 4, only 3 can be read");
+   EXPECT_EQ(frame(path() + "x", 1), path() + "x: No such file or directory");
+   std::filesystem::resize_file(path(), std::filesystem::file_size(path()) - 5);
+   EXPECT_EQ(frame(path(), 2), "IP header truncated") << "what is behind it is not read";
+   EXPECT_TRUE(frame(path(), 3).starts_with(
+         path() + ": there is no frame 3, only 2 can be read: truncated dump file"))
+         << frame(path(), 3);
 }
 
 TEST_F(CaptureFile, withoutFrames) {
@@ -251,8 +283,8 @@ TEST_F(CaptureFile, framesThatWereCutWhenTheyWereCaptured) {
                .add(first(rawPacket, 24), 24, 28)
                .add(first(rawPacket, 28), 28, 1500)
                .bytes);
-   const std::vector<std::string> expected = {"IP header truncated", "IP header truncated",
-                                              "TCP or UDP header truncated", rawText};
+   const std::vector<std::string> expected = {"IP header truncated", "IP header truncated", cutText,
+                                              rawText};
    EXPECT_EQ(read(), expected);
    EXPECT_EQ(damage(), "");
    write(Capture{101, 10}.add(rawPacket).bytes); // the snap length of the file cuts as well
