@@ -83,6 +83,10 @@ bool nothingRefersTo(const PolicyEntry& entry) {
 PolicyReport reportOf(const PolicyKey& key, const PolicyEntry& entry) {
    PolicyReport report{key.first,   key.second,    entry.state, entry.text, entry.generation,
                        entry.since, entry.overdue, {},          {},         0};
+   if (entry.state == PolicyState::unsupported && entry.made != nullptr) {
+      report.refusedKeys =
+            Report::refusedKeysOf(entry.made->policy, key.second, {entry.made->tcpFlags});
+   }
    if (entry.config != nullptr) {
       report.answers = entry.answers;
       report.entries = entry.config->ruleByIndexs();

@@ -96,7 +96,8 @@ refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
                                 version->policy.name.text,
                                 family,
                                 std::string{policyStateName(refusedState(message.view()))},
-                                message.str()});
+                                message.str(),
+                                Report::refusedKeysOf(version->policy, family, hardware)});
          }
       }
    }

@@ -40,9 +40,10 @@ std::vector<Step> stepsOf(const PolicyEntry& entry, Policy::Family family);
 PolicyState refusedState(std::string_view message);
 
 // What the helper refuses of `versions` on `hardware`, in the order of the file, each with the
-// place of the policy but without the name of the file. The code is the state that the policy would
-// get. Empty when the helper accepts all. Each policy is compiled on a scratch helper of `host`,
-// which is thrown away; no request is posted to a rules client.
+// place of the policy and of what the helper cannot express, but without the name of the file. The
+// code is the state that the policy would get. Empty when the helper accepts all. Each policy is
+// compiled on a scratch helper of `host`, which is thrown away; no request is posted to a rules
+// client.
 std::vector<ReloadFinding>
 refusalsOf(const std::vector<std::shared_ptr<const PolicyVersion>>& versions,
            const Policy::Hardware& hardware, const Host::PluginHost& host);

@@ -35,10 +35,15 @@ std::string ReloadFinding::line() const {
    return place.empty() ? text : place + ": " + text;
 }
 
+std::string ReloadFinding::lines(std::string_view indent) const {
+   return std::string{indent} + line() + "\n" +
+          Report::text(keys, file, std::string{indent} + "   ");
+}
+
 std::string ReloadResult::text() const {
    std::string text;
    for (const ReloadFinding& finding : findings) {
-      text += (accepted ? "left out: " : "") + finding.line() + "\n";
+      text += (accepted ? "left out: " : "") + finding.lines();
    }
    if (omittedFindings != 0) {
       text += findings.front().file + ": … and " + std::to_string(omittedFindings) + " more\n";

@@ -1,10 +1,12 @@
 // `PolicyReport`: what is reported about a policy in one family. `ReloadResult`: whether a new file
-// was accepted, and why not. Plain values; relies on the policy model for the families.
+// was accepted, and why not. Plain values; relies on the policy model for the families, and on
+// `RefusedKey` for what the plug-in cannot express.
 #pragma once
 
 #include "Pello/Types.h"
 #include "postcard/policy/Location.h"
 #include "postcard/policy/Policy.h"
+#include "postcard/report/Refusal.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -48,6 +50,8 @@ struct PolicyReport {
    std::vector<std::string> history;     // the latest answers of the rules client, oldest first
    std::vector<AnsweredRequest> answers; // the same answers, with what else is known of them
    std::size_t entries = 0; // rules of the helper's ACL configuration: entries of hardware
+   // What the plug-in cannot express. Empty unless the state is `unsupported`.
+   std::vector<Report::RefusedKey> refusedKeys = {};
 };
 
 // What whoever waits for all policies wants to know.
@@ -67,10 +71,16 @@ struct ReloadFinding {
    // "ending".
    std::string code;
    std::string text; // one line for people
+   // What the plug-in cannot express, in `file`. Empty when `family` is absent, and when the
+   // plug-in has another reason than what a class asks for.
+   std::vector<Report::RefusedKey> keys = {};
 
    // The place, as far as there is one, and the text; no line end. A refusal by the plug-in names
    // policy and family instead of the place.
    std::string line() const;
+   // `line`, and behind it a line for each of `keys`, which begins with three blanks. `indent`
+   // stands before each line, and each ends with a line feed.
+   std::string lines(std::string_view indent = {}) const;
 };
 
 // How a reload ended.
@@ -81,8 +91,8 @@ struct ReloadResult {
    bool unusableFile = false;           // it was refused before the plug-in was asked
    std::size_t omittedFindings = 0;     // how many findings there are beyond these
 
-   // For people: the findings, and the number of operations when it is accepted. Each line has a
-   // line end.
+   // For people: the findings with their keys, and the number of operations when it is accepted.
+   // Each line has a line end.
    std::string text() const;
 };
 

@@ -12,40 +12,57 @@ namespace Postcard::Report {
 
 namespace {
 
-nlohmann::ordered_json keysJson(const Refusal& refusal) {
+// "FILE:LINE:COLUMN: ", without what is not known.
+std::string placeText(std::string_view file, const Policy::Location& location) {
+   const std::string name = file.empty() ? "" : Pello::escaped(file) + ":";
+   return location.line == 0 ? "" : fmt::format("{}{}:{}: ", name, location.line, location.column);
+}
+
+} // namespace
+
+std::vector<RefusedKey> refusedKeysOf(const Policy::Policy& policy, Policy::Family family,
+                                      const Policy::Hardware& hardware) {
+   std::vector<RefusedKey> keys;
+   for (Policy::RefusedClass& each : refusedClasses(policy, family, hardware)) {
+      for (Policy::UnsupportedKey& key : each.keys) {
+         keys.push_back({each.item->name.text, std::move(key.path), key.location});
+      }
+   }
+   return keys;
+}
+
+Refusal refusalOf(const Policy::Policy& policy, Policy::Family family,
+                  const Policy::Hardware& hardware, std::string_view file,
+                  const std::string& message) {
+   return {policy.name.text, family, message, std::string{file},
+           refusedKeysOf(policy, family, hardware)};
+}
+
+std::string text(const std::vector<RefusedKey>& keys, std::string_view file,
+                 std::string_view indent) {
+   std::string text;
+   for (const RefusedKey& key : keys) {
+      text += fmt::format("{}{}class '{}': {}\n", indent, placeText(file, key.location),
+                          key.className, key.key);
+   }
+   return text;
+}
+
+nlohmann::ordered_json json(const std::vector<RefusedKey>& keys, std::string_view file) {
    auto list = nlohmann::ordered_json::array();
-   for (const RefusedKey& key : refusal.keys) {
+   for (const RefusedKey& key : keys) {
       list.push_back({{"class", key.className},
                       {"key", key.key},
-                      {"file", refusal.file},
+                      {"file", file},
                       {"line", key.location.line},
                       {"column", key.location.column}});
    }
    return list;
 }
 
-} // namespace
-
-Refusal refusalOf(const Policy::Policy& policy, Policy::Family family,
-                  const Policy::Hardware& hardware, std::string_view file,
-                  const std::string& message) {
-   Refusal refusal{policy.name.text, family, message, std::string{file}, {}};
-   for (Policy::RefusedClass& each : refusedClasses(policy, family, hardware)) {
-      for (Policy::UnsupportedKey& key : each.keys) {
-         refusal.keys.push_back({each.item->name.text, std::move(key.path), key.location});
-      }
-   }
-   return refusal;
-}
-
 std::string text(const Refusal& refusal) {
-   std::string text =
-         fmt::format("{} {}: {}\n", refusal.policy, familyName(refusal.family), refusal.message);
-   for (const RefusedKey& key : refusal.keys) {
-      text += fmt::format("   {}:{}:{}: class '{}': {}\n", Pello::escaped(refusal.file),
-                          key.location.line, key.location.column, key.className, key.key);
-   }
-   return text;
+   return fmt::format("{} {}: {}\n", refusal.policy, familyName(refusal.family), refusal.message) +
+          text(refusal.keys, refusal.file, "   ");
 }
 
 nlohmann::ordered_json json(const std::vector<Refusal>& refusals) {
@@ -54,7 +71,7 @@ nlohmann::ordered_json json(const std::vector<Refusal>& refusals) {
       list.push_back({{"policy", refusal.policy},
                       {"family", familyName(refusal.family)},
                       {"message", refusal.message},
-                      {"classes", keysJson(refusal)}});
+                      {"classes", json(refusal.keys, refusal.file)}});
    }
    return list;
 }

@@ -22,11 +22,16 @@ namespace {
 // served.
 constexpr std::size_t mostWaiters = 16;
 
+// `lines` without its last character, a line feed, which `say` writes itself.
+std::string withoutLineEnd(std::string lines) {
+   lines.pop_back();
+   return lines;
+}
+
 // Also after a SIGHUP, which nobody waits for: the log is the only place that tells its outcome.
 void sayReload(const ReloadResult& result) {
-   const std::string text = result.text();
    say((result.accepted ? "agent: reloaded, " : "agent: reload refused, nothing changed\n") +
-       text.substr(0, text.size() - 1));
+       withoutLineEnd(result.text()));
 }
 
 } // namespace
@@ -79,15 +84,25 @@ class AgentServer::Implementation {
    // A start behaves as a reload: whole, or what can be programmed when that is asked for.
    void checkStart() {
       std::string refused;
-      for (const ReloadFinding& finding : agent_->refusals()) {
-         refused += (refused.empty() ? "" : "\n") + finding.line();
+      for (const ReloadFinding& finding : withFile(agent_->refusals())) {
          if (options_.reload.partial) {
-            say("agent: left out: " + finding.line());
+            say("agent: left out: " + withoutLineEnd(finding.lines()));
          }
+         refused += finding.lines();
       }
       if (!refused.empty() && !options_.reload.partial) {
-         throw RefusedStart{refused};
+         throw RefusedStart{withoutLineEnd(refused)};
       }
+   }
+
+   // The agent's core knows places, and not the name of the file that they are in.
+   std::vector<ReloadFinding> withFile(std::vector<ReloadFinding> findings) const {
+      for (ReloadFinding& finding : findings) {
+         if (finding.location.line != 0) {
+            finding.file = options_.policyFile;
+         }
+      }
+      return findings;
    }
 
    void watchSignals() {
@@ -139,11 +154,7 @@ class AgentServer::Implementation {
       ReloadResult result =
             agent_->reload(file, options.partial ? PolicyAgent::Refused::isLeftOut
                                                  : PolicyAgent::Refused::nothingIsDone);
-      for (ReloadFinding& finding : result.findings) {
-         if (finding.location.line != 0) {
-            finding.file = options_.policyFile;
-         }
-      }
+      result.findings = withFile(std::move(result.findings));
       return result;
    }
 
@@ -248,7 +259,8 @@ class AgentServer::Implementation {
          [this] { return options_.capacity ? options_.capacity() : std::nullopt; },
          [this](std::chrono::milliseconds time, std::function<void(WaitEnd)> end) {
             wait(time, std::move(end));
-         }};
+         },
+         options_.policyFile};
    bool ending_ = false; // every policy is being deleted before the end
    std::unique_ptr<PolicyAgent> agent_;
    std::shared_ptr<void> rulesClient_;

@@ -6,6 +6,7 @@
 #include "postcard/json/Document.h"
 #include "postcard/json/EntityJson.h"
 #include "postcard/json/Writer.h"
+#include "postcard/report/Compilation.h"
 #include "postcard/report/Memory.h"
 
 #include <fmt/format.h>
@@ -92,7 +93,7 @@ void writeShowJson(int fd, const PolicyAgent& agent) {
    writer.member("acls");
    writer.beginList();
    agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
-      visitEntity(config, writer);
+      Report::writeAcl(config, writer);
    });
    writer.endList();
    writer.endObject();

@@ -39,6 +39,7 @@ struct Process {
    // Calls the function once, at once or later: when all policies are programmed, when one has
    // failed, when the time is up, or, with `refused`, when too many wait already.
    std::function<void(std::chrono::milliseconds, std::function<void(WaitEnd)>)> wait;
+   std::string policyFile; // its path, for the places of what the plug-in refuses
 };
 
 // Answers one request line, given without its line end; ControlSocket.h documents the format of

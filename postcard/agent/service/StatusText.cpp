@@ -37,7 +37,7 @@ Json answersJson(const PolicyReport& report) {
    return answers;
 }
 
-Json policyJson(const PolicyReport& report) {
+Json policyJson(const PolicyReport& report, const std::string& file) {
    return {{"policy", report.name},
            {"family", familyName(report.family)},
            {"state", policyStateName(report.state)},
@@ -47,7 +47,8 @@ Json policyJson(const PolicyReport& report) {
            {"since", timeText(report.since)},
            {"overdue", report.overdue},
            {"history", report.history},
-           {"answers", answersJson(report)}};
+           {"answers", answersJson(report)},
+           {"classes", Report::json(report.refusedKeys, file)}};
 }
 
 Json refusedJson(const std::optional<RefusedReload>& refused) {
@@ -63,13 +64,15 @@ Json capacityJson(const std::optional<Capacity>& capacity) {
                    : Json(nullptr);
 }
 
-// The line of a report, and its history if that is asked for.
-std::string policyText(const PolicyReport& report, bool withHistory) {
+// The line of a report, the places of what the plug-in cannot express of the policy in `file`, and
+// the history if that is asked for.
+std::string policyText(const PolicyReport& report, const std::string& file, bool withHistory) {
    std::string text = fmt::format("{:<24} {:<6} {:<12} {:>8} {:>8}  {}", report.name,
                                   familyName(report.family), policyStateName(report.state),
                                   report.generation, report.entries, timeText(report.since));
    text += report.overdue ? "  overdue" : "";
    text += report.text.empty() ? "\n" : "  " + report.text + "\n";
+   text += Report::text(report.refusedKeys, file, "      ");
    for (std::size_t i = 0; withHistory && i < report.answers.size(); ++i) {
       const AnsweredRequest& answer = report.answers[i];
       const bool silent = answer.text.empty();
@@ -86,7 +89,7 @@ std::string refusedText(const RefusedReload& refused) {
          fmt::format("\nreload refused at {}, the policies are those of the file before:\n",
                      timeText(refused.when));
    for (const ReloadFinding& finding : refused.findings) {
-      text += "  " + finding.line() + "\n";
+      text += finding.lines("  ");
    }
    return text;
 }
@@ -106,6 +109,9 @@ nlohmann::ordered_json findingsJson(const std::vector<ReloadFinding>& findings) 
       }
       one["code"] = finding.code;
       one["text"] = finding.text;
+      if (finding.family) {
+         one["classes"] = Report::json(finding.keys, finding.file);
+      }
       list.push_back(std::move(one));
    }
    return list;
@@ -114,7 +120,7 @@ nlohmann::ordered_json findingsJson(const std::vector<ReloadFinding>& findings) 
 std::string statusJson(const PolicyAgent& agent, const Process& process) {
    Json policies = Json::array();
    for (const PolicyReport& report : agent.report()) {
-      policies.push_back(policyJson(report));
+      policies.push_back(policyJson(report, process.policyFile));
    }
    return Postcard::Json::documentText(Json{{"schema", statusJsonSchema},
                                             {"refusedReload", refusedJson(process.refused())},
@@ -126,7 +132,7 @@ std::string statusText(const PolicyAgent& agent, const Process& process, bool wi
    std::string text = fmt::format("{:<24} {:<6} {:<12} {:>8} {:>8}  {}\n", "POLICY", "FAMILY",
                                   "STATE", "REQUEST", "ENTRIES", "SINCE");
    for (const PolicyReport& report : agent.report()) {
-      text += policyText(report, withHistory);
+      text += policyText(report, process.policyFile, withHistory);
    }
    if (const auto capacity = process.capacity()) {
       text += fmt::format("\n{} of {} entries used, {} free\n", capacity->used, capacity->total,

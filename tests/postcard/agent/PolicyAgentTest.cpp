@@ -114,7 +114,8 @@ TEST_F(PolicyAgentTest, aReloadWithAnythingRefusedChangesNothing) {
    const auto before = states();
    const ReloadResult result = reload(onePolicy("Ethernet9", wrongClass));
    EXPECT_FALSE(result.accepted);
-   EXPECT_EQ(result.text(), "web ipv4: Unsupported action(s): 'drop', in configuration\n");
+   EXPECT_EQ(result.text(), "web ipv4: Unsupported action(s): 'drop', in configuration\n"
+                            "   1:93: class 'all': actions/drop\n");
    EXPECT_EQ(requests_, Lines{});
    EXPECT_EQ(states(), before);
    EXPECT_EQ(reload(twoPolicies).text(), "0 operations\n");

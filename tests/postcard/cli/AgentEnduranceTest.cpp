@@ -297,9 +297,13 @@ TEST_F(AgentEndurance, aRefusedReloadIsSeenUntilAFileIsAccepted) {
    EXPECT_EQ(refused()["findings"][0]["code"], "unsupported");
    const std::string status = ask("status").out;
    EXPECT_NE(status.find("\nreload refused at "), std::string::npos) << status;
-   EXPECT_NE(status.find("\n  web ipv4: Unsupported action(s): 'drop', in configuration\n"),
+   EXPECT_NE(status.find("\n  web ipv4: Unsupported action(s): 'drop', in configuration\n     " +
+                         file() + ":1:93: class 'all': actions/drop\n"),
              std::string::npos)
          << status;
+   EXPECT_EQ(refused()["findings"][0]["classes"], nlohmann::json::parse(
+                                                        R"([{"class": "all", "key": "actions/drop",
+                "file": ")" + file() + R"(", "line": 1, "column": 93}])"));
    write("policies: [");
    EXPECT_EQ(ask("reload").exitCode, 2);
    EXPECT_EQ(refused()["findings"][0]["file"], file());
@@ -313,7 +317,9 @@ TEST_F(AgentEndurance, aStartBehavesAsAReload) {
          "  - { name: good, interfaces: { ipv4: [Ethernet1] }, classes: [" + oneClass + "] }\n";
    const std::string bad =
          "  - { name: bad, interfaces: { ipv4: [Ethernet1] }, classes: [" + refusedClass + "] }\n";
-   const std::string reason = "bad ipv4: Unsupported action(s): 'drop', in configuration\n";
+   const std::string message = "bad ipv4: Unsupported action(s): 'drop', in configuration\n";
+   const std::string place = file() + ":2:86: class 'all': actions/drop\n";
+   const std::string reason = message + "   " + place;
    write("policies:\n" + bad + good);
    const ProgramResult whole = runProgram({program, "agent", "--socket", socket(), file()});
    EXPECT_EQ(whole.exitCode, 1);
@@ -323,6 +329,11 @@ TEST_F(AgentEndurance, aStartBehavesAsAReload) {
    using States = std::vector<std::string>;
    ASSERT_TRUE(eventually([this] { return states() == States{"unsupported", "programmed"}; }));
    EXPECT_NE(err().find("agent: left out: " + reason), std::string::npos) << err();
+   EXPECT_NE(ask("status").out.find(message.substr(std::strlen("bad ipv4: ")) + "      " + place),
+             std::string::npos)
+         << ask("status").out;
+   EXPECT_EQ(status()["classes"][0]["line"], 2);
+   EXPECT_EQ(status(1)["classes"], nlohmann::json::array());
    const ProgramResult refused = ask("reload");
    EXPECT_EQ(refused.exitCode, 1);
    EXPECT_EQ(refused.err, reason);
@@ -330,8 +341,45 @@ TEST_F(AgentEndurance, aStartBehavesAsAReload) {
    const ProgramResult partly = ask("reload", {"--partial"});
    EXPECT_EQ(partly.exitCode, 0);
    // The helper is asked about the refused policy once more.
-   EXPECT_EQ(partly.out, "left out: " + reason + "1 operation\n");
+   EXPECT_EQ(partly.out, "left out: " + message + "   " + file() +
+                               ":3:86: class 'all': actions/drop\n1 operation\n");
    EXPECT_EQ(states(), (States{"programmed", "unsupported"}));
+}
+
+// Every class concerned, with everything in it, wherever a refusal is told.
+TEST_F(AgentEndurance, aRefusalNamesEveryClassAtItsPlace) {
+   write(policyText("Ethernet1", oneClass));
+   start();
+   write("policies:\n"
+         "  - name: web\n"
+         "    interfaces: { ipv4: [Ethernet1] }\n"
+         "    classes:\n"
+         "      - { name: first, actions: [drop, log], ipv4: {} }\n"
+         "      - { name: fine, actions: [sample], ipv4: {} }\n"
+         "      - { name: second, actions: [sample], ipv4: { ip-options: true } }\n");
+   const auto lines = [this](const std::string& indent) {
+      std::string text;
+      for (const char* key :
+           {":5:34: class 'first': actions/drop\n", ":5:40: class 'first': actions/log\n",
+            ":7:64: class 'second': ip-options\n"}) {
+         text += indent + file() + key;
+      }
+      return text;
+   };
+   const std::string message = "web ipv4: Unsupported action(s): 'drop', 'log', in configuration\n";
+   EXPECT_EQ(ask("reload").err, message + lines("   "));
+   EXPECT_NE(err().find("agent: reload refused, nothing changed\n" + message + lines("   ")),
+             std::string::npos)
+         << err();
+   EXPECT_TRUE(ask("status").out.ends_with("  " + message + lines("     ")));
+   const auto findings = nlohmann::json::parse(ask("reload", {"--format", "json"}).out)["findings"];
+   ASSERT_EQ(findings.size(), 1U);
+   EXPECT_EQ(findings[0]["code"], "unsupported");
+   EXPECT_EQ(findings[0]["line"], 2);
+   ASSERT_EQ(findings[0]["classes"].size(), 3U);
+   EXPECT_EQ(findings[0]["classes"][2], nlohmann::json::parse(
+                                              R"({"class": "second", "key": "ip-options",
+                "file": ")" + file() + R"(", "line": 7, "column": 64})"));
 }
 
 TEST_F(AgentEndurance, aFileWithoutPoliciesNeedsTwoConsents) {

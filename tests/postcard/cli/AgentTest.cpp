@@ -21,6 +21,11 @@ TEST_F(AgentProgram, programsShowsAndEnds) {
    }
    const auto document = nlohmann::json::parse(ask("show", {"--format", "json"}).out);
    EXPECT_EQ(document["acls"][0]["ruleByIndex"].size(), 2U);
+   // What a rule was made for, as `compile` says it.
+   const auto rule = document["acls"][0]["ruleByName"]["all-ipv4-udp"];
+   EXPECT_EQ(rule["policy"], "web");
+   EXPECT_EQ(rule["family"], "ipv4");
+   EXPECT_EQ(rule["class"], "all");
    EXPECT_NE(ask("status").out.find("web                      ipv4   programmed"),
              std::string::npos);
    const std::string said = err();
@@ -130,7 +135,9 @@ TEST_F(EditedFile, anUnsupportedMatchChangesNothing) {
          web("Ethernet2", "{ name: all, actions: [sample-all], ipv4: { fragments: true } }")));
    const ProgramResult unsupported = ask("reload");
    EXPECT_EQ(unsupported.exitCode, 1);
-   EXPECT_EQ(unsupported.err, "web ipv4: Unsupported match(es): 'Fragments', in configuration\n");
+   EXPECT_EQ(unsupported.err, "web ipv4: Unsupported match(es): 'Fragments', in configuration\n"
+                              "   " +
+                                    file() + ":2:118: class 'all': fragments\n");
    EXPECT_EQ(ask("show").out, before);
    EXPECT_EQ(statuses(), statusBefore);
 }
@@ -212,7 +219,8 @@ TEST_F(AgentProgram, theStatusForPrograms) {
          "generation": 1, "entries": 2, "overdue": false,
          "history": ["full: web-ipv4 needs 2 entries, 1 of 1 are free"],
          "answers": [{"generation": 1, "succeeded": false,
-                      "text": "full: web-ipv4 needs 2 entries, 1 of 1 are free"}]
+                      "text": "full: web-ipv4 needs 2 entries, 1 of 1 are free"}],
+         "classes": []
       }],
       "capacity": {"total": 1, "used": 0, "free": 1},
       "refusedReload": null
@@ -246,7 +254,9 @@ TEST_F(AgentProgram, theOutcomeOfAReloadForPrograms) {
    const auto unsupported = nlohmann::json::parse(ask("reload", {"--format", "json"}).out);
    EXPECT_EQ(unsupported["findings"], nlohmann::json::parse(R"([{
       "file": ")" + file() + R"(", "line": 1, "column": 20, "policy": "web", "family": "ipv4",
-      "code": "unsupported", "text": "Unsupported action(s): 'drop', in configuration"
+      "code": "unsupported", "text": "Unsupported action(s): 'drop', in configuration",
+      "classes": [{"class": "all", "key": "actions/drop",
+                   "file": ")" + file() + R"(", "line": 1, "column": 93}]
    }])"));
 }
 
