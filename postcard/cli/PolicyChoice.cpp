@@ -121,12 +121,28 @@ int PolicyChoice::run(const Format& format,
    }
 }
 
+bool PolicyChoice::chooses(const Policy::Policy& policy) const {
+   return policies_.empty() || std::ranges::find(policies_, policy.name.text) != policies_.end();
+}
+
 bool PolicyChoice::chooses(const Policy::Policy& policy, Policy::Family family) const {
-   const bool named =
-         policies_.empty() || std::ranges::find(policies_, policy.name.text) != policies_.end();
    const bool ofFamily = family_.empty() || family_ == familyName(family);
    // The helper ends the process when it is given a family without interfaces.
-   return named && ofFamily && !policy.interfaces(family).empty();
+   return chooses(policy) && ofFamily && !policy.interfaces(family).empty();
+}
+
+Report::Scope PolicyChoice::scope(const Policy::PolicyFile& policyFile) const {
+   Report::Scope scope;
+   for (const Policy::Policy& policy : policyFile.policies) {
+      if (chooses(policy)) {
+         scope.policies.push_back(&policy);
+      }
+   }
+   if (!family_.empty()) {
+      scope.family = family_ == familyName(Policy::Family::ipv4) ? Policy::Family::ipv4
+                                                                 : Policy::Family::ipv6;
+   }
+   return scope;
 }
 
 // The number of ACLs that the chosen policies become.

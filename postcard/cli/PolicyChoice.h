@@ -7,6 +7,7 @@
 #include "postcard/cli/Work.h"
 #include "postcard/host/PolicyCompiler.h"
 #include "postcard/policy/Policy.h"
+#include "postcard/report/NoAcl.h"
 #include "postcard/report/Refusal.h"
 
 #include <cstddef>
@@ -53,6 +54,9 @@ class PolicyChoice {
    // Whether FILE is standard input: `isStandardInput` of its name.
    bool readsStandardInput() const { return isStandardInput(file_); }
 
+   // What `compile` makes ACLs of, refused policies included. Refers to `policyFile`.
+   Report::Scope scope(const Policy::PolicyFile& policyFile) const;
+
    // Compiles the chosen policies of `policyFile`, each in every chosen family in which it has
    // interfaces, and calls `visit` with each ACL before the next one is made. The order is that of
    // the file, IPv4 before IPv6. Refused policies are written to standard error at once, and
@@ -64,6 +68,7 @@ class PolicyChoice {
  private:
    std::vector<std::string_view> missingPolicies(const Policy::PolicyFile& policyFile) const;
    std::size_t aclsOf(const Policy::PolicyFile& policyFile) const;
+   bool chooses(const Policy::Policy& policy) const;
    bool chooses(const Policy::Policy& policy, Policy::Family family) const;
 
    std::string file_;

@@ -3,6 +3,7 @@
 #include "postcard/policy/Classes.h"
 
 #include <bit>
+#include <utility>
 
 namespace Postcard::Report {
 
@@ -38,7 +39,8 @@ Share ClassTotals::observed() const {
    return sampled == 0 ? Share{} : static_cast<double>(candidates) / static_cast<double>(sampled);
 }
 
-CaptureCounter::CaptureCounter(std::vector<ExplainedAcl>& acls) : acls_{acls} {
+CaptureCounter::CaptureCounter(std::vector<ExplainedAcl>& acls, Scope scope)
+   : acls_{acls}, scope_{std::move(scope)} {
    for (const ExplainedAcl& acl : acls) {
       totals_.acls.push_back(noPackets(acl));
    }
@@ -55,6 +57,7 @@ void CaptureCounter::count(const std::variant<Packets::Packet, Packets::Undecoda
 
 void CaptureCounter::countPacket(const Packets::Packet& packet) {
    totals_.packets += 1;
+   totals_.cutHeaders += packet.headerIsCut() ? 1U : 0U;
    // An interface may be attached to several policies: each of them counts the packet.
    bool concerned = false;
    for (std::size_t i = 0; i < acls_.size(); ++i) {
@@ -63,7 +66,10 @@ void CaptureCounter::countPacket(const Packets::Packet& packet) {
          countIn(acls_[i], totals_.acls[i], packet);
       }
    }
-   totals_.withoutAcl += concerned ? 0U : 1U;
+   if (!concerned) {
+      totals_.withoutAcl += 1;
+      withoutAcl_.at(packet.family == Orlix::AddressFamily::ipv4 ? 0 : 1) += 1;
+   }
 }
 
 void CaptureCounter::countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet) {
@@ -89,6 +95,11 @@ void CaptureCounter::countIn(ExplainedAcl& acl, AclTotals& totals, const Packets
 // without packets are left out: an ACL may have many thousands.
 CaptureTotals CaptureCounter::totals() const {
    CaptureTotals totals = totals_;
+   for (const Policy::Family family : {Policy::Family::ipv4, Policy::Family::ipv6}) {
+      if (const U64 packets = withoutAcl_.at(static_cast<std::size_t>(family)); packets != 0) {
+         totals.withoutAclBy.push_back({family, packets, whyNoAcl(scope_, family)});
+      }
+   }
    for (std::size_t i = 0; i < acls_.size(); ++i) {
       for (const auto& entry : acls_[i].table().entries()) {
          if (entry.hits != 0) {

@@ -9,6 +9,7 @@
 
 #include "postcard/packets/PacketFrame.h"
 #include "postcard/report/ExplainedAcl.h"
+#include "postcard/report/NoAcl.h"
 #include "postcard/report/Refusal.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -45,6 +46,13 @@ struct RuleTotals {
    U64 packets;
 };
 
+// Packets of one family that are looked up in no ACL.
+struct PacketsWithoutAcl {
+   Policy::Family family = Policy::Family::ipv4;
+   U64 packets = 0; // never 0
+   NoAcl reason;    // a capture names no interface, so all of them have the same
+};
+
 // Packets that were looked up in one ACL.
 struct AclTotals {
    std::string acl;    // its key, such as "web-ipv4"
@@ -61,7 +69,9 @@ struct CaptureTotals {
    std::string file; // name of the capture; need not be UTF-8
    U64 frames = 0;
    U64 packets = 0;    // frames that could be decoded
+   U64 cutHeaders = 0; // of `packets`, those whose TCP or UDP header is cut off
    U64 withoutAcl = 0; // of `packets`, those that are looked up in no ACL
+   std::vector<PacketsWithoutAcl> withoutAclBy; // the same by family; one for each that occurred
    // Frames that could not be decoded, by the number of the `Packets::Undecodable` that says why.
    std::array<U64, Packets::undecodableReasons> undecodable{};
    std::vector<AclTotals> acls;
@@ -70,9 +80,10 @@ struct CaptureTotals {
 
 class CaptureCounter {
  public:
-   // Refers to `acls`, which must outlive this object and keep its size. The tables of `acls` count
-   // the hits of rules, so hits from before are part of the totals: hand over fresh ones.
-   explicit CaptureCounter(std::vector<ExplainedAcl>& acls);
+   // Refers to `acls`, which must outlive this object and keep its size; they are those that the
+   // policies of `scope` became. The tables of `acls` count the hits of rules, so hits from before
+   // are part of the totals: hand over fresh ones.
+   CaptureCounter(std::vector<ExplainedAcl>& acls, Scope scope);
 
    // Counts one frame: a packet, or the reason why it could not be decoded. Throws what
    // `ExplainedAcl::decide` throws. Allocates nothing, once it has seen a few packets.
@@ -86,7 +97,9 @@ class CaptureCounter {
    void countIn(ExplainedAcl& acl, AclTotals& totals, const Packets::Packet& packet);
 
    std::vector<ExplainedAcl>& acls_;
+   Scope scope_;
    CaptureTotals totals_; // its `acls` stand in the order of `acls_`, without their `rules`
+   std::array<U64, 2> withoutAcl_{}; // packets in no ACL, by the number of their family
    std::vector<std::size_t> almost_; // as `ExplainedAcl::decide` fills it; kept for its memory
 };
 
@@ -95,7 +108,8 @@ class CaptureCounter {
 std::string text(const CaptureTotals& totals);
 
 // A whole document: {"schema", "capture", "refused"}. "observedOneIn" and "expectedOneIn" of a
-// class are null where the share is absent.
+// class are null where the share is absent. "withoutAclBy" has {"family", "packets", "code",
+// "text", "guess"} for each family with packets that no ACL is asked about.
 nlohmann::ordered_json json(const CaptureTotals& totals);
 
 } // namespace Postcard::Report

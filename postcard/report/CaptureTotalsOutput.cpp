@@ -1,6 +1,7 @@
 // How `CaptureTotals` are printed, as text and as JSON.
+#include "Pello/VisibleCharacters.h"
 #include "postcard/report/CaptureTotals.h"
-#include "postcard/report/ExplainSchema.h"
+#include "postcard/report/Explanation.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -115,11 +116,22 @@ Json undecodableJson(const CaptureTotals& totals) {
    return counts;
 }
 
+Json withoutAclJson(const CaptureTotals& totals) {
+   Json list = Json::array();
+   for (const PacketsWithoutAcl& each : totals.withoutAclBy) {
+      Json one{{"family", familyName(each.family)}, {"packets", each.packets}};
+      one.update(json(each.reason));
+      list.push_back(std::move(one));
+   }
+   return list;
+}
+
 } // namespace
 
 std::string text(const CaptureTotals& totals) {
-   std::string text = fmt::format("{}: {} frames, {} packets, {} undecodable\n", totals.file,
-                                  totals.frames, totals.packets, totals.frames - totals.packets);
+   std::string text =
+         fmt::format("{}: {} frames, {} packets, {} undecodable\n", Pello::escaped(totals.file),
+                     totals.frames, totals.packets, totals.frames - totals.packets);
    for (std::size_t reason = 0; reason < totals.undecodable.size(); ++reason) {
       if (totals.undecodable[reason] != 0) {
          text += fmt::format("   {}: {}\n",
@@ -127,8 +139,15 @@ std::string text(const CaptureTotals& totals) {
                              totals.undecodable[reason]);
       }
    }
+   if (totals.cutHeaders != 0) {
+      text += fmt::format("   TCP or UDP header cut off: {} of the packets\n", totals.cutHeaders);
+   }
    if (totals.withoutAcl != 0) {
       text += fmt::format("   no ACL is asked about: {}\n", totals.withoutAcl);
+   }
+   for (const PacketsWithoutAcl& each : totals.withoutAclBy) {
+      text += fmt::format("      {} {}: {}\n", each.packets, familyName(each.family),
+                          Report::text(each.reason));
    }
    for (const AclTotals& acl : totals.acls) {
       text += aclText(acl);
@@ -142,7 +161,9 @@ Json json(const CaptureTotals& totals) {
             {{"file", totals.file},
              {"frames", totals.frames},
              {"packets", totals.packets},
+             {"cutHeaders", totals.cutHeaders},
              {"withoutAcl", totals.withoutAcl},
+             {"withoutAclBy", withoutAclJson(totals)},
              {"undecodable", undecodableJson(totals)},
              {"acls", aclsJson(totals)}}},
            {"refused", json(totals.refused)}};

@@ -1,9 +1,10 @@
 #include "postcard/report/Explanation.h"
 
+#include "Pello/VisibleCharacters.h"
 #include "postcard/policy/Classes.h"
-#include "postcard/report/ExplainSchema.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include <utility>
@@ -86,6 +87,18 @@ std::string aclText(const AclExplanation& acl) {
    return text;
 }
 
+// The packet, and what its text leaves out: a reader may have meant another value than 0.
+std::string packetText(const PacketExplanation& packet) {
+   if (packet.packet.empty()) {
+      return "a frame that gives no packet";
+   }
+   // The name of the interface is any text, and not each is fit for a terminal.
+   const std::string text = Pello::escaped(packet.packet);
+   return packet.zeros.empty() ? text
+                               : fmt::format("{}   (left out and taken for 0: {})", text,
+                                             fmt::join(packet.zeros, ", "));
+}
+
 // ---- JSON ----
 
 Json missJson(const std::string& className, const Miss& miss) {
@@ -122,27 +135,53 @@ Json aclJson(const AclExplanation& acl) {
    return json;
 }
 
+Json packetJson(const PacketExplanation& packet) {
+   Json acls = Json::array();
+   for (const AclExplanation& acl : packet.acls) {
+      acls.push_back(aclJson(acl));
+   }
+   return {{"packet", packet.packet.empty() ? Json(nullptr) : Json(packet.packet)},
+           {"zeros", packet.zeros},
+           {"acls", std::move(acls)},
+           {"noAcl", packet.noAcl ? json(*packet.noAcl) : Json(nullptr)},
+           {"asExpected", packet.asExpected ? Json(*packet.asExpected) : Json(nullptr)}};
+}
+
 } // namespace
 
-PacketExplanation explainPacket(std::vector<ExplainedAcl>& acls, const Packets::Packet& packet) {
-   PacketExplanation explanation{printPacket(packet), {}};
+PacketExplanation explainPacket(std::vector<ExplainedAcl>& acls, const Scope& scope,
+                                const Packets::Packet& packet) {
+   PacketExplanation explanation;
+   explanation.packet = printPacket(packet);
    for (ExplainedAcl& acl : acls) {
       if (acl.concerns(packet)) {
          explanation.acls.push_back(explainIn(acl, packet));
       }
    }
+   if (explanation.acls.empty()) {
+      explanation.noAcl = whyNoAcl(scope, packet);
+   }
+   return explanation;
+}
+
+PacketExplanation explainUndecodable(Packets::Undecodable reason) {
+   PacketExplanation explanation;
+   explanation.noAcl = whyNoAcl(reason);
    return explanation;
 }
 
 std::string text(const Explanation& explanation) {
    std::string text;
    for (const PacketExplanation& packet : explanation.packets) {
-      text += packet.packet + '\n';
+      text += packetText(packet) + '\n';
       for (const AclExplanation& acl : packet.acls) {
          text += aclText(acl);
       }
       // Said in words, because a packet line with nothing below it would look like a defect.
-      text += packet.acls.empty() ? "   no ACL is asked about this packet\n" : "";
+      if (packet.noAcl) {
+         text += fmt::format("   no ACL is asked about this packet: {}\n",
+                             Report::text(*packet.noAcl));
+      }
    }
    return text;
 }
@@ -150,15 +189,12 @@ std::string text(const Explanation& explanation) {
 Json json(const Explanation& explanation) {
    Json packets = Json::array();
    for (const PacketExplanation& packet : explanation.packets) {
-      Json acls = Json::array();
-      for (const AclExplanation& acl : packet.acls) {
-         acls.push_back(aclJson(acl));
-      }
-      packets.push_back({{"packet", packet.packet}, {"acls", std::move(acls)}});
+      packets.push_back(packetJson(packet));
    }
    return {{"schema", explainJsonSchema},
            {"packets", std::move(packets)},
-           {"refused", json(explanation.refused)}};
+           {"refused", json(explanation.refused)},
+           {"expected", explanation.expected.empty() ? Json(nullptr) : Json(explanation.expected)}};
 }
 
 } // namespace Postcard::Report

@@ -82,6 +82,7 @@ TEST_F(ExplainCapture, aCaptureWithKnownTotals) {
                     "   IP header truncated: 20\n"
                     "   IP header malformed: 5\n"
                     "   no ACL is asked about: 50\n"
+                    "      50 ipv6: policy 'p' has no interfaces for ipv6\n"
                     "\n"
                     "p-ipv4: 4600 packets, 4500 match a rule, 700 sampled\n"
                     "   class  candidates     matched     sampled      observed      expected\n"
@@ -127,7 +128,9 @@ TEST_F(ExplainCapture, aCaptureAsJson) {
    const auto result = explain({policy(capturePolicy), "--pcap", path, "--format", "json"});
    EXPECT_EQ(result.exitCode, 0) << result.err;
    Json expected = Json::parse(R"({"schema": 1, "capture": {
-      "frames": 4675, "packets": 4650, "withoutAcl": 50,
+      "frames": 4675, "packets": 4650, "cutHeaders": 0, "withoutAcl": 50,
+      "withoutAclBy": [{"family": "ipv6", "packets": 50, "code": "no-interfaces",
+                        "text": "policy 'p' has no interfaces for ipv6", "guess": null}],
       "undecodable": {"IP header truncated": 20, "IP header malformed": 5},
       "acls": [{"acl": "p-ipv4", "policy": "p", "family": "ipv4",
                 "packets": 4600, "matched": 4500, "sampled": 700,
@@ -146,6 +149,75 @@ TEST_F(ExplainCapture, aCaptureAsJson) {
    expected["capture"]["file"] = path;
    EXPECT_EQ(Json::parse(result.out), expected);
 }
+
+// ---- Headers that the capture cut off ----
+
+// Ports in the first, flags in the second; nothing but addresses in the third.
+TEST_F(ExplainCapture, headersThatAreCutOffAreCountedWhereTheyBelong) {
+   Capture frames;
+   for (const std::size_t size : {20U + 4U, 20U + 14U, 20U}) {
+      Bytes frame = packet({});
+      const auto whole = static_cast<std::uint32_t>(frame.size());
+      frame.resize(size);
+      frames.add(frame, static_cast<std::uint32_t>(size), whole);
+   }
+   const std::string path = capture(frames);
+   const auto result = explain({policy(capturePolicy), "--pcap", path});
+   EXPECT_EQ(result.exitCode, 0) << result.err;
+   EXPECT_EQ(result.out,
+             path + ": 3 frames, 3 packets, 0 undecodable\n"
+                    "   TCP or UDP header cut off: 3 of the packets\n"
+                    "\n"
+                    "p-ipv4: 3 packets, 3 match a rule, 0 sampled\n"
+                    "   class  candidates     matched     sampled      observed      expected\n"
+                    "   web             2           0           0          none        1 in 8\n"
+                    "   dns             0           0           0          none        1 in 1\n"
+                    "   rest            3           3           0          none          none\n"
+                    "   rule 2 rest-ipv4-tcp: 3\n");
+}
+
+// ---- One frame ----
+
+TEST_F(ExplainCapture, oneFrameIsExplainedAsAPacket) {
+   const std::string file = policy(capturePolicy);
+   const std::string path =
+         capture(Capture{}.add(packet({.checksum = 8})).add(packet({.checksum = 9})).add({0x45}));
+   const auto frame = [&](const std::string& number, std::vector<std::string> more = {}) {
+      more.insert(more.begin(), {file, "--pcap", path, "--frame", number});
+      return explain(more);
+   };
+   const auto first = frame("1", {"--expect", "class=web"});
+   EXPECT_EQ(first.exitCode, 0) << first.err;
+   EXPECT_NE(first.out.find("      class web: yes, rule 0 "), std::string::npos) << first.out;
+   EXPECT_EQ(first.out.find("left out"), std::string::npos) << first.out;
+   const auto second = frame("2", {"--expect", "class=web"});
+   EXPECT_EQ(second.exitCode, 1);
+   EXPECT_NE(second.err.find("class 'rest' of ACL p-ipv4 has it and does not sample it\n"),
+             std::string::npos)
+         << second.err;
+   EXPECT_EQ(frame("3").out, "a frame that gives no packet\n"
+                             "   no ACL is asked about this packet: IP header truncated\n");
+   const auto none = frame("4");
+   EXPECT_EQ(none.exitCode, 2);
+   EXPECT_EQ(none.err, path + ": there is no frame 4, only 3 can be read\n");
+   EXPECT_EQ(frame("0").err, "postcard explain: --frame: the first frame has the number 1\n");
+   EXPECT_EQ(frame("one").exitCode, 2);
+}
+
+TEST_F(ExplainCapture, optionsThatNeedEachOther) {
+   const std::string file = policy(capturePolicy);
+   const auto frame = explain({file, "--packet", "icmp 1.2.3.4 > 5.6.7.8", "--frame", "1"});
+   EXPECT_EQ(frame.exitCode, 2);
+   EXPECT_TRUE(frame.err.starts_with("postcard explain: --frame requires --pcap\n")) << frame.err;
+   const auto expect =
+         explain({file, "--pcap", capture(knownCapture()), "--expect", "not-sampled"});
+   EXPECT_EQ(expect.exitCode, 2);
+   EXPECT_EQ(expect.err, "postcard explain: --expect is about single packets; choose one of the "
+                         "capture with --frame N\n");
+   EXPECT_EQ(explain({file, "--pcap", ""}).exitCode, 2);
+}
+
+// ---- The examples ----
 
 // Packets of the values that the examples are about, all of them with checksums at random.
 Capture randomCapture() {
