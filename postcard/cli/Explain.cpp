@@ -135,7 +135,7 @@ int explainCapture(const Options& options, Compiled compiled) {
    Report::CaptureTotals totals = counter.totals();
    totals.file = options.capture;
    totals.refused = std::move(compiled.refused);
-   // A capture that was cut off is common; what could be read of it is worth printing.
+   // A capture file that was cut off is common; what could be read of it is worth printing.
    options.format.print(totals);
    if (!damage.empty()) {
       messages() << Pello::escaped(options.capture + ": " + damage) << '\n';
@@ -178,7 +178,8 @@ void requireSense(const Options& options) {
    if (options.frame == 0U) {
       throw UsageError{"postcard explain: --frame: the first frame has the number 1\n"};
    }
-   if (!options.expected.empty() && !options.capture.empty() && !options.frame) {
+   const bool whole = options.packets.empty() && options.frames.empty() && !options.frame;
+   if (!options.expected.empty() && whole) {
       throw UsageError{"postcard explain: --expect is about single packets; choose one of the "
                        "capture with --frame N\n"};
    }

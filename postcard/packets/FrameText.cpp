@@ -13,7 +13,7 @@ std::vector<U8> parseFrame(std::string_view text) {
          ++at;
          continue;
       }
-      const std::string_view pair = text.substr(at, 2);
+      const std::string_view pair = text.substr(at, 2); // one digit at the end of the text
       const char* const end = pair.data() + pair.size();
       U8 byte = 0;
       const char* const read = std::from_chars(pair.data(), end, byte, 16).ptr;

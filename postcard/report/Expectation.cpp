@@ -63,6 +63,7 @@ std::optional<std::string> Expectation::mistake(const Scope& scope) const {
                       Policy::didYouMean(Policy::closest(className_, names)));
 }
 
+// An interface may have several policies, so several ACLs may be asked about one packet.
 bool Expectation::isMet(const PacketExplanation& packet) const {
    const auto inAnAcl = [&](const auto& holds) { return std::ranges::any_of(packet.acls, holds); };
    if (!className_.empty()) {

@@ -74,6 +74,7 @@ NoAcl noSuchInterface(const Policies& policies, Policy::Family family, std::stri
                           Policy::inQuotes(name), familyName(other), familyName(family)),
               {}};
    }
+   // Interfaces of the other family would be wrong guesses: no ACL of this family is there either.
    std::vector<std::string_view> known;
    for (const Policy::Policy* policy : policies) {
       for (const Policy::Name& each : policy->interfaces(family)) {
@@ -86,7 +87,8 @@ NoAcl noSuchInterface(const Policies& policies, Policy::Family family, std::stri
            std::string{Policy::closest(name, known)}};
 }
 
-// `interface` is empty when it is not known.
+// Tries the causes from the widest to the narrowest: a guess at an interface is of no use to
+// somebody whose policies have none of that family. `interface` is empty when it is not known.
 NoAcl reasonFor(const Scope& scope, Policy::Family family, std::string_view interface) {
    if (scope.family && *scope.family != family) {
       return {NoAclCause::familyLeftOut,

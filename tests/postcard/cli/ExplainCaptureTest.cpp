@@ -215,6 +215,7 @@ TEST_F(ExplainCapture, optionsThatNeedEachOther) {
    EXPECT_EQ(expect.err, "postcard explain: --expect is about single packets; choose one of the "
                          "capture with --frame N\n");
    EXPECT_EQ(explain({file, "--pcap", ""}).exitCode, 2);
+   EXPECT_EQ(explain({file, "--pcap", "", "--expect", "sampled"}).err, expect.err);
 }
 
 // ---- The examples ----
