@@ -87,6 +87,28 @@ TEST(CommandLine, controlBytesAreEscaped) {
    }
 }
 
+TEST(CommandLine, namesOfFilesAreEscapedInMessages) {
+   const TestSupport::TemporaryFolder folder;
+   const std::string twoClasses = "policies: [{ name: a, interfaces: { ipv4: [E] }, classes: [{ "
+                                  "name: x, actions: [sample-all], "
+                                  "ipv4: {} }, { name: y, actions: [sample-all], ipv4: {} }] }]";
+   const struct {
+      const char* command;
+      std::string content;
+      std::string rest; // behind the name of the file
+   } rows[] = {{"check", "policies: 1", ":1:11: "},
+               {"check", twoClasses, ":1:"}, // `y` is shadowed
+               {"check --prove", twoClasses, ":1:"}};
+   for (const auto& row : rows) {
+      const std::string file = folder.write("\x1b[31m", row.content);
+      const auto result = shell("$P " + std::string{row.command} + " '" + file + "' 2>&1");
+      EXPECT_NE(result.out.find("\\u001b[31m" + row.rest), std::string::npos) << result.out;
+      EXPECT_EQ(result.out.find('\x1b'), std::string::npos) << result.out;
+   }
+   const auto missing = shell("$P check /nonexistent/\x1b[31m");
+   EXPECT_EQ(missing.err, "/nonexistent/\\u001b[31m: cannot open: No such file or directory\n");
+}
+
 TEST(CommandLine, helpPrintsWhatTheOptionPrints) {
    EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
    for (const char* command : {"compile", "check", "explain", "agent", "show", "status", "reload",
