@@ -119,9 +119,10 @@ class Agent:
     def connect(self, strict=True):
         """A connection to the agent; null when there is none and `strict` is not set."""
         client = socket.socket(socket.AF_UNIX)
-        client.settimeout(120)
         try:
+            # With a timeout, Python would not wait for room in the queue of the socket.
             client.connect(self.socket)
+            client.settimeout(120)
             return client
         except OSError:
             client.close()

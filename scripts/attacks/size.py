@@ -2,6 +2,7 @@
 
 import json
 import pathlib
+import select
 import socket
 import subprocess
 import sys
@@ -38,13 +39,23 @@ class Watchdog:
         self.socket.setsockopt(socket.SOL_SOCKET, 35, 1)  # SO_TIMESTAMPNS
         self.socket.settimeout(0.2)
         self.socket.bind(self.path)
-        self.ended = False
-        self.receiving = None
+        self.longest, self.signs, self.ended = 0.0, 0, False
+        self.metronome = self.receiving = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.ended = True
+        if self.receiving is not None:
+            self.receiving.join()
+            self.metronome.kill()
+            self.metronome.wait()
+        self.socket.close()
 
     def begin(self):
-        self.longest, self.signs, self.ended = 0.0, 0, False
-        while self._time() is not None and self._pending():
-            pass
+        while select.select([self.socket], [], [], 0)[0]:
+            self._time()  # signs from before
         self.metronome = subprocess.Popen([sys.executable, "-c", METRONOME], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.receiving = threading.Thread(target=self._receive)
         self.receiving.start()
@@ -56,10 +67,6 @@ class Watchdog:
         machine, _ = self.metronome.communicate()
         require(self.signs > 10, f"only {self.signs} signs of life")
         return self.longest, float(machine)
-
-    def _pending(self):
-        import select
-        return bool(select.select([self.socket], [], [], 0)[0])
 
     def _time(self):
         try:
@@ -88,8 +95,8 @@ def _count(program, agent, word, *arguments):
         piece = rest + piece
         found += piece.count(word)
         rest = piece[-(len(word) - 1):]
-    require(process.wait() == 0, f"show {' '.join(arguments)} ended with {process.returncode}")
-    return found, size, rest
+    process.wait()
+    return process.returncode, found, size, rest
 
 
 def _leave(agent):
@@ -104,9 +111,9 @@ def many_rules(attack, count):
     classes = max(1, count // 50_000)
     each = count // classes // sources
     rules = classes * each * sources
-    watchdog = Watchdog(attack.folder)
-    with Agent(attack.program, attack.folder, policies.with_rules(sources, each, classes), "--capacity", rules,
-               environment=watchdog.environment) as agent:
+    with Watchdog(attack.folder) as watchdog, Agent(
+            attack.program, attack.folder, policies.with_rules(sources, each, classes), "--capacity", rules,
+            environment=watchdog.environment) as agent:
         agent.wait()
         watchdog.begin()
         shown = []
@@ -119,16 +126,18 @@ def many_rules(attack, count):
             slowest = max(slowest, time.monotonic() - began)
             time.sleep(0.05)
         showing.join()
-        require(shown and shown[0][0] == rules, f"{shown} instead of {rules} rules")
-        found, size, end = _count(attack.program, agent, b'"ruleFilter"', "--format", "json")
-        require(found == rules and end.endswith(b"}\n"), f"{found} of {rules} rules in JSON, which ends in {end!r}")
+        status, found, text_size, end = shown[0]
+        require((status, found) == (0, rules), f"status {status}, {found} of {rules} rules in the text, which ends in {end!r}")
+        status, found, size, end = _count(attack.program, agent, b'"ruleFilter"', "--format", "json")
+        require((status, found) == (0, rules), f"status {status}, {found} of {rules} rules in JSON, which ends in {end!r}")
+        require(end.endswith(b"}\n"), f"the JSON ends in {end!r}")
         _leave(agent)
         require(eventually(lambda: not agent.children(), 5), "the work for a client that left goes on")
         gap, machine = watchdog.end()
         require(gap <= LONGEST_GAP + machine, f"{gap:.3f} s without a sign of life; the machine's own gaps: {machine:.3f} s")
         require(slowest < 2 + machine, f"a status took {slowest:.1f} s")
         agent.stop()
-    return (f"{rules} rules, {shown[0][1] >> 20} MiB of text, {size >> 20} MiB of JSON; longest gap {gap * 1000:.0f} ms, "
+    return (f"{rules} rules, {text_size >> 20} MiB of text, {size >> 20} MiB of JSON; longest gap {gap * 1000:.0f} ms, "
             f"of the machine {machine * 1000:.0f} ms; slowest status {slowest * 1000:.0f} ms")
 
 
