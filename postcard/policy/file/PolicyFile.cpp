@@ -1,6 +1,5 @@
 #include "postcard/policy/file/PolicyFile.h"
 
-#include "Pello/VisibleCharacters.h"
 #include "postcard/policy/file/Document.h"
 #include "postcard/policy/file/Findings.h"
 #include "postcard/policy/file/Reader.h"
@@ -37,11 +36,10 @@ std::optional<PolicyFile> read(std::string_view text, const LoadOptions& options
 } // namespace
 
 std::string format(std::string_view fileName, const Finding& finding) {
-   const std::string file = Pello::escaped(fileName);
    if (finding.location.line == 0) {
-      return fmt::format("{}: {}", file, finding.message);
+      return fmt::format("{}: {}", fileName, finding.message);
    }
-   return fmt::format("{}:{}:{}: {}", file, finding.location.line, finding.location.column,
+   return fmt::format("{}:{}:{}: {}", fileName, finding.location.line, finding.location.column,
                       finding.message);
 }
 
@@ -51,8 +49,7 @@ std::string formatFindings(const LoadResult& result) {
       text += format(result.fileName, finding) + "\n";
    }
    if (result.omittedFindings > 0) {
-      text += fmt::format("{}: … and {} more\n", Pello::escaped(result.fileName),
-                          result.omittedFindings);
+      text += fmt::format("{}: … and {} more\n", result.fileName, result.omittedFindings);
    }
    return text;
 }

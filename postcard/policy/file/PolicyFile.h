@@ -30,7 +30,7 @@ struct LoadResult {
 };
 
 // "FILE:LINE:COLUMN: what is wrong", or "FILE: what is wrong" when the place is the whole file. No
-// line end. Characters of the file's name that nobody sees are escaped (`Pello::escaped`).
+// line end.
 std::string format(std::string_view fileName, const Finding& finding);
 
 // The kept findings of a result, each as `format` writes it and ended by a line feed, and the line

@@ -105,8 +105,16 @@ TEST(CommandLine, namesOfFilesAreEscapedInMessages) {
       EXPECT_NE(result.out.find("\\u001b[31m" + row.rest), std::string::npos) << result.out;
       EXPECT_EQ(result.out.find('\x1b'), std::string::npos) << result.out;
    }
-   const auto missing = shell("$P check /nonexistent/\x1b[31m");
-   EXPECT_EQ(missing.err, "/nonexistent/\\u001b[31m: cannot open: No such file or directory\n");
+   for (const char* line :
+        {"check $N", "agent $N", "agent --socket $N $F", "status --socket $N", "trace $N",
+         "trace $F", "explain $F --pcap $N", "explain $F --pcap $F", "compile $F"}) {
+      const std::string file = folder.write("\x1b[31m", "policies: 1");
+      const auto result =
+            shell("N='/nonexistent/\x1b[31m'; F='" + file + "'; exec $P " + std::string{line});
+      EXPECT_TRUE(result.exitCode == 2 || result.exitCode == 3) << line;
+      EXPECT_NE(result.err.find("\\u001b[31m"), std::string::npos) << line << result.err;
+      EXPECT_EQ(result.err.find('\x1b'), std::string::npos) << line << result.err;
+   }
 }
 
 TEST(CommandLine, helpPrintsWhatTheOptionPrints) {

@@ -181,7 +181,7 @@ const Row lost[] = {
        ".*\n"},
       {"controlBytesAreEscaped", "they were echoed to the terminal",
        R"sh(esc=$(printf '\033[31m'); "$P" "$esc"; cp "$D/policy.yaml" "$D/$esc"; "$P" check "$D/$esc/x"
-          echo 'a: b' >"$D/$esc"; "$P" check "$D/$esc"; "$P" check "$D/policy.yaml" --policy "$esc")sh",
+          echo 'a: b' >"$D/$esc"; "$P" check "$D/$esc"; RINGLOG_FILE="$D/$esc/x" "$P" check "$D/policy.yaml" --policy "$esc")sh",
        2, "", "[^\x1b]*unknown command '\\\\u001b\\[31m'[^\x1b]*"},
       {"aSecondAgentKeepsItsSocket", "the first agent removed it when it ended",
        R"sh(agent; first=$agentProcess; rm "$D/s" "$D/s.lock"; agent
