@@ -16,7 +16,7 @@ help:
 	@echo 'make package   build the Debian packages'
 	@echo 'make format    lay out the sources with clang-format'
 	@echo 'make tidy      run clang-tidy over the sources'
-	@echo 'make coverage  run the tests and report the lines they reach'
+	@echo 'make coverage  run the tests and report the lines and branches they reach'
 	@echo 'make clean     remove everything that was built'
 
 run:

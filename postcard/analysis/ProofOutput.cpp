@@ -1,3 +1,4 @@
+#include "Pello/VisibleCharacters.h"
 #include "postcard/analysis/Proof.h"
 #include "postcard/packets/Packet.h"
 
@@ -35,7 +36,7 @@ std::string_view verdictText(Verdict verdict) {
 }
 
 std::string placeText(std::string_view fileName, const Policy::Location& location) {
-   return fmt::format("{}:{}:{}", fileName, location.line, location.column);
+   return fmt::format("{}:{}:{}", Pello::escaped(fileName), location.line, location.column);
 }
 
 Json placed(const std::string& className, const Policy::Location& location,

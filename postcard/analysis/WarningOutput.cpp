@@ -1,3 +1,4 @@
+#include "Pello/VisibleCharacters.h"
 #include "postcard/analysis/Warning.h"
 
 #include <fmt/format.h>
@@ -75,19 +76,20 @@ Json row(const Warning& warning) {
 } // namespace
 
 std::string text(const Warnings& warnings, std::string_view fileName) {
+   const std::string file = Pello::escaped(fileName);
    std::string text;
    for (const Warning& each : warnings.found) {
-      text += line(each, fileName);
+      text += line(each, file);
    }
    if (warnings.moreOverlaps) {
       text +=
             fmt::format("{}: overlap: more than {} in a policy and family; only these are listed\n",
-                        fileName, mostOverlaps);
+                        file, mostOverlaps);
    }
    for (const Warnings::Undecided& each : warnings.notDecided) {
       text += fmt::format("{}: {} {}: class '{}': not decided: the answer needs more memory or "
                           "time than it may use\n",
-                          fileName, each.policy, familyName(each.family), each.className);
+                          file, each.policy, familyName(each.family), each.className);
    }
    return text;
 }

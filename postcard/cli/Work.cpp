@@ -1,5 +1,6 @@
 #include "postcard/cli/Work.h"
 
+#include "Pello/VisibleCharacters.h"
 #include "postcard/cli/Command.h"
 
 #include <CLI/CLI.hpp>
@@ -9,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <iostream>
+#include <streambuf>
 #include <string>
 #include <system_error>
 #include <unistd.h>
@@ -39,7 +41,43 @@ void writeError(std::string_view text) noexcept {
    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
 }
 
+// Passes text on to another buffer, escaped line by line. A text comes as a whole, because messages
+// are not collected before they are written; so no character is cut in two.
+class EscapingBuffer : public std::streambuf {
+ public:
+   explicit EscapingBuffer(std::streambuf& target) : target_{&target} {}
+
+ protected:
+   std::streamsize xsputn(const char* text, std::streamsize size) override {
+      std::string_view left{text, static_cast<std::size_t>(size)};
+      std::string visible;
+      for (std::size_t end = left.find('\n'); end != left.npos; end = left.find('\n')) {
+         visible += Pello::escaped(left.substr(0, end)) + '\n';
+         left.remove_prefix(end + 1);
+      }
+      visible += Pello::escaped(left);
+      const auto whole = static_cast<std::streamsize>(visible.size());
+      return target_->sputn(visible.data(), whole) == whole ? size : 0;
+   }
+   int_type overflow(int_type next) override {
+      const char character = traits_type::to_char_type(next);
+      return traits_type::eq_int_type(next, traits_type::eof()) || xsputn(&character, 1) == 1
+                   ? traits_type::not_eof(next)
+                   : traits_type::eof();
+   }
+   int sync() override { return target_->pubsync(); }
+
+ private:
+   std::streambuf* target_; // of `std::cerr` before
+};
+
 } // namespace
+
+void escapeMessages() {
+   // Never destroyed, because the library flushes the stream at the very end.
+   static auto* const buffer = new EscapingBuffer{*std::cerr.rdbuf()};
+   std::cerr.rdbuf(buffer);
+}
 
 void workIs(std::string_view what) {
    const std::lock_guard lock{note.mutex};
@@ -61,7 +99,7 @@ void endForShortMemory() noexcept {
 
 std::ostream& messages() {
    if (lineDrawn.exchange(false)) {
-      std::cerr << clearLine;
+      writeError(clearLine); // not by `std::cerr`, which would escape it
    }
    return std::cerr;
 }

@@ -24,6 +24,12 @@ void workIs(std::string_view what);
 // not handed to the operating system stays unwritten, so a JSON document remains cut.
 [[noreturn]] void endForShortMemory() noexcept;
 
+// From now on, characters that no reader sees are escaped (Pello/VisibleCharacters.h) in whatever
+// is written to `std::cerr`, but for line ends. Names of files and texts of libraries get into
+// messages in many places, and a terminal obeys control characters. Called once, before the first
+// message.
+void escapeMessages();
+
 // The stream for messages to the user: standard error, with the line that `Progress` may have drawn
 // there taken away.
 std::ostream& messages();

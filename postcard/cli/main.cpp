@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -55,6 +56,10 @@ int withOutputWritten(int exitCode) {
 }
 
 int runReported(int argc, char** argv) {
+   // A write behind the limit of a file's size fails then, like one to a full disk, and is
+   // reported. The signal would end the process without a word.
+   std::signal(SIGXFSZ, SIG_IGN);
+   escapeMessages();
    try {
       return withOutputWritten(runCommand(argc, argv));
    } catch (const std::bad_alloc&) {

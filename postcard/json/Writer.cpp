@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -119,13 +118,13 @@ void Writer::put(char character) {
 void Writer::put(std::string_view text) {
    while (text.size() > pieceSize - used_) {
       const std::size_t part = pieceSize - used_;
-      std::memcpy(piece_.get() + used_, text.data(), part);
+      text.copy(piece_.get() + used_, part);
       used_ = pieceSize;
       text.remove_prefix(part);
       flush();
    }
-   std::memcpy(piece_.get() + used_, text.data(), text.size());
-   used_ += text.size();
+   // Not memcpy, which must not be given the null pointer of an empty view.
+   used_ += text.copy(piece_.get() + used_, text.size());
 }
 
 void Writer::putQuoted(std::string_view text) {

@@ -1,5 +1,6 @@
 #include "Ringlog/detail/RingFile.h"
 
+#include "Pello/VisibleCharacters.h"
 #include "Ringlog/detail/Layout.h"
 
 #include <algorithm>
@@ -139,8 +140,8 @@ bool RingFile::closedUnless(const std::string& refusal) {
    if (refusal.empty()) {
       return true;
    }
-   std::fprintf(stderr, "RINGLOG_FILE=%s ignored: %s. Traces stay in memory\n", path_.c_str(),
-                refusal.c_str());
+   std::fprintf(stderr, "RINGLOG_FILE=%s ignored: %s. Traces stay in memory\n",
+                Pello::escaped(path_).c_str(), refusal.c_str());
    close();
    return false;
 }

@@ -3,6 +3,7 @@
 #include "Ringlog/Ring.h"
 #include "Ringlog/detail/BusGuard.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -106,7 +107,7 @@ void WrittenRing::begin() {
          block(number)->claim.store(0, std::memory_order_relaxed);
       }
    }
-   std::memcpy(base_ + headerSize, descriptors_.data(), descriptors_.size());
+   std::ranges::copy(descriptors_, base_ + headerSize);
    header_->blockCount = static_cast<U32>(blocks_);
    header_->processId = static_cast<U32>(::getpid());
    header_->lostDescriptors.store(lostDescriptors_, std::memory_order_relaxed);

@@ -2,7 +2,7 @@
 // the ring's layout. Most of a real ring is zeros; what is folded is the rest.
 #pragma once
 
-#include "Pello/Types.h"
+#include "../Input.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -10,33 +10,6 @@
 #include <span>
 
 namespace Fuzz {
-
-// Reads from left to right; behind the end there are zeros.
-class Input {
- public:
-   explicit Input(std::span<const U8> bytes) : left_{bytes} {}
-
-   bool empty() const { return left_.empty(); }
-   std::size_t size() const { return left_.size(); }
-   template <class T>
-   T number() {
-      T value{};
-      const auto taken = take(sizeof value);
-      if (!taken.empty()) {
-         std::memcpy(&value, taken.data(), taken.size());
-      }
-      return value;
-   }
-   // As many as there are, up to `size`.
-   std::span<const U8> take(std::size_t size) {
-      const auto taken = left_.first(std::min(size, left_.size()));
-      left_ = left_.subspan(taken.size());
-      return taken;
-   }
-
- private:
-   std::span<const U8> left_;
-};
 
 // One at a time: all of them use the same memory.
 class FoldedRing {

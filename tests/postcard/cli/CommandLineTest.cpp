@@ -87,6 +87,36 @@ TEST(CommandLine, controlBytesAreEscaped) {
    }
 }
 
+TEST(CommandLine, namesOfFilesAreEscapedInMessages) {
+   const TestSupport::TemporaryFolder folder;
+   const std::string twoClasses = "policies: [{ name: a, interfaces: { ipv4: [E] }, classes: [{ "
+                                  "name: x, actions: [sample-all], "
+                                  "ipv4: {} }, { name: y, actions: [sample-all], ipv4: {} }] }]";
+   const struct {
+      const char* command;
+      std::string content;
+      std::string rest; // behind the name of the file
+   } rows[] = {{"check", "policies: 1", ":1:11: "},
+               {"check", twoClasses, ":1:"}, // `y` is shadowed
+               {"check --prove", twoClasses, ":1:"}};
+   for (const auto& row : rows) {
+      const std::string file = folder.write("\x1b[31m", row.content);
+      const auto result = shell("$P " + std::string{row.command} + " '" + file + "' 2>&1");
+      EXPECT_NE(result.out.find("\\u001b[31m" + row.rest), std::string::npos) << result.out;
+      EXPECT_EQ(result.out.find('\x1b'), std::string::npos) << result.out;
+   }
+   for (const char* line :
+        {"check $N", "agent $N", "agent --socket $N $F", "status --socket $N", "trace $N",
+         "trace $F", "explain $F --pcap $N", "explain $F --pcap $F", "compile $F"}) {
+      const std::string file = folder.write("\x1b[31m", "policies: 1");
+      const auto result =
+            shell("N='/nonexistent/\x1b[31m'; F='" + file + "'; exec $P " + std::string{line});
+      EXPECT_TRUE(result.exitCode == 2 || result.exitCode == 3) << line;
+      EXPECT_NE(result.err.find("\\u001b[31m"), std::string::npos) << line << result.err;
+      EXPECT_EQ(result.err.find('\x1b'), std::string::npos) << line << result.err;
+   }
+}
+
 TEST(CommandLine, helpPrintsWhatTheOptionPrints) {
    EXPECT_EQ(run({"help"}).out, run({"--help"}).out);
    for (const char* command : {"compile", "check", "explain", "agent", "show", "status", "reload",

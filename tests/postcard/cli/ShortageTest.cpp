@@ -105,6 +105,21 @@ TEST(Shortage, shortMemoryIsAMessageAndJsonIsCut) {
    EXPECT_GT(during["preparing"], 0);
 }
 
+// A limit of the file's size raises a signal, which by itself ends a process without a word.
+TEST(Shortage, aResultThatIsTooLargeForItsFileIsAMessage) {
+   const TestSupport::TemporaryFolder folder;
+   for (const char* command : {"compile", "compile --format json", "compile --format list"}) {
+      const auto result =
+            runProgram({"/bin/sh", "-c",
+                        fmt::format("ulimit -f 1; exec {} {} {} > {}", program, command,
+                                    POSTCARD_SOURCE_DIR "/examples/large-datacenter.yaml",
+                                    folder.path("out"))});
+      EXPECT_EQ(result.signal, 0) << command;
+      EXPECT_EQ(result.exitCode, 3) << command;
+      EXPECT_NE(result.err.find("postcard: standard output: "), std::string::npos) << result.err;
+   }
+}
+
 // As a stream: writing takes next to no memory beside the ACL.
 TEST(Shortage, jsonTakesNoMoreMemoryThanTheAcl) {
    if (TestSupport::sanitized) {

@@ -54,6 +54,15 @@ std::string written(const Json& value) {
    return text;
 }
 
+// An empty view may have no address, and functions of C must not be given it.
+TEST(JsonWriter, anEmptyViewWithoutAnAddress) {
+   std::string text;
+   Writer writer{[&](std::string_view piece) { text += piece; }};
+   writer.text(std::string_view{});
+   writer.finish();
+   EXPECT_EQ(text, "\"\"\n");
+}
+
 TEST(JsonWriter, printsAsTheLibraryDoes) {
    const Json table[] = {
          nullptr,
