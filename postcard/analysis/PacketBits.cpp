@@ -74,8 +74,9 @@ bool hasPorts(const PacketBits& bits) {
 }
 
 void setNumber(PacketBits& bits, BitRange range, unsigned value) {
-   for (int bit = 0; bit < range.width; ++bit) {
-      bits[static_cast<std::size_t>(range.at + bit)] = (value >> (range.width - 1 - bit) & 1) != 0;
+   for (int bit = range.at + range.width - 1; bit >= range.at; --bit) {
+      bits[static_cast<std::size_t>(bit)] = (value & 1U) != 0;
+      value >>= 1U;
    }
 }
 

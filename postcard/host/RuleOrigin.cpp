@@ -15,9 +15,12 @@
 
 namespace Postcard::Host {
 
-using namespace OruPostcardTelemetry;
 using Classification::protocolTcp;
 using Classification::protocolUdp;
+using OruPostcardTelemetry::L4PortDataMask;
+using OruPostcardTelemetry::PostcardTelemetryAclConfig;
+using OruPostcardTelemetry::RuleConfig;
+using OruPostcardTelemetry::RuleFilter;
 
 const Policy::Location& RuleOrigin::location() const {
    if (entry != nullptr) {
@@ -62,6 +65,7 @@ Blocks blocksOf(const std::vector<Policy::NumberRange>& ranges) {
 // The record sorts flag matches, too.
 std::vector<const Policy::TcpFlagMatch*> sortedFlags(const Policy::ProtocolMatch& match) {
    std::vector<const Policy::TcpFlagMatch*> flags;
+   flags.reserve(match.tcpFlags.size());
    for (const Policy::TcpFlagMatch& each : match.tcpFlags) {
       flags.push_back(&each);
    }
@@ -81,7 +85,8 @@ const Policy::ProtocolMatch* matchOf(const Policy::Filter& filter, U8 protocol) 
 
 // A prefix that is not in the filter leaves the template's prefix as it was born.
 bool prefixAgrees(const Orlix::IpGenPrefix& prefix, const std::vector<Policy::Prefix>& wanted) {
-   return wanted.empty() ? prefix == anyPrefix() : prefix == wanted.front().value;
+   return wanted.empty() ? prefix == OruPostcardTelemetry::anyPrefix()
+                         : prefix == wanted.front().value;
 }
 
 bool portsAgree(bool valid, const L4PortDataMask& ports, const Block& block) {

@@ -13,9 +13,13 @@ namespace Postcard::Report {
 
 namespace {
 
-using namespace OruPostcardTelemetry;
 using Host::CompiledPolicy;
 using Host::RuleOrigin;
+using OruPostcardTelemetry::L4PortDataMask;
+using OruPostcardTelemetry::PostcardTelemetryAclConfig;
+using OruPostcardTelemetry::RuleAction;
+using OruPostcardTelemetry::RuleConfig;
+using OruPostcardTelemetry::RuleFilter;
 
 using Buffer = fmt::memory_buffer;
 
