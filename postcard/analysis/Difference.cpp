@@ -52,10 +52,8 @@ class Gains {
 
    // The packets whose first match is the class at `place`. Throws LimitReached.
    const PacketSet& of(std::size_t place) {
-      if (!known_[place]) {
-         known_[place] = residues_.left(residues_.alone(place), place);
-      }
-      return *known_[place];
+      std::optional<PacketSet>& gains = known_[place];
+      return gains ? *gains : gains.emplace(residues_.left(residues_.alone(place), place));
    }
    void forget() {
       residues_.forget();
@@ -113,12 +111,14 @@ class Comparer {
    // A class gets the same when its filter and those of the earlier classes that meet it are the
    // same, in whatever order these stand. Such classes share no packet with what any other class
    // gets, so nobody needs to look at them again.
+   //
+   // The twin of a class is the class of the later version with the same name and filter.
    void setAsideEqualGains() {
       std::map<std::string_view, std::size_t> places;
       for (std::size_t place = 0; place < after_.size(); ++place) {
          places.emplace(after_.name(place), place);
       }
-      std::vector<std::optional<std::size_t>> twins(before_.size());
+      std::vector<std::size_t> twins(before_.size(), after_.size()); // their number: no twin
       for (std::size_t place = 0; place < before_.size(); ++place) {
          const auto found = places.find(before_.name(place));
          if (found != places.end() &&
@@ -127,21 +127,21 @@ class Comparer {
          }
       }
       for (std::size_t place = 0; place < before_.size(); ++place) {
-         if (twins[place] && sameRivals(twins, place)) {
-            setAside(place, *twins[place]);
+         if (twins[place] != after_.size() && sameRivals(twins, place)) {
+            setAside(place, twins[place]);
          }
       }
    }
 
-   bool sameRivals(const std::vector<std::optional<std::size_t>>& twins, std::size_t place) const {
+   bool sameRivals(const std::vector<std::size_t>& twins, std::size_t place) const {
       std::set<std::size_t> rivals;
       for (const std::size_t rival : before_.rivals(place)) {
-         if (!twins[rival]) {
+         if (twins[rival] == after_.size()) {
             return false;
          }
-         rivals.insert(*twins[rival]);
+         rivals.insert(twins[rival]);
       }
-      const std::vector<std::size_t> others = after_.rivals(*twins[place]);
+      const std::vector<std::size_t> others = after_.rivals(twins[place]);
       return rivals == std::set<std::size_t>{others.begin(), others.end()};
    }
 
@@ -187,7 +187,10 @@ class Comparer {
 
    void note(const PacketSet& packets, const Treatment& before, const Treatment& after) {
       const auto difference = differenceOf(before, after);
-      if (const auto witness = difference ? space_.packetIn(packets, family_) : std::nullopt) {
+      if (!difference) {
+         return;
+      }
+      if (const auto witness = space_.packetIn(packets, family_)) {
          differences_.found.push_back(
                {*difference, before, after, *witness, inWords(space_, packets, family_)});
       }

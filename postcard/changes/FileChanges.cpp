@@ -101,6 +101,7 @@ void complete(FileChanges& changes, const BothFiles& files) {
    findToggles(changes, files);
    findPolicies(changes, files);
    std::vector<AgentStep*> steps;
+   steps.reserve(changes.acls.size());
    for (AclChange& change : changes.acls) {
       steps.push_back(&change.agent);
    }

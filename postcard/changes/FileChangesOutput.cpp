@@ -26,10 +26,10 @@ const char* changeName(const PolicyChange& change) {
 
 // The place in the later file, unless the policy is gone from it.
 std::string policyText(const PolicyChange& change, const FileNames& files) {
-   return fmt::format("{}: policy '{}' {}\n",
-                      change.after ? placeText(files.after, *change.after)
-                                   : placeText(files.before, *change.before),
-                      change.name, changeName(change));
+   const std::string place =
+         change.after ? placeText(files.after, *change.after)
+                      : placeText(files.before, change.before.value_or(Policy::Location{}));
+   return fmt::format("{}: policy '{}' {}\n", place, change.name, changeName(change));
 }
 
 Json placeJson(const std::optional<Policy::Location>& place) {

@@ -64,8 +64,8 @@ std::function<int()> declare(CLI::App& parser) {
          "With --format text and list, ACLs go to standard output, messages and totals to\n"
          "standard error. list has a line for each entry: its index, the name of its rule,\n"
          "what it matches, its actions, and the place in the file that it comes from. With\n"
-         "--format json, one document on standard output holds all of it, and messages go to\n"
-         "standard error as well.\n"
+         "the format json, one document on standard output holds all of it, and messages go\n"
+         "to standard error as well.\n"
          "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
          "3 the helper module or standard output cannot be used.");
    return [options] {
