@@ -38,16 +38,15 @@ LoadResult load(const std::string& file) {
 // Makes the ACLs of one of the two files.
 class Side {
  public:
-   // `toggles` are those under which both files are compiled.
-   Side(const LoadResult& loaded, const Policy::ToggleMap& toggles)
-      : name_{loaded.fileName},
-        file_{*loaded.policyFile},
-        compiler_{{.hardware = file_.hardware,
+   // `toggles` are those under which both files are compiled. `name` is that of the file, which
+   // must outlive this object.
+   Side(std::string name, const Policy::PolicyFile& file, const Policy::ToggleMap& toggles)
+      : name_{std::move(name)},
+        file_{file},
+        compiler_{{.hardware = file.hardware,
                    .featureToggles = toggles,
                    .policies = {},
                    .policiesLocation = {}}} {}
-
-   const Policy::PolicyFile& file() const { return file_; }
 
    // The ACL of a policy of this file, null for none. A refusal is written to standard error at
    // once, and added to `refused`.
@@ -80,13 +79,13 @@ Policy::ToggleMap togglesOfBoth(const Policy::PolicyFile& before, const Policy::
 }
 
 // The ACLs of a pair are freed before those of the next one are made.
-Changes::FileChanges compare(const LoadResult& before, const LoadResult& after) {
-   const Policy::ToggleMap toggles = togglesOfBoth(*before.policyFile, *after.policyFile);
-   const Side old{before, toggles};
-   const Side wanted{after, toggles};
-   const Changes::BothFiles files{old.file(), wanted.file()};
+Changes::FileChanges compare(const Changes::FileNames& names, const Changes::BothFiles& files) {
+   const Policy::ToggleMap toggles = togglesOfBoth(files.before, files.after);
+   const Side old{names.before, files.before, toggles};
+   const Side wanted{names.after, files.after, toggles};
    Changes::FileChanges changes;
-   changes.files = {before.fileName, after.fileName};
+   changes.files = names;
+   workIs("preparing the analysis of policy file " + Pello::escaped(names.after));
    Analysis::PacketSpace space;
    const auto pairs = Changes::aclPairs(files.before, files.after);
    std::size_t number = 0;
@@ -118,12 +117,14 @@ int run(const Options& options) {
       return exitUsage;
    }
    const Progress progress{options.progress.isWanted()};
-   const std::vector<LoadResult> loaded{load(options.before), load(options.after)};
-   if (!loaded.front().policyFile || !loaded.back().policyFile) {
-      return reportUnusable(loaded, options.format);
+   const LoadResult before = load(options.before);
+   const LoadResult after = load(options.after);
+   if (!before.policyFile || !after.policyFile) {
+      return reportUnusable({before, after}, options.format);
    }
    try {
-      const Changes::FileChanges changes = compare(loaded.front(), loaded.back());
+      const Changes::FileChanges changes =
+            compare({before.fileName, after.fileName}, {*before.policyFile, *after.policyFile});
       options.format.print(changes);
       return changes.none() ? exitDone : exitRefused;
    } catch (const Host::PluginError& error) {
