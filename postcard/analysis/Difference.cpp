@@ -17,7 +17,9 @@ Treatment treatmentBy(const Policy::Class& each, Policy::Family family) {
    return {each.name.text, each.name.location, samplingRate(each, family)};
 }
 
-// Absent: the two treatments are the same. The places of the classes do not count.
+// A difference in rate counts although each packet is sampled in both versions: whoever reads the
+// samples multiplies by the rate. Absent: the two treatments are the same. The places of the
+// classes do not count.
 std::optional<Difference> differenceOf(const Treatment& before, const Treatment& after) {
    if (before.sampled() != after.sampled()) {
       return Difference::sampling;
@@ -159,6 +161,8 @@ class Comparer {
       return commonPacket(before_.at(place).regions, after_.at(other).regions, family_).has_value();
    }
 
+   // No packet is in what two classes of one version get. So whatever one class of the later
+   // version takes of `rest` need not be looked for in the others.
    void compareAt(std::size_t place) {
       PacketSet rest = before_.of(place);
       for (std::size_t other = 0; other < after_.size() && !rest.empty(); ++other) {

@@ -7,7 +7,8 @@ namespace Postcard::Analysis {
 
 namespace {
 
-// In the order of `Axis`.
+// In the order of `Axis`. Both families have 128 bits for an address: bits that no set looks at
+// cost nothing, and sets of either family can live in one space.
 constexpr std::array<int, 9> widths{8, 128, 128, 1, 16, 16, 8, 16, 16};
 
 constexpr std::array<BitRange, widths.size()> allRanges() {

@@ -77,7 +77,8 @@ std::optional<std::vector<Interval>> intervalsOf(const std::vector<AddressBlock>
 
 // ---- One field ----
 
-// "LOW-HIGH,…" with every bound as `print` writes it.
+// "LOW-HIGH,…" with every bound as `print` writes it. A value alone has equal texts for both
+// bounds, also when the bits below the width of the axis differ.
 template <class Print>
 std::optional<std::string> rangesText(const std::vector<AddressBlock>& blocks, Print print) {
    const auto intervals = intervalsOf(blocks);
@@ -158,7 +159,8 @@ class Writer {
    static constexpr std::size_t axes = static_cast<std::size_t>(Axis::identification) + 1;
    using Texts = std::array<std::string, axes>;
 
-   // Appends the lines of `set`, of which everything before axis number `at` is in `texts`.
+   // One line for each way through the slices of all axes. Appends the lines of `set`, of which
+   // everything before axis number `at` is in `texts`.
    void add(const PacketSet& set, std::size_t at, Texts texts) {
       if (set.empty() || tooMany_) {
          return;

@@ -16,6 +16,7 @@ using Key = std::pair<std::string_view, Policy::Family>;
 
 constexpr Policy::Family families[] = {Policy::Family::ipv4, Policy::Family::ipv6};
 
+// In the order in which an agent removes policies. The keys refer to the names in `file`.
 std::map<Key, const Policy::Policy*> policiesOf(const Policy::PolicyFile& file) {
    std::map<Key, const Policy::Policy*> policies;
    for (const Policy::Policy& policy : file.policies) {

@@ -44,6 +44,8 @@ std::size_t longestAscent(const std::vector<std::size_t>& numbers) {
 
 } // namespace
 
+// Of entries with equal texts, the first of one version is paired with the first of the other: any
+// other pairing would make entries move that need not.
 EntryChanges entryChanges(const Acl* before, const Acl* after) {
    const std::vector<std::string> old = textsOf(before);
    std::unordered_map<std::string_view, std::vector<std::size_t>> places; // last first

@@ -34,6 +34,7 @@ AclChange aclChange(Analysis::PacketSpace& space, const BothFiles& files, const 
    change.interfacesAdded = interfacesOnlyIn(pair.after, pair.before, pair.family);
    change.interfacesRemoved = interfacesOnlyIn(pair.before, pair.after, pair.family);
    change.agent = agentStep(pair, same, {countOf(acls.before), countOf(acls.after)});
+   // Most pairs of two versions of a file make the same rules; nothing has to be compared then.
    if (!same) {
       const auto version = [](const Acl* acl, const Policy::Policy* policy,
                               const Policy::Hardware& hardware) {

@@ -83,7 +83,8 @@ const Policy::ProtocolMatch* matchOf(const Policy::Filter& filter, U8 protocol) 
    return found == filter.protocols.end() ? nullptr : &*found;
 }
 
-// A prefix that is not in the filter leaves the template's prefix as it was born.
+// The helper has refused filters with more than one prefix. A prefix that is not in the filter
+// leaves the template's prefix as it was born.
 bool prefixAgrees(const Orlix::IpGenPrefix& prefix, const std::vector<Policy::Prefix>& wanted) {
    return wanted.empty() ? prefix == OruPostcardTelemetry::anyPrefix()
                          : prefix == wanted.front().value;
@@ -208,6 +209,7 @@ class Walk {
       }
       const auto& entry = *at_;
       const RuleConfig& rule = *entry.value();
+      // A gap in the indexes would shift all origins behind it without any field that disagrees.
       if (entry.key() != index_ || !ofClass(rule) || rule.ruleFilter() == nullptr ||
           !agrees(*rule.ruleFilter(), origin, source, destination)) {
          fail(fmt::format("it was to come from class '{}', {}", which_->name.text, text(origin)));
