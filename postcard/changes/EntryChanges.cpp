@@ -27,6 +27,12 @@ std::vector<std::string> textsOf(const Acl* acl) {
    return texts;
 }
 
+// The entries of the earlier version that have one text.
+struct Equals {
+   std::vector<std::size_t> places; // the last one first
+   std::size_t paired = 0;          // with as many entries of the later version
+};
+
 // The length of the longest ascending subsequence: `lowest[n]` is the lowest number at which one of
 // n + 1 numbers can end.
 std::size_t longestAscent(const std::vector<std::size_t>& numbers) {
@@ -44,34 +50,41 @@ std::size_t longestAscent(const std::vector<std::size_t>& numbers) {
 
 } // namespace
 
-// Of entries with equal texts, the first of one version is paired with the first of the other: any
-// other pairing would make entries move that need not.
+// The longest list of entries that both versions have in one order, by Hunt and Szymanski: each
+// later entry stands for the places of all its equals in the earlier version, the last one first,
+// so that an ascending subsequence takes at most one of them. Few entries have equals, so that the
+// numbers are hardly more than the entries.
 EntryChanges entryChanges(const Acl* before, const Acl* after) {
    const std::vector<std::string> old = textsOf(before);
-   std::unordered_map<std::string_view, std::vector<std::size_t>> places; // last first
+   std::unordered_map<std::string_view, Equals> equals;
    for (std::size_t i = old.size(); i-- > 0;) {
-      places[old[i]].push_back(i);
+      equals[old[i]].places.push_back(i);
    }
    EntryChanges changes;
-   std::vector<bool> found(old.size());
-   std::vector<std::size_t> common; // places in `old` of the entries of both, in the later order
+   std::vector<std::size_t> numbers;
+   std::size_t common = 0;
    for (std::string& text : textsOf(after)) {
-      const auto same = places.find(text);
-      if (same == places.end() || same->second.empty()) {
+      const auto same = equals.find(text);
+      if (same != equals.end()) {
+         numbers.insert(numbers.end(), same->second.places.begin(), same->second.places.end());
+      }
+      if (same == equals.end() || same->second.paired == same->second.places.size()) {
          changes.added.push_back(std::move(text));
       } else {
-         common.push_back(same->second.back());
-         found[same->second.back()] = true;
-         same->second.pop_back();
+         ++same->second.paired;
+         ++common;
       }
    }
-   for (std::size_t i = 0; i < old.size(); ++i) {
-      if (!found[i]) {
-         changes.removed.push_back(old[i]);
+   for (const std::string& text : old) {
+      Equals& same = equals[text];
+      if (same.paired == 0) {
+         changes.removed.push_back(text);
+      } else {
+         --same.paired;
       }
    }
-   changes.kept = longestAscent(common);
-   changes.moved = common.size() - changes.kept;
+   changes.kept = longestAscent(numbers);
+   changes.moved = common - changes.kept;
    return changes;
 }
 

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <random>
 
 namespace {
@@ -99,17 +100,30 @@ std::size_t longestCommon(const std::vector<U8>& a, const std::vector<U8>& b) {
 
 TEST(EntryChanges, asManyAsPossibleAreKept) {
    std::mt19937 random{5};
-   for (int round = 0; round < 300; ++round) {
-      std::vector<U8> before{1, 2, 3, 4, 5, 6, 7};
-      std::vector<U8> after{3, 4, 5, 6, 7, 8, 9};
-      std::shuffle(before.begin(), before.end(), random);
-      std::shuffle(after.begin(), after.end(), random);
-      const EntryChanges changes =
-            entryChanges(aclOf(before).data().get(), aclOf(after).data().get());
-      EXPECT_EQ(changes.kept, longestCommon(before, after));
-      EXPECT_EQ(changes.kept + changes.moved, 5U);
-      EXPECT_EQ(changes.added.size(), 2U);
-      EXPECT_EQ(changes.removed.size(), 2U);
+   for (int round = 0; round < 500; ++round) {
+      std::vector<U8> before(random() % 8);
+      std::vector<U8> after(random() % 8);
+      std::array<std::size_t, 5> old{};
+      std::array<std::size_t, 5> now{};
+      for (U8& each : before) {
+         each = static_cast<U8>(1 + random() % 5);
+         ++old.at(each - 1U);
+      }
+      for (U8& each : after) {
+         each = static_cast<U8>(1 + random() % 5);
+         ++now.at(each - 1U);
+      }
+      std::size_t common = 0;
+      for (std::size_t i = 0; i < old.size(); ++i) {
+         common += std::min(old.at(i), now.at(i));
+      }
+      const AclRecords first = aclOf(before);
+      const AclRecords second = aclOf(after);
+      const EntryChanges changes = entryChanges(first.data().get(), second.data().get());
+      EXPECT_EQ(changes.kept, longestCommon(before, after)) << round;
+      EXPECT_EQ(changes.kept + changes.moved, common) << round;
+      EXPECT_EQ(changes.added.size(), after.size() - common) << round;
+      EXPECT_EQ(changes.removed.size(), before.size() - common) << round;
    }
 }
 
