@@ -1,5 +1,7 @@
 #include "postcard/analysis/PacketSet.h"
 
+#include "postcard/analysis/PacketBits.h"
+
 #include <algorithm>
 #include <chrono>
 #include <new>
@@ -20,41 +22,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int falseNode = 0;
 constexpr int trueNode = 1;
-
-// The bits of all fields, in the order in which diagrams test them.
-constexpr int protocolAt = 0;
-constexpr int sourceAt = protocolAt + 8;
-constexpr int destinationAt = sourceAt + 128;
-constexpr int hasPortsAt = destinationAt + 128;
-constexpr int sourcePortAt = hasPortsAt + 1;
-constexpr int destinationPortAt = sourcePortAt + 16;
-constexpr int tcpFlagsAt = destinationPortAt + 16;
-constexpr int checksumAt = tcpFlagsAt + 8;
-constexpr int identificationAt = checksumAt + 16;
-constexpr int allBits = identificationAt + 16;
-
-struct Place {
-   int at;
-   int width;
-};
-
-Place placeOf(Field field) {
-   switch (field) {
-   case Field::protocol:
-      return {protocolAt, 8};
-   case Field::sourcePort:
-      return {sourcePortAt, 16};
-   case Field::destinationPort:
-      return {destinationPortAt, 16};
-   case Field::tcpFlags:
-      return {tcpFlagsAt, 8};
-   case Field::checksum:
-      return {checksumAt, 16};
-   case Field::identification:
-      return {identificationAt, 16};
-   }
-   return {}; // no other field exists
-}
 
 // What the library cannot keep for us, because its callbacks carry no context.
 struct Engine {
@@ -109,7 +76,7 @@ void startLibrary(const Limits& limits) {
    bdd_setmaxnodenum(std::max(static_cast<int>(limits.mostNodes), bdd_getallocnum() + 1));
    bdd_setmaxincrease(static_cast<int>(limits.mostNodes));
    bdd_setcacheratio(8);
-   if (bdd_setvarnum(allBits) < 0) {
+   if (bdd_setvarnum(packetBits) < 0) {
       throw std::bad_alloc{};
    }
    bdd_disable_reorder();
@@ -224,7 +191,7 @@ void PacketSpace::makeConstants() {
    using Packets::protocolUdp;
    const PacketSet tcp = bits(Field::protocol, protocolTcp, 0xff);
    const PacketSet udp = bits(Field::protocol, protocolUdp, 0xff);
-   const PacketSet hasPorts{checked(bdd_ithvar(hasPortsAt))};
+   const PacketSet hasPorts{checked(bdd_ithvar(bitsOf(Axis::hasPorts).at))};
    anything_ = PacketSet{trueNode};
    withPorts_ = (tcp | udp) & hasPorts;
    withTcpFlags_ = tcp & hasPorts;
@@ -233,7 +200,7 @@ void PacketSpace::makeConstants() {
 
 PacketSet PacketSpace::bits(Field field, U16 value, U16 mask) const {
    checkTime();
-   const Place place = placeOf(field);
+   const BitRange place = bitsOf(axisOf(field));
    PacketSet set{trueNode};
    for (int bit = 0; bit < place.width; ++bit) {
       if ((mask >> bit & 1) != 0) {
@@ -248,7 +215,7 @@ PacketSet PacketSpace::bits(Field field, U16 value, U16 mask) const {
 // or with the same bit and the rest not below; and likewise for `high`.
 PacketSet PacketSpace::range(Field field, U16 low, U16 high) const {
    checkTime();
-   const Place place = placeOf(field);
+   const BitRange place = bitsOf(axisOf(field));
    PacketSet atLeast{trueNode};
    PacketSet atMost{trueNode};
    for (int bit = 0; bit < place.width; ++bit) {
@@ -265,7 +232,7 @@ PacketSet PacketSpace::range(Field field, U16 low, U16 high) const {
 
 PacketSet PacketSpace::addresses(Side side, const AddressBlock& block) const {
    checkTime();
-   const int begin = side == Side::source ? sourceAt : destinationAt;
+   const int begin = bitsOf(side == Side::source ? Axis::source : Axis::destination).at;
    PacketSet set{trueNode};
    for (int bit = 127; bit >= 0; --bit) {
       const auto word = static_cast<std::size_t>(bit / 64);
@@ -281,11 +248,9 @@ PacketSet PacketSpace::addresses(Side side, const AddressBlock& block) const {
 
 namespace {
 
-using Bits = std::array<bool, allBits>;
-
 // One combination of bits that leads to "true", with zeros where there is a choice.
-Bits bitsOnAPath(int node) {
-   Bits bits{};
+PacketBits bitsOnAPath(int node) {
+   PacketBits bits{};
    while (node != trueNode) {
       const int low = bdd_low(node);
       bits[static_cast<std::size_t>(bdd_var(node))] = low == falseNode;
@@ -294,76 +259,10 @@ Bits bitsOnAPath(int node) {
    return bits;
 }
 
-U16 number(const Bits& bits, Place place) {
-   U16 value = 0;
-   for (int bit = place.at; bit < place.at + place.width; ++bit) {
-      value = static_cast<U16>(value << 1 | (bits[static_cast<std::size_t>(bit)] ? 1 : 0));
-   }
-   return value;
-}
-
-void address(const Bits& bits, int at, std::size_t bytes, std::array<U8, 16>& address) {
-   for (std::size_t byte = 0; byte < bytes; ++byte) {
-      address[byte] = static_cast<U8>(number(bits, {at + static_cast<int>(byte) * 8, 8}));
-   }
-}
-
-Packets::Packet packetOf(const Bits& bits, Policy::Family family) {
-   using Packets::protocolTcp;
-   using Packets::protocolUdp;
-   const bool ipv4 = family == Policy::Family::ipv4;
-   Packets::Packet packet;
-   packet.family = ipv4 ? Orlix::AddressFamily::ipv4 : Orlix::AddressFamily::ipv6;
-   packet.protocol = static_cast<U8>(number(bits, placeOf(Field::protocol)));
-   address(bits, sourceAt, addressSize(packet.family), packet.source);
-   address(bits, destinationAt, addressSize(packet.family), packet.destination);
-   if (bits[hasPortsAt]) {
-      packet.sourcePort = number(bits, placeOf(Field::sourcePort));
-      packet.destinationPort = number(bits, placeOf(Field::destinationPort));
-      packet.checksum = number(bits, placeOf(Field::checksum));
-      if (packet.protocol == protocolTcp) {
-         packet.tcpFlags = static_cast<U8>(number(bits, placeOf(Field::tcpFlags)));
-      }
-   } else {
-      packet.laterFragment = packet.protocol == protocolTcp || packet.protocol == protocolUdp;
-   }
-   if (ipv4) {
-      packet.identification = number(bits, placeOf(Field::identification));
-   }
-   return packet;
-}
-
-void setNumber(Bits& bits, Place place, unsigned value) {
-   for (int bit = 0; bit < place.width; ++bit) {
-      bits[static_cast<std::size_t>(place.at + bit)] = (value >> (place.width - 1 - bit) & 1) != 0;
-   }
-}
-
-void setAddress(Bits& bits, int at, std::span<const U8> address) {
-   for (const U8 byte : address) {
-      setNumber(bits, {at, 8}, byte);
-      at += 8;
-   }
-}
-
-Bits bitsOf(const Packets::Packet& packet) {
-   Bits bits{};
-   setNumber(bits, placeOf(Field::protocol), packet.protocol);
-   setAddress(bits, sourceAt, packet.sourceAddress());
-   setAddress(bits, destinationAt, packet.destinationAddress());
-   bits[hasPortsAt] = packet.sourcePort.has_value();
-   setNumber(bits, placeOf(Field::sourcePort), packet.sourcePort.value_or(0));
-   setNumber(bits, placeOf(Field::destinationPort), packet.destinationPort.value_or(0));
-   setNumber(bits, placeOf(Field::tcpFlags), packet.tcpFlags.value_or(0));
-   setNumber(bits, placeOf(Field::checksum), packet.checksum.value_or(0));
-   setNumber(bits, placeOf(Field::identification), packet.identification.value_or(0));
-   return bits;
-}
-
 } // namespace
 
 bool PacketSpace::contains(const PacketSet& set, const Packets::Packet& packet) const {
-   const Bits bits = bitsOf(packet);
+   const PacketBits bits = bitsOf(packet);
    int node = set.node_;
    while (node != falseNode && node != trueNode) {
       node = bits[static_cast<std::size_t>(bdd_var(node))] ? bdd_high(node) : bdd_low(node);
@@ -385,6 +284,53 @@ std::optional<Packets::Packet> PacketSpace::packetIn(const PacketSet& set,
       chosen = set & bits(Field::protocol, icmp, 0xff);
    }
    return packetOf(bitsOnAPath(chosen.empty() ? set.node_ : chosen.node_), family);
+}
+
+// ---- Slices ----
+
+namespace {
+
+// A node below one axis, and the values of the axis that lead to it.
+using NodeSlices = std::vector<std::pair<int, std::vector<AddressBlock>>>;
+
+// Adds every path from `node` to a node behind `axis`. `path` holds the bits above `node`. Returns
+// false when that makes more than `left` blocks.
+bool addPaths(int node, BitRange axis, const AddressBlock& path, NodeSlices& slices,
+              std::size_t& left) {
+   if (node == falseNode) {
+      return true;
+   }
+   if (node == trueNode || bdd_var(node) >= axis.at + axis.width) {
+      const auto same = std::ranges::find(slices, node, &NodeSlices::value_type::first);
+      (same != slices.end() ? *same : slices.emplace_back(node, std::vector<AddressBlock>{}))
+            .second.push_back(path);
+      return left-- > 0;
+   }
+   const int bit = bdd_var(node) - axis.at;
+   const auto word = static_cast<std::size_t>(bit / 64);
+   const U64 probe = U64{1} << (63 - bit % 64);
+   AddressBlock next = path;
+   next.mask[word] |= probe;
+   if (!addPaths(bdd_low(node), axis, next, slices, left)) {
+      return false;
+   }
+   next.value[word] |= probe;
+   return addPaths(bdd_high(node), axis, next, slices, left);
+}
+
+} // namespace
+
+std::optional<std::vector<Slice>> PacketSpace::slices(const PacketSet& set, Axis axis,
+                                                      std::size_t most) const {
+   NodeSlices nodes;
+   if (!addPaths(set.node_, bitsOf(axis), {}, nodes, most)) {
+      return std::nullopt;
+   }
+   std::vector<Slice> slices;
+   for (auto& [node, values] : nodes) {
+      slices.push_back({std::move(values), PacketSet{node}});
+   }
+   return slices;
 }
 
 } // namespace Postcard::Analysis

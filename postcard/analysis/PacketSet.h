@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 namespace Postcard::Analysis {
 
@@ -89,6 +90,27 @@ enum class Field : U8 {
 
 enum class Side : U8 { source, destination };
 
+// What sets look at, in the order in which their diagrams do.
+enum class Axis : U8 {
+   protocol,
+   source,
+   destination,
+   hasPorts, // one bit
+   sourcePort,
+   destinationPort,
+   tcpFlags,
+   checksum,
+   identification,
+};
+
+// The part of a set that some values of an axis have in common.
+struct Slice {
+   // The values, as blocks that have none in common. The first and highest bit of the axis is the
+   // highest bit of the first word, whatever the width of the axis.
+   std::vector<AddressBlock> values;
+   PacketSet rest; // what the packets are like behind the axis
+};
+
 class PacketSpace {
  public:
    // Throws std::logic_error when there is a space already, or when `limits` are below
@@ -131,6 +153,11 @@ class PacketSpace {
    // packets that are easy to read: TCP, then UDP, then ICMP, with ports, and zero wherever the set
    // leaves a choice. Throws LimitReached.
    std::optional<Packets::Packet> packetIn(const PacketSet& set, Policy::Family family) const;
+   // Cuts `set` into slices with different `rest`. `set` must look at nothing before `axis`, as the
+   // `rest` of a slice along the axis before does. None when there would be more than `most` blocks
+   // of values.
+   std::optional<std::vector<Slice>> slices(const PacketSet& set, Axis axis,
+                                            std::size_t most) const;
 
  private:
    void makeConstants();

@@ -20,6 +20,8 @@ struct PortRange {
    U16 high = 65535;
 
    bool contains(U16 port) const { return low <= port && port <= high; }
+
+   friend bool operator==(const PortRange&, const PortRange&) = default;
 };
 
 // The packets whose ports lie in one of the source ranges and in one of the destination ranges. A
@@ -27,12 +29,16 @@ struct PortRange {
 struct PortArea {
    std::vector<PortRange> source;
    std::vector<PortRange> destination;
+
+   friend bool operator==(const PortArea&, const PortArea&) = default;
 };
 
 // The flags under `mask` read as `value`; no bit of `value` is outside `mask`.
 struct FlagMatch {
    U8 value = 0;
    U8 mask = 0; // never 0
+
+   friend bool operator==(const FlagMatch&, const FlagMatch&) = default;
 };
 
 // The sampled field reads as `value` under `mask`; no bit of `value` is outside `mask`.
@@ -55,6 +61,10 @@ struct Region {
    std::optional<std::vector<PortArea>> ports;     // one of them; never an empty list
    std::optional<std::vector<FlagMatch>> tcpFlags; // one of them; never an empty list
    std::optional<SampleBits> sample;
+
+   // Equal regions take the same packets. Different ones may, too: ranges can be written in another
+   // order.
+   friend bool operator==(const Region&, const Region&) = default;
 };
 
 // Whether `packet` lies in the region. Both must be of the same family.

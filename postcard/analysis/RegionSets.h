@@ -37,13 +37,14 @@ class Residues {
    // What the class at `place` takes when it stands alone. Throws LimitReached.
    const PacketSet& alone(std::size_t place);
 
+   // The places of the classes before `place` that have a packet in common with it, the broadest
+   // first. Needs no diagram.
+   std::vector<std::size_t> rivals(std::size_t place) const;
+
    // Forgets all sets: for the caller of `PacketSpace::reset`.
    void forget();
 
  private:
-   // The classes before `place` that have a packet in common with it, the broadest first.
-   std::vector<std::size_t> rivals(std::size_t place) const;
-
    PacketSpace& space_;
    const std::vector<ClassRegions>& classes_;
    Policy::Family family_;

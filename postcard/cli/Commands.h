@@ -10,6 +10,7 @@ namespace Postcard::Cli {
 extern const Command compileCommand; // Compile.cpp
 extern const Command checkCommand;   // Check.cpp
 extern const Command explainCommand; // Explain.cpp
+extern const Command diffCommand;    // Diff.cpp
 
 // Run an agent.
 extern const Command agentCommand; // Agent.cpp

@@ -34,13 +34,16 @@ int run(const Options& options, const Policy::PolicyFile& policyFile) {
       document.emplace([](std::string_view piece) { std::cout << piece; });
    }
    // ACLs are printed one by one, so that only one is in memory at a time.
-   compilation.refused = options.choice.compile(
-         policyFile, [&](const auto&, auto, const Host::PolicyCompiler::Result& result) {
+   compilation.refused =
+         options.choice.compile(policyFile, [&](const Policy::Policy& policy, Policy::Family family,
+                                                const Host::PolicyCompiler::Result& result) {
+            const Host::CompiledPolicy compiled{policy, family, policyFile.hardware.tcpFlags,
+                                                *result.acl};
             compilation.add(*result.acl);
             if (document) {
-               document->add(*result.acl);
+               document->add(compiled);
             } else if (options.format.isList()) {
-               Report::writeRuleList(*result.acl, std::cout);
+               Report::writeRuleList(compiled, std::cout);
             } else {
                showOnStandardOutput([&](U32 fd) { result.helper.showPostcardAcl(fd); });
             }
@@ -60,9 +63,9 @@ std::function<int()> declare(CLI::App& parser) {
    parser.footer(
          "With --format text and list, ACLs go to standard output, messages and totals to\n"
          "standard error. list has a line for each entry: its index, the name of its rule,\n"
-         "what it matches, and its actions. With --format json, one document on standard output "
-         "holds all of it, and\n"
-         "messages go to standard error as well.\n"
+         "what it matches, its actions, and the place in the file that it comes from. With\n"
+         "the format json, one document on standard output holds all of it, and messages go\n"
+         "to standard error as well.\n"
          "Exit status: 0 done, 1 a policy was refused, 2 bad usage or policy file,\n"
          "3 the helper module or standard output cannot be used.");
    return [options] {

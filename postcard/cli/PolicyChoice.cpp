@@ -56,19 +56,6 @@ void printFindings(Json findings, std::size_t omitted) {
          {{"schema", findingsJsonSchema}, {"findings", std::move(findings)}, {"omitted", omitted}});
 }
 
-int reportUnusable(const Policy::File::LoadResult& loaded, const Format& format) {
-   messages() << formatFindings(loaded);
-   if (format.isJson()) {
-      auto findings = Json::array();
-      for (const Policy::Finding& finding : loaded.findings) {
-         findings.push_back(findingJson(loaded.fileName, finding.location, codeName(finding.code),
-                                        finding.message));
-      }
-      printFindings(std::move(findings), loaded.omittedFindings);
-   }
-   return exitUsage;
-}
-
 int reportMissing(const std::string& file, const std::vector<std::string_view>& missing,
                   const Format& format) {
    auto findings = Json::array();
@@ -84,6 +71,23 @@ int reportMissing(const std::string& file, const std::vector<std::string_view>& 
 }
 
 } // namespace
+
+int reportUnusable(const std::vector<Policy::File::LoadResult>& loaded, const Format& format) {
+   auto findings = Json::array();
+   std::size_t omitted = 0;
+   for (const Policy::File::LoadResult& each : loaded) {
+      messages() << formatFindings(each);
+      omitted += each.omittedFindings;
+      for (const Policy::Finding& finding : each.findings) {
+         findings.push_back(findingJson(each.fileName, finding.location, codeName(finding.code),
+                                        finding.message));
+      }
+   }
+   if (format.isJson()) {
+      printFindings(std::move(findings), omitted);
+   }
+   return exitUsage;
+}
 
 // The names behind --policy that no policy of the file has.
 std::vector<std::string_view>
@@ -108,7 +112,7 @@ int PolicyChoice::run(const Format& format,
    const Progress progress{progress_.isWanted()};
    const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(file_);
    if (!loaded.policyFile) {
-      return reportUnusable(loaded, format);
+      return reportUnusable({loaded}, format);
    }
    if (const auto missing = missingPolicies(*loaded.policyFile); !missing.empty()) {
       return reportMissing(fileName(), missing, format);

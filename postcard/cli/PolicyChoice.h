@@ -7,6 +7,7 @@
 #include "postcard/cli/Work.h"
 #include "postcard/host/PolicyCompiler.h"
 #include "postcard/policy/Policy.h"
+#include "postcard/policy/file/PolicyFile.h"
 #include "postcard/report/NoAcl.h"
 #include "postcard/report/Refusal.h"
 
@@ -24,6 +25,10 @@ namespace Postcard::Cli {
 
 // Whether `path` stands for standard input: "-", or its name in the file system.
 bool isStandardInput(std::string_view path);
+
+// Reports the findings of files that cannot be used: on standard error, and with `format` JSON as
+// the document that `PolicyChoice::run` describes. Returns `exitUsage`.
+int reportUnusable(const std::vector<Policy::File::LoadResult>& loaded, const Format& format);
 
 // Which policies of which file.
 class PolicyChoice {

@@ -1,8 +1,8 @@
 #include "postcard/report/Compilation.h"
 
 #include "Kiv/TypeData.h"
-#include "postcard/host/RuleNames.h"
 #include "postcard/json/EntityJson.h"
+#include "postcard/packets/Packet.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -16,27 +16,17 @@ namespace Postcard::Report {
 
 namespace {
 
+using Host::CompiledPolicy;
+using Host::RuleOrigin;
 using OruPostcardTelemetry::PostcardTelemetryAclConfig;
 using OruPostcardTelemetry::RuleConfig;
 
-Policy::Family familyOf(const PostcardTelemetryAclConfig& acl) {
-   return acl.aclType() == Acl::AclType::ipv6 ? Policy::Family::ipv6 : Policy::Family::ipv4;
-}
+// A rule and where it comes from.
+struct PlacedRule {
+   const RuleConfig* rule;
+   RuleOrigin origin;
 
-// The helper calls the ACL of a policy POLICY-FAMILY.
-std::string_view policyOf(const PostcardTelemetryAclConfig& acl, std::string_view family) {
-   std::string_view key = acl.aclConfigKey().view();
-   key.remove_suffix(std::min(key.size(), family.size() + 1));
-   return key;
-}
-
-// What the rules of an ACL were made for.
-struct Origin {
-   explicit Origin(const PostcardTelemetryAclConfig& acl)
-      : family{familyOf(acl)}, policy{policyOf(acl, familyName(family))} {}
-
-   Policy::Family family;
-   std::string_view policy; // valid as long as the ACL
+   std::string_view name() const { return rule->name().view(); }
 };
 
 void writeAttribute(const Kiv::Entity& entity, const Kiv::AttributeData& attribute,
@@ -50,31 +40,79 @@ void writeText(std::string_view name, std::string_view text, Json::Writer& write
    writer.text(text);
 }
 
-void writeRule(const RuleConfig& rule, const Origin& origin, Json::Writer& writer) {
+void writePorts(std::string_view name, const Policy::NumberRange* range, Json::Writer& writer) {
+   writer.member(name);
+   if (range == nullptr) {
+      writer.null();
+   } else {
+      writer.text(fmt::format("{}-{}", range->low, range->high));
+   }
+}
+
+void writeNumber(std::string_view name, U64 number, Json::Writer& writer) {
+   writer.member(name);
+   writer.number(number);
+}
+
+void writeOrigin(const RuleOrigin& origin, Json::Writer& writer) {
+   writer.member("origin");
    writer.beginObject();
-   writeText("policy", origin.policy, writer);
-   writeText("family", familyName(origin.family), writer);
-   writeText("class", Host::classOfRule(rule.name().view(), origin.family), writer);
-   for (const Kiv::AttributeData& attribute : rule.typeData().attributes) {
-      writeAttribute(rule, attribute, writer);
+   writeNumber("line", origin.location().line, writer);
+   writeNumber("column", origin.location().column, writer);
+   writeText("protocol", Packets::protocolName(origin.protocol), writer);
+   writer.member("portEntry");
+   if (origin.entry == nullptr) {
+      writer.null();
+   } else {
+      writer.number(origin.entryNumber);
+   }
+   writePorts("sourcePorts", origin.source, writer);
+   writePorts("destinationPorts", origin.destination, writer);
+   writer.member("tcpFlags");
+   if (origin.flags == nullptr) {
+      writer.null();
+   } else {
+      writer.beginObject();
+      writeNumber("flags", origin.flags->flags, writer);
+      writeNumber("mask", origin.flags->mask, writer);
+      writer.endObject();
    }
    writer.endObject();
 }
 
-// In the order of their names. Reflection would sort copies of the names, which take more memory
-// than all else that is needed for writing; a pointer for each rule suffices.
-void writeRulesByName(const PostcardTelemetryAclConfig& acl, Json::Writer& writer) {
-   std::vector<const RuleConfig*> rules;
-   rules.reserve(acl.ruleByNames());
-   for (const auto& rule : acl.ruleByName()) {
-      rules.push_back(rule.value().get());
-   }
-   std::ranges::sort(rules, {}, [](const RuleConfig* rule) { return rule->name().view(); });
-   const Origin origin{acl};
+void writeRule(const PlacedRule& placed, const CompiledPolicy& compiled, Json::Writer& writer) {
    writer.beginObject();
-   for (const RuleConfig* rule : rules) {
-      writer.member(rule->name().view());
-      writeRule(*rule, origin, writer);
+   writeText("policy", compiled.policy.name.text, writer);
+   writeText("family", familyName(compiled.family), writer);
+   writeText("class", placed.origin.which->name.text, writer);
+   writeOrigin(placed.origin, writer);
+   for (const Kiv::AttributeData& attribute : placed.rule->typeData().attributes) {
+      writeAttribute(*placed.rule, attribute, writer);
+   }
+   writer.endObject();
+}
+
+// Reflection would sort copies of the names of the rules, which take more memory than all else that
+// is needed for writing.
+std::vector<PlacedRule> rulesByName(const CompiledPolicy& compiled) {
+   std::vector<PlacedRule> rules;
+   rules.reserve(compiled.acl.ruleByIndexs());
+   forEachRule(compiled, [&](U32 /*index*/, const RuleConfig& rule, const RuleOrigin& origin) {
+      rules.push_back({&rule, origin});
+   });
+   // A stable sort leaves the first index of each rule in front.
+   std::ranges::stable_sort(rules, {}, &PlacedRule::name);
+   const auto again = std::ranges::unique(rules, {}, &PlacedRule::name);
+   rules.erase(again.begin(), again.end());
+   return rules;
+}
+
+void writeRulesByName(const CompiledPolicy& compiled, const std::vector<PlacedRule>& rules,
+                      Json::Writer& writer) {
+   writer.beginObject();
+   for (const PlacedRule& placed : rules) {
+      writer.member(placed.name());
+      writeRule(placed, compiled, writer);
    }
    writer.endObject();
 }
@@ -92,14 +130,15 @@ std::string text(const Compilation& compilation) {
                       compilation.rules, compilation.tcamEntries);
 }
 
-void writeAcl(const PostcardTelemetryAclConfig& acl, Json::Writer& writer) {
+void writeAcl(const CompiledPolicy& compiled, Json::Writer& writer) {
+   const std::vector<PlacedRule> rules = rulesByName(compiled);
    writer.beginObject();
-   for (const Kiv::AttributeData& attribute : acl.typeData().attributes) {
+   for (const Kiv::AttributeData& attribute : compiled.acl.typeData().attributes) {
       if (std::string_view{attribute.name} == "ruleByName") {
          writer.member(attribute.name);
-         writeRulesByName(acl, writer);
+         writeRulesByName(compiled, rules, writer);
       } else {
-         writeAttribute(acl, attribute, writer);
+         writeAttribute(compiled.acl, attribute, writer);
       }
    }
    writer.endObject();
@@ -114,8 +153,8 @@ CompilationWriter::CompilationWriter(Json::Writer::Sink sink) : writer_{std::mov
    writer_.beginList();
 }
 
-void CompilationWriter::add(const PostcardTelemetryAclConfig& acl) {
-   writeAcl(acl, writer_);
+void CompilationWriter::add(const CompiledPolicy& compiled) {
+   writeAcl(compiled, writer_);
 }
 
 void CompilationWriter::finish(const Compilation& compilation) {

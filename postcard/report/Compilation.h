@@ -1,9 +1,10 @@
 // `Compilation`: the totals of the ACLs that a policy file became, as a value, as text and as JSON,
 // and `CompilationWriter`, which writes the JSON with the ACLs themselves. Relies on the data model
-// for the ACLs, and on the names of rules for their classes.
+// for the ACLs, and on `forEachRule` for the origins of their rules.
 #pragma once
 
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclTypes/PostcardTelemetryAclConfig.h"
+#include "postcard/host/RuleOrigin.h"
 #include "postcard/json/Writer.h"
 #include "postcard/report/Refusal.h"
 
@@ -27,10 +28,15 @@ struct Compilation {
 std::string text(const Compilation& compilation);
 
 // Writes an ACL as `Json::entityJson` describes it, straight from the objects: beside them, it
-// takes a pointer for each rule. Each rule of `ruleByName` begins with three more members,
-// "policy", "family" and "class", which say what the rule was made for. They are read from the
-// names that the helper gives ACLs and rules.
-void writeAcl(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl, Json::Writer& writer);
+// takes about 100 bytes for each rule. Each rule of `ruleByName` begins with four more members:
+// "policy", "family" and "class", for which the rule was made, and
+//    "origin": {"line", "column", "protocol", "portEntry", "sourcePorts", "destinationPorts",
+//               "tcpFlags": {"flags", "mask"}}
+// Line and column are those of the port entry, else of the protocol, else of the class. "portEntry"
+// counts from 1; ports are texts "LOW-HIGH". What the rule does not compare is null. A rule that
+// stands at several indexes has the origin of the first, which is the one that packets meet. Throws
+// OriginError before anything of the ACL is written.
+void writeAcl(const Host::CompiledPolicy& compiled, Json::Writer& writer);
 
 // A whole document: {"schema", "acls", "refused", "totals"}. Each ACL is written when it is added
 // and may go afterwards. The document is cut, and no parser takes it for whole, until `finish`.
@@ -39,8 +45,8 @@ class CompilationWriter {
    // Begins the document. `sink` receives its text; see `Json::Writer::Sink`.
    explicit CompilationWriter(Json::Writer::Sink sink);
 
-   // Writes `acl` as `writeAcl` does.
-   void add(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
+   // Writes an ACL with the origins of its rules, as `writeAcl` does.
+   void add(const Host::CompiledPolicy& compiled);
    // Writes what follows the ACLs, and ends the document. Call it once, after the last `add`.
    void finish(const Compilation& compilation);
 

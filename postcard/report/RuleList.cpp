@@ -13,7 +13,13 @@ namespace Postcard::Report {
 
 namespace {
 
-using namespace OruPostcardTelemetry;
+using Host::CompiledPolicy;
+using Host::RuleOrigin;
+using OruPostcardTelemetry::L4PortDataMask;
+using OruPostcardTelemetry::PostcardTelemetryAclConfig;
+using OruPostcardTelemetry::RuleAction;
+using OruPostcardTelemetry::RuleConfig;
+using OruPostcardTelemetry::RuleFilter;
 
 using Buffer = fmt::memory_buffer;
 
@@ -103,53 +109,67 @@ void appendActions(Buffer& out, const RuleAction* action) {
    }
 }
 
-// A rule of the helper always has a filter; one without it matches nothing that could be said.
-void matchIs(Buffer& match, const RuleConfig& rule) {
-   match.clear();
-   if (rule.ruleFilter() != nullptr) {
-      appendMatch(match, *rule.ruleFilter());
+// The middle columns of a line. The buffers are filled anew for each rule.
+struct Columns {
+   Buffer match;
+   Buffer actions;
+
+   // A rule of the helper always has a filter; one without it matches nothing that could be said.
+   void fill(const RuleConfig& rule) {
+      match.clear();
+      actions.clear();
+      if (rule.ruleFilter() != nullptr) {
+         appendMatch(match, *rule.ruleFilter());
+      }
+      appendActions(actions, rule.ruleAction().get());
    }
-}
+};
 
 struct Widths {
    std::size_t index = 0;
    std::size_t name = 0;
    std::size_t match = 0;
+   std::size_t actions = 0;
 };
 
 Widths widthsOf(const PostcardTelemetryAclConfig& acl) {
    Widths widths;
-   Buffer match;
+   Columns columns;
    for (const auto& entry : acl.ruleByIndex()) {
-      matchIs(match, *entry.value());
+      columns.fill(*entry.value());
       widths.index = std::max(widths.index, fmt::formatted_size("{}", entry.key()));
       widths.name = std::max(widths.name, entry.value()->name().view().size());
-      widths.match = std::max(widths.match, match.size());
+      widths.match = std::max(widths.match, columns.match.size());
+      widths.actions = std::max(widths.actions, columns.actions.size());
    }
    return widths;
 }
 
 } // namespace
 
-void writeRuleList(const PostcardTelemetryAclConfig& acl, std::ostream& out) {
+void writeRuleList(const CompiledPolicy& compiled, std::ostream& out) {
    constexpr std::size_t piece = std::size_t{64} * 1024;
-   const Widths widths = widthsOf(acl);
+   const Widths widths = widthsOf(compiled.acl);
    Buffer lines;
-   Buffer match;
-   append(lines, "{}\n", acl.aclConfigKey().view());
-   for (const auto& entry : acl.ruleByIndex()) {
-      const RuleConfig& rule = *entry.value();
-      matchIs(match, rule);
-      append(lines, "  {:>{}}  {:<{}}  {:<{}}  ", entry.key(), widths.index, rule.name().view(),
-             widths.name, view(match), widths.match);
-      appendActions(lines, rule.ruleAction().get());
-      append(lines, "\n");
+   Columns columns;
+   append(lines, "{}\n", compiled.acl.aclConfigKey().view());
+   forEachRule(compiled, [&](U32 index, const RuleConfig& rule, const RuleOrigin& origin) {
+      columns.fill(rule);
+      append(lines, "  {:>{}}  {:<{}}  {:<{}}  {:<{}}  {}\n", index, widths.index,
+             rule.name().view(), widths.name, view(columns.match), widths.match,
+             view(columns.actions), widths.actions, text(origin));
       if (lines.size() >= piece) {
          out << view(lines);
          lines.clear();
       }
-   }
+   });
    out << view(lines);
+}
+
+std::string ruleText(const RuleConfig& rule) {
+   Columns columns;
+   columns.fill(rule);
+   return fmt::format("{}  {}", view(columns.match), view(columns.actions));
 }
 
 } // namespace Postcard::Report

@@ -194,6 +194,9 @@ TEST_F(Compile, jsonHasEveryPartOfARule) {
          "ruleByName": {
             "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18": {
                "policy": "p", "family": "ipv4", "class": "c",
+               "origin": {"line": 11, "column": 40, "protocol": "tcp", "portEntry": 1,
+                          "sourcePorts": null, "destinationPorts": "443-443",
+                          "tcpFlags": {"flags": 2, "mask": 18}},
                "name": "c-ipv4-tcp-DportData-443-DportMask-65535-tcpFlag-2-tcpFlagMask-18",
                "ruleFilter": {
                   "source": "10.0.0.0/8", "destination": "0.0.0.0/0",
@@ -361,14 +364,14 @@ policies:
    EXPECT_EQ(result.exitCode, 0) << result.err;
    EXPECT_EQ(result.err, "ACLs: 2, rules: 7, TCAM entries: 7\n");
    EXPECT_EQ(result.out, R"(p-ipv4
-  0  c-ipv4-tcp-SportData-1024-SportMask-64512-DportData-80-DportMask-65535-tcpFlag-2-tcpFlagMask-18  tcp 10.0.0.0/8 > any sport 1024-2047 dport 80 flags 0x2/0x12 ip-id 0x1/0xff  sample
-  1  c-ipv4-udp-DportData-2-DportMask-65535                                                           udp 10.0.0.0/8 > any dport 2 ip-id 0x1/0xff                                  sample
-  2  c-ipv4-udp-DportData-2-DportMask-65534                                                           udp 10.0.0.0/8 > any dport 2-3 ip-id 0x1/0xff                                sample
-  3  all-ipv4-tcp                                                                                     tcp any > any                                                                sample, set-dscp
-  4  all-ipv4-udp                                                                                     udp any > any                                                                sample, set-dscp
+  0  c-ipv4-tcp-SportData-1024-SportMask-64512-DportData-80-DportMask-65535-tcpFlag-2-tcpFlagMask-18  tcp 10.0.0.0/8 > any sport 1024-2047 dport 80 flags 0x2/0x12 ip-id 0x1/0xff  sample            from 12:40 entry 1 sport 1024-2047 dport 80 flags 0x2/0x12
+  1  c-ipv4-udp-DportData-2-DportMask-65535                                                           udp 10.0.0.0/8 > any dport 2 ip-id 0x1/0xff                                  sample            from 14:40 entry 1 dport 2
+  2  c-ipv4-udp-DportData-2-DportMask-65534                                                           udp 10.0.0.0/8 > any dport 2-3 ip-id 0x1/0xff                                sample            from 14:40 entry 1 dport 2-3
+  3  all-ipv4-tcp                                                                                     tcp any > any                                                                sample, set-dscp  from 15:17
+  4  all-ipv4-udp                                                                                     udp any > any                                                                sample, set-dscp  from 15:17
 p-ipv6
-  0  none-ipv6-tcp  tcp any > any  none
-  1  none-ipv6-udp  udp any > any  none
+  0  none-ipv6-tcp  tcp any > any  none  from 16:17
+  1  none-ipv6-udp  udp any > any  none  from 16:17
 )");
 }
 
@@ -407,6 +410,31 @@ TEST_F(Compile, jsonRulesCarryPolicyFamilyAndClass) {
          EXPECT_EQ(rule["class"], "c-ipv6-d");
       }
    }
+}
+
+TEST_F(Compile, jsonRulesCarryTheirOrigin) {
+   const auto result = compile({"--format", "json", policy(R"(policies:
+  - name: p
+    interfaces: { ipv4: [Ethernet1] }
+    classes:
+      - name: web
+        actions: [sample]
+        ipv4:
+          protocols:
+            - { protocol: tcp, ports: [{ source: [9] }, { source: [2-4], destination: [80] }],
+                tcp-flags: [{ flags: [syn], mask: [syn, ack] }] }
+      - { name: rest, actions: [], ipv4: { protocols: [{ protocol: udp }] } }
+)")});
+   const auto rules = nlohmann::json::parse(result.out)["acls"][0]["ruleByName"];
+   EXPECT_EQ(rules["web-ipv4-tcp-SportData-4-SportMask-65535-DportData-80-DportMask-65535-tcpFlag-"
+                   "2-tcpFlagMask-18"]["origin"],
+             nlohmann::json::parse(R"({"line": 9, "column": 57, "protocol": "tcp", "portEntry": 2,
+                "sourcePorts": "2-4", "destinationPorts": "80-80",
+                "tcpFlags": {"flags": 2, "mask": 18}})"));
+   EXPECT_EQ(rules["rest-ipv4-udp"]["origin"],
+             nlohmann::json::parse(R"({"line": 11, "column": 68, "protocol": "udp",
+                "portEntry": null, "sourcePorts": null, "destinationPorts": null,
+                "tcpFlags": null})"));
 }
 
 TEST_F(Compile, jsonFindings) {

@@ -135,7 +135,9 @@ TEST(Compilation, sumsUpAcls) {
    EXPECT_EQ(text(compilation), "ACLs: 2, rules: 3, TCAM entries: 4\n");
    std::string document;
    Postcard::Report::CompilationWriter writer{[&](std::string_view piece) { document += piece; }};
-   writer.add(*AclRecords{"q-ipv4"}.data());
+   const Postcard::Policy::Policy empty;
+   const AclRecords records{"q-ipv4"};
+   writer.add({empty, Family::ipv4, true, *records.data()});
    writer.finish(compilation);
    Json parsed = Json::parse(document);
    EXPECT_EQ(parsed["acls"].size(), 1U);
