@@ -130,7 +130,7 @@ TEST_F(Module, layoutsBelongToTheVersion) {
                {"Classification::ProtoField", 168},
                {"Classification::StructuredFilter", 392},
                {"OruPostcardTelemetry::OruPostcardPolicyAclHelper", 112},
-               {"OruPostcardTelemetry::PostcardTelemetryAclConfig", 200},
+               {"OruPostcardTelemetry::PostcardTelemetryAclConfig", 176},
                {"OruPostcardTelemetry::PostcardTelemetryAclConfigStatus", 72},
                {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig", 48},
                {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmStatus", 40},
