@@ -129,7 +129,7 @@ TEST_F(Module, layoutsBelongToTheVersion) {
    } rows[] = {{"Classification::PortField", 128},
                {"Classification::ProtoField", 168},
                {"Classification::StructuredFilter", 392},
-               {"OruPostcardTelemetry::OruPostcardPolicyAclHelper", 112},
+               {"OruPostcardTelemetry::OruPostcardPolicyAclHelper", 120},
                {"OruPostcardTelemetry::PostcardTelemetryAclConfig", 176},
                {"OruPostcardTelemetry::PostcardTelemetryAclConfigStatus", 72},
                {"OruPostcardTelemetry::PostcardTelemetryRulesClientSmConfig", 48},
