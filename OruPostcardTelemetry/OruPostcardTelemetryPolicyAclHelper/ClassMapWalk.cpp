@@ -5,8 +5,13 @@
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/FilterCheck.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Helper.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/Naming.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/PortExpansion.h"
+#include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TcpControl.h"
 #include "OruPostcardTelemetry/OruPostcardTelemetryPolicyAclHelper/TraceSource.h"
 #include "TrafficPolicy/ActionSupportedMap.h"
+
+#include <algorithm>
+#include <cstddef>
 
 namespace OruPostcardTelemetry {
 
@@ -15,6 +20,7 @@ using HelperTrace::traceSource;
 namespace {
 
 using TrafficPolicy::TrafficPolicyClassMapSmCommonData;
+using TrafficClassDataPtr = OruPostcardPolicyAclHelper::TrafficClassDataPtr;
 
 // Set-DSCP is missing here because `ActionSupportedMap` supports it in every feature.
 const TrafficPolicy::ActionSupportedMap& supportedActions() {
@@ -58,6 +64,33 @@ Kiv::String checkClass(const PolicyMap::AclRuleKey& key,
    return error.empty() ? checkUnsupportedActions(classData) : error;
 }
 
+TrafficClassDataPtr classDataOf(const PolicyMap::AclRuleKey& key,
+                                const PolicyMap::PolicyMapSmCommonData& policyData) {
+   return Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
+         policyData.classData(key.className()));
+}
+
+// How many rules the classes make, to reserve the table of names at once: growing a table of a
+// million names several times would take a tenth of the time of making them. A class that is
+// refused later counts as well. A policy is unlikely to have more than `most`; one that does can
+// grow.
+std::size_t expectedRules(const PolicyMap::RulePriorityData& rules,
+                          const PolicyMap::PolicyMapSmCommonData& policyData, bool tcpFlags) {
+   constexpr std::size_t most = std::size_t{1} << 23;
+   constexpr std::size_t templates = 3; // of the class, the protocol and the TCP flags
+   std::size_t count = templates;
+   for (const auto& rule : rules.rule()) {
+      const TrafficClassDataPtr classData = classDataOf(rule.value(), policyData);
+      const auto filters =
+            classData == nullptr ? nullptr : classData->aclStructuredFilter(rule.value().aclName());
+      if (const auto filter = filters == nullptr ? nullptr : filters->filter(0);
+          filter != nullptr) {
+         count += ruleCount(*filter, tcpFlags);
+      }
+   }
+   return std::min(count, most);
+}
+
 } // namespace
 
 Kiv::String OruPostcardPolicyAclHelper::updateRulesInAclConfig(const PolicyDataPtr& policyData,
@@ -94,13 +127,14 @@ Kiv::String OruPostcardPolicyAclHelper::walkClasses(const PolicyMap::RulePriorit
                                                     const PolicyDataPtr& policyData,
                                                     Acl::AclType aclType,
                                                     const AclConfigPtr& aclConfig) {
+   aclConfig->ruleByNameReserve(
+         aclConfig->ruleByNames() +
+         expectedRules(rules, *policyData, tcpFlagsSupported(hwCapability())));
    U32 nextRuleIndex = 0;
    for (const auto& rule : rules.rule()) {
       const PolicyMap::AclRuleKey& key = rule.value();
       RINGLOG_TRACE_OF("updateRulesInAclConfig", 5, "Class Map : {}", key.className());
-      const TrafficClassDataPtr classData =
-            Pello::dynamicCast<const TrafficPolicyClassMapSmCommonData>(
-                  policyData->classData(key.className()));
+      const TrafficClassDataPtr classData = classDataOf(key, *policyData);
       Kiv::String error = checkClass(key, classData, hwCapability());
       if (!error.empty()) {
          RINGLOG_TRACE_OF("updateRulesInAclConfig", 0,

@@ -27,6 +27,8 @@
 
 namespace OruPostcardTelemetry {
 
+class PortNames;
+
 class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    KIV_ENTITY(OruPostcardPolicyAclHelper, PolicyMap::PolicyMapAclHelper,
               "OruPostcardTelemetry::OruPostcardPolicyAclHelper");
@@ -201,6 +203,15 @@ class OruPostcardPolicyAclHelper : public PolicyMap::PolicyMapAclHelper {
    U32 addRulesPortEntry(const Classification::PortField& entry, const ProtoFieldPtr& protoField,
                          const RulePtr& ruleConfig, const AclConfigPtr& aclConfig,
                          bool expandTcpFlags, U32 nextRuleIndex);
+   U32 addLoneRule(const ProtoFieldPtr& protoField, const RulePtr& ruleConfig,
+                   const AclConfigPtr& aclConfig, bool sportDataMaskValid,
+                   L4PortDataMask sportDataMask, bool dportDataMaskValid,
+                   L4PortDataMask dportDataMask, bool tcpFlagAvailable, U32 nextRuleIndex);
+
+   // PortExpansion: what the names of the rules being made have in common. Not owned; null while no
+   // port entry is being expanded. Not an argument, because `addRulesL4PortDataMask` is a virtual
+   // operation whose arguments others know.
+   PortNames* portNames_ = nullptr;
 };
 
 constexpr auto OruPostcardPolicyAclHelper::kivOperations() {

@@ -24,7 +24,8 @@ class PostcardTelemetryAclConfig : public Kiv::Entity {
    KIV_ATTRIBUTE(131, Acl::AclType, aclType);      // the address family
    // `ruleByNameIs(name)` returns the rule of that name, or makes one without filter and action.
    KIV_COLLECTION(132, ruleByName,
-                  Kiv::HashMap2018<Pello::String, RuleConfig, &RuleConfig::name, 158383795>);
+                  Kiv::HashMap2018<Pello::String, RuleConfig, &RuleConfig::name, 158383795,
+                                   Kiv::TableKind::large>);
    // Ascending indexes are the order of matching. Entering null removes an entry.
    KIV_RULED_COLLECTION(133, ruleByIndex, Kiv::RbTreeMap<U32, Pello::Ptr<RuleConfig>>);
    // The interfaces to which the policy is applied. The seed of the hash differs from process to

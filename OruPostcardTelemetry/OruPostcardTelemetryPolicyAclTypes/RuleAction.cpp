@@ -9,9 +9,7 @@ using TypesTrace::traceSource;
 void RuleAction::copy(const RuleAction& other) {
    RINGLOG_ENTRY();
    // `dscpDataAndMask` is left out on purpose: see the contract in the header.
-   for (const auto& member : other.action()) {
-      actionIs(member);
-   }
+   action_.isAll(Kiv::collectionReport<actionId>(*this), other.action_);
 }
 
 Pello::Ptr<RuleAction> ruleActionFactory() {

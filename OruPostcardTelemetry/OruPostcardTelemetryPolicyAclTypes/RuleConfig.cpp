@@ -8,11 +8,15 @@ using TypesTrace::traceSource;
 
 void RuleConfig::copy(const RuleConfig& other) {
    RINGLOG_ENTRY();
+   // Filter and action are reached through this rule, because a counted reference in between would
+   // be counted for every rule.
    if (other.ruleFilter() != nullptr) {
-      ruleFilterIs()->copy(*other.ruleFilter());
+      ruleFilterIs();
+      ruleFilter()->copy(*other.ruleFilter());
    }
    if (other.ruleAction() != nullptr) {
-      ruleActionIs()->copy(*other.ruleAction());
+      ruleActionIs();
+      ruleAction()->copy(*other.ruleAction());
    }
 }
 

@@ -6,11 +6,6 @@ namespace OruPostcardTelemetry {
 
 using TypesTrace::traceSource;
 
-const Orlix::IpGenPrefix& anyPrefix() {
-   static const Orlix::IpGenPrefix prefix{"0.0.0.0/0"};
-   return prefix;
-}
-
 void RuleFilter::copy(const RuleFilter& other) {
    RINGLOG_ENTRY();
    sourceIs(other.source());

@@ -12,9 +12,13 @@
 
 namespace OruPostcardTelemetry {
 
-// Returns the prefix "0.0.0.0/0", which stands for every address of the ACL's own family. An IPv6
-// filter without a configured prefix has it too.
-const Orlix::IpGenPrefix& anyPrefix();
+// The prefix "0.0.0.0/0", which stands for every address of the ACL's own family. An IPv6 filter
+// without a configured prefix has it too. A constant, because every filter begins with two of them.
+inline constexpr Orlix::IpGenPrefix everyIpv4Address =
+      Orlix::IpGenPrefix::every(Orlix::AddressFamily::ipv4);
+inline const Orlix::IpGenPrefix& anyPrefix() noexcept {
+   return everyIpv4Address;
+}
 
 class RuleFilter : public Kiv::Entity {
    KIV_ENTITY(RuleFilter, Kiv::Entity, "OruPostcardTelemetry::RuleFilter");

@@ -116,11 +116,16 @@ Pello::Ptr<T> instantiateChild(Owner& owner, Pello::Ptr<T>& stored, const Key&..
    if (stored != nullptr && ((stored->name() == key) && ...)) {
       return stored;
    }
-   // Held here, because a subscriber may remove the new child or drop the last reference to the
-   // owner.
-   Pello::Ptr<T> made{new T{key...}};
-   setAttribute<id>(owner, stored, made);
-   return made;
+   if constexpr (!Owner::kivPublished) {
+      setAttribute<id>(owner, stored, Pello::Ptr<T>{new T{key...}});
+      return stored;
+   } else {
+      // Held here, because a subscriber may remove the new child or drop the last reference to the
+      // owner.
+      Pello::Ptr<T> made{new T{key...}};
+      setAttribute<id>(owner, stored, made);
+      return made;
+   }
 }
 
 // Makes `stored` null and publishes that. Returns the child, or null when there was none. The child
@@ -249,6 +254,8 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
 //   nameDel(iterator)  the same where the iterator stands; ordered collections only
 //   nameDelAll()       removes all
 //   nameReserve(count) makes room for `count` elements in all; `HashMap2018` only
+//   nameExpect(key)    prepares for an operation with `key`; returns its hash, which `nameIs` takes
+//                      behind the key; `HashMap2018` only
 #define KIV_COLLECTION(id, name, ...)                                                              \
  public:                                                                                           \
    template <class... Arguments>                                                                   \
@@ -287,6 +294,10 @@ Pello::Ptr<T> removeChild(Owner& owner, Pello::Ptr<T>& stored) {
    template <class Self = KivSelf>                                                                 \
    void name##Reserve(std::size_t count) {                                                         \
       static_cast<Self&>(*this).name##_.reserve(count);                                            \
+   }                                                                                               \
+   template <class Self = KivSelf>                                                                 \
+   auto name##Expect(const typename __VA_ARGS__::Key& key) const {                                 \
+      return static_cast<const Self&>(*this).name##_.expect(key);                                  \
    }                                                                                               \
    KIV_ROW(id, name, collection, __VA_ARGS__)                                                      \
                                                                                                    \

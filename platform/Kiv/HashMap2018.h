@@ -1,6 +1,7 @@
 // The hash collections: `HashMap2018`, entities by a key that they carry, and `HashSet2018`, plain
-// values. The order of iteration has no meaning. Relies on Boost's flat hash tables. What is ours
-// is the interface, and that a map's slot keeps the whole hash, so that growing never reads a key.
+// values. The order of iteration has no meaning. Relies on Boost's flat hash tables, and on
+// `LargeTable` for maps with very many elements. What is ours is the interface, and that a map's
+// slot keeps the whole hash, so that growing never reads a key.
 //
 // Both have the interface that detail/Collection.h describes. An entity declares one with
 // `KIV_COLLECTION`, which passes the reporter.
@@ -9,6 +10,7 @@
 #include "Kiv/detail/ByteSet.h"
 #include "Kiv/detail/Collection.h"
 #include "Kiv/detail/Iterator.h"
+#include "Kiv/detail/LargeTable.h"
 #include "Kiv/detail/ValueOps.h"
 #include "Pello/Ptr.h"
 
@@ -58,13 +60,21 @@ void clearByKey(Collection& collection, Report& report) {
 
 } // namespace Detail
 
+// Which table a map has: Boost's, which is fast while it fits into a cache, or `LargeTable`.
+enum class TableKind : U8 { usual, large };
+
+// The hash of a key, computed before (`HashMap2018::expect`).
+struct KnownHash {
+   U64 hash;
+};
+
 // Entities of type `Element`, which the collection makes and owns through counted references.
 //  - `KeyType` has `==` and a hash (`Kiv::hashOf`).
 //  - `Element` is an entity that is made from its key, with or without further arguments.
 //  - `keyOf` is its accessor that returns the key: `const KeyType& (Element::*)() const`.
 //    The key of an element must never change; a constant attribute is one.
 //  - `seed` is the hash constant of the collection.
-template <class KeyType, class Element, auto keyOf, U64 seed>
+template <class KeyType, class Element, auto keyOf, U64 seed, TableKind kind = TableKind::usual>
 class HashMap2018 {
    // What the table holds: an element with the hash of its key.
    struct Slot {
@@ -85,7 +95,8 @@ class HashMap2018 {
          return a.hash == b.hash && key(a) == key(b);
       }
    };
-   using Table = boost::unordered_flat_set<Slot, Detail::StoredHash, SameKey>;
+   using Table = std::conditional_t<kind == TableKind::large, Detail::LargeTable<Slot, SameKey>,
+                                    boost::unordered_flat_set<Slot, Detail::StoredHash, SameKey>>;
    // How `EntryIterator` reads a slot.
    struct Read {
       using Key = KeyType;
@@ -126,7 +137,14 @@ class HashMap2018 {
    template <class Report, class... Arguments>
       requires std::constructible_from<Element, const Key&, Arguments...>
    Pello::Ptr<Element> is(Report&& report, const Key& key, Arguments&&... arguments) {
-      const U64 hash = hashOf(key, seed);
+      return is(report, key, KnownHash{hashOf(key, seed)}, std::forward<Arguments>(arguments)...);
+   }
+   // The same for a key whose hash is known: `known` is what `expect` has returned for it.
+   template <class Report, class... Arguments>
+      requires std::constructible_from<Element, const Key&, Arguments...>
+   Pello::Ptr<Element> is(Report&& report, const Key& key, KnownHash known,
+                          Arguments&&... arguments) {
+      const U64 hash = known.hash;
       const auto found = table_.find(Sought{hash, key});
       if (found != table_.end()) {
          return found->element;
@@ -181,6 +199,16 @@ class HashMap2018 {
       }
    }
 
+   // Says that an operation with `key` will come soon: a large table then asks for the memory that
+   // the operation will touch. Returns the hash of `key` for `is`. Nothing is changed.
+   KnownHash expect(const Key& key) const {
+      const U64 hash = hashOf(key, seed);
+      if constexpr (kind == TableKind::large) {
+         table_.prefetch(hash);
+      }
+      return {hash};
+   }
+
    // Makes room for `count` elements in all, so that adding them moves nothing. Never gives room
    // back.
    void reserve(std::size_t count) {
@@ -216,6 +244,7 @@ class FlatSet {
    Iterator end() const { return table_.end(); }
    bool has(const T& value) const { return table_.contains(value); }
    bool insert(const T& value) { return table_.insert(value).second; }
+   void insertAll(const FlatSet& other) { table_.insert(other.begin(), other.end()); }
    void clear() { table_.clear(); }
    bool erase(const T& value) { return table_.erase(value) != 0; }
 
@@ -248,6 +277,7 @@ class WordSet {
    Iterator end() const { return Iterator{set_, ByteSet::end}; }
    bool has(E value) const { return set_.has(static_cast<U8>(value)); }
    bool insert(E value) { return set_.insert(static_cast<U8>(value)); }
+   void insertAll(const WordSet& other) { set_.insertAll(other.set_); }
    void clear() { set_.clear(); }
    bool erase(E value) { return set_.erase(static_cast<U8>(value)); }
 
@@ -305,6 +335,18 @@ class HashSet2018 {
    void is(Report&& report, const T& value) {
       if (table_.insert(value)) {
          reportChange(report, value, static_cast<const T*>(nullptr));
+      }
+   }
+
+   // Adds all members of `other`, each as `is` does. `other` may be this set.
+   template <class Report>
+   void isAll(Report&& report, const HashSet2018& other) {
+      if constexpr (!isWatched<Report>) {
+         table_.insertAll(other.table_);
+      } else if (&other != this) { // adds nothing, and the set must not change while it is walked
+         for (auto at = other.begin(); at != other.end(); ++at) {
+            is(report, at.key());
+         }
       }
    }
 

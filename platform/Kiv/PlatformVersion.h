@@ -9,6 +9,6 @@ namespace Kiv {
 
 // Raise it with every change of a virtual table or an object layout that both host and module see.
 // A new attribute is a data member, and so changes a layout.
-inline constexpr U32 platformVersion = 2;
+inline constexpr U32 platformVersion = 3;
 
 } // namespace Kiv

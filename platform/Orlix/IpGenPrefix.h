@@ -41,6 +41,13 @@ class IpGenPrefix {
    // `address` is not of the size of the family, or `length` is more than its bits.
    IpGenPrefix(AddressFamily family, std::span<const U8> address, unsigned length);
 
+   // Every address of `family`: length 0.
+   static constexpr IpGenPrefix every(AddressFamily family) noexcept {
+      IpGenPrefix prefix;
+      prefix.family_ = family;
+      return prefix;
+   }
+
    constexpr AddressFamily family() const noexcept { return family_; }
    // In bits.
    constexpr U8 length() const noexcept { return length_; }

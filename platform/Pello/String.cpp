@@ -10,6 +10,24 @@
 
 namespace Pello {
 
+namespace {
+
+// Copies `size` bytes in steps of fixed size, the last of which overlaps the one before it. A call
+// of `memcpy` takes as long as copying a rule's name.
+void copyCharacters(char* to, const char* from, std::size_t size) noexcept {
+   constexpr std::size_t step = 16;
+   if (size < step || size > 16 * step) {
+      std::memcpy(to, from, size);
+      return;
+   }
+   for (std::size_t at = 0; at < size - step; at += step) {
+      std::memcpy(to + at, from + at, step);
+   }
+   std::memcpy(to + size - step, from + size - step, step);
+}
+
+} // namespace
+
 String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
    std::size_t size = 0;
    for (const std::string_view piece : pieces) {
@@ -28,7 +46,7 @@ String::Rep* String::make(std::initializer_list<std::string_view> pieces) {
    for (const std::string_view piece : pieces) {
       // An empty view may have a null pointer, which `memcpy` does not allow even for no bytes.
       if (!piece.empty()) {
-         std::memcpy(end, piece.data(), piece.size());
+         copyCharacters(end, piece.data(), piece.size());
          end += piece.size();
       }
    }

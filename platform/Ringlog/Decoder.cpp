@@ -1,6 +1,7 @@
 #include "Ringlog/Decoder.h"
 
 #include <cstring>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -29,7 +30,8 @@ void requireRing(std::span<const std::byte> header, std::size_t ringBytes) {
    if (ringBytes < ringSize(0)) {
       throw DamagedRing{"not a trace ring: only " + std::to_string(ringBytes) + " bytes"};
    }
-   if (numberAt<U64>(header, offsetof(RingHeader, magic)) != ringMagic) {
+   if (const auto magic = numberAt<U64>(header, offsetof(RingHeader, magic));
+       magic != ringMagic && magic != ringMagicOfWholeTexts) {
       throw DamagedRing{"not a trace ring: the first bytes are not those of one"};
    }
    const std::size_t blocks = numberAt<U32>(header, offsetof(RingHeader, blockCount));
@@ -40,6 +42,34 @@ void requireRing(std::span<const std::byte> header, std::size_t ringBytes) {
    if (numberAt<U32>(header, offsetof(RingHeader, descriptorBytes)) > descriptorAreaSize) {
       throw DamagedRing{"damaged trace ring: its descriptors are longer than their area"};
    }
+}
+
+// The beginning of a record.
+struct RecordBounds {
+   std::size_t size;         // bytes, including the header
+   std::size_t headerSize;   // bytes
+   U32 descriptor;           // the number of the call site's descriptor
+   std::optional<U64> ticks; // nothing: those of the record before
+};
+
+// Decodes the header of the record with which `bytes` begins. Nothing when no record can have the
+// size that it says.
+std::optional<RecordBounds> boundsOf(std::span<const std::byte> bytes) {
+   if (bytes.size() < shortHeaderSize) {
+      return std::nullopt;
+   }
+   const U32 word = numberAt<U32>(bytes, offsetof(RecordHeader, size));
+   const std::size_t size = word & ~ticksLeftOut;
+   const bool hasTicks = (word & ticksLeftOut) == 0;
+   const std::size_t header = hasTicks ? sizeof(RecordHeader) : shortHeaderSize;
+   if (size < header || size > bytes.size()) {
+      return std::nullopt;
+   }
+   RecordBounds bounds{size, header, numberAt<U32>(bytes, offsetof(RecordHeader, descriptor)), {}};
+   if (hasTicks) {
+      bounds.ticks = numberAt<U64>(bytes, offsetof(RecordHeader, ticks));
+   }
+   return bounds;
 }
 
 } // namespace
@@ -122,26 +152,26 @@ void Decoder::addDescriptor(Bytes bytes) {
    descriptors_.insert_or_assign(number, std::move(site));
 }
 
-Decoder::Extent Decoder::addRecords(Bytes bytes, U32 thread, RecordText& texts,
+Decoder::Extent Decoder::addRecords(Bytes block, U32 thread, Progress& progress, RecordText& texts,
                                     std::vector<Record>& to) {
    Extent extent{0, true};
-   while (!bytes.empty()) {
-      const auto record =
-            bytes.size() < sizeof(RecordHeader) ? RecordHeader{} : numberAt<RecordHeader>(bytes, 0);
+   while (progress.bytes < block.size()) {
+      const std::optional<RecordBounds> record = boundsOf(block.subspan(progress.bytes));
       // The records behind an impossible size cannot be found: only the sizes say where they begin.
-      if (record.size < sizeof record || record.size > bytes.size()) {
+      if (!record) {
          return {extent.records, false};
       }
       ++extent.records;
-      const auto site = descriptors_.find(record.descriptor);
+      progress.ticks = record->ticks.value_or(progress.ticks);
+      const auto site = descriptors_.find(record->descriptor);
       if (site != descriptors_.end()) {
-         const Bytes arguments = bytes.subspan(sizeof record, record.size - sizeof record);
-         to.push_back({&site->second, record.ticks, timeOf(record.ticks), thread,
-                       texts.format(site->second, arguments)});
+         const RecordText::Place place{block, progress.bytes, record->headerSize, record->size};
+         to.push_back({&site->second, progress.ticks, timeOf(progress.ticks), thread,
+                       texts.format(site->second, place)});
       } else {
          ++undescribed_;
       }
-      bytes = bytes.subspan(record.size);
+      progress.bytes += record->size;
    }
    return extent;
 }

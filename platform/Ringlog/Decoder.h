@@ -94,10 +94,18 @@ class Decoder {
       // False: the size of a record was impossible. The bytes from there on were not decoded.
       bool whole;
    };
-   // Decodes the records in `bytes`, which must begin with a record, and appends them to `to` in
-   // the order in which `thread` wrote them. Records of unknown call sites are left out and
-   // counted. Never throws for damage. `texts` formats them and limits the length of the texts.
-   Extent addRecords(Bytes bytes, U32 thread, RecordText& texts, std::vector<Record>& to);
+   // How far a block has been decoded. A new object: nothing of it.
+   struct Progress {
+      std::size_t bytes = 0; // from the first record on
+      U64 ticks = 0;         // those of the latest record; 0: there is none
+   };
+   // Decodes the records in `block`, all complete records of a block, from `progress` on, which
+   // must be 0 or what an earlier call for the same claim of the block has left. Appends them to
+   // `to` in the order in which `thread` wrote them, and moves `progress` behind them. Records of
+   // unknown call sites are left out and counted. Never throws for damage. `texts` formats them and
+   // limits the length of the texts.
+   Extent addRecords(Bytes block, U32 thread, Progress& progress, RecordText& texts,
+                     std::vector<Record>& to);
 
    // The call sites by their number in the ring. A reference to one stays valid as long as the
    // decoder lives.

@@ -165,24 +165,26 @@ void FileReader::readBlock(const File& file, std::size_t number, U64 newest, Rec
       readAndGone_ += seen.records;
       seen = Seen{.claim = block.claim};
    }
-   if (block.claim == 0 || block.claim > newest || seen.damaged || block.used <= seen.used) {
+   if (block.claim == 0 || block.claim > newest || seen.damaged ||
+       block.used <= seen.progress.bytes) {
       return;
    }
    if (block.used > blockCapacity) {
       return damagedIs(seen);
    }
-   std::vector<std::byte> bytes(block.used - seen.used);
+   // All of them: new records may refer to texts of those that have been read before.
+   std::vector<std::byte> bytes(block.used);
    // A claim that has changed since the header was read means that the copy may hold bytes of both
    // claims. It is dropped; the next look finds the new claim.
-   if (!file.read(ringSize(number) + sizeof(BlockHeader) + seen.used, bytes) ||
+   if (!file.read(ringSize(number) + sizeof(BlockHeader), bytes) ||
        file.block(number).claim != block.claim) {
       return;
    }
    // After copying: a call site's descriptor is written before its first record, so by now the file
    // has the descriptors of all records in the copy.
    readDescriptors(file);
-   const Decoder::Extent extent = decoder_.addRecords(bytes, block.thread, texts, look.records);
-   seen.used = block.used;
+   const Decoder::Extent extent =
+         decoder_.addRecords(bytes, block.thread, seen.progress, texts, look.records);
    seen.records += extent.records;
    if (!extent.whole) {
       damagedIs(seen);

@@ -55,10 +55,10 @@ class FileReader {
 
    // How far a block has been read, within its present claim.
    struct Seen {
-      U64 claim = 0;           // the claim that the other members are about; 0: none
-      U32 used = 0;            // bytes
-      bool damaged = false;    // not to be read before the next claim
-      std::size_t records = 0; // in these bytes
+      U64 claim = 0;                // the claim that the other members are about; 0: none
+      Decoder::Progress progress{}; // what has been decoded
+      bool damaged = false;         // not to be read before the next claim
+      std::size_t records = 0;      // in what has been decoded
    };
 
    std::optional<RingFacts> factsOf(const File& file) const;

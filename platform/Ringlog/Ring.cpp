@@ -22,6 +22,7 @@ constexpr U64 ticksBetweenClocks = U64{1} << 32;
 
 constinit std::mutex ringMutex;
 constinit WrittenRing* openRing = nullptr; // guarded by the mutex; null before the first record
+constinit U64 claims = 0;                  // `Writer::claim` of the latest claim; guarded likewise
 
 // Only the forking thread lives on in the child. If another thread held the mutex at that moment,
 // nobody in the child would ever unlock it. Therefore the forking thread takes it before fork(2),
@@ -97,9 +98,13 @@ void claimLocked(WrittenRing& ring, Thread& thread) {
    thread.block = ring.claim();
    BlockHeader* block = thread.block != nullptr ? thread.block : nowhere(thread);
    auto* begin = reinterpret_cast<std::byte*>(block + 1);
-   // The present moment goes on in the new block. `dueTicks` becomes 0: the next record refreshes
-   // the ring's clocks.
-   writer = Writer{begin, begin + blockCapacity, block, writer.moment};
+   // The present moment goes on in the new block. The numbers of claims are not those of the ring,
+   // which begin again with a new ring: marks of texts in the old one must not fit the new one.
+   writer = Writer{.next = begin,
+                   .end = begin + blockCapacity,
+                   .block = block,
+                   .claim = ++claims,
+                   .moment = writer.moment};
 }
 
 // Whether the ring began anew under the thread, which now writes where no reader looks.
@@ -136,9 +141,12 @@ U32 Detail::registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds
    return descriptor;
 }
 
-void Detail::claimBlock() {
+void Detail::claimBlock(U64 ticks) {
    const std::lock_guard lock{ringMutex};
-   claimLocked(ringLocked(), threadLocked());
+   WrittenRing& ring = ringLocked();
+   claimLocked(ring, threadLocked());
+   readClocks(ring.header().latest);
+   writer.dueTicks = ticks + ticksBetweenClocks;
 }
 
 void Detail::refreshClocks(U64 ticks) {

@@ -29,7 +29,9 @@
 #include "Pello/TextTrace.h"
 #include "Ringlog/detail/Codec.h"
 #include "Ringlog/detail/Layout.h"
+#include "Ringlog/detail/Writer.h"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <span>
@@ -61,35 +63,35 @@ inline U64 ticksNow() noexcept {
 #endif
 }
 
-// Where a thread writes its next record. All pointers are null before the thread's first record, so
-// that `record` finds no room and claims a block.
-struct Writer {
-   std::byte* next = nullptr;    // where the next record begins
-   std::byte* end = nullptr;     // the end of the block
-   BlockHeader* block = nullptr; // in the ring, or outside it while the ring has no free block
-   U64 moment = 0;               // the ticks of the present `SharedMoment`; 0: there is none
-   U64 dueTicks = 0;             // a record of these ticks or later refreshes the ring's clocks
-   U32 count = 0;                // records in the block
-};
-
 namespace Detail {
-// The writer of the calling thread. The thread-local storage model `initial-exec` makes the
-// access a load; the default model calls a function for each access from another library. The
-// price: when dlopen(3) loads this library, the C library must have room left in its static
-// thread-local area.
-[[gnu::tls_model("initial-exec")]] extern thread_local constinit Writer writer;
-
 // Claims the next free block for this thread and makes the ring if there is none. The thread is the
 // only writer of the block until it claims the next one or ends. Without a free block, the thread
-// gets memory outside the ring: its records are lost, and the ring's header counts the loss.
-void claimBlock();
+// gets memory outside the ring: its records are lost, and the ring's header counts the loss. Reads
+// both clocks as `refreshClocks` does.
+void claimBlock(U64 ticks);
 // Reads both clocks into the ring's header. `ticks` are those of the record about to be written.
-// `record` calls it for the first record of a block and when the thread's latest call is a few
-// seconds old, so that the times of records are right after hours of silence.
+// `record` calls it when the clocks were last read a few seconds ago, so that the times of records
+// are right after hours of silence. May give the thread another block.
 void refreshClocks(U64 ticks);
 // Gives the call site its number, unless another thread was faster, and writes its descriptor.
 // Returns the number, never 0.
 U32 registerCallSite(CallSite& site, std::span<const ArgumentKind> kinds);
+
+// Writes the header of a record that has `size` bytes with a whole header, and returns where its
+// arguments begin. Leaves out ticks that are those of the record before.
+inline std::byte* writeHeader(std::byte* to, U32 size, U32 descriptor, U64 ticks) noexcept {
+   if (ticks == writer.latest) {
+      constexpr U32 leftOut = sizeof(RecordHeader) - shortHeaderSize;
+      const std::array<U32, 2> header{(size - leftOut) | ticksLeftOut, descriptor};
+      static_assert(sizeof header == shortHeaderSize);
+      std::memcpy(to, header.data(), sizeof header);
+      return to + sizeof header;
+   }
+   writer.latest = ticks;
+   const RecordHeader header{size, descriptor, ticks};
+   std::memcpy(to, &header, sizeof header);
+   return to + sizeof header;
+}
 } // namespace Detail
 
 // Appends one record of `site` with these arguments. Text is cut to `longestText` bytes.
@@ -107,26 +109,25 @@ void record(CallSite& site, const Arguments&... arguments) {
    if (descriptor == 0) [[unlikely]] {
       descriptor = Detail::registerCallSite(site, argumentKinds<Arguments...>());
    }
-   const std::size_t size = (sizeof(RecordHeader) + ... + argumentSize(arguments));
    Writer& writer = Detail::writer;
-   if (static_cast<std::size_t>(writer.end - writer.next) < size) [[unlikely]] {
-      Detail::claimBlock();
-   }
    const U64 ticks = writer.moment != 0 ? writer.moment : ticksNow();
    if (ticks >= writer.dueTicks) [[unlikely]] {
       Detail::refreshClocks(ticks);
    }
-   std::byte* to = writer.next;
-   const RecordHeader header{static_cast<U32>(size), descriptor, ticks};
-   std::memcpy(to, &header, sizeof header);
-   to += sizeof header;
+   // Computed for the present block: a text may refer to another one in it.
+   std::size_t size = (sizeof(RecordHeader) + ... + argumentSize(arguments));
+   if (static_cast<std::size_t>(writer.end - writer.next) < size) [[unlikely]] {
+      Detail::claimBlock(ticks);
+      size = (sizeof(RecordHeader) + ... + argumentSize(arguments));
+   }
+   std::byte* to = Detail::writeHeader(writer.next, static_cast<U32>(size), descriptor, ticks);
    ((to = writeArgument(to, arguments)), ...);
    writer.next = to;
    ++writer.count;
-   const auto* begin = reinterpret_cast<std::byte*>(writer.block + 1);
    // Last, and released: a reader that sees the new number of bytes sees the whole record. A
    // process that is killed before this line leaves no half record behind.
-   writer.block->used.store(static_cast<U32>(to - begin), std::memory_order_release);
+   writer.block->used.store(static_cast<U32>(to - Detail::recordsOf(writer)),
+                            std::memory_order_release);
 }
 
 // While a `SharedMoment` lives, the records of its thread share one reading of the clock, because

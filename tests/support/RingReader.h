@@ -63,7 +63,8 @@ inline RingReader::RingReader(Ringlog::Decoder::Bytes bytes)
    decoder_.addDescriptors(bytes.subspan(Ringlog::headerSize, facts_.descriptorBytes));
    Ringlog::RecordText texts{Ringlog::textPerByte * bytes.size()};
    for (const RingBlock& block : blocksOf(bytes)) {
-      decoder_.addRecords(block.records, block.thread, texts, records_);
+      Ringlog::Decoder::Progress progress;
+      decoder_.addRecords(block.records, block.thread, progress, texts, records_);
    }
    std::ranges::stable_sort(records_, {}, &Ringlog::Record::ticks);
 }

@@ -21,6 +21,13 @@ bool ByteSet::highInsert(U8 number) {
    return isNew;
 }
 
+void ByteSet::highInsertAll(const High& other) {
+   if (high_ == nullptr) {
+      high_ = std::make_unique<High>();
+   }
+   *high_ |= other;
+}
+
 bool ByteSet::highErase(U8 number) noexcept {
    const bool wasThere = high_ != nullptr && highHas(number);
    if (wasThere) {

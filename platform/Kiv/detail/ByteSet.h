@@ -47,6 +47,13 @@ class ByteSet {
       const U64 before = std::exchange(low_, low_ | bit(number));
       return low_ != before;
    }
+   // Adds all members of `other`. Throws as `insert`; some members may be added then.
+   void insertAll(const ByteSet& other) {
+      low_ |= other.low_;
+      if (other.high_ != nullptr) [[unlikely]] {
+         highInsertAll(*other.high_);
+      }
+   }
    // Removes `number` and returns whether it was there.
    bool erase(U8 number) noexcept {
       if (number >= lowEnd) [[unlikely]] {
@@ -80,6 +87,7 @@ class ByteSet {
    static std::unique_ptr<High> copyOf(const std::unique_ptr<High>& other);
    bool highHas(U8 number) const noexcept;
    bool highInsert(U8 number);
+   void highInsertAll(const High& other);
    bool highErase(U8 number) noexcept;
    U32 highNext(U32 from) const noexcept;
 

@@ -4,6 +4,7 @@
 //
 //   numbers and booleans         8 bytes
 //   text                         its length (4 bytes) and its bytes, padded to a multiple of 8
+//   text that continues another  a reference to the other one and what follows, padded likewise
 //   values that are their name   the name as text
 //   plain values                 their bytes, padded to a multiple of 8; the descriptor of the type
 //                                prints them
@@ -17,7 +18,9 @@
 #include "Kiv/TypeData.h"
 #include "Kiv/detail/Rows.h"
 #include "Kiv/detail/ValueOps.h"
+#include "Ringlog/ContinuedText.h"
 #include "Ringlog/detail/Layout.h"
+#include "Ringlog/detail/TextBytes.h"
 
 #include <algorithm>
 #include <array>
@@ -65,43 +68,13 @@ concept CompositeArgument = Kiv::CompositeValue<T> && !PlainArgument<T>;
 template <class T>
 concept NumberArgument = std::integral<T> || std::same_as<T, float> || std::same_as<T, double>;
 
-// The bytes that `writeText` takes for `text`.
-inline std::size_t textSize(std::string_view text) noexcept {
-   return padded(sizeof(U32) + std::min(text.size(), longestText));
-}
-
-// Copies `size` bytes. A loop with steps of fixed size, because compilers turn a memcpy of bounded
-// size into a string instruction, whose start costs three times as much as copying a short name.
-// The last step overlaps the one before it and needs no loop for the rest.
-inline void copyText(std::byte* to, const char* from, std::size_t size) noexcept {
-   constexpr std::size_t step = 16;
-   if (size < step) {
-      for (std::size_t i = 0; i < size; ++i) {
-         to[i] = static_cast<std::byte>(from[i]);
-      }
-      return;
-   }
-   const std::size_t last = size - step;
-   for (std::size_t at = 0; at < last; at += step) {
-      std::memcpy(to + at, from + at, step);
-   }
-   std::memcpy(to + last, from + last, step);
-}
-
-// Writes at most `longestText` bytes of `text` and returns where the next argument begins. Requires
-// `textSize(text)` bytes at `to`.
-inline std::byte* writeText(std::byte* to, std::string_view text) noexcept {
-   const auto length = static_cast<U32>(std::min(text.size(), longestText));
-   std::memcpy(to, &length, sizeof length);
-   copyText(to + sizeof length, text.data(), length);
-   return to + padded(sizeof length + length);
-}
-
 // The bytes that `writeArgument` takes for `value`.
 template <class T>
 std::size_t argumentSize(const T& value) noexcept {
    if constexpr (NumberArgument<T>) {
       return sizeof(U64);
+   } else if constexpr (std::same_as<T, ContinuedText>) {
+      return Detail::continuedSize(value);
    } else if constexpr (TextArgument<T>) {
       return textSize(value);
    } else if constexpr (NamedArgument<T>) {
@@ -156,6 +129,8 @@ std::byte* writeArgument(std::byte* to, const T& value) noexcept {
       const U64 bits = numberBits(value);
       std::memcpy(to, &bits, sizeof bits);
       return to + sizeof bits;
+   } else if constexpr (std::same_as<T, ContinuedText>) {
+      return Detail::writeContinued(to, value);
    } else if constexpr (TextArgument<T>) {
       return writeText(to, value);
    } else if constexpr (NamedArgument<T>) {

@@ -52,24 +52,17 @@ class Cursor {
 
    // A text as descriptors have it: its length in 4 bytes, then its bytes. Throws DamagedRing also
    // when the length is more than `longestText`.
-   std::string text() { return characters(length()); }
+   std::string text() { return characters(checkedLength(plain<U32>())); }
 
-   // A text as arguments have it: the same, padded to a multiple of 8 bytes in all.
-   std::string paddedText() {
-      const std::size_t size = length();
-      std::string text = characters(size);
-      take(padded(sizeof(U32) + size) - sizeof(U32) - size);
-      return text;
-   }
-
- private:
-   std::size_t length() {
-      const std::size_t size = plain<U32>();
+   // Returns `size`, the length of a text. Throws DamagedRing when it is more than `longestText`.
+   std::size_t checkedLength(std::size_t size) const {
       if (size > longestText) {
          throw DamagedRing{std::string{what_} + " has text of " + std::to_string(size) + " bytes"};
       }
       return size;
    }
+
+ private:
    std::string characters(std::size_t size) {
       const auto bytes = take(size);
       return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};

@@ -17,6 +17,15 @@
 // format, the count of argument kinds, and for each kind its code, type and name. See
 // `ArgumentKind`.
 //
+// A record whose ticks are those of the record before it in its block leaves them out, and says so
+// in its size (`ticksLeftOut`).
+//
+// A text among the arguments of a record is its length in 4 bytes and its bytes, padded to a
+// multiple of 8 bytes. One that begins as a text of an earlier record in the same block may instead
+// be a `TextReference` and the bytes that follow the common beginning, padded likewise. That
+// earlier text may be of the same form. A block can therefore be read without any other block, and
+// a damaged reference spoils the text of one record only.
+//
 // All numbers are in the byte order of the machine that wrote them. A reader of the other byte
 // order does not find the magic number and refuses the ring. A change of anything here needs
 // another magic number.
@@ -30,7 +39,10 @@
 namespace Ringlog {
 
 // "RINGLOG" and the layout's version in the lowest byte, on a little-endian machine.
-inline constexpr U64 ringMagic = 0x474f4c474e495201U;
+inline constexpr U64 ringMagic = 0x474f4c474e495202U;
+// Version 1 had every text whole and the ticks in every record. A reader of this version reads it
+// without a special case.
+inline constexpr U64 ringMagicOfWholeTexts = ringMagic - 1;
 // The same with version 0: a ring in the making. A file never lacks both marks while a process
 // fills it, so that the next process knows the file of a killed one for a ring.
 inline constexpr U64 ringInTheMaking = ringMagic & ~U64{0xff};
@@ -88,10 +100,33 @@ struct BlockHeader {
 
 // The beginning of every record; the arguments follow. A record is a multiple of 8 bytes long.
 struct RecordHeader {
-   U32 size;       // bytes, including this header
+   U32 size;       // bytes, including this header; with `ticksLeftOut` where `ticks` is missing
    U32 descriptor; // the number of the call site's descriptor, from 1
    U64 ticks;      // `ticksNow` of the writer
 };
+// A bit of `RecordHeader::size`: the header ends before `ticks`.
+inline constexpr U32 ticksLeftOut = U32{1} << 31;
+inline constexpr std::size_t shortHeaderSize = offsetof(RecordHeader, ticks);
+
+// Stands in place of the length of a text that begins as an earlier text. The first 4 bytes cannot
+// be a length, because of `isReference`.
+struct TextReference {
+   static constexpr U32 isReference = U32{1} << 31;
+   static constexpr unsigned lengthBits = 13; // enough for `longestText`
+   static constexpr U32 lengthMask = (U32{1} << lengthBits) - 1;
+
+   // `isReference`; the length of the common beginning, shifted by `lengthBits`; and in the lowest
+   // bits the number of bytes that follow this reference.
+   U32 lengths;
+   // Where the earlier text stands: multiples of 8 bytes from the block's first record.
+   U16 place;
+};
+// The bytes of a reference in the ring. The structure is longer, by its padding.
+inline constexpr std::size_t textReferenceSize = sizeof(U32) + sizeof(U16);
+
+// The most references that a reader follows to put one text together. It bounds the time that
+// damaged references cost.
+inline constexpr unsigned mostReferences = 16;
 
 // The bytes of a block that records can use.
 inline constexpr std::size_t blockCapacity = blockSize - sizeof(BlockHeader);

@@ -4,6 +4,7 @@
 #include "Kiv/TypeData.h"
 #include "Kiv/TypeRegistry.h"
 #include "Ringlog/detail/Cursor.h"
+#include "Ringlog/detail/RecordedText.h"
 
 #include <fmt/args.h>
 #include <fmt/format.h>
@@ -48,8 +49,11 @@ std::string plainText(Cursor& cursor, const std::string& typeName, Print print) 
 // work for a record counts against the limit also when the constructor throws.
 class ArgumentReader {
  public:
-   ArgumentReader(const Descriptor& site, std::span<const std::byte> bytes, std::size_t& spent)
-      : kinds_{site.kinds}, cursor_{bytes, "the record"}, spent_{spent} {
+   ArgumentReader(const Descriptor& site, const RecordText::Place& record, std::size_t& spent)
+      : kinds_{site.kinds},
+        cursor_{record.arguments(), "the record"},
+        earlier_{record.earlier()},
+        spent_{spent} {
       while (!kinds_.empty()) {
          read();
       }
@@ -85,7 +89,7 @@ class ArgumentReader {
       case 'd':
          return arguments_.push_back(cursor_.plain<double>());
       case 's':
-         return text(cursor_.paddedText());
+         return text(Detail::recordedText(cursor_, earlier_));
       case 'v':
          return text(plainText(cursor_, kind.type, &Kiv::TypeData::displayText));
       case '(':
@@ -139,7 +143,7 @@ class ArgumentReader {
          Kiv::printReal(out, cursor_.plain<double>());
          return out;
       case 's':
-         Kiv::printQuoted(out, cursor_.paddedText());
+         Kiv::printQuoted(out, Detail::recordedText(cursor_, earlier_));
          return out;
       case 'v':
          return plainText(cursor_, kind.type, &Kiv::TypeData::valueText);
@@ -152,6 +156,7 @@ class ArgumentReader {
 
    std::span<const Descriptor::Kind> kinds_;
    Cursor cursor_;
+   std::span<const std::byte> earlier_; // the records before this one in the block
    fmt::dynamic_format_arg_store<fmt::format_context> arguments_;
    U64 largest_ = 0;
    std::size_t& spent_;
@@ -203,14 +208,14 @@ std::string formatted(const Descriptor& site, const ArgumentReader& reader, std:
 
 DamagedRing::~DamagedRing() = default;
 
-std::string RecordText::format(const Descriptor& site, std::span<const std::byte> arguments) {
+std::string RecordText::format(const Descriptor& site, const Place& record) {
    if (left_ == 0) {
       return "<left out: too much text>";
    }
    std::string text;
    std::size_t spent = 0;
    try {
-      const ArgumentReader reader{site, arguments, spent};
+      const ArgumentReader reader{site, record, spent};
       text = formatted(site, reader, spent);
    } catch (const std::exception& error) {
       text = fmt::format("<{}: {}>", site.format, error.what());

@@ -37,10 +37,22 @@ class RecordText {
    // gives a note instead of its text.
    explicit RecordText(std::size_t most) : left_{most} {}
 
-   // The text of a record of `site` with these arguments, which must outlive the call only. When
-   // the record cannot be formatted, the text is a note in angle brackets: the format and the
-   // reason. Throws nothing that damage causes.
-   std::string format(const Descriptor& site, std::span<const std::byte> arguments);
+   // Where a record stands. All sizes are in bytes; the record must lie inside its block.
+   struct Place {
+      std::span<const std::byte> block; // from its first record on; must outlive the call only
+      std::size_t at;                   // where the record begins in it
+      std::size_t headerSize;
+      std::size_t size; // of the record, including its header
+
+      std::span<const std::byte> arguments() const {
+         return block.subspan(at + headerSize, size - headerSize);
+      }
+      // The records before this one, to whose texts its texts may refer.
+      std::span<const std::byte> earlier() const { return block.first(at); }
+   };
+   // The text of a record of `site`. When the record cannot be formatted, the text is a note in
+   // angle brackets: the format and the reason. Throws nothing that damage causes.
+   std::string format(const Descriptor& site, const Place& record);
 
  private:
    std::size_t left_; // characters

@@ -64,9 +64,9 @@ void FoldedRing::Area::pad() {
    append(&zeros, Ringlog::padded(used) - used);
 }
 
-void FoldedRing::Area::closeAt(std::size_t at) {
-   const auto size = static_cast<U32>(used - at);
-   if (size >= sizeof size) {
+void FoldedRing::Area::closeAt(std::size_t at, U32 flag) {
+   const U32 size = static_cast<U32>(used - at) | flag;
+   if (used - at >= sizeof size) {
       std::memcpy(begin + at, &size, sizeof size);
    }
 }
@@ -147,29 +147,46 @@ void FoldedRing::site(Input& input) {
    descriptors_.closeAt(at);
 }
 
-// The block, the site, and each argument as a small number, eight bytes, text, or bytes as they
-// are.
+// The block, the site (8 is added for a record without ticks), and each argument as a small number,
+// eight bytes, text, bytes as they are, or a reference to another text.
 void FoldedRing::record(Input& input) {
    Area& block = blocks_[input.number<U8>() % blocks];
    const std::size_t at = block.used;
    block.number(0);
-   block.number(input.number<U8>() % 8);
-   const U64 ticks = input.number<U16>();
-   block.append(&ticks, sizeof ticks);
+   const auto site = input.number<U8>();
+   block.number(site % 8);
+   const bool hasTicks = (site & 8) == 0;
+   if (hasTicks) {
+      const U64 ticks = input.number<U16>();
+      block.append(&ticks, sizeof ticks);
+   }
    for (unsigned left = input.number<U8>() % 16; left > 0; --left) {
-      const auto form = input.number<U8>() % 4;
+      const auto form = input.number<U8>() % 5;
       if (form == 0 || form == 1) {
          const U64 value = form == 0 ? input.number<U8>() : input.number<U64>();
          block.append(&value, sizeof value);
       } else if (form == 2) {
          block.text(shortText(input));
+      } else if (form == 4) {
+         reference(block, input);
       } else {
          const auto bytes = shortText(input);
          block.append(bytes.data(), bytes.size());
       }
       block.pad();
    }
-   block.closeAt(at);
+   block.closeAt(at, hasTicks ? 0 : Ringlog::ticksLeftOut);
+}
+
+// The common bytes, the place, and the rest.
+void FoldedRing::reference(Area& block, Input& input) {
+   const U32 common = input.number<U8>();
+   const U16 place = input.number<U8>();
+   const auto rest = shortText(input);
+   block.number(Ringlog::TextReference::isReference | common << Ringlog::TextReference::lengthBits |
+                static_cast<U32>(rest.size()));
+   block.append(&place, sizeof place);
+   block.append(rest.data(), rest.size());
 }
 
 std::size_t FoldedRing::size() {

@@ -49,14 +49,15 @@ class FoldedRing {
       void number(U32 value) { append(&value, sizeof value); }
       void text(std::span<const U8> text);
       void pad();
-      // Puts the size of what was appended from `at` on at `at`.
-      void closeAt(std::size_t at);
+      // Puts the size of what was appended from `at` on, with the bits of `flag`, at `at`.
+      void closeAt(std::size_t at, U32 flag = 0);
    };
 
    template <class T>
    void headerIs(std::size_t at, T value);
    void site(Input& input);
    void record(Input& input);
+   static void reference(Area& block, Input& input);
 
    Area descriptors_;
    Area blocks_[blocks];

@@ -19,7 +19,12 @@ const Pello::TraceSource traceSource{"DamagedRingTest"};
 void traceAllKinds() {
    const PolicyMap::AclRuleKey key{PolicyMap::PolicyMapSmKey{"policy", "scope"}, "class", "acl", 7,
                                    PolicyMap::matchIpAccessGroup()};
+   TextMark mark;
+   std::string name = "name";
    for (std::size_t i = 0; i < 30; ++i) {
+      const SharedMoment moment;
+      RINGLOG_TRACE(5, "{}", (ContinuedText{name, i == 0 ? 0 : name.size() - 3, mark, mark}));
+      name += "-99";
       RINGLOG_TRACE(9, "{} {:x} {} {:>8} {}", i, 7U, 'c', true, 1.5F);
       RINGLOG_TRACE(5, "{} {:.3f} {}", Pello::String{"text"}, 2.25, std::string(i % 50, 'x'));
       RINGLOG_TRACE(0, "{} {}", Orlix::IpGenPrefix{"10.0.0.0/8"}, PolicyMap::matchIpAccessGroup());
@@ -43,7 +48,7 @@ class DamagedRingTest : public testing::Test {
       };
       EXPECT_EXIT(child(), testing::ExitedWithCode(0), "^$");
       ring_ = file_.bytes();
-      ASSERT_EQ(TestSupport::RingReader{ring_}.records().size(), 136U);
+      ASSERT_EQ(TestSupport::RingReader{ring_}.records().size(), 166U);
       std::memcpy(&descriptorBytes_, ring_.data() + offsetof(RingHeader, descriptorBytes), 4);
    }
 

@@ -59,6 +59,18 @@ class FileReaderTest : public testing::Test {
    FileReader::Look latest_;
 };
 
+TEST_F(FileReaderTest, newRecordsBuildOnThoseOfTheLookBefore) {
+   RingBytes ring;
+   ring.site(1, "{}", {{'s', "", ""}});
+   ring.record(0, 1, 1500, Bytes{}.text("name").paddedTo8().bytes());
+   write(ring);
+   EXPECT_EQ(look(), (Texts{"{}=name"}));
+   ring.recordAtOnce(0, 1, Bytes{}.reference(4, 2, "-1").bytes());
+   write(ring);
+   EXPECT_EQ(look(), (Texts{"{}=name-1"}));
+   EXPECT_EQ(latest_.records.at(0).ticks, 1500U);
+}
+
 TEST_F(FileReaderTest, eachLookShowsWhatIsNew) {
    RingBytes ring = this->ring();
    ring.record(1, 1, 10).record(0, 2, 20);

@@ -259,6 +259,103 @@ TEST(ReaderTest, recordsThatCannotBeReadBecomeNotes) {
    }
 }
 
+// The first record has its text at place 2, the second one at place 5; `text` is the third one's.
+std::string textAfterTwo(const Bytes& text) {
+   const std::vector<KindOf> kinds{{'s', "", ""}};
+   RingBytes ring;
+   ring.site(1, "{}", kinds);
+   ring.record(0, 1, 1, Bytes{}.text("abcd").paddedTo8().bytes());
+   ring.record(0, 1, 2, Bytes{}.reference(2, 2, "xy").bytes());
+   ring.record(0, 1, 3, text.bytes());
+   return TestSupport::RingReader{ring.bytes()}.records().at(2).text;
+}
+
+TEST(ReaderTest, textsThatReferToOthersArePutTogether) {
+   struct Row {
+      U32 common;
+      U16 place;
+      std::string rest;
+      std::string expected;
+   };
+   const std::string longest(4094, 'z');
+   const Row rows[] = {
+         {0, 2, "", ""},
+         {0, 2, "ef", "ef"},
+         {3, 2, "", "abc"},
+         {4, 2, "ef", "abcdef"},
+         {1, 5, "e", "ae"},
+         {2, 5, "e", "abe"},
+         {4, 5, "", "abxy"},
+         {2, 2, longest, "ab" + longest},
+         {5, 2, "", "<{}: the record refers to a text that is too short>"},
+         {5, 5, "", "<{}: the record refers to a text that is too short>"},
+         {3, 2, longest, "<{}: the record has text of 4097 bytes>"},
+         {8191, 2, "", "<{}: the record has text of 8191 bytes>"},
+         {1, 6, "", "<{}: the record refers to a text that is not before it>"}, // itself
+         {1, 8, "", "<{}: the record refers to a text that is not before it>"},
+         {1, 65535, "", "<{}: the record refers to a text that is not before it>"},
+         {1, 0, "", std::string(1, '\x01')}, // no text, but the header of the first record
+   };
+   for (const Row& row : rows) {
+      EXPECT_EQ(textAfterTwo(Bytes{}.reference(row.common, row.place, row.rest)), row.expected)
+            << row.common << " at " << row.place;
+   }
+   EXPECT_EQ(textAfterTwo(Bytes{}.number(0x80000000U | 9U).number(U16{2}).paddedTo8()),
+             "<{}: the record ends too early>");
+   EXPECT_EQ(textAfterTwo(Bytes{}.number(0x80000000U)), "<{}: the record ends too early>");
+}
+
+// Each text adds a character to the one before it.
+TEST(ReaderTest, tooManyReferencesAreRefused) {
+   RingBytes ring;
+   ring.site(1, "{}", {{'s', "", ""}});
+   ring.record(0, 1, 0, Bytes{}.text("a").paddedTo8().bytes());
+   for (U16 i = 0; i < 20; ++i) {
+      ring.record(0, 1, U64{i} + 1,
+                  Bytes{}.reference(i + 1U, static_cast<U16>(2 + 3 * i), "b").bytes());
+   }
+   const std::vector<std::string> texts = textsOf(TestSupport::RingReader{ring.bytes()});
+   for (std::size_t i = 0; i <= mostReferences; ++i) {
+      EXPECT_EQ(texts.at(i), "a" + std::string(i, 'b'));
+   }
+   for (std::size_t i = mostReferences + 1; i <= 20; ++i) {
+      EXPECT_EQ(texts.at(i), "<{}: the record refers to too many texts>");
+   }
+}
+
+TEST(ReaderTest, aRecordMayHaveTheTicksOfTheOneBefore) {
+   RingBytes ring;
+   ring.site(1, "{}", {{'u', "", ""}});
+   const auto number = [](U64 value) { return Bytes{}.number(value).bytes(); };
+   ring.recordAtOnce(0, 1, number(0)).record(0, 1, 1500, number(1));
+   ring.recordAtOnce(0, 1, number(2)).recordAtOnce(0, 1, number(3)).record(0, 1, 1600, number(4));
+   const TestSupport::RingReader reader{ring.bytes()};
+   const std::vector<U64> expected{0, 1500, 1500, 1500, 1600}; // the first one is damage
+   ASSERT_EQ(reader.records().size(), expected.size());
+   for (std::size_t i = 0; i < expected.size(); ++i) {
+      EXPECT_EQ(reader.records()[i].ticks, expected[i]);
+      EXPECT_EQ(reader.records()[i].text, std::to_string(i));
+   }
+}
+
+TEST(ReaderTest, aRecordWithoutTicksEndsWhereItSays) {
+   for (const U32 size : {0U, 7U, 9U}) {
+      RingBytes ring;
+      ring.site(1, "a").record(0, 1, 1).recordAtOnce(0, 1);
+      ring.put(RingBytes::blockAt(0) + sizeof(BlockHeader) + 16, size | 0x80000000U);
+      EXPECT_EQ(TestSupport::RingReader{ring.bytes()}.records().size(), 1U) << size;
+   }
+}
+
+// Version 1 of the layout had neither references nor records without ticks.
+TEST(ReaderTest, aRingOfTheFormerLayoutIsRead) {
+   RingBytes ring;
+   ring.put(0, U64{0x474f4c474e495201});
+   ring.site(1, "{} {}", {{'s', "", ""}, {'u', "", ""}});
+   ring.record(0, 1, 1500, Bytes{}.text("text").paddedTo8().number(U64{7}).bytes());
+   EXPECT_EQ(textsOf(TestSupport::RingReader{ring.bytes()}), std::vector<std::string>{"text 7"});
+}
+
 TEST(ReaderTest, valuesOfOddBytesHaveATextAnyway) {
    const std::vector<KindOf> prefix{{'v', "Orlix::IpGenPrefix", ""}};
    Bytes odd;

@@ -25,6 +25,11 @@ class Bytes {
       number(static_cast<U32>(text.size()));
       return raw(text);
    }
+   // A text that begins with `common` bytes of the text at `place` and goes on with `rest`.
+   Bytes& reference(U32 common, U16 place, std::string_view rest) {
+      number(0x80000000U | common << 13U | static_cast<U32>(rest.size()));
+      return number(place).raw(rest).paddedTo8();
+   }
    Bytes& raw(std::string_view text) {
       const auto* begin = reinterpret_cast<const std::byte*>(text.data());
       bytes_.insert(bytes_.end(), begin, begin + text.size());
@@ -102,6 +107,18 @@ class RingBytes {
       put(at + 4, site);
       put(at + 8, ticks);
       copyTo(at + 16, arguments);
+      used_[block] += whole;
+      put(blockAt(block) + offsetof(Ringlog::BlockHeader, used), used_[block]);
+      return claim(block, block + 1);
+   }
+   // A record in block 0 or 1 without ticks of its own.
+   RingBytes& recordAtOnce(std::size_t block, U32 site,
+                           const std::vector<std::byte>& arguments = {}) {
+      const auto whole = static_cast<U32>(8 + arguments.size());
+      const std::size_t at = blockAt(block) + sizeof(Ringlog::BlockHeader) + used_[block];
+      put(at, whole | 0x80000000U);
+      put(at + 4, site);
+      copyTo(at + 8, arguments);
       used_[block] += whole;
       put(blockAt(block) + offsetof(Ringlog::BlockHeader, used), used_[block]);
       return claim(block, block + 1);

@@ -97,6 +97,79 @@ TEST_F(PortExpansion, sidesWithoutRangesAreNotValid) {
                                     "13 3/65535 5/65535", "14 3/65535 6/65534", "15 9/65535 -"}));
 }
 
+// Makes other rules than those that it is asked for, as a class derived from the helper may.
+class Changing : public OruPostcardPolicyAclHelper {
+ public:
+   Changing() : OruPostcardPolicyAclHelper{nullptr, nullptr} {}
+   U32 addRulesL4PortDataMask(const ProtoFieldPtr& field, const RulePtr& rule,
+                              const AclConfigPtr& config, bool sportValid, L4PortDataMask sport,
+                              bool dportValid, L4PortDataMask dport, bool flags,
+                              U32 next) override {
+      const auto make = [&](const RulePtr& from, bool withSource, L4PortDataMask source,
+                            bool withDestination, L4PortDataMask destination) {
+         next = OruPostcardPolicyAclHelper::addRulesL4PortDataMask(
+               field, from, config, withSource, source, withDestination, destination, flags, next);
+      };
+      switch (calls++ % 5) {
+      case 0:
+         break; // passes over the rule
+      case 1:
+         make(rule, sportValid, sport, dportValid, {dport.l4PortData(), 0xfff0});
+         make(rule, sportValid, sport, dportValid, dport);
+         break;
+      case 2:
+         make(rule, false, {}, false, {});
+         make(rule, false, {}, dportValid, dport);
+         break;
+      case 3:
+         make(rule, true, {7, 0xffff}, dportValid, dport);
+         make(rule, sportValid, sport, dportValid, dport);
+         break;
+      default: {
+         const RulePtr other = config->ruleByNameIs("other");
+         other->copy(*rule);
+         make(other, sportValid, sport, dportValid, dport);
+         make(rule, sportValid, sport, dportValid, dport);
+      }
+      }
+      return next;
+   }
+   unsigned calls = 0;
+};
+
+TEST_F(PortExpansion, anOverrideMayAskForOtherRules) {
+   const Pello::Ptr<Changing> helper{new Changing};
+   field.ports({{1, 1}}, {{10, 10}, {11, 11}, {12, 12}, {13, 13}, {14, 14}, {15, 15}, {16, 16}});
+   const TraceCapture capture;
+   EXPECT_EQ(helper->addRulesPortField(field.data(), rule, config, false, 0), 10U);
+   const std::string source = "-SportData-1-SportMask-65535";
+   const auto destination = [](U32 data, U32 mask) {
+      return "-DportData-" + std::to_string(data) + "-DportMask-" + std::to_string(mask);
+   };
+   const Lines names{"web-tcp" + source + destination(11, 0xfff0),
+                     "web-tcp" + source + destination(11, 0xffff),
+                     "web-tcp",
+                     "web-tcp" + destination(12, 0xffff),
+                     "web-tcp-SportData-7-SportMask-65535" + destination(13, 0xffff),
+                     "web-tcp" + source + destination(13, 0xffff),
+                     "other" + source + destination(14, 0xffff),
+                     "web-tcp" + source + destination(14, 0xffff),
+                     "web-tcp" + source + destination(16, 0xfff0),
+                     "web-tcp" + source + destination(16, 0xffff)};
+   Lines created;
+   for (const std::string& line : capture.lines()) {
+      if (const std::string begin = "5 Creating additional ruleConfig : ";
+          line.starts_with(begin)) {
+         created.push_back(line.substr(begin.size()));
+      }
+   }
+   EXPECT_EQ(created, names);
+   for (U32 index = 0; index < names.size(); ++index) {
+      EXPECT_EQ(config->ruleByIndex(index)->name(), names[index]);
+      EXPECT_EQ(config->ruleByName(names[index]), config->ruleByIndex(index));
+   }
+}
+
 // The destinations 5-8 are three blocks: all of them for the first source, then for the second.
 TEST_F(PortExpansion, twoSourceRangesAndThreeDestinationBlocks) {
    field.ports({{80, 80}, {443, 443}}, {{5, 8}});
