@@ -1,6 +1,7 @@
 #include "postcard/report/Compilation.h"
 
 #include "Kiv/TypeData.h"
+#include "postcard/host/RuleNames.h"
 #include "postcard/json/EntityJson.h"
 #include "postcard/packets/Packet.h"
 
@@ -80,14 +81,24 @@ void writeOrigin(const RuleOrigin& origin, Json::Writer& writer) {
    writer.endObject();
 }
 
-void writeRule(const PlacedRule& placed, const CompiledPolicy& compiled, Json::Writer& writer) {
+// What a rule was made for.
+struct Purpose {
+   std::string_view policy;
+   Policy::Family family;
+   std::string_view className;
+};
+
+// Begins the object of a rule.
+void beginRule(const Purpose& purpose, Json::Writer& writer) {
    writer.beginObject();
-   writeText("policy", compiled.policy.name.text, writer);
-   writeText("family", familyName(compiled.family), writer);
-   writeText("class", placed.origin.which->name.text, writer);
-   writeOrigin(placed.origin, writer);
-   for (const Kiv::AttributeData& attribute : placed.rule->typeData().attributes) {
-      writeAttribute(*placed.rule, attribute, writer);
+   writeText("policy", purpose.policy, writer);
+   writeText("family", familyName(purpose.family), writer);
+   writeText("class", purpose.className, writer);
+}
+
+void endRule(const RuleConfig& rule, Json::Writer& writer) {
+   for (const Kiv::AttributeData& attribute : rule.typeData().attributes) {
+      writeAttribute(rule, attribute, writer);
    }
    writer.endObject();
 }
@@ -107,12 +118,60 @@ std::vector<PlacedRule> rulesByName(const CompiledPolicy& compiled) {
    return rules;
 }
 
-void writeRulesByName(const CompiledPolicy& compiled, const std::vector<PlacedRule>& rules,
-                      Json::Writer& writer) {
+void writeRules(const CompiledPolicy& compiled, const std::vector<PlacedRule>& rules,
+                Json::Writer& writer) {
    writer.beginObject();
    for (const PlacedRule& placed : rules) {
       writer.member(placed.name());
-      writeRule(placed, compiled, writer);
+      beginRule({compiled.policy.name.text, compiled.family, placed.origin.which->name.text},
+                writer);
+      writeOrigin(placed.origin, writer);
+      endRule(*placed.rule, writer);
+   }
+   writer.endObject();
+}
+
+Policy::Family familyOf(const PostcardTelemetryAclConfig& acl) {
+   return acl.aclType() == Acl::AclType::ipv6 ? Policy::Family::ipv6 : Policy::Family::ipv4;
+}
+
+// The helper calls the ACL of a policy POLICY-FAMILY.
+std::string_view policyOf(const PostcardTelemetryAclConfig& acl, std::string_view family) {
+   std::string_view key = acl.aclConfigKey().view();
+   key.remove_suffix(std::min(key.size(), family.size() + 1));
+   return key;
+}
+
+void writeRules(const PostcardTelemetryAclConfig& acl, Json::Writer& writer) {
+   std::vector<const RuleConfig*> rules;
+   rules.reserve(acl.ruleByNames());
+   for (const auto& rule : acl.ruleByName()) {
+      rules.push_back(rule.value().get());
+   }
+   std::ranges::sort(rules, {}, [](const RuleConfig* rule) { return rule->name().view(); });
+   const Policy::Family family = familyOf(acl);
+   const std::string_view policy = policyOf(acl, familyName(family));
+   writer.beginObject();
+   for (const RuleConfig* rule : rules) {
+      writer.member(rule->name().view());
+      beginRule({policy, family, Host::classOfRule(rule->name().view(), family)}, writer);
+      endRule(*rule, writer);
+   }
+   writer.endObject();
+}
+
+// Writes the object of an ACL, in which `rules` writes the value of `ruleByName`.
+template <class WriteRules>
+void writeAclWith(const PostcardTelemetryAclConfig& acl, Json::Writer& writer,
+                  const WriteRules& rules) {
+   writer.beginObject();
+   for (const Kiv::AttributeData& attribute : acl.typeData().attributes) {
+      if (std::string_view{attribute.name} == "ruleByName") {
+         writer.member(attribute.name);
+         rules();
+      } else {
+         writeAttribute(acl, attribute, writer);
+      }
    }
    writer.endObject();
 }
@@ -132,16 +191,11 @@ std::string text(const Compilation& compilation) {
 
 void writeAcl(const CompiledPolicy& compiled, Json::Writer& writer) {
    const std::vector<PlacedRule> rules = rulesByName(compiled);
-   writer.beginObject();
-   for (const Kiv::AttributeData& attribute : compiled.acl.typeData().attributes) {
-      if (std::string_view{attribute.name} == "ruleByName") {
-         writer.member(attribute.name);
-         writeRulesByName(compiled, rules, writer);
-      } else {
-         writeAttribute(compiled.acl, attribute, writer);
-      }
-   }
-   writer.endObject();
+   writeAclWith(compiled.acl, writer, [&] { writeRules(compiled, rules, writer); });
+}
+
+void writeAcl(const PostcardTelemetryAclConfig& acl, Json::Writer& writer) {
+   writeAclWith(acl, writer, [&] { writeRules(acl, writer); });
 }
 
 // The document is about ACLs, and `postcard show` prints the same shape: they share a version.

@@ -38,6 +38,10 @@ std::string text(const Compilation& compilation);
 // OriginError before anything of the ACL is written.
 void writeAcl(const Host::CompiledPolicy& compiled, Json::Writer& writer);
 
+// The same without "origin", for who has no policy beside the ACL. Policy, family and class are
+// read from the names that the helper gives ACLs and rules.
+void writeAcl(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl, Json::Writer& writer);
+
 // A whole document: {"schema", "acls", "refused", "totals"}. Each ACL is written when it is added
 // and may go afterwards. The document is cut, and no parser takes it for whole, until `finish`.
 class CompilationWriter {
