@@ -33,7 +33,8 @@ struct ContinuedText {
    // How many bytes at its beginning are also the first bytes of the text at `earlier`. At most the
    // size of `text`. Has no meaning while `earlier` stands nowhere.
    std::size_t common;
-   // The mark of a text that was traced before.
+   // The mark of a text that was traced before: not one that another argument of the same trace
+   // sets, because readers look for the text in earlier records only.
    const TextMark& earlier;
    // The trace sets it to where a reader finds this text. May be the object `earlier`.
    TextMark& own;

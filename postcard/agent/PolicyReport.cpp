@@ -1,5 +1,7 @@
 #include "postcard/agent/PolicyReport.h"
 
+#include "Pello/VisibleCharacters.h"
+
 #include <utility>
 
 namespace Postcard::Agent {
@@ -28,7 +30,7 @@ std::string ReloadFinding::line() const {
    if (family) {
       return policy + " " + std::string{familyName(*family)} + ": " + text;
    }
-   std::string place = file;
+   std::string place = Pello::escaped(file);
    if (location.line != 0) {
       place += ":" + std::to_string(location.line) + ":" + std::to_string(location.column);
    }

@@ -1,5 +1,5 @@
 // `ruleRuns`: an ACL as runs of rules of the same class, each with the exact set of packets that
-// its rules take; `AclReading`: what one packet meets in the ACL. Relies on the data model for the
+// its rules take; `fateIn`: what one packet meets in the ACL. Relies on the data model for the
 // ACL and on the names of rules for the classes.
 //
 // The rules of a class are a product: protocols, source blocks, destination blocks, flags. Rules

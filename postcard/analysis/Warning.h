@@ -1,5 +1,5 @@
 // `Warning`: something in a policy that is legal and rarely wanted; `warningsOf` finds the warnings
-// of a policy; as values, as text and as JSON. Relies on `Residues` for what needs exact sets.
+// of a policy; as values, as text and as JSON. Relies on `Region` for what needs exact sets.
 //
 // No warning is a guess. "Can never match" and "are treated differently" are about every packet
 // that can exist, in the order in which classes match. Where a limit keeps an answer back, the

@@ -1,10 +1,10 @@
-// `agentPlan`: what an agent that runs one policy file does when it is given another. Relies on
-// `AclPair`.
+// `agentStep`: what an agent that runs one policy file does about one pair of ACLs when it is given
+// another file; `numberRequests`: in which order. Relies on `AclPair`.
 //
-// The plan is that of an agent whose rules client has put every ACL of the earlier file into force
-// and accepts every request. An agent has one request in flight at a time, so the requests are
-// numbered, and rules stay in force until the rules client has answered the request that replaces
-// or removes them.
+// The steps are those of an agent whose rules client has put every ACL of the earlier file into
+// force and accepts every request. An agent has one request in flight at a time, so the requests
+// are numbered, and rules stay in force until the rules client has answered the request that
+// replaces or removes them.
 #pragma once
 
 #include "postcard/changes/AclPair.h"

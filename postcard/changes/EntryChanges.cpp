@@ -6,6 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <functional>
+#include <span>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -33,6 +35,16 @@ struct Equals {
    std::size_t paired = 0;          // with as many entries of the later version
 };
 
+// At most `mostEquals` of `places`, which descend, around `place`.
+std::span<const std::size_t> nearest(const std::vector<std::size_t>& places, std::size_t place) {
+   constexpr std::size_t mostEquals = 64;
+   const std::size_t count = std::min(places.size(), mostEquals);
+   const auto at = std::ranges::lower_bound(places, place, std::ranges::greater{});
+   const auto before = static_cast<std::size_t>(at - places.begin());
+   const std::size_t first = std::min(before - std::min(before, count / 2), places.size() - count);
+   return std::span{places}.subspan(first, count);
+}
+
 // The length of the longest ascending subsequence: `lowest[n]` is the lowest number at which one of
 // n + 1 numbers can end.
 std::size_t longestAscent(const std::vector<std::size_t>& numbers) {
@@ -52,8 +64,9 @@ std::size_t longestAscent(const std::vector<std::size_t>& numbers) {
 
 // The longest list of entries that both versions have in one order, by Hunt and Szymanski: each
 // later entry stands for the places of all its equals in the earlier version, the last one first,
-// so that an ascending subsequence takes at most one of them. Few entries have equals, so that the
-// numbers are hardly more than the entries.
+// so that an ascending subsequence takes at most one of them. Few entries have equals. Of one that
+// has very many, the nearest places count, lest the numbers grow with their square; then fewer
+// entries may be found to have kept their order than have.
 EntryChanges entryChanges(const Acl* before, const Acl* after) {
    const std::vector<std::string> old = textsOf(before);
    std::unordered_map<std::string_view, Equals> equals;
@@ -63,10 +76,12 @@ EntryChanges entryChanges(const Acl* before, const Acl* after) {
    EntryChanges changes;
    std::vector<std::size_t> numbers;
    std::size_t common = 0;
+   std::size_t place = 0;
    for (std::string& text : textsOf(after)) {
       const auto same = equals.find(text);
       if (same != equals.end()) {
-         numbers.insert(numbers.end(), same->second.places.begin(), same->second.places.end());
+         const auto near = nearest(same->second.places, place);
+         numbers.insert(numbers.end(), near.begin(), near.end());
       }
       if (same == equals.end() || same->second.paired == same->second.places.size()) {
          changes.added.push_back(std::move(text));
@@ -74,6 +89,7 @@ EntryChanges entryChanges(const Acl* before, const Acl* after) {
          ++same->second.paired;
          ++common;
       }
+      ++place;
    }
    for (const std::string& text : old) {
       Equals& same = equals[text];

@@ -250,7 +250,9 @@ RuleIndex::Found RuleIndex::setsOf(const Packets::Packet& packet) const {
    Found found;
    look(found, source_, addressBits(packet.source.data(), ipv4));
    look(found, destination_, addressBits(packet.destination.data(), ipv4));
-   found.add(protocol_->sets[packet.protocol]);
+   if (protocol_) {
+      found.add(protocol_->sets[packet.protocol]);
+   }
    if (tcpFlags_) {
       found.add(packet.tcpFlags ? tcpFlags_->sets[*packet.tcpFlags] : tcpFlags_->absent);
    }

@@ -69,13 +69,13 @@ int ask(const Options& options, const char* command) {
                const bool isResult =
                      exitCode == exitDone ||
                      (exitCode != exitEnvironment && (options.format.isJson() || options.wait));
-               (isResult ? std::cout : std::cerr) << part << std::flush;
+               (isResult ? std::cout : messages()) << part << std::flush;
             });
    } catch (const nlohmann::json::exception&) { // of `dump`: LEVELS holds bytes that are not UTF-8
-      std::cerr << "what is asked for is no UTF-8 text\n";
+      messages() << "what is asked for is no UTF-8 text\n";
       return exitUsage;
    } catch (const Agent::Service::ControlError& error) {
-      std::cerr << error.what() << '\n';
+      messages() << error.what() << '\n';
       return exitEnvironment;
    }
 }

@@ -13,7 +13,7 @@ namespace Postcard::Cli {
 // The exit status of `postcard`. Scripts depend on the numbers, so they do not change.
 enum ExitCode : int {
    exitDone = 0,
-   exitRefused = 1,     // the plug-in refused a policy, or a check failed
+   exitRefused = 1,     // the plug-in refused a policy, a check failed, or two files differ
    exitUsage = 2,       // bad usage, or a file that cannot be used
    exitEnvironment = 3, // the environment failed: module, socket, permission, rules client, output
 };

@@ -54,7 +54,9 @@ void keepStandardInput() {
    std::array<char, std::size_t{64} * 1024> buffer;
    ssize_t size = 0;
    while (memory.get() >= 0 && (size = ::read(STDIN_FILENO, buffer.data(), buffer.size())) > 0) {
-      if (::write(memory.get(), buffer.data(), static_cast<std::size_t>(size)) != size) {
+      const ssize_t written = ::write(memory.get(), buffer.data(), static_cast<std::size_t>(size));
+      if (written != size) {
+         errno = written < 0 ? errno : ENOSPC;
          size = -1;
          break;
       }

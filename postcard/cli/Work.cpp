@@ -92,8 +92,8 @@ void endForShortMemory() noexcept {
       writeError(" while ");
       writeError({note.bytes.data(), note.size});
    }
-   writeError("; free memory or raise the limit of the process (ulimit -v), or choose fewer "
-              "policies with --policy and --family\n");
+   writeError("; free memory or raise the limit of the process (ulimit -v); a command that has "
+              "--policy and --family can take fewer policies at a time\n");
    ::_exit(exitEnvironment);
 }
 

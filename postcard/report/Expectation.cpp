@@ -28,6 +28,7 @@ std::string outcome(const PacketExplanation& packet) {
       return "no ACL is asked about it: " + text(*packet.noAcl);
    }
    std::vector<std::string> parts;
+   parts.reserve(packet.acls.size());
    for (const AclExplanation& acl : packet.acls) {
       parts.push_back(!acl.rule     ? fmt::format("no rule of ACL {} matches it", acl.acl)
                       : acl.sampled ? whoHas(acl) + " samples it"

@@ -1,6 +1,6 @@
 // `LargeTable`: the hash table of maps that may hold a million elements, each inserted once. It has
 // those operations of Boost's flat tables that `HashMap2018` uses, and `prefetch`. Relies on
-// nothing.
+// `Slot` alone.
 //
 // What costs time in such a map is the memory that an insertion touches, nothing of which is in a
 // cache. Boost's tables touch two places far from each other for each element. This one touches
@@ -114,8 +114,8 @@ class LargeTable {
    std::size_t max_load() const noexcept {
       return slotCount_ == 0 ? 0 : slotCount_ - spare(slotCount_);
    }
-   // Makes room for `count` elements in all. The first call gives exactly that; later ones give
-   // more, so that the time of many small calls does not grow with the square of the size. Throws
+   // Makes room for `count` elements in all. The first call gives hardly more; later ones do, so
+   // that the time of many small calls does not grow with the square of the size. Throws
    // `std::bad_alloc`; nothing changes then.
    void reserve(std::size_t count) {
       if (count > max_load()) {

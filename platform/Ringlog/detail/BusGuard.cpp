@@ -1,5 +1,7 @@
 #include "Ringlog/detail/BusGuard.h"
 
+#include "Pello/VisibleCharacters.h"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -123,7 +125,7 @@ void onBusError(int signal, siginfo_t* fault, void* context) {
 } // namespace
 
 void guardRing(std::byte* begin, std::size_t size, int file, const std::string& path) {
-   const std::string name = "RINGLOG_FILE=" + path;
+   const std::string name = "RINGLOG_FILE=" + Pello::escaped(path);
    guarded.begin = begin;
    guarded.size = size;
    guarded.cutLine = new std::string{

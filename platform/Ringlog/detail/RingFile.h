@@ -27,7 +27,6 @@ class RingFile {
    // Closes the file, which ends the lock, without a word. Does nothing when no file is open.
    void close() noexcept;
 
-   bool isOpen() const noexcept { return file_ >= 0; }
    int descriptor() const noexcept { return file_; } // negative when no file is open
    const std::string& path() const noexcept { return path_; }
 

@@ -1,5 +1,6 @@
 #include "Ringlog/detail/WrittenRing.h"
 
+#include "Pello/VisibleCharacters.h"
 #include "Ringlog/Ring.h"
 #include "Ringlog/detail/BusGuard.h"
 
@@ -31,7 +32,7 @@ std::size_t blocksWanted() {
    constexpr std::size_t most = mostBlocks * blockSize / 1024;
    if (error != std::errc{} || end != last || kibibytes < least || kibibytes > most) {
       std::fprintf(stderr, "RINGLOG_SIZE=%s ignored: expected a number of KiB from %zu to %zu\n",
-                   setting, least, most);
+                   Pello::escaped(setting).c_str(), least, most);
       return defaultBlocks;
    }
    return kibibytes * 1024 / blockSize;
@@ -87,7 +88,7 @@ void WrittenRing::map() {
          return;
       }
       std::fprintf(stderr, "RINGLOG_FILE=%s ignored: it cannot be mapped. Traces stay in memory\n",
-                   file_->path().c_str());
+                   Pello::escaped(file_->path()).c_str());
       file_.reset();
    }
    base_ = mapped(base_, size, MAP_PRIVATE | MAP_ANONYMOUS, -1);

@@ -1,5 +1,6 @@
 #include "postcard/agent/service/AgentServer.h"
 
+#include "Pello/VisibleCharacters.h"
 #include "postcard/agent/service/ControlCommands.h"
 #include "postcard/agent/service/ErrorOutput.h"
 #include "postcard/agent/service/EventLoop.h"
@@ -67,7 +68,7 @@ class AgentServer::Implementation {
       }
       // Ready to be asked: the answers of the rules client come later, and `status` tells of them.
       manager_.notify("READY=1");
-      say("agent: listening at " + options_.socketPath);
+      say("agent: listening at " + Pello::escaped(options_.socketPath));
       loop_.run();
       return !options_.deleteOnExit || sayWhatIsLeft();
    }

@@ -112,7 +112,8 @@ struct Header {
 // Some other program may listen at the path, so the format is checked.
 Header headerOf(const std::string& path, const std::string& line) {
    const auto header = nlohmann::json::parse(line, nullptr, false);
-   if (!header.is_object() || !header.contains("exit") || !header["exit"].is_number_integer()) {
+   if (!header.is_object() || !header.contains("exit") || !header["exit"].is_number_integer() ||
+       header["exit"] < 0 || header["exit"] > 3) {
       fail(path, "the answer is not an agent's");
    }
    return {header["exit"].get<int>(), header.value("marked", nlohmann::json(false)) == true};

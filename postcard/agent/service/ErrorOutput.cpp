@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <new>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -134,7 +135,11 @@ void ErrorOutput::startWaiting() {
       return;
    }
    isWaiting_ = ::uv_poll_start(&poll_->handle, UV_READABLE, [](uv_poll_t* handle, int, int) {
-                   static_cast<ErrorOutput*>(handle->data)->flush();
+                   try {
+                      static_cast<ErrorOutput*>(handle->data)->flush();
+                   } catch (const std::bad_alloc&) {
+                      return; // the next call, which comes as soon as there is room, tries again
+                   }
                 }) == 0;
 }
 

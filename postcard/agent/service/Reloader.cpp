@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <ctime>
+#include <exception>
+#include <string>
 #include <utility>
 
 namespace Postcard::Agent::Service {
@@ -84,7 +86,11 @@ void Reloader::next() {
       last_ = now;
       std::optional<ReloadResult> result;
       if (isStill) {
-         result = read(tasks_.front(), now);
+         try {
+            result = read(tasks_.front(), now);
+         } catch (const std::exception& error) { // otherwise no later task would ever begin
+            result = refusedReload("failed", std::string{"the reload failed: "} + error.what());
+         }
       } else if (Clock::now() >= tasks_.front().deadline) {
          result = refusedReload(
                "changing", "the file is still being written; write it aside and rename it", file_);

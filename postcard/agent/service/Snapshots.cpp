@@ -91,12 +91,18 @@ void leaveAgent(int client) {
    ::fcntl(ends[1], F_SETPIPE_SZ, 1 << 20); // so that the writer seldom waits; smaller ones do, too
    try {
       std::thread reader{[&] { passOn(ends[0], client, patience); }};
-      write(ends[1]);
+      try {
+         write(ends[1]);
+      } catch (...) {
+         // No memory: the answer ends where it is. Here, because a thread that was not joined must
+         // not be destroyed.
+         ::_exit(1);
+      }
       ::close(ends[1]);
       reader.join();
       sendAll(client, {&endMark, 1}, patience);
    } catch (...) {
-      ::_exit(1); // no memory: the answer ends where it is
+      ::_exit(1); // no thread
    }
    ::_exit(0);
 }

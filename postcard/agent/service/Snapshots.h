@@ -1,5 +1,6 @@
 // `Snapshots`: answers that take long are written by a child process, so that the event loop goes
-// on. Relies on fork(2), on libuv's signals through `EventSignal`, and on one thread in the child.
+// on. Relies on fork(2), on libuv's signals through `EventSignal`, and on a second thread in
+// the child, which passes the answer on.
 //
 // A child sees the ACLs as they were at the moment of the fork, whatever the agent changes
 // afterwards, so an answer is never a mixture of two states. The kernel copies only the memory that

@@ -14,8 +14,8 @@ namespace Postcard::Agent::Service {
 
 // A table with a header and a line per report, in the order of the reports, with times in UTC. The
 // places of what the plug-in cannot express follow the line, and with `withHistory` the latest
-// answers of the rules client. Below the table stand the
-// room of the rules client, if it tells, and the latest reload, if it was refused.
+// answers of the rules client. Below the table stand the room of the rules client, if it tells, and
+// the latest reload, if it was refused.
 std::string statusText(const PolicyAgent& agent, const Process& process, bool withHistory);
 
 // The same as one JSON document, always with the history.

@@ -86,7 +86,7 @@ std::string
 readCapture(const std::string& path,
             const std::function<void(const std::variant<Packet, Undecodable>&)>& visit) {
    Frames frames{path};
-   for (auto frame = frames.next(); frame; frame = frames.next()) {
+   while (const auto frame = frames.next()) {
       visit(*frame);
    }
    return frames.damage();
@@ -95,7 +95,7 @@ readCapture(const std::string& path,
 std::variant<Packet, Undecodable> readFrame(const std::string& path, std::size_t number) {
    Frames frames{path};
    std::size_t count = 0;
-   for (auto frame = frames.next(); frame; frame = frames.next()) {
+   while (const auto frame = frames.next()) {
       if (++count == number) {
          return *frame;
       }

@@ -13,7 +13,8 @@ using namespace Postcard::Analysis;
 using Policy::Family;
 using Postcard::Packets::parsePacket;
 
-const Limits small{.firstNodes = 20'000, .mostNodes = 1U << 20};
+// More time than a program would take: sanitizers are slow.
+const Limits small{.firstNodes = 20'000, .mostNodes = 1U << 20, .seconds = 600};
 
 TEST(PacketSet, rangesHoldTheirNumbers) {
    const PacketSpace space{small};

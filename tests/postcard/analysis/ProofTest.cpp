@@ -19,7 +19,8 @@ using OruPostcardTelemetry::L4PortDataMask;
 using Policy::Family;
 using Postcard::Packets::parsePacket;
 
-const Limits small{.firstNodes = 20'000, .mostNodes = 1U << 20};
+// More time than a program would take: sanitizers are slow.
+const Limits small{.firstNodes = 20'000, .mostNodes = 1U << 20, .seconds = 600};
 
 class ProofInSmallWorld : public testing::TestWithParam<Draw> {};
 

@@ -18,7 +18,8 @@ using namespace AnalysisTest;
 using namespace Postcard::Analysis;
 using Policy::Family;
 
-const Limits small{.firstNodes = 20'000, .mostNodes = 1U << 20};
+// More time than a program would take: sanitizers are slow.
+const Limits small{.firstNodes = 20'000, .mostNodes = 1U << 20, .seconds = 600};
 
 // One policy, compiled, and asked as `explain` asks.
 class Explained {

@@ -15,7 +15,7 @@ using OruPostcardTelemetry::RuleFilter;
 using Postcard::Packets::Packet;
 
 inline bool bitAt(std::span<const U8> bytes, unsigned bit) {
-   return (bytes[bit / 8] >> (7 - bit % 8) & 1U) != 0;
+   return (U32{bytes[bit / 8]} >> (7 - bit % 8) & 1U) != 0;
 }
 
 inline bool inPrefix(const Orlix::IpGenPrefix& prefix, std::span<const U8> address) {

@@ -230,6 +230,17 @@ const Row silent[] = {
           echo $?; agent --partial; ask status | grep -c ' unsupported ')sh",
        0, "1\n1\n",
        "web ipv4: [^]*Nothing is programmed. --partial programs the other policies.\n"},
+      {"noAclHasAReason", "no ACL is asked about this packet, whatever the reason",
+       R"sh("$P" explain "$D/policy.yaml" --packet 'tcp 10.0.0.1:1 > 10.0.0.2:2 interface=Ehternet1'
+          "$P" explain "$D/policy.yaml" --packet 'tcp [::1]:1 > [::2]:2'
+          "$P" explain "$D/policy.yaml" --packet 'tcp 10.0.0.1:1 > 10.0.0.2:2' --expect not-sampled)sh",
+       1,
+       "tcp .* \\(left out and taken for 0: .*\\)\n *no ACL is asked about this packet: policy "
+       "'web' is not attached to interface 'Ehternet1'; did you mean 'Ethernet1'\\?\n"
+       "tcp .*\n *no ACL is asked about this packet: policy 'web' has no interfaces for ipv6\n"
+       "tcp [^]*",
+       "not as expected \\(not-sampled\\): tcp 10.0.0.1:1 > 10.0.0.2:2: class 'all' of ACL "
+       "web-ipv4 samples it\n"},
       {"aMistypedCommandIsNamed", "A subcommand is required",
        R"sh("$P" chek; "$P" help check | head -n 1; "$P" check --budgt 3 "$D/policy.yaml")sh", 2,
        "Say[^]*|Print[^]*|.*\n",
@@ -265,8 +276,9 @@ const Row silent[] = {
        2, "", "<stdin>:4:\\d+: .*128.*256.*\n"},
       {"aListHasALinePerEntry", "there was no list",
        R"sh("$P" compile --format list "$D/policy.yaml")sh", 0,
-       "web-ipv4\n +0  all-ipv4-tcp +tcp any > any +sample\n +1  all-ipv4-udp +udp any > any "
-       "+sample\n",
+       "web-ipv4\n +0  all-ipv4-tcp +tcp any > any +sample +from 4:23\n +1  all-ipv4-udp +udp any "
+       "> any "
+       "+sample +from 4:23\n",
        "ACLs: 1, rules: 2, TCAM entries: 2\n"},
       {"progressIsSaid", "silence for minutes",
        R"sh({ sleep 1.5; cat "$D/policy.yaml"; } | "$P" check --progress - | grep -c ^total)sh", 0,
