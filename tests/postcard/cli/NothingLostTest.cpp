@@ -20,8 +20,9 @@
 
 namespace {
 
-// Whether a row limits the address space, of which a sanitizer needs terabytes.
-enum class Memory : std::uint8_t { any, limited };
+// Whether a row limits what a sanitizer needs: terabytes of address space, and descriptors for the
+// pipe through which it looks at memory.
+enum class Means : std::uint8_t { any, limited };
 
 struct Row {
    const char* guards; // the name of the row
@@ -30,7 +31,7 @@ struct Row {
    int exitCode;
    const char* out; // a regular expression that must match all of standard output
    const char* err; // the same of standard error
-   Memory memory = Memory::any;
+   Means means = Means::any;
 };
 
 void PrintTo(const Row& row, std::ostream* out) {
@@ -112,7 +113,7 @@ const Row lost[] = {
       {"jsonOfManyRulesTakesLittleMemory", "100,000 rules took 563 MB",
        R"sh(rules 200 500 >"$D/policy.yaml"; ulimit -v 120000
           "$P" compile --format json "$D/policy.yaml" | tail -n 4)sh",
-       0, " +\"rules\": 100000,\n +\"tcamEntries\": 100000\n  \\}\n\\}\n", "", Memory::limited},
+       0, " +\"rules\": 100000,\n +\"tcamEntries\": 100000\n  \\}\n\\}\n", "", Means::limited},
       {"shortMemorySaysWhatItWasDoing", "exit status 3 without a word",
        R"sh(rules 200 500 >"$D/policy.yaml"; status=127
           for limit in 28000 32000 36000 40000 44000; do # with the first, the libraries may not fit
@@ -124,7 +125,7 @@ const Row lost[] = {
        3, "0\n",
        "postcard: out of memory while [a-z]+ policy .*; free memory or raise the limit of the "
        "process \\(ulimit -v\\).*\n",
-       Memory::limited},
+       Means::limited},
       {"thousandsOfPoliciesAreProgrammed", "4,000 policies did not end in 46 seconds",
        R"sh(policies 1000 >"$D/policy.yaml"; agent
           ask status --wait --timeout 60 | grep -c ' programmed '; ask status | tail -n 1)sh",
@@ -165,7 +166,8 @@ const Row lost[] = {
        R"sh(exec 3>&- 4>&- 5>&- 6>&- 7>&-; ulimit -n 5; "$P" agent --socket "$D/s" "$D/policy.yaml")sh",
        3, "",
        "postcard: this command needs \\d+ file descriptors, and \\d are free; raise the limit "
-       ".*\n"},
+       ".*\n",
+       Means::limited},
       {"countsAreWholeNumbers", "-1 became a number of 309 digits, and 4k was taken",
        R"sh(for count in -1 4k 99999999999999999999; do
              "$P" check "$D/policy.yaml" --budget "$count" || "$P" agent "$D/policy.yaml" --capacity "$count"
@@ -310,8 +312,8 @@ bool matches(const std::string& text, const char* expression) {
 
 TEST_P(NothingLost, isAsItMustBe) {
    const Row& row = GetParam();
-   if (TestSupport::sanitized && row.memory == Memory::limited) {
-      GTEST_SKIP() << "the sanitizer needs terabytes of address space";
+   if (TestSupport::sanitized && row.means == Means::limited) {
+      GTEST_SKIP() << "the sanitizer needs what this row limits";
    }
    const TestSupport::TemporaryFolder folder;
    folder.write("policy.yaml", policy);
