@@ -4,7 +4,7 @@
 
 #include <cstdio>
 #include <memory>
-#include <optional>
+#include <span>
 
 namespace Postcard::Packets {
 
@@ -56,21 +56,23 @@ class Frames {
    explicit Frames(const std::string& path)
       : capture_{openCapture(path)}, linkType_{linkTypeOf(capture_.get(), path)} {}
 
-   // The next frame; absent at the end of the file, and when no further frame can be read: then
-   // `damage` says why.
-   std::optional<std::variant<Packet, Undecodable>> next() {
+   // Calls `visit` with each frame until it returns false, or no further frame can be read; unless
+   // that is the end of the file, `damage` then says why.
+   template <class Visit>
+   void forEach(const Visit& visit) {
       pcap_pkthdr* header = nullptr;
       const u_char* bytes = nullptr;
-      const int result = ::pcap_next_ex(capture_.get(), &header, &bytes);
-      if (result == 1) {
+      int result = 0;
+      while ((result = ::pcap_next_ex(capture_.get(), &header, &bytes)) == 1) {
          // `caplen` is the number of bytes in the file; `len`, that on the wire, may be greater.
-         return decodeFrame(linkType_, std::span{bytes, header->caplen});
+         if (!visit(decodeFrame(linkType_, std::span{bytes, header->caplen}))) {
+            return;
+         }
       }
       // PCAP_ERROR_BREAK is how libpcap reports the end of a file.
       if (result != PCAP_ERROR_BREAK) {
          damage_ = ::pcap_geterr(capture_.get());
       }
-      return std::nullopt;
    }
    const std::string& damage() const { return damage_; }
 
@@ -86,19 +88,23 @@ std::string
 readCapture(const std::string& path,
             const std::function<void(const std::variant<Packet, Undecodable>&)>& visit) {
    Frames frames{path};
-   while (const auto frame = frames.next()) {
-      visit(*frame);
-   }
+   frames.forEach([&](const std::variant<Packet, Undecodable>& frame) {
+      visit(frame);
+      return true;
+   });
    return frames.damage();
 }
 
 std::variant<Packet, Undecodable> readFrame(const std::string& path, std::size_t number) {
    Frames frames{path};
+   std::variant<Packet, Undecodable> latest;
    std::size_t count = 0;
-   while (const auto frame = frames.next()) {
-      if (++count == number) {
-         return *frame;
-      }
+   frames.forEach([&](const std::variant<Packet, Undecodable>& frame) {
+      latest = frame;
+      return ++count < number;
+   });
+   if (count > 0 && count == number) {
+      return latest;
    }
    const std::string have = path + ": there is no frame " + std::to_string(number) + ", only " +
                             std::to_string(count) + " can be read";
