@@ -180,7 +180,7 @@ std::optional<Packet> commonPacket(const Region& a, const Region& b, Policy::Fam
    const auto protocol = commonProtocol(a, b, family);
    const auto ports = protocol ? commonPorts(a, b) : std::nullopt;
    const auto flags = ports ? commonFlags(a, b) : std::nullopt;
-   if (!flags) {
+   if (!protocol || !ports || !flags) {
       return std::nullopt;
    }
    Packet packet;

@@ -59,6 +59,7 @@ class Compiled {
       }
       return tables;
    }
+   Postcard::Report::Scope scope() const { return {{&file_.policies.front()}, std::nullopt}; }
 
  private:
    using Family = Postcard::Policy::Family;
@@ -127,7 +128,7 @@ void checkTotals(const CaptureTotals& totals, U64 visited) {
 
 void count(const std::string& path) {
    auto tables = Compiled::only().tables();
-   Postcard::Report::CaptureCounter counter{tables};
+   Postcard::Report::CaptureCounter counter{tables, Compiled::only().scope()};
    U64 visited = 0;
    try {
       const std::string damage = Postcard::Packets::readCapture(path, [&](const auto& frame) {

@@ -103,7 +103,8 @@ class Asked {
          [] {
             return std::optional{Capacity{2, 4096}};
          },
-         [this](std::chrono::milliseconds, const std::function<void(WaitEnd)>& end) { wait(end); }};
+         [this](std::chrono::milliseconds, const std::function<void(WaitEnd)>& end) { wait(end); },
+         "policy.yaml"};
 };
 
 // The process's event loop, the agent, and the two servers.
