@@ -4,6 +4,7 @@
 #include "Pello/ThreadSafety.h"
 #include "Ringlog/FileReader.h"
 #include "Ringlog/Trace.h"
+#include "support/Sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -138,6 +139,10 @@ void writeUntil(const std::atomic<bool>& stop, const char* name) {
 }
 
 TEST(RingCutTest, copyAndTruncateWhileThreadsWrite) {
+   if (TestSupport::threadSanitized) {
+      GTEST_SKIP() << "the handler of the fault puts other memory under threads that write, which "
+                      "the sanitizer takes for a race; the ring begins anew after it";
+   }
    const RingFile file;
    const auto child = [&] {
       Pello::threadSafeIs(true);
