@@ -1,6 +1,7 @@
 // `postcard diff`, the real program with the real module: versions that are the same, versions that
 // differ, the witness of every difference asked about with `explain`, and every exit status.
 #include "support/RunProgram.h"
+#include "support/Sanitized.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -259,6 +260,28 @@ TEST_F(Diff, otherFeatureTogglesNeedARestart) {
              std::string::npos)
          << text;
    EXPECT_EQ(diffOf(off + head + dns, head + dns).exitCode, 1);
+}
+
+// Every one of them may be kept for every one: 144 million pairs, which would take a gigabyte.
+TEST_F(Diff, veryManyEqualEntriesTakeLittleMemory) {
+   if (TestSupport::sanitized) {
+      GTEST_SKIP() << "the sanitizer's own memory counts";
+   }
+   const auto equals = [](int count) {
+      std::string ports = "{ destination: [80] }";
+      for (int i = 1; i < count; ++i) {
+         ports += ", { destination: [80] }";
+      }
+      return head +
+             "      - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp, ports: [" +
+             ports + "] }] } }\n";
+   };
+   const auto result = diffOf(equals(12'000), equals(12'001));
+   EXPECT_EQ(result.exitCode, 1) << result.err;
+   EXPECT_NE(result.out.find("   entries: 1 added, 0 removed, 0 moved, 12000 kept\n"),
+             std::string::npos)
+         << result.out;
+   EXPECT_LT(result.peakKibibytes, 300 * 1024);
 }
 
 TEST_F(Diff, wrongInput) {

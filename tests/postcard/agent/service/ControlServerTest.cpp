@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
 
 namespace Postcard::Agent::Service {
 namespace {
@@ -248,6 +249,53 @@ TEST_F(ControlServerTest, aClientWaitsNoLongerThanItsPatienceForADeafAgent) {
       EXPECT_EQ(std::string{error.what()}, socket() + ": the agent does not answer in time");
    }
    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+// Some other program at the path of the socket: it answers one client with this text.
+class Stranger {
+ public:
+   Stranger(const std::string& path, std::string answer)
+      : socket_{::socket(AF_UNIX, SOCK_STREAM, 0)} {
+      sockaddr_un address{};
+      address.sun_family = AF_UNIX;
+      std::strcpy(address.sun_path, path.c_str());
+      ::unlink(path.c_str());
+      ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+      ::listen(socket_.get(), 1);
+      thread_ = std::thread{[this, text = std::move(answer)] {
+         const Pello::FileDescriptor client{::accept(socket_.get(), nullptr, nullptr)};
+         ::send(client.get(), text.data(), text.size(), MSG_NOSIGNAL);
+         ::shutdown(client.get(), SHUT_WR);
+         char buffer[64];
+         while (::read(client.get(), buffer, sizeof buffer) > 0) {
+         }
+      }};
+   }
+   ~Stranger() { thread_.join(); }
+   Stranger(const Stranger&) = delete;
+   Stranger& operator=(const Stranger&) = delete;
+
+ private:
+   Pello::FileDescriptor socket_;
+   std::thread thread_;
+};
+
+TEST_F(ControlServerTest, anAnswerThatIsNotAnAgentsIsRefused) {
+   for (const char* answer :
+        {"", "HTTP/1.1 400 Bad Request\r\n\r\n", "{}\n", "[]\n", "{\"exit\": \"0\"}\n",
+         "{\"exit\": 0}", "{\"exit\": -1}\n", "{\"exit\": 4}\n", "{\"exit\": 256}\n",
+         "{\"exit\": 18446744073709551615}\n"}) {
+      const Stranger stranger{socket(), answer};
+      try {
+         requestAgent(socket(), "{}", 10s);
+         ADD_FAILURE() << answer;
+      } catch (const ControlError& error) {
+         EXPECT_EQ(std::string{error.what()}, socket() + ": the answer is not an agent's")
+               << answer;
+      }
+   }
+   const Stranger stranger{socket(), "{\"exit\": 3}\nwhy"};
+   EXPECT_EQ(requestAgent(socket(), "{}", 10s).exitCode, 3);
 }
 
 TEST_F(ControlServerTest, theSocketOfAMachineIsWhereTheUnitPutsIt) {
