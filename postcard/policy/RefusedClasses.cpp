@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <string_view>
 #include <utility>
 
 namespace Postcard::Policy {
@@ -29,12 +30,16 @@ class Collector {
    }
 
  private:
-   void add(std::string path, Location location) { keys_.push_back({std::move(path), location}); }
+   void add(std::string_view path, Location location) {
+      UnsupportedKey& key = keys_.emplace_back();
+      key.path = path;
+      key.location = location;
+   }
 
    template <class Value>
    void addIf(const std::optional<Value>& value, std::string_view path) {
       if (value) {
-         add(std::string{path}, value->location);
+         add(path, value->location);
       }
    }
 
@@ -42,13 +47,13 @@ class Collector {
    template <class Element>
    void addBeyond(std::size_t supported, const std::vector<Element>& list, std::string_view path) {
       if (list.size() > supported) {
-         add(std::string{path}, list[supported].location);
+         add(path, list[supported].location);
       }
    }
 
    void addFlag(bool set, std::string_view path, Location location) {
       if (set) {
-         add(std::string{path}, location);
+         add(path, location);
       }
    }
 
