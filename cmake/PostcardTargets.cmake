@@ -209,6 +209,12 @@ function(postcard_add_places name base)
 endfunction()
 
 # Links GoogleTest, RapidCheck, and the main() of tests/support, which fails a test that leaves objects behind.
+# Compiles test sources faster: without optimisation, and with debug information that names lines and functions only, which
+# is what a sanitizer's report shows. The libraries under test are optimised and have all of it.
+function(postcard_compile_quickly name)
+   target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0> $<$<CONFIG:Debug>:-g1>)
+endfunction()
+
 function(postcard_test name)
    if(NOT POSTCARD_BUILD_TESTS)
       return()
@@ -223,8 +229,7 @@ function(postcard_test name)
    postcard_add_places(test-${name} RELATIVE)
    target_link_libraries(test-${name} PRIVATE postcard::fmt postcard::rapidcheck postcard::gtest)
    postcard_depend_later(test-${name} PRIVATE TestMain)
-   # Tests compile faster without optimisation. The libraries under test are optimised.
-   target_compile_options(test-${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
+   postcard_compile_quickly(test-${name})
    postcard_depend_later_precompiled(test-${name} TestHeaders)
    # `threadsafe` runs the binary anew for each death test, because a fork of a process with threads or open rings
    # behaves differently from a new process.
