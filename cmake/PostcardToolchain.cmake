@@ -57,6 +57,11 @@ target_compile_options(postcard-warnings INTERFACE
    $<$<CXX_COMPILER_ID:Clang>:-Winconsistent-missing-override>
    $<$<BOOL:${POSTCARD_WERROR}>:-Werror>)
 
+# For sources that are compiled together: a local name may hide one of another source. Linked behind the warnings above, so
+# that it comes later on the command line.
+add_library(postcard-joined-warnings INTERFACE)
+target_compile_options(postcard-joined-warnings INTERFACE -Wno-shadow)
+
 # Makes a target call the C library's checked functions, which end the process when a copy is longer than its target or
 # when %n stands in a writable format. Without optimisation the C library ignores the request; sanitizers check the same.
 function(postcard_checked_functions name)

@@ -17,6 +17,10 @@ extern char** environ;
 
 namespace TestSupport {
 
+// The command, and the folder of the example policies, with a slash at its end.
+inline const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
+inline const std::string examples = std::string{POSTCARD_SOURCE_DIR} + "/examples/";
+
 struct ProgramResult {
    int exitCode; // -1 when a signal ended it
    int signal;   // 0 unless a signal ended it

@@ -50,10 +50,10 @@ static_assert(
 // The constants by which collections hash.
 template <class Collection>
 inline constexpr U64 constantOf = std::remove_cvref_t<Collection>::hashConstant;
-using Acl = PostcardTelemetryAclConfig;
-static_assert(constantOf<decltype(std::declval<const Acl&>().ruleByName())> == 158383795);
+using AclConfig = PostcardTelemetryAclConfig;
+static_assert(constantOf<decltype(std::declval<const AclConfig&>().ruleByName())> == 158383795);
 static_assert(constantOf<decltype(std::declval<const RuleAction&>().action())> == 1484032339);
-using Interfaces = std::remove_cvref_t<decltype(std::declval<const Acl&>().policyIntf())>;
+using Interfaces = std::remove_cvref_t<decltype(std::declval<const AclConfig&>().policyIntf())>;
 static_assert(Interfaces::hashConstant == 0x485a4f7b && Interfaces::hashesPerProcess);
 
 using DataModelContracts = testing::Test;
@@ -103,19 +103,19 @@ TEST_F(DataModelContracts, everyObjectEverMadeIsCounted) {
 
 TEST_F(DataModelContracts, theRecordReleasesAConfigurationThatAnotherReplaces) {
    const auto request = postcardTelemetryRulesClientSmConfigFactory();
-   const U64 before = Acl::memAllocationTracker_.live();
+   const U64 before = AclConfig::memAllocationTracker_.live();
    request->aclConfigIs(postcardTelemetryAclConfigFactory("old"));
    Pello::String seen;
    U64 during = 0;
    const auto subscription = request->publisher()->subscribe([&](const Pello::Change& change) {
       // The old one can still be read while its successor is published.
-      seen = (*change.oldValue.as<Pello::Ptr<const Acl>>())->aclConfigKey();
-      during = Acl::memAllocationTracker_.live();
+      seen = (*change.oldValue.as<Pello::Ptr<const AclConfig>>())->aclConfigKey();
+      during = AclConfig::memAllocationTracker_.live();
    });
    request->aclConfigIs(postcardTelemetryAclConfigFactory("new"));
    EXPECT_EQ(seen, "old");
    EXPECT_EQ(during, before + 2);
-   EXPECT_EQ(Acl::memAllocationTracker_.live(), before + 1);
+   EXPECT_EQ(AclConfig::memAllocationTracker_.live(), before + 1);
 }
 
 TEST_F(DataModelContracts, aCopiedRequestIsCompleteWhenItsCounterChanges) {

@@ -40,19 +40,19 @@ TEST(DscpValue, hashIsThatOfItsNumberWhateverTheSeed) {
    EXPECT_EQ(DscpValue{U8{46}}.hash(7), Kiv::hashNumber(46, 0));
 }
 
-struct Wrong {
+struct WrongDscp {
    std::string text;
    std::string message;
 };
 
 TEST(DscpValue, refusesWhatIsNoByte) {
    for (const auto& [text, message] : {
-              Wrong{"", "expected a number at position 0"},
-              Wrong{" 1", "expected a number at position 0"},
-              Wrong{"-1", "expected a number at position 0"},
-              Wrong{"af11", "expected a number at position 0"},
-              Wrong{"256", "expected a number from 0 to 255 at position 0"},
-              Wrong{"46 ", "expected the end of the text at position 2"},
+              WrongDscp{"", "expected a number at position 0"},
+              WrongDscp{" 1", "expected a number at position 0"},
+              WrongDscp{"-1", "expected a number at position 0"},
+              WrongDscp{"af11", "expected a number at position 0"},
+              WrongDscp{"256", "expected a number from 0 to 255 at position 0"},
+              WrongDscp{"46 ", "expected the end of the text at position 2"},
         }) {
       try {
          const DscpValue dscp{std::string_view{text}};

@@ -203,26 +203,40 @@ TEST(RingTakenTest, aLimitOfTheFilesSizeLeavesTheOldRing) {
    }
 }
 
-// A file system of `kibibytes` at `folder`, for this process only. False when this user may not
-// make one.
-bool mountSmall(const std::string& folder, std::size_t kibibytes) {
+// Whether this process may have mounts of its own. A container's root may not.
+bool mayMount() {
+   const pid_t child = ::fork();
+   if (child == 0) {
+      const bool may = ::unshare(CLONE_NEWNS) == 0 &&
+                       ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+      std::_Exit(may ? 0 : 1);
+   }
+   int status = 0;
+   return ::waitpid(child, &status, 0) == child && status == 0;
+}
+
+// A file system of `kibibytes` at `folder`, for this process only.
+void mountSmall(const std::string& folder, std::size_t kibibytes) {
    const std::string size = "size=" + std::to_string(kibibytes) + "k";
-   return ::unshare(CLONE_NEWNS) == 0 &&
-          ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-          ::mount("none", folder.c_str(), "tmpfs", 0, size.c_str()) == 0;
+   if (::unshare(CLONE_NEWNS) != 0 ||
+       ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+       ::mount("none", folder.c_str(), "tmpfs", 0, size.c_str()) != 0) {
+      std::perror("mount");
+      std::_Exit(2);
+   }
 }
 
 // The old ring must be there after a start on a full disk, and nothing that was allocated.
 TEST(RingTakenTest, aFullDiskLeavesTheOldRing) {
-   constexpr int notPermitted = 77;
+   if (!mayMount()) {
+      GTEST_SKIP() << "needs the right to mount a file system";
+   }
    const std::string folder = testing::TempDir();
    GTEST_FLAG_SET(death_test_style, "threadsafe");
    for (const std::size_t kibibytes : {652U, 700U, 1000U, 1200U, 1400U, 1536U}) {
       for (const std::string& content : {std::string{}, oldRing()}) {
          const auto child = [&] {
-            if (!mountSmall(folder, kibibytes)) {
-               std::_Exit(notPermitted);
-            }
+            mountSmall(folder, kibibytes);
             const std::string path = folder + "/ring";
             write(path, content);
             ::setenv("RINGLOG_FILE", path.c_str(), 1);
@@ -236,15 +250,9 @@ TEST(RingTakenTest, aFullDiskLeavesTheOldRing) {
                              ? 0
                              : 1);
          };
-         const auto ended = [](int status) {
-            return WIFEXITED(status) && (WEXITSTATUS(status) == 0 ||
-                                         (WEXITSTATUS(status) == notPermitted && ::geteuid() != 0));
-         };
-         EXPECT_EXIT(child(), ended,
-                     ::geteuid() != 0
-                           ? ""
-                           : ignored(".*/ring", "No space left on device; the ring needs 1540 KiB, "
-                                                "and RINGLOG_SIZE sets how many"))
+         EXPECT_EXIT(child(), testing::ExitedWithCode(0),
+                     ignored(".*/ring", "No space left on device; the ring needs 1540 KiB, and "
+                                        "RINGLOG_SIZE sets how many"))
                << kibibytes;
       }
    }

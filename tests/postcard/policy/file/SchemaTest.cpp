@@ -205,7 +205,7 @@ struct Row {
    const char* text;
 };
 
-struct Accepted {
+struct AcceptedBySchema {
    const char* name;
    Frame frame;
    Literal text;
@@ -213,14 +213,14 @@ struct Accepted {
 };
 
 // clang-format off
-const Accepted acceptedPolicies[] = {
+const AcceptedBySchema schemaPolicies[] = {
 #include "postcard/policy/file/AcceptedPolicies.inc"
 };
 // clang-format on
 
 // A schema cannot tell the names 1, 1.0 and 0x1 apart, which the loader takes as they are written.
 TEST(PolicyFileSchema, acceptsWhatTheLoaderAccepts) {
-   for (const Accepted& row : acceptedPolicies) {
+   for (const AcceptedBySchema& row : schemaPolicies) {
       if (std::string_view{row.name} == "names that look like something else") {
          continue;
       }
