@@ -42,6 +42,13 @@ class EntryTable {
          visit(key, entry);
       }
    }
+   // The same for whoever only looks.
+   template <class Visit>
+   void forEach(Visit&& visit) const {
+      for (const auto& [key, entry] : entries_) {
+         visit(key, entry);
+      }
+   }
    // Drops the entries of which neither file nor helper nor rules client knows anything.
    void dropUnreferenced();
 

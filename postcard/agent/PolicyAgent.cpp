@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <unordered_map>
+#include <utility>
 
 namespace Postcard::Agent {
 
@@ -186,6 +188,27 @@ void PolicyAgent::pump() {
       armRetry();
    }
    hooks_.changed();
+}
+
+void PolicyAgent::forEachAcl(
+      const std::function<void(const OruPostcardTelemetry::PostcardTelemetryAclConfig&,
+                               const Host::CompiledPolicy*)>& visit) const {
+   using Owner = std::pair<Policy::Family, const PolicyEntry*>;
+   std::unordered_map<const OruPostcardTelemetry::PostcardTelemetryAclConfig*, Owner> owners;
+   entries_.forEach([&](const PolicyKey& key, const PolicyEntry& entry) {
+      if (entry.config != nullptr && entry.made != nullptr) {
+         owners.emplace(entry.config.get(), Owner{key.second, &entry});
+      }
+   });
+   helper_.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl) {
+      const auto found = owners.find(&acl);
+      if (found == owners.end()) {
+         return visit(acl, nullptr);
+      }
+      const auto& [family, entry] = found->second;
+      const Host::CompiledPolicy compiled{entry->made->policy, family, entry->made->tcpFlags, acl};
+      visit(acl, &compiled);
+   });
 }
 
 std::vector<PolicyReport> PolicyAgent::report() const {

@@ -20,6 +20,7 @@
 #include "postcard/agent/PolicyPlan.h"
 #include "postcard/agent/PolicyReport.h"
 #include "postcard/host/PluginHost.h"
+#include "postcard/host/RuleOrigin.h"
 #include "postcard/rules-client/Records.h"
 
 #include <chrono>
@@ -130,6 +131,10 @@ class PolicyAgent {
          const {
       helper_.forEachAclConfig(visit);
    }
+   // The same, with what the helper was given last to make it of; null when nobody knows. The
+   // helper may have refused that and kept the rules that it had: `forEachRule` finds out.
+   void forEachAcl(const std::function<void(const OruPostcardTelemetry::PostcardTelemetryAclConfig&,
+                                            const Host::CompiledPolicy*)>& visit) const;
 
  private:
    // A copy of the status record at the moment when the rules client published its counter.

@@ -2,6 +2,8 @@
 
 #include "Pello/VisibleCharacters.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 namespace Postcard::Agent {
@@ -28,11 +30,11 @@ std::string_view policyStateName(PolicyState state) {
 
 std::string ReloadFinding::line() const {
    if (family) {
-      return policy + " " + std::string{familyName(*family)} + ": " + text;
+      return fmt::format("{} {}: {}", policy, familyName(*family), text);
    }
    std::string place = Pello::escaped(file);
    if (location.line != 0) {
-      place += ":" + std::to_string(location.line) + ":" + std::to_string(location.column);
+      place += fmt::format(":{}:{}", location.line, location.column);
    }
    return place.empty() ? text : place + ": " + text;
 }

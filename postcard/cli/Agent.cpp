@@ -2,9 +2,9 @@
 #include "postcard/agent/service/AgentServer.h"
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Count.h"
-#include "postcard/cli/Descriptors.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Count.h"
+#include "postcard/cli/shared/Descriptors.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/file/PolicyFile.h"
 #include "postcard/rules-client/Conversation.h"
@@ -57,6 +57,7 @@ int run(const Options& options) {
    try {
       const auto tcam = std::make_shared<RulesClient::SoftwareTcam>(options.capacity);
       Agent::Service::ServerOptions serverOptions = options.server;
+      serverOptions.policyText = loaded.text;
       serverOptions.capacity = [tcam] {
          return Agent::Service::Capacity{tcam->used(), tcam->capacity()};
       };

@@ -1,10 +1,13 @@
 // `postcard show`, `status`, `reload` and `trace-levels`: ask a running agent over its socket. The
-// agent makes the text and the JSON of its answers, so the commands only print them.
+// agent makes the text and the JSON of its answers, so the commands only print them. A reload that
+// is only tried is compared here, so that the agent is not held up.
 #include "Pello/VisibleCharacters.h"
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Format.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Comparison.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/RunningFile.h"
+#include "postcard/cli/shared/Work.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -31,6 +34,7 @@ struct Options {
    double waitSeconds = 60;           // for `wait`, at most
    bool allowEmpty = false;           // for `reload`: the file may have no policies
    bool partial = false;              // for `reload`: refused policies are left out
+   bool dryRun = false;               // for `reload`: only say what would change
 };
 
 constexpr const char* exitStatus =
@@ -74,6 +78,21 @@ int ask(const Options& options, const char* command) {
    } catch (const nlohmann::json::exception&) { // of `dump`: LEVELS holds bytes that are not UTF-8
       messages() << "what is asked for is no UTF-8 text\n";
       return exitUsage;
+   } catch (const Agent::Service::ControlError& error) {
+      messages() << error.what() << '\n';
+      return exitEnvironment;
+   }
+}
+
+// What a reload would change: the file that the agent has taken over against the file on disk.
+int tryReload(const Options& options) {
+   const Progress progress{options.progress.isWanted()};
+   try {
+      const RunningFile running = fetchRunningFile(options.socket);
+      Policy::File::LoadResult before = loadRunning(running);
+      before.fileName += " (running)";
+      workIs("reading policy file " + Pello::escaped(running.path));
+      return printDifferences(before, Policy::File::loadPolicyFile(running.path), options.format);
    } catch (const Agent::Service::ControlError& error) {
       messages() << error.what() << '\n';
       return exitEnvironment;
@@ -128,11 +147,14 @@ std::function<int()> declareReload(CLI::App& parser) {
    parser.add_flag("--partial", options->partial, "leave out policies that the plug-in refuses");
    parser.add_flag("--allow-empty", options->allowEmpty,
                    "take over a file without policies, which removes every policy");
+   parser.add_flag("--dry-run", options->dryRun,
+                   "change nothing; say what the reload would change, as diff does");
    parser.footer(
          "When the file cannot be used or a policy of it is refused, nothing changes.\n"
          "Exit status: 0 done, 1 a policy was refused or the agent is ending, 2 bad usage or\n"
-         "policy file, 3 no agent answers, or standard output cannot be written.");
-   return [options] { return ask(*options, "reload"); };
+         "policy file, 3 no agent answers, or standard output cannot be written. With --dry-run,\n"
+         "0 nothing would change, 1 something would.");
+   return [options] { return options->dryRun ? tryReload(*options) : ask(*options, "reload"); };
 }
 
 std::function<int()> declareTraceLevels(CLI::App& parser) {

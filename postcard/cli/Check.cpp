@@ -4,12 +4,11 @@
 #include "Pello/VisibleCharacters.h"
 #include "postcard/analysis/Proof.h"
 #include "postcard/analysis/Warning.h"
-#include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Count.h"
-#include "postcard/cli/Format.h"
-#include "postcard/cli/PolicyChoice.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Count.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/PolicyChoice.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/report/Cost.h"
 
 #include <CLI/CLI.hpp>

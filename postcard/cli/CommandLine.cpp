@@ -2,6 +2,7 @@
 
 #include "Pello/VisibleCharacters.h"
 #include "postcard/cli/Commands.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/policy/Words.h"
 
 #include <CLI/CLI.hpp>
@@ -102,10 +103,6 @@ std::function<int()> declareHelp(CLI::App& parser) {
 }
 
 } // namespace
-
-std::string quotedWord(std::string_view word) {
-   return "'" + Pello::escaped(word) + "'";
-}
 
 ExitCode reportUsage(CLI::App& parser, const CLI::ParseError& error) {
    if (error.get_exit_code() == 0) {

@@ -1,11 +1,8 @@
-// `reportUsage`: says what is wrong with a command line, with the closest right word; `quotedWord`:
-// a word of the user in a message. Relies on the guesses of `policy/Words.h`.
+// `reportUsage`: says what is wrong with a command line, with the closest right word. Relies on the
+// guesses of `policy/Words.h`.
 #pragma once
 
-#include "postcard/cli/Command.h"
-
-#include <string>
-#include <string_view>
+#include "postcard/cli/shared/Command.h"
 
 namespace CLI {
 class App;
@@ -18,8 +15,5 @@ namespace Postcard::Cli {
 // version are no mistakes: they go to standard output, and the result is `exitDone`. A mistake goes
 // to standard error, with the command whose --help explains it, and the result is `exitUsage`.
 ExitCode reportUsage(CLI::App& parser, const CLI::ParseError& error);
-
-// `word` in single quotes for a message, as `Pello::escaped` writes it.
-std::string quotedWord(std::string_view word);
 
 } // namespace Postcard::Cli

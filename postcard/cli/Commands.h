@@ -2,7 +2,7 @@
 // its own. The comment behind a row names the source that defines it. Relies on `Command`.
 #pragma once
 
-#include "postcard/cli/Command.h"
+#include "postcard/cli/shared/Command.h"
 
 namespace Postcard::Cli {
 

@@ -1,10 +1,10 @@
 // `postcard compile`: makes the ACLs of a policy file through the plug-in and prints them.
 #include "Kiv/Hash.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Format.h"
-#include "postcard/cli/PolicyChoice.h"
-#include "postcard/cli/ShowOutput.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/PolicyChoice.h"
+#include "postcard/cli/shared/ShowOutput.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/report/Compilation.h"
 #include "postcard/report/RuleList.h"
 

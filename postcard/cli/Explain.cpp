@@ -2,16 +2,15 @@
 // do not match it.
 #include "Kiv/Exception.h"
 #include "Pello/VisibleCharacters.h"
-#include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Count.h"
-#include "postcard/cli/Format.h"
-#include "postcard/cli/PolicyChoice.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Count.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/PolicyChoice.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/packets/FrameText.h"
 #include "postcard/packets/capture/CaptureFile.h"
-#include "postcard/report/CaptureTotals.h"
-#include "postcard/report/Expectation.h"
+#include "postcard/report/explain/CaptureTotals.h"
+#include "postcard/report/explain/Expectation.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -84,13 +83,18 @@ struct Compiled {
    std::vector<Report::Refusal> refused;
 };
 
-Compiled compile(const PolicyChoice& choice, const Policy::PolicyFile& policyFile) {
+// `withOrigins`: each rule is to say where it comes from, which a capture is not counted by.
+Compiled compile(const PolicyChoice& choice, const Policy::PolicyFile& policyFile,
+                 bool withOrigins) {
    Compiled compiled;
    compiled.scope = choice.scope(policyFile);
    compiled.refused =
          choice.compile(policyFile, [&](const Policy::Policy& policy, Policy::Family family,
                                         const Host::PolicyCompiler::Result& result) {
             compiled.acls.emplace_back(policy, family, policyFile.hardware, *result.acl);
+            if (withOrigins) {
+               compiled.acls.back().originsFrom(*result.acl);
+            }
          });
    return compiled;
 }
@@ -164,7 +168,7 @@ int explain(const Options& options, std::vector<Question> questions,
                          Pello::escaped(options.capture)));
       questions.push_back({Packets::readFrame(options.capture, *options.frame)});
    }
-   Compiled compiled = compile(options.choice, policyFile);
+   Compiled compiled = compile(options.choice, policyFile, !questions.empty());
    return questions.empty() ? explainCapture(options, std::move(compiled))
                             : explainPackets(options, questions, std::move(compiled));
 }
@@ -237,7 +241,7 @@ void declarePackets(CLI::App& parser, Options& options) {
 
 std::function<int()> declare(CLI::App& parser) {
    auto options = std::make_shared<Options>();
-   options->choice.declare(parser);
+   options->choice.declareWithSocket(parser);
    declarePackets(parser, *options);
    options->format.declare(parser);
    parser.footer(

@@ -3,9 +3,9 @@
 
 #include "Pello/FileDescriptor.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Format.h"
-#include "postcard/cli/PolicyChoice.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/PolicyChoice.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/host/PluginHost.h"
 
 #include <CLI/CLI.hpp>

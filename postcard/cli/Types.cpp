@@ -1,9 +1,9 @@
 // `postcard types`: the types of the framework, as reflection describes them.
 #include "postcard/report/Types.h"
 
-#include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Format.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/host/PluginHost.h"
 
 #include <CLI/CLI.hpp>

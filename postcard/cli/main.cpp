@@ -2,8 +2,8 @@
 #include "Pello/VisibleCharacters.h"
 #include "postcard/cli/CommandLine.h"
 #include "postcard/cli/Commands.h"
-#include "postcard/cli/Descriptors.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Descriptors.h"
+#include "postcard/cli/shared/Work.h"
 
 #include <CLI/CLI.hpp>
 

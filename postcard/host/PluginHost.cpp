@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <dlfcn.h>
 #include <string>
+#include <sys/mman.h>
+#include <system_error>
 
 namespace Postcard::Host {
 
@@ -30,6 +32,17 @@ void* symbolOf(void* library, const char* name, const std::filesystem::path& mod
       throw PluginError{module.string() + ": not a helper module: it has no symbol " + name};
    }
    return symbol;
+}
+
+// Whether as much memory as the file has bytes can be mapped. True when the size is not known.
+bool hasRoomFor(const std::filesystem::path& module) {
+   std::error_code error;
+   const auto size = std::filesystem::file_size(module, error);
+   if (error || size == 0) {
+      return true;
+   }
+   void* room = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+   return room != MAP_FAILED && ::munmap(room, size) == 0;
 }
 
 // Objects and virtual tables of another platform version may be laid out differently, so nothing of
@@ -72,7 +85,10 @@ PluginHost::PluginHost(const std::filesystem::path& module) {
    // call. RTLD_LOCAL: libraries that are loaded later do not see the symbols of the module.
    void* library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
    if (library == nullptr) {
-      throw PluginError{"helper module cannot be loaded: " + std::string{::dlerror()}};
+      // The loader does not say that memory was short.
+      const char* advice =
+            hasRoomFor(module) ? "" : "; free memory or raise the limit of the process (ulimit -v)";
+      throw PluginError{"helper module cannot be loaded: " + std::string{::dlerror()} + advice};
    }
    checkVersion(*static_cast<const U32*>(symbolOf(library, "oruPostcardPlatformVersion", module)),
                 module);

@@ -58,8 +58,12 @@ class JsonBuilder : public Kiv::ValueVisitor {
 } // namespace
 
 Json entityJson(const Kiv::Entity& entity) {
+   return writtenJson([&](Kiv::ValueVisitor& visitor) { visitEntity(entity, visitor); });
+}
+
+Json writtenJson(const std::function<void(Kiv::ValueVisitor& visitor)>& write) {
    JsonBuilder builder;
-   visitEntity(entity, builder);
+   write(builder);
    return builder.take();
 }
 

@@ -3,8 +3,11 @@
 #pragma once
 
 #include "Kiv/Entity.h"
+#include "Kiv/ValueVisitor.h"
 
 #include <nlohmann/json_fwd.hpp>
+
+#include <functional>
 
 namespace Postcard::Json {
 
@@ -28,5 +31,9 @@ inline constexpr int aclJsonSchema = 2;
 // Strings keep bytes that are not UTF-8; print the result with `documentText`, because `dump`
 // throws on such bytes unless it is told to replace them. The result does not refer to `entity`.
 nlohmann::ordered_json entityJson(const Kiv::Entity& entity);
+
+// The value that `write` writes to the visitor it is given, which must be one whole value: for
+// documents in memory that contain what streamed documents contain as well.
+nlohmann::ordered_json writtenJson(const std::function<void(Kiv::ValueVisitor& visitor)>& write);
 
 } // namespace Postcard::Json

@@ -3,7 +3,7 @@
 #include "Kiv/TypeData.h"
 #include "postcard/host/RuleNames.h"
 #include "postcard/json/EntityJson.h"
-#include "postcard/packets/Packet.h"
+#include "postcard/report/OriginOutput.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -39,46 +39,6 @@ void writeAttribute(const Kiv::Entity& entity, const Kiv::AttributeData& attribu
 void writeText(std::string_view name, std::string_view text, Json::Writer& writer) {
    writer.member(name);
    writer.text(text);
-}
-
-void writePorts(std::string_view name, const Policy::NumberRange* range, Json::Writer& writer) {
-   writer.member(name);
-   if (range == nullptr) {
-      writer.null();
-   } else {
-      writer.text(fmt::format("{}-{}", range->low, range->high));
-   }
-}
-
-void writeNumber(std::string_view name, U64 number, Json::Writer& writer) {
-   writer.member(name);
-   writer.number(number);
-}
-
-void writeOrigin(const RuleOrigin& origin, Json::Writer& writer) {
-   writer.member("origin");
-   writer.beginObject();
-   writeNumber("line", origin.location().line, writer);
-   writeNumber("column", origin.location().column, writer);
-   writeText("protocol", Packets::protocolName(origin.protocol), writer);
-   writer.member("portEntry");
-   if (origin.entry == nullptr) {
-      writer.null();
-   } else {
-      writer.number(origin.entryNumber);
-   }
-   writePorts("sourcePorts", origin.source, writer);
-   writePorts("destinationPorts", origin.destination, writer);
-   writer.member("tcpFlags");
-   if (origin.flags == nullptr) {
-      writer.null();
-   } else {
-      writer.beginObject();
-      writeNumber("flags", origin.flags->flags, writer);
-      writeNumber("mask", origin.flags->mask, writer);
-      writer.endObject();
-   }
-   writer.endObject();
 }
 
 // What a rule was made for.
@@ -125,6 +85,7 @@ void writeRules(const CompiledPolicy& compiled, const std::vector<PlacedRule>& r
       writer.member(placed.name());
       beginRule({compiled.policy.name.text, compiled.family, placed.origin.which->name.text},
                 writer);
+      writer.member("origin");
       writeOrigin(placed.origin, writer);
       endRule(*placed.rule, writer);
    }
@@ -155,6 +116,8 @@ void writeRules(const PostcardTelemetryAclConfig& acl, Json::Writer& writer) {
    for (const RuleConfig* rule : rules) {
       writer.member(rule->name().view());
       beginRule({policy, family, Host::classOfRule(rule->name().view(), family)}, writer);
+      writer.member("origin");
+      writer.null();
       endRule(*rule, writer);
    }
    writer.endObject();

@@ -29,16 +29,12 @@ std::string text(const Compilation& compilation);
 
 // Writes an ACL as `Json::entityJson` describes it, straight from the objects: beside them, it
 // takes about 100 bytes for each rule. Each rule of `ruleByName` begins with four more members:
-// "policy", "family" and "class", for which the rule was made, and
-//    "origin": {"line", "column", "protocol", "portEntry", "sourcePorts", "destinationPorts",
-//               "tcpFlags": {"flags", "mask"}}
-// Line and column are those of the port entry, else of the protocol, else of the class. "portEntry"
-// counts from 1; ports are texts "LOW-HIGH". What the rule does not compare is null. A rule that
-// stands at several indexes has the origin of the first, which is the one that packets meet. Throws
-// OriginError before anything of the ACL is written.
+// "policy", "family" and "class", for which the rule was made, and "origin"; see `writeOrigin`. A
+// rule that stands at several indexes has the origin of the first, which is the one that packets
+// meet. Throws OriginError before anything of the ACL is written.
 void writeAcl(const Host::CompiledPolicy& compiled, Json::Writer& writer);
 
-// The same without "origin", for who has no policy beside the ACL. Policy, family and class are
+// The same for who has no policy beside the ACL: "origin" is null. Policy, family and class are
 // read from the names that the helper gives ACLs and rules.
 void writeAcl(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl, Json::Writer& writer);
 

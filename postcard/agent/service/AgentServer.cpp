@@ -45,7 +45,7 @@ class AgentServer::Implementation {
         host_{Host::PluginHost::defaultModule()},
         answerTimer_{loop_, [this] { agent_->timeUp(); }},
         reloader_{loop_, options_.policyFile, options_.stillTime, options_.reloadTime,
-                  [this](const auto& read, ReloadOptions how) { return apply(read, how); }},
+                  [this](const auto& loaded, ReloadOptions how) { return apply(loaded, how); }},
         waitTimer_{loop_, [this] { tellWaiters(); }},
         watchdog_{loop_, [this] { manager_.notify("WATCHDOG=1"); }},
         deleteTimer_{loop_, [this] { loop_.stop(); }} {
@@ -142,7 +142,8 @@ class AgentServer::Implementation {
       return result;
    }
 
-   ReloadResult apply(const Policy::PolicyFile& file, ReloadOptions options) {
+   ReloadResult apply(const Policy::File::LoadResult& loaded, ReloadOptions options) {
+      const Policy::PolicyFile& file = *loaded.policyFile;
       if (ending_) {
          return endingResult(); // a signal came while the file was being waited for
       }
@@ -156,6 +157,9 @@ class AgentServer::Implementation {
             agent_->reload(file, options.partial ? PolicyAgent::Refused::isLeftOut
                                                  : PolicyAgent::Refused::nothingIsDone);
       result.findings = withFile(std::move(result.findings));
+      if (result.accepted) {
+         options_.policyText = loaded.text;
+      }
       return result;
    }
 
@@ -261,7 +265,8 @@ class AgentServer::Implementation {
          [this](std::chrono::milliseconds time, std::function<void(WaitEnd)> end) {
             wait(time, std::move(end));
          },
-         options_.policyFile};
+         options_.policyFile,
+         [this] { return std::string_view{options_.policyText}; }};
    bool ending_ = false; // every policy is being deleted before the end
    std::unique_ptr<PolicyAgent> agent_;
    std::shared_ptr<void> rulesClient_;

@@ -23,6 +23,7 @@ namespace Postcard::Agent::Service {
 
 struct ServerOptions {
    std::string policyFile;                       // path of the file that a reload reads
+   std::string policyText;                       // what stood in it when the agent is started
    std::string socketPath;                       // of the control socket; see `defaultSocketPath`
    bool deleteOnExit = false;                    // delete every policy before the end
    std::chrono::milliseconds deleteTime{30'000}; // for `deleteOnExit`, all policies together

@@ -2,6 +2,7 @@
 
 #include "Pello/TextTrace.h"
 #include "Pello/VisibleCharacters.h"
+#include "postcard/agent/service/StatusLog.h"
 #include "postcard/agent/service/StatusText.h"
 #include "postcard/json/Document.h"
 #include "postcard/json/EntityJson.h"
@@ -14,6 +15,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <unistd.h>
 
@@ -25,7 +27,8 @@ using Json = nlohmann::ordered_json;
 
 // The version of the JSON document. It rises when a key changes its meaning or disappears.
 constexpr int reloadJsonSchema = 2;
-// The exit codes of `postcard`, which stand in cli/Command.h: this room must not include that one.
+// The exit codes of `postcard`, which stand in cli/shared/Command.h: this room must not include
+// that one.
 constexpr int exitDone = 0;
 constexpr int exitRefused = 1;
 constexpr int exitUsage = 2;
@@ -84,6 +87,19 @@ Answer answerWait(WaitEnd end, const PolicyAgent& agent, const Process& process,
 
 // ---- The other commands ----
 
+// With the origins of the rules when they are those of the version that the helper was given last.
+// They are not when the helper refused that version, and left the rules of the one before.
+void writeAcl(const OruPostcardTelemetry::PostcardTelemetryAclConfig& config,
+              const Host::CompiledPolicy* compiled, Postcard::Json::Writer& writer) {
+   if (compiled != nullptr) {
+      try {
+         return Report::writeAcl(*compiled, writer);
+      } catch (const Host::OriginError&) { // before anything was written
+      }
+   }
+   Report::writeAcl(config, writer);
+}
+
 // Piece by piece: the whole document takes several times the memory of the ACLs.
 void writeShowJson(int fd, const PolicyAgent& agent) {
    Postcard::Json::Writer writer{[fd](std::string_view piece) { writeAll(fd, piece); }};
@@ -92,12 +108,35 @@ void writeShowJson(int fd, const PolicyAgent& agent) {
    writer.number(Postcard::Json::aclJsonSchema);
    writer.member("acls");
    writer.beginList();
-   agent.forEachAclConfig([&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config) {
-      Report::writeAcl(config, writer);
-   });
+   agent.forEachAcl(
+         [&](const OruPostcardTelemetry::PostcardTelemetryAclConfig& config,
+             const Host::CompiledPolicy* compiled) { writeAcl(config, compiled, writer); });
    writer.endList();
    writer.endObject();
    writer.finish();
+}
+
+// The states that are not what the file asks for.
+Json unsettledJson(const PolicyAgent& agent) {
+   auto lines = Json::array();
+   for (const PolicyReport& report : agent.report()) {
+      if (report.state != PolicyState::programmed && report.state != PolicyState::empty &&
+          report.state != PolicyState::removed) {
+         lines.push_back(statusLine(report));
+      }
+   }
+   return lines;
+}
+
+// As RunningFile.h describes it.
+void writeFile(int fd, const PolicyAgent& agent, const Process& process) {
+   std::error_code error;
+   const auto path = std::filesystem::absolute(process.policyFile, error);
+   const Json header{{"path", error ? process.policyFile : path.string()},
+                     {"unsettled", unsettledJson(agent)}};
+   using Handler = Json::error_handler_t;
+   writeAll(fd, header.dump(-1, ' ', false, Handler::replace) + "\n");
+   writeAll(fd, process.policyText());
 }
 
 std::string reloadJson(const ReloadResult& result) {
@@ -165,6 +204,10 @@ void answerRequest(std::string_view line, const PolicyAgent& agent, const Proces
          });
       }
       return respond(answerStatus(exitDone, agent, process, json, withHistory));
+   }
+   if (command == "file") {
+      return respond(
+            longAnswer(exitDone, [&agent, &process](int fd) { writeFile(fd, agent, process); }));
    }
    if (command == "memory") {
       const Report::Memory memory = Report::processMemory();

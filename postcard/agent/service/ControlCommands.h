@@ -1,8 +1,9 @@
 // `answerRequest`: carries out one request of the control socket and makes its answer. Relies on
 // the agent's core, and on what the process offers (`Process`). Needs no socket.
 //
-// The commands are "show", "status", "memory", "trace-levels" and "reload". A request may hold
-// "format", "text" or "json", where any other value counts as "text". Further members:
+// The commands are "show", "status", "memory", "trace-levels", "reload" and "file". A request may
+// hold "format", "text" or "json", where any other value counts as "text"; "file" knows one format
+// (RunningFile.h). Further members:
 //
 //    "status"        "history": true adds the answers of the rules client
 //                    "wait": N waits until all policies are programmed, or one fails, or N seconds
@@ -40,6 +41,8 @@ struct Process {
    // failed, when the time is up, or, with `refused`, when too many wait already.
    std::function<void(std::chrono::milliseconds, std::function<void(WaitEnd)>)> wait;
    std::string policyFile; // its path, for the places of what the plug-in refuses
+   // What stood in the file that the agent took over last. Valid until the next reload.
+   std::function<std::string_view()> policyText;
 };
 
 // Answers one request line, given without its line end; ControlSocket.h documents the format of

@@ -1,7 +1,6 @@
 #include "postcard/agent/service/Reloader.h"
 
 #include "Kiv/System.h"
-#include "postcard/policy/file/PolicyFile.h"
 
 #include <algorithm>
 #include <ctime>
@@ -116,7 +115,7 @@ std::optional<ReloadResult> Reloader::read(const Task& task,
    if (!loaded.policyFile) {
       return refusalOf(loaded);
    }
-   return apply_(*loaded.policyFile, task.options);
+   return apply_(loaded, task.options);
 }
 
 // Ends the oldest task.

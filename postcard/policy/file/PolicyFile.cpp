@@ -78,7 +78,10 @@ LoadResult loadPolicyFile(const std::string& path, const LoadOptions& options) {
       result.findings.push_back(std::move(*finding));
       return result;
    }
-   return parsePolicyText(std::get<std::string>(content), fileName, options);
+   auto& text = std::get<std::string>(content);
+   LoadResult result = parsePolicyText(text, fileName, options);
+   result.text = std::move(text);
+   return result;
 }
 
 } // namespace Postcard::Policy::File

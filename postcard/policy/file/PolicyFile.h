@@ -27,6 +27,9 @@ struct LoadResult {
    std::optional<PolicyFile> policyFile;
    std::vector<Finding> findings;   // the first ones in file order, at most `maxFindings`
    std::size_t omittedFindings = 0; // how many findings there are beyond those in `findings`
+   // What stood in the file. Empty when it could not be read, and of `parsePolicyText`, whose
+   // caller has it.
+   std::string text;
 };
 
 // "FILE:LINE:COLUMN: what is wrong", or "FILE: what is wrong" when the place is the whole file. No

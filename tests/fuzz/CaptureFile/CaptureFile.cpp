@@ -10,7 +10,7 @@
 #include "Pello/FileDescriptor.h"
 #include "postcard/host/PolicyCompiler.h"
 #include "postcard/policy/file/PolicyFile.h"
-#include "postcard/report/CaptureTotals.h"
+#include "postcard/report/explain/CaptureTotals.h"
 #include "support/CaptureBytes.h"
 
 #include <nlohmann/json.hpp>

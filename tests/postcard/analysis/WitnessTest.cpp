@@ -5,7 +5,7 @@
 #include "postcard/analysis/Proof.h"
 #include "postcard/analysis/SmallWorld.h"
 #include "postcard/analysis/Warning.h"
-#include "postcard/report/ExplainedAcl.h"
+#include "postcard/report/explain/ExplainedAcl.h"
 
 #include <gtest/gtest.h>
 

@@ -22,10 +22,9 @@
 namespace CliTest {
 
 using TestSupport::CapturedStream;
+using TestSupport::program;
 using TestSupport::ProgramResult;
 using TestSupport::runProgram;
-
-inline const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
 
 // One policy; `interfaces` and `classes` are flow lists without brackets.
 inline std::string policyText(const std::string& interfaces, const std::string& classes) {

@@ -11,11 +11,10 @@
 namespace {
 
 using Json = nlohmann::json;
+using TestSupport::examples;
+using TestSupport::program;
 using TestSupport::ProgramResult;
 using TestSupport::runProgram;
-
-const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
-const std::string examples = std::string{POSTCARD_SOURCE_DIR} + "/examples/";
 
 class Check : public testing::Test {
  protected:

@@ -8,10 +8,10 @@
 
 namespace {
 
+using TestSupport::program;
 using TestSupport::ProgramResult;
 using TestSupport::runProgram;
 
-const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
 const std::string example = std::string{POSTCARD_SOURCE_DIR} + "/examples/web-tier.yaml";
 
 ProgramResult run(std::vector<std::string> arguments) {

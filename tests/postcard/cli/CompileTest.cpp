@@ -14,11 +14,11 @@
 
 namespace {
 
+using TestSupport::program;
 using TestSupport::ProgramResult;
 using TestSupport::runProgram;
 
 const std::string source = POSTCARD_SOURCE_DIR;
-const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
 
 std::string readFile(const std::string& path) {
    std::ifstream file{path};

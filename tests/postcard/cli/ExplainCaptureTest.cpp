@@ -12,10 +12,9 @@ namespace {
 using CliTest::ipv4Policy;
 using TestSupport::Bytes;
 using TestSupport::Capture;
+using TestSupport::examples;
 using TestSupport::packet;
 using Json = nlohmann::json;
-
-const std::string examples = std::string{POSTCARD_SOURCE_DIR} + "/examples/";
 
 class ExplainCapture : public CliTest::Explain {
  protected:

@@ -54,9 +54,10 @@ TEST_F(Explain, theFirstFieldThatFails) {
           "sample: wanted checksum 0x0012 under mask 0x00ff, found 0x1213"},
    };
    for (const auto& [text, miss] : table) {
-      EXPECT_EQ(one(file, text), "   p-ipv4: not sampled, DSCP stays 0\n"
-                                 "      class c: no, " +
-                                       miss + "\n      class rest: yes, rule 26 rest-ipv4-tcp\n");
+      EXPECT_EQ(one(file, text),
+                "   p-ipv4: not sampled, DSCP stays 0\n"
+                "      class c: no, " +
+                      miss + "\n      class rest: yes, rule 26 rest-ipv4-tcp from 20:41\n");
    }
 }
 
@@ -64,7 +65,8 @@ TEST_F(Explain, aPacketThatIsSampled) {
    EXPECT_EQ(one(policy(everyField), "tcp 10.0.0.1:7 > 192.0.2.1:2 flags=fin checksum=0x12"),
              "   p-ipv4: sampled, DSCP stays 0\n"
              "      class c: yes, rule 24 "
-             "c-ipv4-tcp-SportData-7-SportMask-65535-tcpFlag-1-tcpFlagMask-1\n"
+             "c-ipv4-tcp-SportData-7-SportMask-65535-tcpFlag-1-tcpFlagMask-1 "
+             "from 16:19 entry 2 sport 7 flags 0x1/0x1\n"
              "      class rest: not reached: an earlier class has the packet\n");
 }
 
@@ -84,7 +86,7 @@ TEST_F(Explain, theClassesBehindTheOneThatHasThePacket) {
          one(policy(behindTheMatch), "tcp 10.0.0.1:1 > 192.0.2.1:2"),
          "   p-ipv4: sampled, DSCP stays 0\n"
          "      class before: no, source: wanted 11.0.0.0/8, found 10.0.0.1\n"
-         "      class match: yes, rule 2 match-ipv4-tcp\n"
+         "      class match: yes, rule 2 match-ipv4-tcp from 8:17\n"
          "      class other: no, protocol: wanted udp, found tcp\n"
          "      class same: not reached: an earlier class has the packet\n"
          "      class bits: no, sample: wanted checksum 0x0001 under mask 0x0001, found 0x0000\n"
@@ -127,14 +129,14 @@ TEST_F(Explain, whatTheRulesMakeOfAClass) {
    EXPECT_EQ(one(file, "tcp 1.2.3.4:1 > 5.6.7.8:2 flags=ack"),
              "   p-ipv4: sampled, DSCP stays 0\n"
              "      class ports: no, protocol: wanted udp, found tcp\n"
-             "      class flags: yes, rule 0 flags-ipv4-tcp\n"
+             "      class flags: yes, rule 0 flags-ipv4-tcp from 10:41\n"
              "      class marked: not reached: an earlier class has the packet\n");
    EXPECT_EQ(
          one(file, "udp 1.2.3.4:1 > 5.6.7.8:2"),
          "   p-ipv4: sampled, DSCP stays 0 (the class sets 46, but its rules rewrite no bits)\n" +
                noPorts +
                "      class flags: no, protocol: wanted tcp, found udp\n"
-               "      class marked: yes, rule 2 marked-ipv4-udp\n");
+               "      class marked: yes, rule 2 marked-ipv4-udp from 11:15\n");
    EXPECT_EQ(one(file, "icmp 1.2.3.4 > 5.6.7.8"),
              "   p-ipv4: not sampled: no rule matches\n"
              "      class ports: no, protocol: wanted udp, found icmp\n"
@@ -342,7 +344,7 @@ TEST_F(Explain, whatIsLeftOutIsSaidWithThePacket) {
 
 TEST_F(Explain, aHeaderThatIsCutOffMatchesWhatDoesNotAskForItsEnd) {
    const std::string file = policy(everyField);
-   const std::string rest = "\n      class rest: yes, rule 26 rest-ipv4-tcp\n";
+   const std::string rest = "\n      class rest: yes, rule 26 rest-ipv4-tcp from 20:41\n";
    const std::string c = "   p-ipv4: not sampled, DSCP stays 0\n      class c: no, ";
    EXPECT_EQ(one(file, "tcp 10.0.0.1 > 192.0.2.1 cut"),
              c + "source port: wanted 1024-65535, 7, found no port: the header is cut off" + rest);
@@ -375,10 +377,10 @@ TEST_F(Explain, aFrameInHexadecimal) {
    EXPECT_EQ(result.exitCode, 0) << result.err;
    EXPECT_EQ(result.out, "udp 10.0.0.1:53 > 192.0.2.1:1025 checksum=0xbeef\n"
                          "   q-ipv4: not sampled, DSCP stays 0\n"
-                         "      class c: yes, rule 0 c-ipv4-udp\n"
+                         "      class c: yes, rule 0 c-ipv4-udp from 7:71\n"
                          "udp 10.0.0.1 > 192.0.2.1 cut\n"
                          "   q-ipv4: not sampled, DSCP stays 0\n"
-                         "      class c: yes, rule 0 c-ipv4-udp\n");
+                         "      class c: yes, rule 0 c-ipv4-udp from 7:71\n");
 }
 
 TEST_F(Explain, aFrameThatIsNoPacket) {
@@ -486,8 +488,10 @@ TEST_F(Explain, jsonSaysTheSame) {
       {"packet": "tcp 1.2.3.4:1 > 5.6.7.8:2 dscp=9", "zeros": ["flags", "checksum", "id"],
        "noAcl": null, "asExpected": null, "acls": [
          {"acl": "p-ipv4", "policy": "p", "family": "ipv4",
-          "rule": {"index": 0, "name": "c-ipv4-tcp"}, "class": "c", "sampled": true, "dscp": 9,
-          "notMatched": [], "notReached": []},
+          "rule": {"index": 0, "name": "c-ipv4-tcp",
+                   "origin": {"line": 4, "column": 23, "protocol": "tcp", "portEntry": null,
+                              "sourcePorts": null, "destinationPorts": null, "tcpFlags": null}},
+          "class": "c", "sampled": true, "dscp": 9, "notMatched": [], "notReached": []},
          {"acl": "q-ipv4", "policy": "q", "family": "ipv4", "rule": null, "class": null,
           "sampled": false, "dscp": 9, "notMatched": [
             {"class": "c", "field": "protocol", "wanted": "udp", "found": "tcp"}], "notReached": []}]},

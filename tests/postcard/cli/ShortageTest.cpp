@@ -13,11 +13,11 @@
 
 namespace {
 
+using TestSupport::program;
 using TestSupport::ProgramResult;
 using TestSupport::runProgram;
 
-const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
-const std::string example = std::string{POSTCARD_SOURCE_DIR} + "/examples/web-tier.yaml";
+const std::string webTier = TestSupport::examples + "web-tier.yaml";
 
 // Runs the program under a limit of the shell's `ulimit`, without the files that this process has
 // open.
@@ -50,12 +50,12 @@ TEST(Shortage, tooFewDescriptorsAreAMessage) {
    }
    for (int limit = 4; limit <= 30; ++limit) {
       for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-                 {"compile", example},
-                 {"compile", "--format", "json", example},
-                 {"check", example},
+                 {"compile", webTier},
+                 {"compile", "--format", "json", webTier},
+                 {"check", webTier},
                  {"types"},
                  {"status", "--socket", "/nonexistent/socket"},
-                 {"agent", "--socket", "/nonexistent/socket", example}}) {
+                 {"agent", "--socket", "/nonexistent/socket", webTier}}) {
          const auto result = limited(fmt::format("-n {}", limit), arguments);
          const std::string what =
                fmt::format("{} with {} descriptors: {}", arguments.front(), limit, result.err);
@@ -66,7 +66,7 @@ TEST(Shortage, tooFewDescriptorsAreAMessage) {
          EXPECT_TRUE(result.exitCode == 0 || (result.exitCode == 3 && (tooFew || asEver))) << what;
       }
    }
-   EXPECT_EQ(limited("-n 5", {"agent", example}).err,
+   EXPECT_EQ(limited("-n 5", {"agent", webTier}).err,
              "postcard: this command needs 4 file descriptors, and 2 are free; raise the limit of "
              "the process (ulimit -n; LimitNOFILE= of a unit)\n");
 }

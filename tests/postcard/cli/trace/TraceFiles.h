@@ -12,8 +12,6 @@
 
 namespace TestSupport {
 
-inline const std::string program = std::string{POSTCARD_BIN_DIR} + "/postcard";
-
 class TraceFolder : public testing::Test {
  protected:
    TraceFolder() {

@@ -1,6 +1,6 @@
 // What a run of the program cannot show: an ACL that does something else than the classes of its
 // policy say is noticed, whichever of the two has the packet.
-#include "postcard/report/ExplainedAcl.h"
+#include "postcard/report/explain/ExplainedAcl.h"
 
 #include "support/AclRecords.h"
 

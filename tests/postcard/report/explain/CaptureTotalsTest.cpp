@@ -1,6 +1,6 @@
 // Totals of a capture, printed from values that are written here. How they are counted is shown by
 // the tests of the command, which read real captures.
-#include "postcard/report/CaptureTotals.h"
+#include "postcard/report/explain/CaptureTotals.h"
 
 #include "postcard/json/Document.h"
 

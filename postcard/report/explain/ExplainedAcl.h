@@ -9,8 +9,9 @@
 #pragma once
 
 #include "postcard/classifier/AclTable.h"
+#include "postcard/host/RuleOrigin.h"
 #include "postcard/policy/Policy.h"
-#include "postcard/report/Miss.h"
+#include "postcard/report/explain/Miss.h"
 
 #include <cstddef>
 #include <optional>
@@ -54,6 +55,13 @@ class ExplainedAcl {
    // policy and are never null.
    const std::vector<const Policy::Class*>& classes() const { return classes_; }
 
+   // Derives where each entry of `acl` comes from, which must be the ACL that this object was made
+   // of, so that `originOf` knows it. Throws Host::OriginError when an entry does not agree with
+   // the policy.
+   void originsFrom(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl);
+   // Where an entry of `table` comes from; absent before `originsFrom`. It refers to the policy.
+   std::optional<Host::RuleOrigin> originOf(const Classifier::AclTable::Entry& entry) const;
+
    // Whether the switch looks the packet up in this ACL: the families are equal, and the ACL is
    // attached to the packet's interface. A packet without interface counts as one that comes in
    // through an attached interface.
@@ -72,6 +80,8 @@ class ExplainedAcl {
    std::vector<Classifier::RuleMatch> reachOfClasses();
    // Throws std::logic_error when `decision` holds a rule of another class than the one it names.
    void requireAgreement(const Decision& decision, const Packets::Packet& packet) const;
+   // The place of an entry of the table in it.
+   std::size_t placeOf(const Classifier::AclTable::Entry& entry) const;
 
    const Policy::Policy* policy_;
    Policy::Family family_;
@@ -79,6 +89,7 @@ class ExplainedAcl {
    Classifier::AclTable table_;
    std::vector<const Policy::Class*> classes_;
    std::vector<std::size_t> classOfEntry_; // by place in the table; the number of classes: none
+   std::vector<Host::RuleOrigin> origins_; // by place in the table; empty before `originsFrom`
    // `reach_` holds a match for each protocol of each class; `classOfMatch_` names the class.
    std::vector<std::size_t> classOfMatch_;
    Classifier::RuleIndex reach_;

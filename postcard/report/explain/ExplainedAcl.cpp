@@ -1,4 +1,4 @@
-#include "postcard/report/ExplainedAcl.h"
+#include "postcard/report/explain/ExplainedAcl.h"
 
 #include "postcard/host/RuleNames.h"
 #include "postcard/policy/Classes.h"
@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace Postcard::Report {
 
@@ -77,6 +78,25 @@ std::vector<RuleMatch> ExplainedAcl::reachOfClasses() {
    return matches;
 }
 
+void ExplainedAcl::originsFrom(const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl) {
+   std::vector<Host::RuleOrigin> origins;
+   origins.reserve(acl.ruleByIndexs());
+   Host::forEachRule({*policy_, family_, hardware_->tcpFlags, acl},
+                     [&](U32 /*index*/, const auto& /*rule*/, const Host::RuleOrigin& origin) {
+                        origins.push_back(origin);
+                     });
+   origins_ = std::move(origins);
+}
+
+std::size_t ExplainedAcl::placeOf(const Classifier::AclTable::Entry& entry) const {
+   return static_cast<std::size_t>(&entry - table_.entries().data());
+}
+
+std::optional<Host::RuleOrigin>
+ExplainedAcl::originOf(const Classifier::AclTable::Entry& entry) const {
+   return origins_.empty() ? std::nullopt : std::optional{origins_[placeOf(entry)]};
+}
+
 bool ExplainedAcl::concerns(const Packets::Packet& packet) const {
    return packet.family == table_.family() && table_.attachedTo(packet.intf);
 }
@@ -115,9 +135,7 @@ Decision ExplainedAcl::decide(const Packets::Packet& packet, std::vector<std::si
 // disagree, an explanation from the classes would be wrong about what the rules do.
 void ExplainedAcl::requireAgreement(const Decision& decision, const Packets::Packet& packet) const {
    const std::size_t classOfRule =
-         decision.entry == nullptr
-               ? classes_.size()
-               : classOfEntry_[static_cast<std::size_t>(decision.entry - table_.entries().data())];
+         decision.entry == nullptr ? classes_.size() : classOfEntry_[placeOf(*decision.entry)];
    const bool matched = decision.matched < classes_.size();
    if (classOfRule != decision.matched || matched != (decision.entry != nullptr)) {
       throw std::logic_error{table_.key().str() +

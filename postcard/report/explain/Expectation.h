@@ -2,7 +2,7 @@
 // on explanations, and on plain policy values for the names of classes.
 #pragma once
 
-#include "postcard/report/Explanation.h"
+#include "postcard/report/explain/Explanation.h"
 
 #include <optional>
 #include <string>

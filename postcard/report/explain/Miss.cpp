@@ -1,4 +1,4 @@
-#include "postcard/report/Miss.h"
+#include "postcard/report/explain/Miss.h"
 
 #include "postcard/policy/Classes.h"
 

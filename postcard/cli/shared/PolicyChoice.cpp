@@ -1,8 +1,9 @@
-#include "postcard/cli/PolicyChoice.h"
+#include "postcard/cli/shared/PolicyChoice.h"
 
 #include "Pello/VisibleCharacters.h"
-#include "postcard/cli/Command.h"
-#include "postcard/cli/CommandLine.h"
+#include "postcard/agent/service/ControlSocket.h"
+#include "postcard/cli/shared/Command.h"
+#include "postcard/cli/shared/RunningFile.h"
 #include "postcard/json/Document.h"
 #include "postcard/policy/file/PolicyFile.h"
 
@@ -19,6 +20,20 @@ namespace Postcard::Cli {
 
 void PolicyChoice::declare(CLI::App& parser) {
    parser.add_option("FILE", file_, "policy file (YAML or JSON); - is standard input")->required();
+   declareChoice(parser);
+}
+
+void PolicyChoice::declareWithSocket(CLI::App& parser) {
+   auto* const from = parser.add_option_group("policies");
+   from->add_option("FILE", file_, "policy file (YAML or JSON); - is standard input");
+   from->add_option("--socket", socket_,
+                    "in place of FILE: the policies of the agent at this Unix socket")
+         ->type_name("PATH");
+   from->require_option(1);
+   declareChoice(parser);
+}
+
+void PolicyChoice::declareChoice(CLI::App& parser) {
    parser.add_option("--policy", policies_, "only this policy; may be given several times")
          ->type_name("NAME")
          ->expected(1) // name per --policy: otherwise a FILE behind it would count as another name
@@ -108,9 +123,34 @@ int PolicyChoice::run(const Format& format,
    // Not by the exception alone: it cannot leave functions that must not throw, and would end the
    // process without saying why.
    std::set_new_handler(endForShortMemory);
-   workIs("reading policy file " + Pello::escaped(fileName()));
    const Progress progress{progress_.isWanted()};
-   const Policy::File::LoadResult loaded = Policy::File::loadPolicyFile(file_);
+   try {
+      return runLoaded(load(), format, work);
+   } catch (const Agent::Service::ControlError& error) {
+      messages() << error.what() << '\n';
+      return exitEnvironment;
+   }
+}
+
+std::string PolicyChoice::fileName() const {
+   if (!running_.empty()) {
+      return running_;
+   }
+   return file_ == "-" ? "<stdin>" : file_;
+}
+
+Policy::File::LoadResult PolicyChoice::load() const {
+   if (socket_.empty()) {
+      workIs("reading policy file " + Pello::escaped(fileName()));
+      return Policy::File::loadPolicyFile(file_);
+   }
+   const RunningFile running = fetchRunningFile(socket_);
+   running_ = running.path;
+   return loadRunning(running);
+}
+
+int PolicyChoice::runLoaded(const Policy::File::LoadResult& loaded, const Format& format,
+                            const std::function<int(const Policy::PolicyFile&)>& work) const {
    if (!loaded.policyFile) {
       return reportUnusable({loaded}, format);
    }

@@ -1,7 +1,7 @@
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Work.h"
 
 #include "Pello/VisibleCharacters.h"
-#include "postcard/cli/Command.h"
+#include "postcard/cli/shared/Command.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -102,6 +102,10 @@ std::ostream& messages() {
       writeError(clearLine); // not by `std::cerr`, which would escape it
    }
    return std::cerr;
+}
+
+std::string quotedWord(std::string_view word) {
+   return "'" + Pello::escaped(word) + "'";
 }
 
 void ProgressOption::declare(CLI::App& parser) {

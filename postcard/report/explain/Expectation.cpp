@@ -1,4 +1,4 @@
-#include "postcard/report/Expectation.h"
+#include "postcard/report/explain/Expectation.h"
 
 #include "Pello/VisibleCharacters.h"
 #include "postcard/policy/Words.h"

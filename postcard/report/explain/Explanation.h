@@ -3,8 +3,8 @@
 // about.
 #pragma once
 
-#include "postcard/report/ExplainedAcl.h"
-#include "postcard/report/NoAcl.h"
+#include "postcard/report/explain/ExplainedAcl.h"
+#include "postcard/report/explain/NoAcl.h"
 #include "postcard/report/Refusal.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -32,6 +32,8 @@ struct ClassExplanation {
 struct RuleHit {
    U32 index; // in the order of matching
    std::string name;
+   // Where the rule comes from; absent when `ExplainedAcl` was not told. It refers to the policy.
+   std::optional<Host::RuleOrigin> origin;
 };
 
 // What one ACL does with a packet.
@@ -83,7 +85,8 @@ std::string text(const Explanation& explanation);
 // A whole document: {"schema", "packets", "refused", "expected"}. A packet is {"packet", "zeros",
 // "acls", "noAcl", "asExpected"}. "packet" is null for a frame that gives no packet, "noAcl" when
 // an ACL is asked; "expected" and "asExpected" when nothing was expected. In an ACL that has no
-// rule for the packet, "rule" and "class" are null. "notMatched" has the first failing field of
+// rule for the packet, "rule" and "class" are null. A rule is {"index", "name", "origin"}; see
+// `writeOrigin`, and null when the origin is absent. "notMatched" has the first failing field of
 // each class that does not match. "notReached" names the classes behind "class" that match as well,
 // but come too late.
 nlohmann::ordered_json json(const Explanation& explanation);

@@ -1,11 +1,13 @@
 // What this process is doing now: `workIs` notes it, `Progress` shows it when it takes long, and
-// `endForShortMemory` says it when memory runs out. Relies on POSIX and a thread.
+// `endForShortMemory` says it when memory runs out; `messages` is where it tells the user. Relies
+// on POSIX and a thread.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
 #include <iosfwd>
 #include <mutex>
+#include <string>
 #include <string_view>
 #include <thread>
 
@@ -33,6 +35,9 @@ void escapeMessages();
 // The stream for messages to the user: standard error, with the line that `Progress` may have drawn
 // there taken away.
 std::ostream& messages();
+
+// `word` in single quotes for a message, as `Pello::escaped` writes it.
+std::string quotedWord(std::string_view word);
 
 // The option --progress.
 class ProgressOption {

@@ -3,12 +3,12 @@
 // policy files and on `PolicyCompiler`.
 #pragma once
 
-#include "postcard/cli/Format.h"
-#include "postcard/cli/Work.h"
+#include "postcard/cli/shared/Format.h"
+#include "postcard/cli/shared/Work.h"
 #include "postcard/host/PolicyCompiler.h"
 #include "postcard/policy/Policy.h"
 #include "postcard/policy/file/PolicyFile.h"
-#include "postcard/report/NoAcl.h"
+#include "postcard/report/explain/NoAcl.h"
 #include "postcard/report/Refusal.h"
 
 #include <cstddef>
@@ -41,14 +41,18 @@ class PolicyChoice {
    // Adds FILE, --policy, --family and --progress to the command line. `parser` writes into this
    // object, so this object must stay in its place until the command line has been read.
    void declare(CLI::App& parser);
+   // The same with --socket PATH, which stands in place of FILE and chooses the policies that a
+   // running agent has taken over.
+   void declareWithSocket(CLI::App& parser);
 
-   // FILE as messages name it: "<stdin>" when it is "-".
-   std::string fileName() const { return file_ == "-" ? "<stdin>" : file_; }
+   // FILE as messages name it: "<stdin>" when it is "-". While `run` calls `work`, that of the
+   // agent for --socket.
+   std::string fileName() const;
 
    // Loads the file, calls `work` with it and returns the result of `work`. A file that cannot be
    // used, or that lacks a policy named by --policy, is reported on standard error, and the result
-   // is `exitUsage`. A Host::PluginError of `work` is reported likewise, with `exitEnvironment`.
-   // Other exceptions pass through.
+   // is `exitUsage`. A Host::PluginError of `work` is reported likewise, with `exitEnvironment`,
+   // and so is an agent that does not answer. Other exceptions pass through.
    //
    // With `format` JSON, what is reported is on standard output as well, as the document
    //    {"schema", "findings": [{"file", "line", "column", "code", "text"}], "omitted"}
@@ -71,12 +75,18 @@ class PolicyChoice {
                                         const Visit& visit) const;
 
  private:
+   void declareChoice(CLI::App& parser);
+   Policy::File::LoadResult load() const;
+   int runLoaded(const Policy::File::LoadResult& loaded, const Format& format,
+                 const std::function<int(const Policy::PolicyFile&)>& work) const;
    std::vector<std::string_view> missingPolicies(const Policy::PolicyFile& policyFile) const;
    std::size_t aclsOf(const Policy::PolicyFile& policyFile) const;
    bool chooses(const Policy::Policy& policy) const;
    bool chooses(const Policy::Policy& policy, Policy::Family family) const;
 
    std::string file_;
+   std::string socket_;          // of a running agent, in place of `file_`; empty: `file_` is given
+   mutable std::string running_; // path of that agent's file; empty before it was asked
    std::vector<std::string> policies_; // names; empty: all
    std::string family_;                // "ipv4" or "ipv6"; empty: both
    ProgressOption progress_;

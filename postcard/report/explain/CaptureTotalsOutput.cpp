@@ -1,7 +1,7 @@
 // How `CaptureTotals` are printed, as text and as JSON.
 #include "Pello/VisibleCharacters.h"
-#include "postcard/report/CaptureTotals.h"
-#include "postcard/report/Explanation.h"
+#include "postcard/report/explain/CaptureTotals.h"
+#include "postcard/report/explain/Explanation.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,7 +1,9 @@
-#include "postcard/report/Explanation.h"
+#include "postcard/report/explain/Explanation.h"
 
 #include "Pello/VisibleCharacters.h"
+#include "postcard/json/EntityJson.h"
 #include "postcard/policy/Classes.h"
+#include "postcard/report/OriginOutput.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -15,7 +17,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// What `acl` does with the packet. Copies all texts: the result outlives the ACL.
+// What `acl` does with the packet. Copies all texts: the result outlives the ACL, not the policy.
 AclExplanation explainIn(ExplainedAcl& acl, const Packets::Packet& packet) {
    Verdict verdict = acl.explain(packet);
    AclExplanation explanation;
@@ -29,7 +31,7 @@ AclExplanation explainIn(ExplainedAcl& acl, const Packets::Packet& packet) {
       explanation.classes.push_back({acl.classes()[i]->name.text, std::move(verdict.misses[i])});
    }
    if (const auto* entry = verdict.entry) {
-      explanation.rule = RuleHit{entry->index, entry->rule.str()};
+      explanation.rule = RuleHit{entry->index, entry->rule.str(), acl.originOf(*entry)};
       explanation.sampled = entry->sampled;
       explanation.dscpAfter = entry->dscpAfter(packet.dscp);
       const Policy::Class& matched = *acl.classes()[verdict.matched];
@@ -74,7 +76,8 @@ std::string classText(const AclExplanation& acl, std::size_t i) {
                          miss->found);
    }
    if (acl.rule && i == acl.matched) {
-      return fmt::format("yes, rule {} {}", acl.rule->index, acl.rule->name);
+      return fmt::format("yes, rule {} {}{}", acl.rule->index, acl.rule->name,
+                         acl.rule->origin ? " " + Host::text(*acl.rule->origin) : "");
    }
    return "not reached: an earlier class has the packet";
 }
@@ -108,6 +111,11 @@ Json missJson(const std::string& className, const Miss& miss) {
            {"found", miss.found}};
 }
 
+Json originJson(const Host::RuleOrigin& origin) {
+   return Postcard::Json::writtenJson(
+         [&](Kiv::ValueVisitor& visitor) { writeOrigin(origin, visitor); });
+}
+
 Json aclJson(const AclExplanation& acl) {
    Json misses = Json::array();
    Json notReached = Json::array();
@@ -129,7 +137,9 @@ Json aclJson(const AclExplanation& acl) {
              {"notMatched", std::move(misses)},
              {"notReached", std::move(notReached)}};
    if (acl.rule) {
-      json["rule"] = {{"index", acl.rule->index}, {"name", acl.rule->name}};
+      json["rule"] = {{"index", acl.rule->index},
+                      {"name", acl.rule->name},
+                      {"origin", acl.rule->origin ? originJson(*acl.rule->origin) : Json(nullptr)}};
       json["class"] = acl.classes[acl.matched].name;
    }
    return json;

@@ -1,4 +1,4 @@
-#include "postcard/report/CaptureTotals.h"
+#include "postcard/report/explain/CaptureTotals.h"
 
 #include "postcard/policy/Classes.h"
 

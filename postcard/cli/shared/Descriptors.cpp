@@ -1,4 +1,4 @@
-#include "postcard/cli/Descriptors.h"
+#include "postcard/cli/shared/Descriptors.h"
 
 #include "Pello/FileDescriptor.h"
 

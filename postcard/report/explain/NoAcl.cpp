@@ -1,4 +1,4 @@
-#include "postcard/report/NoAcl.h"
+#include "postcard/report/explain/NoAcl.h"
 
 #include "postcard/policy/Words.h"
 

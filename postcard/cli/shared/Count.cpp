@@ -1,6 +1,6 @@
-#include "postcard/cli/Count.h"
+#include "postcard/cli/shared/Count.h"
 
-#include "postcard/cli/CommandLine.h"
+#include "postcard/cli/shared/Work.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>

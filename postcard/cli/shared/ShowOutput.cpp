@@ -1,4 +1,4 @@
-#include "postcard/cli/ShowOutput.h"
+#include "postcard/cli/shared/ShowOutput.h"
 
 #include "Pello/FileDescriptor.h"
 

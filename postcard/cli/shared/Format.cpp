@@ -1,4 +1,4 @@
-#include "postcard/cli/Format.h"
+#include "postcard/cli/shared/Format.h"
 
 #include <CLI/CLI.hpp>
 
