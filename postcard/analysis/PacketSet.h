@@ -44,7 +44,7 @@ class LimitReached : public std::runtime_error {
 
 // What diagrams may use. A node takes about 36 bytes, caches included.
 struct Limits {
-   std::size_t firstNodes = std::size_t{1} << 20; // reserved at once
+   std::size_t firstNodes = std::size_t{1} << 17; // reserved at once; doubled when they are used up
    std::size_t mostNodes = std::size_t{1} << 23;  // about 300 MiB
    double seconds = 10;                           // per question, see `PacketSpace::beginQuestion`
 };

@@ -40,14 +40,6 @@ Neighbour cheapestNeighbour(const NumberRange& range) {
    return best;
 }
 
-U64 blocksOf(const std::vector<NumberRange>& ranges) {
-   U64 blocks = 0;
-   for (const NumberRange& range : ranges) {
-      blocks += blockCount(range);
-   }
-   return std::max<U64>(blocks, 1); // a side without ranges does not multiply
-}
-
 class PlainFinder {
  public:
    PlainFinder(const Policy::Policy& policy, const Circumstances& circumstances)
@@ -88,8 +80,8 @@ class PlainFinder {
       const U64 flags =
             circumstances_.tcpFlags ? std::max<std::size_t>(match.tcpFlags.size(), 1) : 1;
       for (const Policy::PortEntry& entry : match.ports) {
-         findCost(each, entry.source, blocksOf(entry.destination) * flags);
-         findCost(each, entry.destination, blocksOf(entry.source) * flags);
+         findCost(each, entry.source, blockCount(entry.destination) * flags);
+         findCost(each, entry.destination, blockCount(entry.source) * flags);
       }
    }
 
@@ -105,6 +97,7 @@ class PlainFinder {
                 fmt::format("{}-{} takes {} blocks, {}-{} takes {}: {} entries fewer", range.low,
                             range.high, blocks, best.range.low, best.range.high, best.blocks,
                             saved * entriesPerBlock));
+            warnings_.found.back().saves = saved * entriesPerBlock;
          }
       }
    }

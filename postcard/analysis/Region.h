@@ -92,6 +92,7 @@ enum class Reading : U8 {
 struct Circumstances {
    Policy::Family family = Policy::Family::ipv4;
    bool tcpFlags = true; // the hardware can match TCP flags
+   const Policy::Collector* collector = nullptr; // of the file; null: not known
 };
 
 // The regions of a class that takes part in the family: their union is what its filter takes,

@@ -26,6 +26,7 @@ enum class WarningCode : U8 {
    rate,     // another share is sampled than the sample bits suggest
    dscp,     // a DSCP that no rule will carry
    cost,     // a port range whose neighbour takes far fewer entries
+   loop,     // a class samples the telemetry's own reports
    empty,    // a class, family or policy that makes no rule
 };
 
@@ -47,6 +48,9 @@ struct Warning {
    std::vector<Blamed> blamed;             // may be empty
    std::optional<Packets::Packet> witness; // a packet that shows it, where a packet can
    std::string text;                       // one line without a full stop
+   // The entries that would be saved by leaving out what never matches, or by the cheaper range; 0
+   // for warnings of other codes.
+   U64 saves = 0;
 };
 
 // The warnings of one or more policies.

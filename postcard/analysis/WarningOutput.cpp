@@ -23,6 +23,8 @@ std::string_view codeName(WarningCode code) {
       return "dscp";
    case WarningCode::cost:
       return "cost";
+   case WarningCode::loop:
+      return "loop";
    case WarningCode::empty:
       break;
    }

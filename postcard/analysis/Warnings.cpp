@@ -4,6 +4,7 @@
 #include "postcard/analysis/RegionSets.h"
 #include "postcard/analysis/Warning.h"
 #include "postcard/policy/Classes.h"
+#include "postcard/policy/RuleCount.h"
 
 #include <fmt/format.h>
 
@@ -80,7 +81,9 @@ class Finder {
       const PacketSet all = residues_.alone(place);
       const PacketSet left = residues_.left(all, place);
       if (left.empty()) {
-         shadowed(place, each.name.location, "can never match", all, {},
+         const U64 entries =
+               ruleCount(*each.filter(circumstances_.family), circumstances_.tcpFlags);
+         shadowed(place, {each.name.location, "can never match", entries}, all, {},
                   residues_.takers(all, place));
          return;
       }
@@ -88,21 +91,30 @@ class Finder {
          findInProtocol(place, match, left);
       }
       findRates(place, left);
+      findLoop(place, left);
       findOverlaps(place, left);
    }
 
    // ---- Shadows ----
 
+   // A part of a class that can never match.
+   struct Dead {
+      Policy::Location location;
+      std::string text;
+      U64 entries; // that it takes
+   };
+
    // Warns about `part` of the class at `place`, which nothing reaches: `own` takes from it within
    // the class, and the classes at `takers` the rest.
-   void shadowed(std::size_t place, const Policy::Location& location, std::string text,
-                 const PacketSet& part, std::vector<Blamed> own, std::vector<std::size_t> takers) {
+   void shadowed(std::size_t place, const Dead& dead, const PacketSet& part,
+                 std::vector<Blamed> own, std::vector<std::size_t> takers) {
       const auto witness = space_.packetIn(part, circumstances_.family);
       if (own.empty()) {
          takers = needed(part, std::move(takers));
       }
-      Warning& warning = add(WarningCode::shadowed, place, location,
-                             fmt::format("{}: all its packets are taken before", text));
+      Warning& warning = add(WarningCode::shadowed, place, dead.location,
+                             fmt::format("{}: all its packets are taken before", dead.text));
+      warning.saves = dead.entries;
       warning.blamed = std::move(own);
       for (const std::size_t taker : takers) {
          const Policy::Name& name = classes_[taker].which->name;
@@ -141,15 +153,17 @@ class Finder {
          return; // no entry of it has a range
       }
       if ((left & protocol).empty()) {
-         shadowed(place, match.location,
-                  fmt::format("protocol {} can never match", Packets::protocolName(match.low)),
+         shadowed(place,
+                  {match.location,
+                   fmt::format("protocol {} can never match", Packets::protocolName(match.low)),
+                   ruleCount(match, circumstances_.tcpFlags)},
                   part, {}, residues_.takers(part, place));
          return;
       }
       std::vector<std::pair<PacketSet, Blamed>> before;
       for (const Policy::PortEntry& entry : match.ports) {
          if (!entry.source.empty() || !entry.destination.empty()) {
-            findInEntry(place, entry, part, left, before);
+            findInEntry(place, match, entry, {part, left}, before);
          }
       }
    }
@@ -162,25 +176,34 @@ class Finder {
       return set;
    }
 
-   // `part` is what the entry's protocol takes, `before` what the entries before it take; adds this
-   // one.
-   void findInEntry(std::size_t place, const Policy::PortEntry& entry, const PacketSet& part,
-                    const PacketSet& left, std::vector<std::pair<PacketSet, Blamed>>& before) {
+   struct Sets {
+      PacketSet part; // what something takes
+      PacketSet left; // what the earlier classes leave
+   };
+
+   // `sets.part` is what the entry's protocol takes, `before` what the entries before it take; adds
+   // this one.
+   void findInEntry(std::size_t place, const Policy::ProtocolMatch& match,
+                    const Policy::PortEntry& entry, const Sets& sets,
+                    std::vector<std::pair<PacketSet, Blamed>>& before) {
       const PacketSet ports = setOf(Field::sourcePort, entry.source) &
                               setOf(Field::destinationPort, entry.destination);
-      const PacketSet mine = part & ports;
-      if (!warnIfTaken(place, entry.location, "this port entry can never match", mine, left,
+      const Sets mine{sets.part & ports, sets.left};
+      const U64 entries = ruleCount(entry, match, circumstances_.tcpFlags);
+      if (!warnIfTaken(place, {entry.location, "this port entry can never match", entries}, mine,
                        before)) {
-         findInRanges(place, Field::sourcePort, entry.source, mine, left, before);
-         findInRanges(place, Field::destinationPort, entry.destination, mine, left, before);
+         findInRanges(place, Field::sourcePort, entry.source, entries / blockCount(entry.source),
+                      mine, before);
+         findInRanges(place, Field::destinationPort, entry.destination,
+                      entries / blockCount(entry.destination), mine, before);
       }
       before.push_back({ports, {"an earlier port entry", entry.location}});
    }
 
    // Rules are made of the ranges of one side in the order of their bounds, whatever the order in
-   // the file.
+   // the file. Each block of a range makes `entriesPerBlock` entries.
    void findInRanges(std::size_t place, Field field, std::vector<Policy::NumberRange> ranges,
-                     const PacketSet& part, const PacketSet& left,
+                     U64 entriesPerBlock, const Sets& sets,
                      std::vector<std::pair<PacketSet, Blamed>> before) {
       std::ranges::sort(ranges, {}, [](const auto& range) {
          return std::pair{range.low, range.high};
@@ -188,18 +211,19 @@ class Finder {
       const char* side = field == Field::sourcePort ? "source" : "destination";
       for (const Policy::NumberRange& range : ranges) {
          const PacketSet ports = space_.range(field, range.low, range.high);
-         warnIfTaken(place, range.location,
-                     fmt::format("{} ports {} can never match", side, text(range)), part & ports,
-                     left, before);
+         warnIfTaken(place,
+                     {range.location, fmt::format("{} ports {} can never match", side, text(range)),
+                      blockCount(range) * entriesPerBlock},
+                     {sets.part & ports, sets.left}, before);
          before.push_back({ports, {fmt::format("{} ports {}", side, text(range)), range.location}});
       }
    }
 
-   // Warns when no packet of `part` is left for the class after `before` and the earlier classes.
-   bool warnIfTaken(std::size_t place, const Policy::Location& location, const std::string& text,
-                    const PacketSet& part, const PacketSet& left,
+   // Warns when no packet of `sets.part` is left for the class after `before` and the earlier
+   // classes.
+   bool warnIfTaken(std::size_t place, const Dead& dead, const Sets& sets,
                     const std::vector<std::pair<PacketSet, Blamed>>& before) {
-      PacketSet rest = part;
+      PacketSet rest = sets.part;
       std::vector<Blamed> own;
       for (const auto& [set, blamed] : before) {
          PacketSet smaller = rest - set;
@@ -208,10 +232,10 @@ class Finder {
          }
          rest = std::move(smaller);
       }
-      if (!(rest & left).empty()) {
+      if (!(rest & sets.left).empty()) {
          return false;
       }
-      shadowed(place, location, text, part, std::move(own), residues_.takers(rest, place));
+      shadowed(place, dead, sets.part, std::move(own), residues_.takers(rest, place));
       return true;
    }
 
@@ -249,6 +273,32 @@ class Finder {
           sample->data == 0 && !zero.empty()) {
          warn(zero, "every UDP packet without a checksum is sampled, because it carries 0");
       }
+   }
+
+   // ---- Loops ----
+
+   // Reports that are sampled make further reports.
+   void findLoop(std::size_t place, const PacketSet& left) {
+      const Policy::Collector* collector = circumstances_.collector;
+      const auto family = circumstances_.family == Policy::Family::ipv4
+                                ? Orlix::AddressFamily::ipv4
+                                : Orlix::AddressFamily::ipv6;
+      const Policy::Class& each = *classes_[place].which;
+      if (collector == nullptr || collector->address.family() != family || !Policy::samples(each)) {
+         return;
+      }
+      const PacketSet reports =
+            left & space_.bits(Field::protocol, Packets::protocolUdp, 0xff) &
+            space_.addresses(Side::destination, blockOf(collector->address)) &
+            space_.range(Field::destinationPort, collector->port, collector->port);
+      if (reports.empty()) {
+         return;
+      }
+      const auto witness = space_.packetIn(reports, circumstances_.family);
+      Warning& warning = add(WarningCode::loop, place, each.name.location,
+                             "samples the telemetry's own reports, which make further reports");
+      warning.blamed = {{"the collector", collector->location}};
+      warning.witness = witness;
    }
 
    // ---- Overlaps ----

@@ -2,6 +2,7 @@
 // budget, which packets they sample, and what is probably not wanted in them; with --prove, that
 // the rules do what the filters mean.
 #include "Pello/VisibleCharacters.h"
+#include "postcard/advice/Advice.h"
 #include "postcard/analysis/Proof.h"
 #include "postcard/analysis/Warning.h"
 #include "postcard/cli/Commands.h"
@@ -16,6 +17,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -36,6 +38,7 @@ struct CheckResult {
    std::string fileName;
    Report::Cost cost;
    Analysis::Warnings warnings;
+   std::vector<Advice::Advice> advice;
    std::optional<std::vector<Analysis::Proof>> proofs; // absent: not asked
 };
 
@@ -46,7 +49,9 @@ bool proven(const CheckResult& result) {
 }
 
 std::string text(const CheckResult& result) {
-   std::string all = text(result.cost) + text(result.warnings, result.fileName);
+   constexpr std::size_t mostAdvice = 10;
+   std::string all = text(result.cost) + text(result.warnings, result.fileName) +
+                     text(result.advice, result.fileName, mostAdvice);
    if (result.proofs) {
       for (const Analysis::Proof& proof : *result.proofs) {
          all += text(proof, result.fileName);
@@ -62,6 +67,7 @@ nlohmann::ordered_json json(const CheckResult& result) {
    document["warnings"] = json(result.warnings);
    document["moreOverlaps"] = result.warnings.moreOverlaps;
    document["notDecided"] = notDecidedJson(result.warnings);
+   document["advice"] = json(result.advice);
    document["proofs"] = nullptr;
    if (result.proofs) {
       document["proofs"] = nlohmann::ordered_json::array();
@@ -82,10 +88,13 @@ CheckResult answers(const Options& options, const Policy::PolicyFile& policyFile
    workIs("preparing the analysis of policy file " + Pello::escaped(result.fileName));
    Analysis::PacketSpace space;
    const Policy::Policy* latest = nullptr;
+   std::vector<Advice::Advice> merges;
    result.cost.refused =
          options.choice.compile(policyFile, [&](const Policy::Policy& policy, Policy::Family family,
                                                 const Host::PolicyCompiler::Result& compiled) {
-            const Analysis::Circumstances circumstances{family, policyFile.hardware.tcpFlags};
+            const Analysis::Circumstances circumstances{
+                  family, policyFile.hardware.tcpFlags,
+                  policyFile.collector ? &*policyFile.collector : nullptr};
             result.cost.add(Report::costOf(policy, family, *compiled.acl));
             workIs(fmt::format("analysing policy {}, {}, of {}", quotedWord(policy.name.text),
                                Policy::familyName(family), Pello::escaped(result.fileName)));
@@ -94,11 +103,14 @@ CheckResult answers(const Options& options, const Policy::PolicyFile& policyFile
                latest = &policy;
             }
             result.warnings.add(Analysis::warningsOf(space, policy, circumstances));
+            std::ranges::move(Advice::mergesOf(policy, family, circumstances.tcpFlags),
+                              std::back_inserter(merges));
             if (result.proofs) {
                result.proofs->push_back(
                      Analysis::prove(space, policy, circumstances, *compiled.acl));
             }
          });
+   result.advice = Advice::adviceOf(std::move(merges), result.warnings);
    return result;
 }
 

@@ -220,11 +220,13 @@ void declarePackets(CLI::App& parser, Options& options) {
                     "several times")
          ->type_name("TEXT")
          ->expected(1)
+         ->allow_extra_args(false)
          ->take_all();
    what->add_option("--hex", options.frames,
                     "an Ethernet frame in hexadecimal digits; may be given several times")
          ->type_name("BYTES")
          ->expected(1)
+         ->allow_extra_args(false)
          ->take_all();
    auto* const capture = what->add_option("--pcap", options.capture,
                                           "all packets of a capture file; - is standard input")

@@ -186,12 +186,23 @@ struct Hardware {
    bool tcpFlags = true; // whether it matches TCP flags, as present-day hardware does
 };
 
+// The port of a collector by default: that of IPFIX over UDP (RFC 7011, section 10.3.4).
+inline constexpr U16 collectorPort = 4739;
+
+// Where the telemetry's own reports are sent, over UDP.
+struct Collector {
+   Orlix::IpGenPrefix address; // of its family's full length
+   U16 port = collectorPort;
+   Location location; // of the address
+};
+
 // Feature toggles by name: whether each is on.
 using ToggleMap = std::map<std::string, bool, std::less<>>;
 
 // A whole policy file that has passed every check.
 struct PolicyFile {
    Hardware hardware;
+   std::optional<Collector> collector; // absent: the file does not say
    ToggleMap featureToggles; // every toggle that exists: as the file sets it, else as declared
    std::vector<Policy> policies;
    Location policiesLocation; // of the value of the key `policies`, which every file has

@@ -13,9 +13,9 @@ namespace Postcard::Policy {
 namespace {
 
 // Collects what is unsupported in one class.
-class Collector {
+class KeyCollector {
  public:
-   explicit Collector(bool tcpFlags) : tcpFlags_{tcpFlags} {}
+   explicit KeyCollector(bool tcpFlags) : tcpFlags_{tcpFlags} {}
 
    std::vector<UnsupportedKey> collect(const Class& item, const Filter& filter) {
       collectAddresses(filter);
@@ -111,7 +111,7 @@ std::vector<RefusedClass> refusedClasses(const Policy& policy, Family family,
                                          const Hardware& hardware) {
    std::vector<RefusedClass> refused;
    for (const Class* item : classesInOrder(policy, family)) {
-      auto keys = Collector{hardware.tcpFlags}.collect(*item, *item->filter(family));
+      auto keys = KeyCollector{hardware.tcpFlags}.collect(*item, *item->filter(family));
       if (!keys.empty()) {
          refused.push_back({item, std::move(keys)});
       }

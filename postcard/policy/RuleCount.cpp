@@ -18,24 +18,6 @@ U64 product(U64 left, U64 right) {
    return left > mostRules / right ? mostRules : std::min(left * right, mostRules);
 }
 
-U64 blocksOf(const std::vector<NumberRange>& ranges) {
-   U64 blocks = 0;
-   for (const NumberRange& range : ranges) {
-      blocks += blockCount(range);
-   }
-   return blocks;
-}
-
-// A side without ranges is not compared, so it multiplies by 1. An entry without any range makes no
-// rule.
-U64 entryCount(const PortEntry& entry) {
-   if (entry.source.empty() && entry.destination.empty()) {
-      return 0;
-   }
-   return product(std::max<U64>(blocksOf(entry.source), 1),
-                  std::max<U64>(blocksOf(entry.destination), 1));
-}
-
 // The match of exactly this protocol, or null. A range that contains the protocol does not count,
 // because the helper refuses it.
 const ProtocolMatch* findProtocol(const Filter& filter, U8 number) {
@@ -49,16 +31,8 @@ const ProtocolMatch* findProtocol(const Filter& filter, U8 number) {
 
 // TCP-flag matches multiply for UDP as well: the helper refuses them there where hardware matches
 // flags, so the result has no meaning then.
-U64 protocolCount(const ProtocolMatch& match, bool tcpFlags) {
-   const U64 flags = tcpFlags ? std::max<U64>(match.tcpFlags.size(), 1) : 1;
-   if (match.ports.empty()) {
-      return flags;
-   }
-   U64 count = 0;
-   for (const PortEntry& entry : match.ports) {
-      count = std::min(count + product(entryCount(entry), flags), mostRules);
-   }
-   return count;
+U64 flagsOf(const ProtocolMatch& match, bool tcpFlags) {
+   return tcpFlags ? std::max<U64>(match.tcpFlags.size(), 1) : 1;
 }
 
 } // namespace
@@ -69,6 +43,34 @@ U64 blockCount(const NumberRange& range) {
    return blocks.size();
 }
 
+U64 blockCount(const std::vector<NumberRange>& side) {
+   U64 blocks = 0;
+   for (const NumberRange& range : side) {
+      blocks += blockCount(range);
+   }
+   return std::max<U64>(blocks, 1);
+}
+
+// An entry without any range makes no rule.
+U64 ruleCount(const PortEntry& entry, const ProtocolMatch& match, bool tcpFlags) {
+   if (entry.source.empty() && entry.destination.empty()) {
+      return 0;
+   }
+   return product(product(blockCount(entry.source), blockCount(entry.destination)),
+                  flagsOf(match, tcpFlags));
+}
+
+U64 ruleCount(const ProtocolMatch& match, bool tcpFlags) {
+   if (match.ports.empty()) {
+      return flagsOf(match, tcpFlags);
+   }
+   U64 count = 0;
+   for (const PortEntry& entry : match.ports) {
+      count = std::min(count + ruleCount(entry, match, tcpFlags), mostRules);
+   }
+   return count;
+}
+
 // For a filter that names neither TCP nor UDP, the helper makes one rule for each of them, without
 // ports and flags.
 U64 ruleCount(const Filter& filter, bool tcpFlags) {
@@ -77,8 +79,8 @@ U64 ruleCount(const Filter& filter, bool tcpFlags) {
    if (tcpMatch == nullptr && udpMatch == nullptr) {
       return 2;
    }
-   const U64 tcpCount = tcpMatch == nullptr ? 0 : protocolCount(*tcpMatch, tcpFlags);
-   const U64 udpCount = udpMatch == nullptr ? 0 : protocolCount(*udpMatch, tcpFlags);
+   const U64 tcpCount = tcpMatch == nullptr ? 0 : ruleCount(*tcpMatch, tcpFlags);
+   const U64 udpCount = udpMatch == nullptr ? 0 : ruleCount(*udpMatch, tcpFlags);
    return std::min(tcpCount + udpCount, mostRules);
 }
 

@@ -20,6 +20,10 @@ inline constexpr U64 mostRules = U64{1} << 32U;
 // the size of the filter.
 U64 ruleCount(const Filter& filter, bool tcpFlags);
 
+// The same of one protocol of a filter, and of one of its port entries.
+U64 ruleCount(const ProtocolMatch& match, bool tcpFlags);
+U64 ruleCount(const PortEntry& entry, const ProtocolMatch& match, bool tcpFlags);
+
 // The number of rules, counted likewise, that the helper makes of all policies of `file` together.
 // A policy counts only in the families in which the helper refuses none of its classes, because a
 // refused policy is not programmed. May be greater than `mostRules`, but does not wrap: it is the
@@ -29,5 +33,7 @@ U64 ruleCount(const PolicyFile& file);
 // The least number of blocks of value and mask that cover `range`: 1 to 30. A single port and
 // 0-65535 take one block, 1-65534 takes 30.
 U64 blockCount(const NumberRange& range);
+// The blocks of all ranges of a side, or 1 for a side without ranges, which is not compared.
+U64 blockCount(const std::vector<NumberRange>& side);
 
 } // namespace Postcard::Policy

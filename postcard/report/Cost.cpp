@@ -84,9 +84,15 @@ Json budgetJson(const Cost& cost) {
 AclCost costOf(const Policy::Policy& policy, Policy::Family family,
                const OruPostcardTelemetry::PostcardTelemetryAclConfig& acl) {
    std::map<std::string_view, std::size_t> entries;
+   // The rules of a class follow each other, so the latest class is nearly always the right one.
+   auto latest = entries.end();
    // By index and not by name: a rule with two indexes takes two hardware entries.
    for (const auto& rule : acl.ruleByIndex()) {
-      entries[Host::classOfRule(rule.value()->name().view(), family)] += 1;
+      const std::string_view name = Host::classOfRule(rule.value()->name().view(), family);
+      if (latest == entries.end() || latest->first != name) {
+         latest = entries.emplace(name, 0).first;
+      }
+      latest->second += 1;
    }
    AclCost cost{policy.name.text, family, {}, acl.ruleByIndexs()};
    for (const Policy::Class* each : classesInOrder(policy, family)) {

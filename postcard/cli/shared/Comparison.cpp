@@ -26,6 +26,7 @@ class Side {
       : name_{std::move(name)},
         file_{file},
         compiler_{{.hardware = file.hardware,
+                   .collector = {},
                    .featureToggles = toggles,
                    .policies = {},
                    .policiesLocation = {}}} {}

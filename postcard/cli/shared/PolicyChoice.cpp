@@ -24,19 +24,21 @@ void PolicyChoice::declare(CLI::App& parser) {
 }
 
 void PolicyChoice::declareWithSocket(CLI::App& parser) {
-   auto* const from = parser.add_option_group("policies");
-   from->add_option("FILE", file_, "policy file (YAML or JSON); - is standard input");
-   from->add_option("--socket", socket_,
-                    "in place of FILE: the policies of the agent at this Unix socket")
-         ->type_name("PATH");
-   from->require_option(1);
+   auto* const file =
+         parser.add_option("FILE", file_, "policy file (YAML or JSON); - is standard input");
+   parser.add_option("--socket", socket_,
+                     "in place of FILE: the policies of the agent at this Unix socket")
+         ->type_name("PATH")
+         ->excludes(file);
+   command_ = parser.get_name();
    declareChoice(parser);
 }
 
 void PolicyChoice::declareChoice(CLI::App& parser) {
    parser.add_option("--policy", policies_, "only this policy; may be given several times")
          ->type_name("NAME")
-         ->expected(1) // name per --policy: otherwise a FILE behind it would count as another name
+         ->expected(1)
+         ->allow_extra_args(false) // otherwise a FILE behind a name would count as another name
          ->take_all();
    parser.add_option("--family", family_, "only this address family")
          ->check(CLI::IsMember({"ipv4", "ipv6"}));
@@ -123,6 +125,13 @@ int PolicyChoice::run(const Format& format,
    // Not by the exception alone: it cannot leave functions that must not throw, and would end the
    // process without saying why.
    std::set_new_handler(endForShortMemory);
+   // Not by the parser: a group of which one is required takes no FILE behind an option.
+   if (file_.empty() && socket_.empty()) {
+      messages() << fmt::format("postcard {0}: FILE or --socket is required\n"
+                                "Run 'postcard {0} --help' for what it takes.\n",
+                                command_);
+      return exitUsage;
+   }
    const Progress progress{progress_.isWanted()};
    try {
       return runLoaded(load(), format, work);

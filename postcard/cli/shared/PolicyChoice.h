@@ -85,6 +85,7 @@ class PolicyChoice {
    bool chooses(const Policy::Policy& policy, Policy::Family family) const;
 
    std::string file_;
+   std::string command_;         // name of the subcommand; set only where FILE may be left out
    std::string socket_;          // of a running agent, in place of `file_`; empty: `file_` is given
    mutable std::string running_; // path of that agent's file; empty before it was asked
    std::vector<std::string> policies_; // names; empty: all

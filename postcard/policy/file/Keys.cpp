@@ -16,6 +16,7 @@ constexpr auto fileKeys = std::to_array<KeyRow>({
       {"hardware", optional, Shape::hardware},
       {"feature-toggles", optional, Shape::toggles},
       {"definitions", optional, Shape::definitions},
+      {"collector", optional, Shape::collector},
       {"expect", optional, Shape::expect},
       {"policies", required, Shape::policy},
 });
@@ -27,6 +28,11 @@ constexpr auto hardwareKeys = std::to_array<KeyRow>({
 constexpr auto definitionsKeys = std::to_array<KeyRow>({
       {"prefixes", optional, Shape::none},
       {"ports", optional, Shape::none},
+});
+
+constexpr auto collectorKeys = std::to_array<KeyRow>({
+      {"address", required, Shape::none},
+      {"port", optional, Shape::none},
 });
 
 constexpr auto expectKeys = std::to_array<KeyRow>({
@@ -122,6 +128,7 @@ constexpr auto shapeRows = std::to_array<ShapeRow>({
       {"hardware", hardwareKeys},
       {"feature-toggles", {}},
       {"definitions", definitionsKeys},
+      {"collector", collectorKeys},
       {"expect", expectKeys},
       {"a policy", policyKeys},
       {"interfaces", interfacesKeys},

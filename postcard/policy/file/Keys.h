@@ -23,6 +23,7 @@ enum class Shape : U8 {
    hardware,
    toggles, // its keys are those of `LoadOptions::toggles`, so the table has none
    definitions,
+   collector,
    expect,
    policy,
    interfaces,

@@ -44,6 +44,9 @@ class Reader {
       if (const Node* definitions = fields.value("definitions")) {
          definitions_.read(*definitions, values_);
       }
+      if (const Node* collector = fields.value("collector")) {
+         readCollector(*collector);
+      }
       if (const Node* policies = fields.value("policies")) {
          readPolicies(*policies);
       }
@@ -78,6 +81,18 @@ class Reader {
             file_.featureToggles.insert_or_assign(std::string{key.text}, *on);
          }
       });
+   }
+
+   void readCollector(const Node& node) {
+      const Fields fields{node, Shape::collector, values_};
+      const Node* address = fields.value("address");
+      const auto host = address == nullptr ? std::nullopt : values_.address(*address, "address");
+      const Node* port = fields.value("port");
+      const auto number = port == nullptr ? std::optional<U64>{collectorPort}
+                                          : values_.number(*port, "port", 1, 65535);
+      if (host && number) {
+         file_.collector = Collector{*host, static_cast<U16>(*number), address->location};
+      }
    }
 
    std::vector<std::string_view> toggleNames() const {

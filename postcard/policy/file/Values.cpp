@@ -242,6 +242,21 @@ std::optional<Name> Values::name(const Node& node, std::string_view what) const 
    return Name{std::string{node.text}, node.location};
 }
 
+std::optional<Orlix::IpGenPrefix> Values::address(const Node& node, std::string_view what) const {
+   // No address is longer; what is read becomes no longer than this.
+   constexpr std::size_t longest = 45; // of an IPv6 address that ends as one of IPv4
+   if (node.isScalar() && node.text.size() <= longest) {
+      const std::string text{node.text};
+      const bool colons = text.find(':') != std::string::npos;
+      if (const auto host = parsePrefix(text + (colons ? "/128" : "/32"),
+                                        colons ? Family::ipv6 : Family::ipv4)) {
+         return host;
+      }
+   }
+   mismatch(node, "an address such as 192.0.2.10 or 2001:db8::10", what);
+   return std::nullopt;
+}
+
 std::optional<Prefix> Values::prefix(const Node& node, std::string_view what, Family family) const {
    if (!node.isScalar() || node.isNull()) {
       mismatch(node, fmt::format("an {} prefix", displayName(family)), what);

@@ -60,6 +60,9 @@ class Values {
    // A prefix of `family`, as `parsePrefix` reads it, with or without quotes.
    std::optional<Prefix> prefix(const Node& node, std::string_view what, Family family) const;
 
+   // An address of either family without a length, as the prefix of that address alone.
+   std::optional<Orlix::IpGenPrefix> address(const Node& node, std::string_view what) const;
+
    // A prefix of either family, likewise.
    std::optional<Prefix> prefixOfAnyFamily(const Node& node, std::string_view what) const;
 

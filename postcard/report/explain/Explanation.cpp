@@ -76,8 +76,9 @@ std::string classText(const AclExplanation& acl, std::size_t i) {
                          miss->found);
    }
    if (acl.rule && i == acl.matched) {
-      return fmt::format("yes, rule {} {}{}", acl.rule->index, acl.rule->name,
-                         acl.rule->origin ? " " + Host::text(*acl.rule->origin) : "");
+      const std::string origin = acl.rule->origin ? Host::text(*acl.rule->origin) : "";
+      return fmt::format("yes, rule {} {}{}{}", acl.rule->index, acl.rule->name,
+                         origin.empty() ? "" : " ", origin);
    }
    return "not reached: an earlier class has the packet";
 }

@@ -287,6 +287,41 @@ TEST(Warning, texts) {
    }
 }
 
+TEST(Warning, aClassThatSamplesTheReports) {
+   struct Row {
+      const char* classes;
+      const char* collector;
+      std::string expected;
+   };
+   const std::string loop =
+         "loop: p ipv4: class 'a': samples the telemetry's own reports, which make "
+         "further reports, the collector (line 9): udp 0.0.0.0:0 > "
+         "192.0.2.9:4739\n";
+   const Row table[] = {
+         {"  - { name: a, actions: [sample-all], ipv4: {} }\n", "192.0.2.9/32", "f:5:13: " + loop},
+         {"  - { name: a, actions: [sample], ipv4: { destination: [192.0.2.0/24] } }\n",
+          "192.0.2.9/32", "f:5:13: " + loop},
+         // another address, family, protocol or port; a class that does not sample, or comes later
+         {"  - { name: a, actions: [sample], ipv4: { destination: [192.0.2.0/29] } }\n",
+          "192.0.2.9/32", ""},
+         {"  - { name: a, actions: [sample], ipv4: {} }\n", "2001:db8::9/128", ""},
+         {"  - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: tcp }] } }\n",
+          "192.0.2.9/32", ""},
+         {"  - { name: a, actions: [sample], ipv4: { protocols: [{ protocol: udp, ports: [{ "
+          "destination: [4738] }] }] } }\n",
+          "192.0.2.9/32", ""},
+         {"  - { name: a, actions: [], ipv4: {} }\n", "192.0.2.9/32", ""},
+   };
+   for (const auto& [classes, address, expected] : table) {
+      const Policy::PolicyFile file = fileOf(classes);
+      const Policy::Collector collector{Orlix::IpGenPrefix{address}, Policy::collectorPort, {9, 1}};
+      PacketSpace space{small};
+      EXPECT_EQ(text(warningsOf(space, file.policies.at(0), {Family::ipv4, true, &collector}), "f"),
+                expected)
+            << classes;
+   }
+}
+
 TEST(Warning, asADocument) {
    const Policy::PolicyFile file =
          fileOf("  - { name: a, actions: [sample], ipv4: { source: [10.0.0.0/8] } }\n"

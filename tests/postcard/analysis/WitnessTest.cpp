@@ -76,6 +76,7 @@ bool confirms(const Warning& warning, const Policy::Policy& policy, const std::s
    case WarningCode::rate:
       // Beside sample bits, `sample-all` does not get the packets without the bits.
       return warning.text.starts_with("not every packet") != own;
+   case WarningCode::loop: // needs a collector, which these policies have not
    case WarningCode::dscp:
    case WarningCode::cost:
    case WarningCode::empty:

@@ -91,7 +91,7 @@ TEST_F(AgentAsk, aPacketIsExplainedInThePoliciesThatTheAgentHas) {
    EXPECT_EQ(running.exitCode, 0) << running.err;
    EXPECT_NE(running.out.find("class all: yes, rule 0 all-ipv4-tcp from 1:"), std::string::npos)
          << running.out;
-   const ProgramResult onDisk = explain({file(), "--packet", packet});
+   const ProgramResult onDisk = explain({"--packet", packet, file()});
    EXPECT_NE(onDisk.out.find("not sampled"), std::string::npos) << onDisk.out;
 }
 
@@ -99,7 +99,7 @@ TEST_F(AgentAsk, eitherAFileOrASocketIsNamed) {
    const std::string packet = "tcp 1.2.3.4:1 > 5.6.7.8:2";
    for (const std::vector<std::string>& options :
         {std::vector<std::string>{"--packet", packet},
-         std::vector<std::string>{file(), "--socket", socket(), "--packet", packet}}) {
+         std::vector<std::string>{"--packet", packet, file(), "--socket", socket()}}) {
       const ProgramResult result = explain(options);
       EXPECT_EQ(result.exitCode, 2);
       EXPECT_NE(result.err.find("FILE"), std::string::npos) << result.err;

@@ -92,7 +92,22 @@ TEST_F(Check, everyPolicyFamilyAndClassInTheOrderOfMatching) {
                "have no ranges\n" +
                file +
                ":9:17: shadowed: p ipv6: class '-ipv6-': can never match: all its packets are "
-               "taken before, class 'a' (line 5): udp [::]:2 > [::]:0\n");
+               "taken before, class 'a' (line 5): udp [::]:2 > [::]:0\n" +
+               file +
+               ":5:17: saves 10: p ipv4: class 'a': can never match: all its packets are taken "
+               "before\n" +
+               file +
+               ":7:17: saves 3: p ipv4: class 'a-ipv4': can never match: all its packets are taken "
+               "before\n" +
+               file +
+               ":9:17: saves 3: p ipv6: class '-ipv6-': can never match: all its packets are taken "
+               "before\n" +
+               file +
+               ":9:100: saves 1: p ipv6: class '-ipv6-': source ports 2, 2-3 can be written as "
+               "2-3\n" +
+               file +
+               ":9:111: saves 1: p ipv6: class '-ipv6-': port entries of the lines 9, 9 differ in "
+               "source ports only: together 2-3\n");
 }
 
 // What is warned about, `explain` confirms: the packet goes to the class that is to blame.
@@ -231,7 +246,15 @@ TEST_F(Check, jsonSaysTheSame) {
                     "text": "can never match: all its packets are taken before",
                     "blamed": [{"what": "class 'a'", "line": 5, "column": 17}],
                     "witness": "udp [::]:2 > [::]:0"}],
-      "moreOverlaps": false, "notDecided": [], "proofs": null
+      "moreOverlaps": false, "notDecided": [], "advice": [
+         {"kind": "remove", "policy": "p", "family": "ipv6", "class": "-ipv6-", "line": 9,
+          "column": 17, "text": "can never match: all its packets are taken before", "saves": 3},
+         {"kind": "merge", "policy": "p", "family": "ipv6", "class": "-ipv6-", "line": 9,
+          "column": 100, "text": "source ports 2, 2-3 can be written as 2-3", "saves": 1},
+         {"kind": "merge", "policy": "p", "family": "ipv6", "class": "-ipv6-", "line": 9,
+          "column": 111, "saves": 1,
+          "text": "port entries of the lines 9, 9 differ in source ports only: together 2-3"}],
+      "proofs": null
    })"));
    EXPECT_EQ(json("check", policy(allClasses())).at("budget"), Json(nullptr));
 }

@@ -117,6 +117,10 @@ std::string lines(const Policy& policy) {
 
 std::string dump(const PolicyFile& file) {
    std::string out = fmt::format("tcp-flags={}", file.hardware.tcpFlags);
+   if (file.collector) {
+      out += fmt::format(" collector={}:{}{}", file.collector->address.stringValue(),
+                         file.collector->port, at(file.collector->location));
+   }
    for (const auto& [name, on] : file.featureToggles) {
       out += on ? "" : fmt::format(" {}=false", name);
    }
