@@ -115,7 +115,8 @@ class MergeFinder {
       Policy::PortEntry better = entry;
       better.*side = merged(ranges);
       add(each, ranges.front().location,
-          fmt::format("{} ports {} can be written as {}", nameOf(side), text(ranges), text(better.*side)),
+          fmt::format("{} ports {} can be written as {}", nameOf(side), text(ranges),
+                      text(better.*side)),
           entriesOf(entry, match), entriesOf(better, match));
    }
 

@@ -91,7 +91,7 @@ enum class Reading : U8 {
 // What a reading needs to know besides the class.
 struct Circumstances {
    Policy::Family family = Policy::Family::ipv4;
-   bool tcpFlags = true; // the hardware can match TCP flags
+   bool tcpFlags = true;                         // the hardware can match TCP flags
    const Policy::Collector* collector = nullptr; // of the file; null: not known
 };
 

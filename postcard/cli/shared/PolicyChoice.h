@@ -8,8 +8,8 @@
 #include "postcard/host/PolicyCompiler.h"
 #include "postcard/policy/Policy.h"
 #include "postcard/policy/file/PolicyFile.h"
-#include "postcard/report/explain/NoAcl.h"
 #include "postcard/report/Refusal.h"
+#include "postcard/report/explain/NoAcl.h"
 
 #include <cstddef>
 #include <functional>

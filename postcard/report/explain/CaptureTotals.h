@@ -8,9 +8,9 @@
 #pragma once
 
 #include "postcard/packets/PacketFrame.h"
+#include "postcard/report/Refusal.h"
 #include "postcard/report/explain/ExplainedAcl.h"
 #include "postcard/report/explain/NoAcl.h"
-#include "postcard/report/Refusal.h"
 
 #include <nlohmann/json_fwd.hpp>
 

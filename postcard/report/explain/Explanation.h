@@ -3,9 +3,9 @@
 // about.
 #pragma once
 
+#include "postcard/report/Refusal.h"
 #include "postcard/report/explain/ExplainedAcl.h"
 #include "postcard/report/explain/NoAcl.h"
-#include "postcard/report/Refusal.h"
 
 #include <nlohmann/json_fwd.hpp>
 
