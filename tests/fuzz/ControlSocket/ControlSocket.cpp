@@ -104,7 +104,8 @@ class Asked {
             return std::optional{Capacity{2, 4096}};
          },
          [this](std::chrono::milliseconds, const std::function<void(WaitEnd)>& end) { wait(end); },
-         "policy.yaml"};
+         "policy.yaml",
+         [] { return std::string_view{"policies: []\n"}; }};
 };
 
 // The process's event loop, the agent, and the two servers.
