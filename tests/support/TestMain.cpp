@@ -1,10 +1,7 @@
-// The main() of every test program: GoogleTest's, a look at the live objects around every test, and
-// in a build that counts lines, the counts of processes that end by an assertion.
+// The main() of every test program: GoogleTest's, and a look at the live objects around every test.
 #include "support/LiveCounts.h"
 
 #include <gtest/gtest.h>
-
-#include <csignal>
 
 namespace {
 
@@ -25,13 +22,7 @@ class LeakWatch : public testing::EmptyTestEventListener {
 
 } // namespace
 
-// Of the compiler's run-time library for line counts; null in other builds.
-extern "C" [[gnu::weak]] void __gcov_dump();
-
 int main(int argc, char** argv) {
-   if (&__gcov_dump != nullptr) {
-      std::signal(SIGABRT, [](int) { __gcov_dump(); }); // and `abort` goes on
-   }
    testing::InitGoogleTest(&argc, argv);
    testing::UnitTest::GetInstance()->listeners().Append(new LeakWatch); // which then owns it
    return RUN_ALL_TESTS();

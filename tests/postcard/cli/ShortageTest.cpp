@@ -83,11 +83,13 @@ TEST(Shortage, shortMemoryIsAMessageAndJsonIsCut) {
       const std::vector<std::string> arguments{command, "--format", "json", file};
       const std::string whole = limited("-v unlimited", arguments).out;
       ASSERT_TRUE(nlohmann::json::accept(whole)) << command;
-      for (int kibibytes = 20'000; kibibytes <= 60'000; kibibytes += 1'500) {
+      bool done = false;
+      for (int kibibytes = 20'000; !done && kibibytes <= 120'000; kibibytes += 1'500) {
          const auto result = limited(fmt::format("-v {}", kibibytes), arguments);
          const std::string what = fmt::format("{} in {} KiB: {}", command, kibibytes, result.err);
          if (result.exitCode == 0) {
             EXPECT_TRUE(result.out == whole) << what;
+            done = true;
             continue;
          }
          if (result.exitCode == 127) { // the loader had no room for the libraries
@@ -109,15 +111,17 @@ TEST(Shortage, shortMemoryIsAMessageAndJsonIsCut) {
    EXPECT_GT(during["preparing"], 0);
 }
 
-// A limit of the file's size raises a signal, which by itself ends a process without a word.
+// A limit of the file's size holds for the line counts of a coverage build, too, so those go
+// nowhere. The limit raises a signal, which by itself ends a process without a word.
 TEST(Shortage, aResultThatIsTooLargeForItsFileIsAMessage) {
    const TestSupport::TemporaryFolder folder;
    for (const char* command : {"compile", "compile --format json", "compile --format list"}) {
-      const auto result =
-            runProgram({"/bin/sh", "-c",
-                        fmt::format("ulimit -f 1; exec {} {} {} > {}", program, command,
-                                    POSTCARD_SOURCE_DIR "/examples/large-datacenter.yaml",
-                                    folder.path("out"))});
+      const auto result = runProgram(
+            {"/bin/sh", "-c",
+             fmt::format(
+                   "GCOV_PREFIX=/dev/null; export GCOV_PREFIX; ulimit -f 1; exec {} {} {} > {}",
+                   program, command, POSTCARD_SOURCE_DIR "/examples/large-datacenter.yaml",
+                   folder.path("out"))});
       EXPECT_EQ(result.signal, 0) << command;
       EXPECT_EQ(result.exitCode, 3) << command;
       EXPECT_NE(result.err.find("postcard: standard output: "), std::string::npos) << result.err;
