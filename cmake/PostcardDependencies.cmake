@@ -2,7 +2,7 @@
 # install.
 #
 #   postcard::fmt  postcard::boost  postcard::json  postcard::cli11  postcard::xxhash
-#   postcard::yaml (LibYAML)  postcard::uv (libuv)  postcard::pcap  postcard::re2  postcard::bdd (BuDDy)
+#   postcard::yaml (LibYAML)  postcard::uv (libuv)  postcard::pcap  postcard::re2  postcard::bdd (BuDDy)  postcard::zlib
 #   postcard::gtest  postcard::rapidcheck (tests)   postcard::benchmark (benchmarks)
 
 function(postcard_missing what)
@@ -72,6 +72,7 @@ postcard_found_library(uv uv.h uv "libuv, libuv1-dev")
 postcard_found_library(pcap pcap/pcap.h pcap "libpcap, libpcap-dev")
 postcard_found_library(re2 re2/re2.h re2 "RE2, libre2-dev")
 postcard_found_library(bdd bdd.h bdd "BuDDy, libbdd-dev")
+postcard_found_library(zlib zlib.h z "zlib, zlib1g-dev")
 
 # Those whose headers our public headers include.
 postcard_install_fmt()

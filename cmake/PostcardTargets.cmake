@@ -6,6 +6,7 @@
 #   postcard_executable(<Name> [ROOMS ...] [DEPENDS ...])
 #   postcard_test(<Name> [SEPARATE] [COST seconds] [ROOMS ...] [DEPENDS ...])
 #                                                   executable and target test-<Name>, ctest test <Name>
+#   postcard_page(<Name> <folder> <script>...)      adds to a library the page that PostcardPage.cmake makes of a folder
 #   postcard_benchmark(<Name> [DEPENDS ...])        executable and target bench-<Name>
 #   postcard_fuzzer(<Name> [DEPENDS ...])           executable and target fuzz-<Name>, part of target fuzzers
 #   postcard_add_folders([<folder>...])             reads each folder's CMakeLists.txt, if it has one; all subfolders
@@ -155,6 +156,21 @@ function(postcard_library name)
    postcard_depend_later(${name} PUBLIC ${arg_DEPENDS})
    postcard_depend_later(${name} PRIVATE ${arg_PRIVATE_DEPENDS})
    postcard_install_library(${name})
+endfunction()
+
+# Scripts are named without their ending, in the order in which the page has them.
+function(postcard_page name folder)
+   set(output "${PROJECT_BINARY_DIR}/generated/${name}.cpp")
+   set(folder "${CMAKE_CURRENT_SOURCE_DIR}/${folder}")
+   list(TRANSFORM ARGN PREPEND "${folder}/" OUTPUT_VARIABLE scripts)
+   list(TRANSFORM scripts APPEND ".js")
+   list(JOIN ARGN "," names)
+   add_custom_command(OUTPUT "${output}"
+      COMMAND "${CMAKE_COMMAND}" -DSOURCE=${folder} -DSCRIPTS=${names} -DOUTPUT=${output}
+              -P "${PROJECT_SOURCE_DIR}/cmake/PostcardPage.cmake"
+      DEPENDS "${folder}/page.html" "${folder}/page.css" ${scripts} "${PROJECT_SOURCE_DIR}/cmake/PostcardPage.cmake"
+      COMMENT "Making the page of ${name}" VERBATIM)
+   target_sources(${name} PRIVATE "${output}")
 endfunction()
 
 # A module for the run-time loader, <build>/lib/postcard/<OUTPUT_NAME>.so, by default <Name>.so. It exports EXPORTS and nothing else; a

@@ -11,6 +11,7 @@ extern const Command compileCommand; // Compile.cpp
 extern const Command checkCommand;   // Check.cpp
 extern const Command explainCommand; // Explain.cpp
 extern const Command diffCommand;    // Diff.cpp
+extern const Command reportCommand;  // Report.cpp
 
 // Run an agent.
 extern const Command agentCommand; // Agent.cpp
