@@ -17,10 +17,10 @@ namespace Postcard::Cli {
 namespace {
 
 // In the order in which `--help` lists them.
-const Command* const commands[] = {&compileCommand, &checkCommand,  &explainCommand,
-                                   &diffCommand,    &agentCommand,  &showCommand,
-                                   &statusCommand,  &reloadCommand, &traceLevelsCommand,
-                                   &traceCommand,   &typesCommand,  &helpCommand};
+const Command* const commands[] = {
+      &compileCommand, &checkCommand,  &explainCommand,  &diffCommand,   &agentCommand,
+      &showCommand,    &statusCommand, &countersCommand, &reloadCommand, &traceLevelsCommand,
+      &traceCommand,   &typesCommand,  &helpCommand};
 
 // More than any subcommand but the agent has open at once: a pipe, a file, the helper module.
 constexpr std::size_t descriptors = 4;

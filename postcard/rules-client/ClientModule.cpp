@@ -30,7 +30,10 @@ std::shared_ptr<ModuleClient> openClientModule(const std::filesystem::path& file
                                                const ClientOptions& options) {
    void* library = ::dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
    if (library == nullptr) {
-      throw ClientModuleError{fmt::format("the rules client cannot be loaded: {}", ::dlerror())};
+      throw ClientModuleError{fmt::format(
+            "the rules client cannot be loaded: {} (it comes in a package of its own, such as "
+            "postcard-kernel)",
+            ::dlerror())};
    }
    // Before anything of the library is called: objects of another version may be laid out
    // otherwise.
@@ -48,10 +51,9 @@ std::shared_ptr<ModuleClient> openClientModule(const std::filesystem::path& file
 std::filesystem::path clientModule(const std::string& library) {
    Dl_info found{};
    const bool isKnown = ::dladdr(&here, &found) != 0;
-   // Without a folder the loader searches.
    const std::filesystem::path folder =
          isKnown ? std::filesystem::path{found.dli_fname}.parent_path() : std::filesystem::path{};
-   return folder / ("lib" + library + ".so." POSTCARD_SOVERSION_TEXT);
+   return folder / "postcard" / ("lib" + library + ".so");
 }
 
 } // namespace Postcard::RulesClient

@@ -10,6 +10,7 @@
 // people, when the client cannot work here.
 #pragma once
 
+#include "postcard/rules-client/Counters.h"
 #include "postcard/rules-client/RulesClient.h"
 
 #include <filesystem>
@@ -40,6 +41,10 @@ class ModuleClient : public RulesClient {
 
    // The descriptors; the same ones from the beginning to the end.
    virtual std::vector<Watched> watched() = 0;
+
+   // What has been counted since each ACL was programmed, in the order of the keys. May be called
+   // in a forked process.
+   virtual std::vector<AclCounters> counters() const = 0;
 };
 
 // There is no such library, or it is no rules client. The text says which and why.
@@ -53,8 +58,8 @@ class ClientModuleError : public std::runtime_error {
 std::shared_ptr<ModuleClient> openClientModule(const std::filesystem::path& file,
                                                const ClientOptions& options);
 
-// The path of a library of this project that is installed beside the one of this code, such as
-// "PostcardKernel".
+// The path of a library of this project, such as "PostcardKernel", in the folder of modules. It
+// may be missing there.
 std::filesystem::path clientModule(const std::string& library);
 
 } // namespace Postcard::RulesClient

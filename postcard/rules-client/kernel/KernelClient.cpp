@@ -29,13 +29,6 @@ std::vector<std::string> namesOf(const std::vector<Orlix::IntfId>& interfaces) {
    return names;
 }
 
-std::string withAdvice(const KernelError& error) {
-   return error.isPermission()
-                ? fmt::format("{} (the capabilities CAP_BPF and CAP_NET_ADMIN are needed)",
-                              error.what())
-                : error.what();
-}
-
 // Runs the work of a request and turns what it throws into its outcome.
 template <class Work>
 Outcome outcomeOf(const Work& work) {
@@ -48,7 +41,7 @@ Outcome outcomeOf(const Work& work) {
    } catch (const Full& error) {
       return {Outcome::full, error.what()};
    } catch (const KernelError& error) {
-      return {error.isRoom() ? Outcome::full : Outcome::failed, withAdvice(error)};
+      return {error.isRoom() ? Outcome::full : Outcome::failed, error.what()};
    } catch (const ForeignProgram& error) {
       return {Outcome::failed, error.what()};
    }
@@ -174,6 +167,30 @@ void KernelClient::sayMissing(const std::vector<std::string>& interfaces) const 
    if (!missing.empty()) {
       options_.say(fmt::format("waiting for interfaces: {}", fmt::join(missing, ", ")));
    }
+}
+
+// ---- Counters ----
+
+std::vector<AclCounters> KernelClient::counters() const {
+   std::vector<AclCounters> all;
+   for (const auto& [key, held] : acls_) {
+      const AclProgram::Totals totals = held.program->totals();
+      AclCounters acl{key.str(), totals.samples, totals.lostSamples, {}, {}};
+      for (const std::string& name : held.interfaces) {
+         const auto mode = attached(name);
+         acl.interfaces.push_back({name, !mode                               ? "waiting"
+                                         : *mode == Attachment::Mode::native ? "native"
+                                                                             : "generic"});
+      }
+      for (std::size_t place = 0; place < held.entries.size(); ++place) {
+         const Classifier::AclTable::Entry& entry = held.entries[place];
+         const AclProgram::Counter counter = held.program->counter(place);
+         acl.rules.push_back(
+               {entry.index, entry.rule.str(), entry.sampled, counter.packets, counter.bytes});
+      }
+      all.push_back(std::move(acl));
+   }
+   return all;
 }
 
 // ---- Interfaces ----

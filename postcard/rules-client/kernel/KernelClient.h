@@ -42,6 +42,7 @@ class KernelClient : public ModuleClient {
    void remove(const Pello::String& key, Reply reply) override;
    void interfacesChanged(const AclConfig& acl, Reply reply) override;
    std::vector<Watched> watched() override;
+   std::vector<AclCounters> counters() const override;
 
    // Attaches to interfaces that have come, and forgets those that have gone. What cannot be
    // attached is said, and tried again at the next call.

@@ -25,16 +25,19 @@ int collect(libbpf_print_level level, const char* format, va_list arguments) {
    return length;
 }
 
+// The commonest reason has a remedy outside of this process.
+const char* adviceFor(int code) {
+   return code == EPERM || code == EACCES
+                ? " (the capabilities CAP_BPF and CAP_NET_ADMIN are needed)"
+                : "";
+}
+
 } // namespace
 
 KernelError::KernelError(const std::string& what, int code, std::string details)
-   : std::runtime_error{what + ": " + std::generic_category().message(code)},
+   : std::runtime_error{what + ": " + std::generic_category().message(code) + adviceFor(code)},
      code_{code},
      details_{std::move(details)} {}
-
-bool KernelError::isPermission() const noexcept {
-   return code_ == EPERM || code_ == EACCES;
-}
 
 bool KernelError::isRoom() const noexcept {
    return code_ == ENOMEM || code_ == E2BIG || code_ == ENOSPC;

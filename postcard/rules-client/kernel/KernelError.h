@@ -11,14 +11,13 @@ namespace Postcard::RulesClient {
 // tried, and the reason.
 class KernelError : public std::runtime_error {
  public:
-   // `code` is an error number (errno), and `details` all that is known beside it, or empty.
+   // `code` is an error number (errno); a lack of capabilities says which are needed. `details` is
+   // all that is known beside it, or empty.
    KernelError(const std::string& what, int code, std::string details = {});
 
    int code() const noexcept { return code_; }
    // Lines such as the log of the kernel's check of a program; perhaps empty.
    const std::string& details() const noexcept { return details_; }
-   // Whether the process lacks a capability.
-   bool isPermission() const noexcept;
    // Whether memory, or room in a table of the kernel, was lacking.
    bool isRoom() const noexcept;
 
