@@ -8,7 +8,7 @@
 
 #include <Acl.skel.h>
 #include <algorithm>
-#include <optional>
+#include <memory>
 
 namespace Postcard::RulesClient {
 
@@ -51,9 +51,11 @@ class AclProgram::Implementation {
       share(shared);
       load(table);
       image.write(MappedMap{bpf_map__fd(skeleton_->maps.image), image.shape().imageSize}.bytes());
-      counters_.emplace(bpf_map__fd(skeleton_->maps.counters),
-                        std::size_t{processors_} * stride_ * sizeof(PostcardCounter));
-      totals_.emplace(bpf_map__fd(skeleton_->maps.totals), processors_ * sizeof(PostcardTotals));
+      counters_ = std::make_unique<MappedMap>(bpf_map__fd(skeleton_->maps.counters),
+                                              std::size_t{processors_} * stride_ *
+                                                    sizeof(PostcardCounter));
+      totals_ = std::make_unique<MappedMap>(bpf_map__fd(skeleton_->maps.totals),
+                                            processors_ * sizeof(PostcardTotals));
    }
 
    int descriptor() const { return bpf_program__fd(skeleton_->progs.postcardAcl); }
@@ -116,8 +118,8 @@ class AclProgram::Implementation {
    U32 stride_ = 0; // see PostcardShape
    std::size_t rules_ = 0;
    Skeleton skeleton_;
-   std::optional<MappedMap> counters_;
-   std::optional<MappedMap> totals_;
+   std::unique_ptr<MappedMap> counters_;
+   std::unique_ptr<MappedMap> totals_;
 };
 
 AclProgram::AclProgram(const Classifier::AclTable& table, const SharedMaps& shared,

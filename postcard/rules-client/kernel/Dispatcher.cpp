@@ -48,7 +48,9 @@ OwnDescriptor smallMap() {
 }
 
 OwnDescriptor mapOfMaps(int inner) {
-   LIBBPF_OPTS(bpf_map_create_opts, options, .inner_map_fd = static_cast<U32>(inner));
+   bpf_map_create_opts options{};
+   options.sz = sizeof options;
+   options.inner_map_fd = static_cast<U32>(inner);
    return OwnDescriptor{requireDescriptor(
          bpf_map_create(BPF_MAP_TYPE_ARRAY_OF_MAPS, "postcardBarrier", 4, 4, 1, &options),
          "cannot make a BPF map of maps")};

@@ -39,7 +39,9 @@ U32 programOn(U32 index) {
 }
 
 int attach(int program, U32 index, U32 flags) {
-   LIBBPF_OPTS(bpf_link_create_opts, options, .flags = flags);
+   bpf_link_create_opts options{};
+   options.sz = sizeof options;
+   options.flags = flags;
    return bpf_link_create(program, static_cast<int>(index), BPF_XDP, &options);
 }
 

@@ -163,7 +163,7 @@ U32 KernelClient::freeSlot() const {
 void KernelClient::sayMissing(const std::vector<std::string>& interfaces) const {
    std::vector<std::string> missing;
    std::ranges::copy_if(interfaces, std::back_inserter(missing),
-                        [this](const std::string& name) { return !attached(name).has_value(); });
+                        [this](const std::string& name) { return !isAttached(name); });
    if (!missing.empty()) {
       options_.say(fmt::format("waiting for interfaces: {}", fmt::join(missing, ", ")));
    }
@@ -171,16 +171,21 @@ void KernelClient::sayMissing(const std::vector<std::string>& interfaces) const 
 
 // ---- Counters ----
 
+const char* KernelClient::stateOf(const std::string& interface) const {
+   const auto found = attached_.find(interfaceIndex(interface));
+   if (found == attached_.end()) {
+      return "waiting";
+   }
+   return found->second->mode() == Attachment::Mode::native ? "native" : "generic";
+}
+
 std::vector<AclCounters> KernelClient::counters() const {
    std::vector<AclCounters> all;
    for (const auto& [key, held] : acls_) {
       const AclProgram::Totals totals = held.program->totals();
       AclCounters acl{key.str(), totals.samples, totals.lostSamples, {}, {}};
       for (const std::string& name : held.interfaces) {
-         const auto mode = attached(name);
-         acl.interfaces.push_back({name, !mode                               ? "waiting"
-                                         : *mode == Attachment::Mode::native ? "native"
-                                                                             : "generic"});
+         acl.interfaces.push_back({name, stateOf(name)});
       }
       for (std::size_t place = 0; place < held.entries.size(); ++place) {
          const Classifier::AclTable::Entry& entry = held.entries[place];
@@ -200,12 +205,16 @@ std::optional<Attachment::Mode> KernelClient::attached(const std::string& interf
    return found == attached_.end() ? std::nullopt : std::optional{found->second->mode()};
 }
 
+bool KernelClient::isAttached(const std::string& interface) const {
+   return attached_.contains(interfaceIndex(interface));
+}
+
 std::vector<std::string> KernelClient::waiting() const {
    std::set<std::string> names;
    for (const auto& [key, held] : acls_) {
       names.insert(held.interfaces.begin(), held.interfaces.end());
    }
-   std::erase_if(names, [this](const std::string& name) { return attached(name).has_value(); });
+   std::erase_if(names, [this](const std::string& name) { return isAttached(name); });
    return {names.begin(), names.end()};
 }
 
@@ -323,7 +332,7 @@ void KernelClient::interfacesMayHaveChanged() {
    for (const std::string& name : waiting()) {
       try {
          attachAll({name});
-         if (attached(name)) {
+         if (isAttached(name)) {
             refusals_.erase(name);
             options_.say(fmt::format("attached to interface {}", name));
          }

@@ -85,6 +85,8 @@ class KernelClient : public ModuleClient {
    template <class Undo>
    void connectOr(const Undo& undo);
    void takeInterfaces(Held& held, const std::vector<std::string>& interfaces);
+   bool isAttached(const std::string& interface) const;
+   const char* stateOf(const std::string& interface) const;
    void sayMissing(const std::vector<std::string>& interfaces) const;
 
    ClientOptions options_;

@@ -15,7 +15,8 @@ namespace {
 
 std::string* collected = nullptr; // of the `LibraryLog` that lives, else null
 
-int collect(libbpf_print_level level, const char* format, va_list arguments) {
+[[gnu::format(printf, 2, 0)]] int collect(libbpf_print_level level, const char* format,
+                                          va_list arguments) {
    if (level == LIBBPF_DEBUG || collected == nullptr) {
       return 0;
    }
