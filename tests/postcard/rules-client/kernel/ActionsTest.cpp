@@ -87,6 +87,13 @@ TEST_F(Actions, theDscpBehindTags) {
    EXPECT_EQ(after(marking(46, 0x3f), withDscp(tagged, 1, 2, 22)), withDscp(tagged, 46, 2, 22));
 }
 
+// More tags than the first part of a frame's memory holds.
+TEST_F(Actions, theDscpBehindVeryManyTags) {
+   const Bytes tagged = joined({macs, repeated(tag, 1500), type4, head4(20), tcp443});
+   const std::size_t at = 14 + 1500 * 4;
+   EXPECT_EQ(after(marking(46, 0x3f), withDscp(tagged, 1, 2, at)), withDscp(tagged, 46, 2, at));
+}
+
 TEST_F(Actions, theDscpOfIpv6) {
    Bytes before = frame6;
    before[14] = 0x6f; // DSCP 61, ECN 2, the upper bits of the flow label 0xb
