@@ -144,4 +144,13 @@ TEST_F(Agent, theCapacityIsThatOfTheSoftwareTcam) {
    EXPECT_EQ(result.err, "postcard agent: --capacity is that of the software TCAM\n");
 }
 
+// The example for readers does what it says.
+TEST_F(Agent, theExampleCountsThreeOfFivePackets) {
+   const ProgramResult result =
+         runProgram({"/bin/bash", TestSupport::examples + "kernel/run", TestSupport::program});
+   EXPECT_EQ(result.exitCode, 0) << result.err;
+   EXPECT_NE(result.out.find("dns-ipv4: 3 samples, 0 lost\n"), std::string::npos) << result.out;
+   EXPECT_NE(result.out.find(": 3 packets, 144 bytes, sampled\n"), std::string::npos) << result.out;
+}
+
 } // namespace
