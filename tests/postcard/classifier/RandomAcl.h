@@ -12,7 +12,8 @@ using OruPostcardTelemetry::RuleFilter;
 inline void randomPorts(Random& random, RuleFilter& filter) {
    const auto match = [&] {
       return OruPostcardTelemetry::L4PortDataMask{
-            pick(random, somePorts), pick<U16>(random, {0, 1, 0xfffe, 0xfffc, 0xffff, 0x8000, 0x0ff0, 3})};
+            pick(random, somePorts),
+            pick<U16>(random, {0, 1, 0xfffe, 0xfffc, 0xffff, 0x8000, 0x0ff0, 3})};
    };
    filter.sportDataMaskValidIs(chance(random, 40));
    filter.sportDataMaskIs(match()); // without the flag it must mean nothing
