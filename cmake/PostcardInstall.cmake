@@ -90,7 +90,7 @@ function(postcard_install_headers)
    install(DIRECTORY platform/ DESTINATION "${POSTCARD_INSTALL_HEADERS}" FILES_MATCHING PATTERN "*.h")
    install(DIRECTORY OruPostcardTelemetry DESTINATION "${POSTCARD_INSTALL_HEADERS}" FILES_MATCHING PATTERN "*.h")
    install(DIRECTORY postcard DESTINATION "${POSTCARD_INSTALL_HEADERS}"
-      FILES_MATCHING PATTERN "*.h" PATTERN cli EXCLUDE)
+      FILES_MATCHING PATTERN "*.h" PATTERN cli EXCLUDE PATTERN kernel EXCLUDE)
    # Umbrella and forwarding headers are made when the build is configured.
    install(DIRECTORY "${PROJECT_BINARY_DIR}/include/" DESTINATION "${POSTCARD_INSTALL_HEADERS}" OPTIONAL
       FILES_MATCHING PATTERN "*.h")

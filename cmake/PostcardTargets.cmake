@@ -1,7 +1,8 @@
 # Functions that declare targets. Each compiles all *.cpp of the calling folder, without its subfolders. With ROOMS, it
 # compiles those of the named folders instead, which are relative to the calling folder.
 #
-#   postcard_library(<Name> [STATIC] [ROOMS ...] [DEPENDS ...] [PRIVATE_DEPENDS ...])
+#   postcard_library(<Name> [STATIC] [LOADED] [ROOMS ...] [DEPENDS ...] [PRIVATE_DEPENDS ...])
+#                                                   LOADED: opened at run time; nobody links with what is installed
 #   postcard_module(<Name> [OUTPUT_NAME <name>] [SOURCES ...] [DEPENDS ...] EXPORTS symbol...)
 #   postcard_executable(<Name> [ROOMS ...] [DEPENDS ...])
 #   postcard_test(<Name> [SEPARATE] [COST seconds] [ROOMS ...] [DEPENDS ...])
@@ -136,7 +137,7 @@ function(postcard_count_lines name)
 endfunction()
 
 function(postcard_library name)
-   cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC" "" "ROOMS;DEPENDS;PRIVATE_DEPENDS")
+   cmake_parse_arguments(PARSE_ARGV 1 arg "STATIC;LOADED" "" "ROOMS;DEPENDS;PRIVATE_DEPENDS")
    postcard_sources(sources ${arg_ROOMS})
    if(NOT sources)
       add_library(${name} INTERFACE)
@@ -155,7 +156,14 @@ function(postcard_library name)
    postcard_configure(${name} PUBLIC)
    postcard_depend_later(${name} PUBLIC ${arg_DEPENDS})
    postcard_depend_later(${name} PRIVATE ${arg_PRIVATE_DEPENDS})
-   postcard_install_library(${name})
+   if(arg_LOADED)
+      set_target_properties(${name} PROPERTIES
+         LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib/postcard"
+         INSTALL_RPATH "$ORIGIN/..")
+      postcard_install_module(${name})
+   else()
+      postcard_install_library(${name})
+   endif()
 endfunction()
 
 # Scripts are named without their ending, in the order in which the page has them.

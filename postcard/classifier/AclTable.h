@@ -46,6 +46,8 @@ class AclTable {
    const Pello::String& key() const noexcept { return key_; } // `aclConfigKey` of the ACL
    Orlix::AddressFamily family() const noexcept { return family_; }
    const std::vector<Entry>& entries() const noexcept { return entries_; }
+   // The compiled rules; a place in it is a place in `entries`.
+   const RuleIndex& index() const noexcept { return index_; }
    // Ascending by number; no two equal.
    const std::vector<Orlix::IntfId>& interfaces() const noexcept { return interfaces_; }
    // Whether packets of `intf` are looked up here. "No interface" stands for any.

@@ -6,7 +6,6 @@ namespace {
 
 using Labelled = PrefixTree::Labelled;
 
-constexpr std::size_t longestList = 3; // comparing a fourth costs more than another table
 constexpr unsigned mostBits = 16;
 
 // The bits that all prefixes begin with. Prefixes ascend, so the first and the last differ most,

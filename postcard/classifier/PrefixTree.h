@@ -34,15 +34,14 @@ class PrefixTree {
    // Memory of the tables. At most 192 bytes per prefix.
    std::size_t bytes() const;
 
- private:
-   // An entry is a label, or a place in `nodes_` or `lists_`, told apart by the two highest bits.
+   // An entry is a label, or a place in `nodes` or `lists`, told apart by the two highest bits.
    using Entry = U32;
    static constexpr Entry kindMask = 3U << 30;
    static constexpr Entry nodeKind = 1U << 30;
    static constexpr Entry listKind = 2U << 30;
 
    // Where paths part. Values that do not begin with the first `depth` bits of `path` have
-   // `otherwise`; for the others, the next `bits` bits choose an entry of `slots_`.
+   // `otherwise`; for the others, the next `bits` bits choose an entry of `slots`.
    struct Node {
       Bits path;
       U32 otherwise; // a label
@@ -51,6 +50,16 @@ class PrefixTree {
       U8 bits; // 1..16
    };
 
+   // The tree as it lies in memory, for rooms that copy it to where packets are. A list in `lists`
+   // ends with a prefix of length 0 and has at most `longestList` others. Valid as long as the
+   // tree.
+   static constexpr std::size_t longestList = 3; // comparing a fourth costs more than a table
+   Entry root() const { return root_; }
+   std::span<const Node> nodes() const { return nodes_; }
+   std::span<const Entry> slots() const { return slots_; }
+   std::span<const Labelled> lists() const { return lists_; }
+
+ private:
    using Span = std::span<const Labelled>;
 
    static bool isLabel(Entry entry) { return (entry & kindMask) == 0; }
@@ -63,7 +72,7 @@ class PrefixTree {
    Entry root_ = 0;
    std::vector<Node> nodes_;
    std::vector<Entry> slots_;
-   std::vector<Labelled> lists_; // each ends with a prefix of length 0, which contains every value
+   std::vector<Labelled> lists_; // each ends with a prefix that contains every value
 };
 
 } // namespace Postcard::Classifier

@@ -272,6 +272,11 @@ std::size_t RuleIndex::first(const Packets::Packet& packet) const {
    return found;
 }
 
+RuleIndex::Form RuleIndex::form() const {
+   return {sets_,       source_,          destination_, protocol_,       tcpFlags_,
+           sourcePort_, destinationPort_, checksum_,    identification_, exact_};
+}
+
 namespace {
 
 template <class Field>

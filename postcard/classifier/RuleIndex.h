@@ -53,6 +53,24 @@ namespace Postcard::Classifier {
 
 class RuleIndex {
  public:
+   using Set = RuleSets::Set;
+
+   // A field whose rules ask for prefixes. Labels of the tree are sets.
+   struct PrefixField {
+      PrefixTree tree;
+      Set absent; // of the rules that do not ask
+   };
+   // A field of 8 bits whose rules ask for values under any mask.
+   struct ByteField {
+      std::array<Set, 256> sets; // by value
+      Set absent;                // of the rules that do not ask
+   };
+   // Both directions of a field of 16 bits. Absent: no rule asks in this direction.
+   struct WordField {
+      std::optional<PrefixField> fromHighest;
+      std::optional<PrefixField> fromLowest;
+   };
+
    static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 
    // Compiles `rules`, which match in this order and are of one family. Nothing of `rules` is
@@ -71,30 +89,30 @@ class RuleIndex {
    // Memory, without this object.
    std::size_t bytes() const;
 
+   // The compiled form, for rooms that copy it to where packets are. A look-up there must do what
+   // `first` does. All references are valid as long as the index.
+   struct Form {
+      const RuleSets& sets;
+      const std::optional<PrefixField>& source;
+      const std::optional<PrefixField>& destination;
+      const std::optional<ByteField>& protocol; // absent: there are no rules
+      const std::optional<ByteField>& tcpFlags;
+      const WordField& sourcePort;
+      const WordField& destinationPort;
+      const WordField& checksum;
+      const WordField& identification;
+      // All rules, when some match fewer packets than their sets say; else empty.
+      std::span<const RuleMatch> exact;
+   };
+   Form form() const;
+
  private:
-   using Set = RuleSets::Set;
    // What the packet's fields put up for intersection.
    struct Found {
       std::array<Set, RuleSets::mostSets> sets;
       std::size_t count = 0;
 
       void add(Set set) { sets[count++] = set; }
-   };
-
-   // A field whose rules ask for prefixes. Labels of the tree are sets.
-   struct PrefixField {
-      PrefixTree tree;
-      Set absent; // of the rules that do not ask
-   };
-   // A field of 8 bits whose rules ask for values under any mask.
-   struct ByteField {
-      std::array<Set, 256> sets; // by value
-      Set absent;                // of the rules that do not ask
-   };
-   // Both directions of a field of 16 bits. Absent: no rule asks in this direction.
-   struct WordField {
-      std::optional<PrefixField> fromHighest;
-      std::optional<PrefixField> fromLowest;
    };
 
    class Builder;

@@ -30,6 +30,19 @@ class RuleSets {
  public:
    using Set = U32; // a number, counted from 0 in the order of creation
 
+   static constexpr std::size_t wordsPerLeaf = 8;
+   static constexpr std::size_t leavesPerChunk = 16;
+   static constexpr std::size_t rulesPerLeaf = wordsPerLeaf * 64;
+   static constexpr std::size_t rulesPerChunk = leavesPerChunk * rulesPerLeaf;
+
+   struct Chunk {
+      U64 summary[2] = {0, 0};       // a bit per word
+      U32 leaf[leavesPerChunk] = {}; // places in `leaves`
+   };
+   struct Leaf {
+      U64 word[wordsPerLeaf] = {};
+   };
+
    static constexpr std::size_t mostSets = 16; // that are intersected at once
 
    // For rules 0 to `rules - 1`. Holds one set, 0, which is empty.
@@ -55,20 +68,16 @@ class RuleSets {
    // Gives back memory that was reserved for further sets. None may be made afterwards.
    void finish();
 
+   // The sets as they lie in memory, for rooms that copy them to where packets are. Valid until the
+   // next set or rule. A head is `headSize` numbers: `topsPerSet` of them with a bit per chunk,
+   // then the places of the chunks in `chunks`.
+   std::span<const U32> heads() const { return heads_; }
+   std::span<const Chunk> chunks() const { return chunks_; }
+   std::span<const Leaf> leaves() const { return leaves_; }
+   std::size_t headSize() const { return headSize_; }
+   std::size_t topsPerSet() const { return topsPerSet_; }
+
  private:
-   static constexpr std::size_t wordsPerLeaf = 8;
-   static constexpr std::size_t leavesPerChunk = 16;
-   static constexpr std::size_t rulesPerLeaf = wordsPerLeaf * 64;
-   static constexpr std::size_t rulesPerChunk = leavesPerChunk * rulesPerLeaf;
-
-   struct Chunk {
-      U64 summary[2] = {0, 0};       // a bit per word
-      U32 leaf[leavesPerChunk] = {}; // places in `leaves_`
-   };
-   struct Leaf {
-      U64 word[wordsPerLeaf] = {};
-   };
-
    U32 ownChunk(std::size_t chunk);
    U32 ownLeaf(U32 chunk, std::size_t leaf);
    template <class Visit>

@@ -1,21 +1,27 @@
 // `postcard agent`: the daemon. Connects the agent with the rules client that serves it.
 #include "postcard/agent/service/AgentServer.h"
 #include "postcard/agent/service/ControlSocket.h"
+#include "postcard/agent/service/ErrorOutput.h"
 #include "postcard/cli/Commands.h"
 #include "postcard/cli/shared/Count.h"
 #include "postcard/cli/shared/Descriptors.h"
 #include "postcard/cli/shared/Work.h"
 #include "postcard/policy/FeatureToggles.h"
 #include "postcard/policy/file/PolicyFile.h"
+#include "postcard/rules-client/ClientModule.h"
 #include "postcard/rules-client/Conversation.h"
 #include "postcard/rules-client/software/SoftwareTcam.h"
 
 #include <CLI/CLI.hpp>
 
 #include <chrono>
+#include <functional>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Postcard::Cli {
 
@@ -23,16 +29,41 @@ namespace {
 
 struct Options {
    Agent::Service::ServerOptions server; // without the answer time, see `answerSeconds`
+   std::string rulesClient = "software"; // or "kernel"
    std::size_t capacity = 0;             // entries of the software TCAM
    double answerSeconds = 10;            // time that the rules client has for an answer
 };
 
-// The rules client: a software TCAM in this process, behind a conversation on the agent's records.
-std::shared_ptr<void> makeTcam(Agent::PolicyAgent& agent,
-                               const Agent::Service::AgentServer::Later& later,
-                               const std::shared_ptr<RulesClient::SoftwareTcam>& tcam) {
-   return std::make_shared<RulesClient::Conversation>(agent.requests(), agent.answers(), tcam,
-                                                      later);
+// What serves the agent's requests, and what the server has to know of it.
+struct Client {
+   std::shared_ptr<RulesClient::RulesClient> client;
+   std::function<std::optional<Agent::Service::Capacity>()> capacity;
+   std::vector<std::pair<int, std::function<void()>>> watched;
+   std::function<std::vector<RulesClient::AclCounters>()> counters; // empty: none
+};
+
+// A software TCAM in this process.
+Client softwareClient(std::size_t capacity) {
+   const auto tcam = std::make_shared<RulesClient::SoftwareTcam>(capacity);
+   return {tcam,
+           [tcam] {
+              return Agent::Service::Capacity{tcam->used(), tcam->capacity()};
+           },
+           {},
+           nullptr};
+}
+
+// The Linux kernel. Its library is opened now, so that nobody else needs what it needs.
+Client kernelClient() {
+   RulesClient::ClientOptions options;
+   options.say = [](const std::string& line) { Agent::Service::say("agent: " + line); };
+   const auto client =
+         RulesClient::openClientModule(RulesClient::clientModule("PostcardKernel"), options);
+   Client result{client, nullptr, {}, [client] { return client->counters(); }};
+   for (auto& [descriptor, readable] : client->watched()) {
+      result.watched.emplace_back(descriptor, std::move(readable));
+   }
+   return result;
 }
 
 // Files that an agent has open before its first client: event loop, signals, socket, lock, module.
@@ -55,16 +86,18 @@ int run(const Options& options) {
    // Before the first helper is made: helpers read the toggles once per process.
    Policy::applyFeatureToggles(loaded.policyFile->featureToggles);
    try {
-      const auto tcam = std::make_shared<RulesClient::SoftwareTcam>(options.capacity);
+      const Client client =
+            options.rulesClient == "kernel" ? kernelClient() : softwareClient(options.capacity);
       Agent::Service::ServerOptions serverOptions = options.server;
       serverOptions.policyText = loaded.text;
-      serverOptions.capacity = [tcam] {
-         return Agent::Service::Capacity{tcam->used(), tcam->capacity()};
-      };
+      serverOptions.capacity = client.capacity;
+      serverOptions.watched = client.watched;
+      serverOptions.counters = client.counters;
       Agent::Service::AgentServer server{
             std::move(serverOptions), *loaded.policyFile,
             [&](Agent::PolicyAgent& agent, const Agent::Service::AgentServer::Later& later) {
-               return makeTcam(agent, later, tcam);
+               return std::make_shared<RulesClient::Conversation>(agent.requests(), agent.answers(),
+                                                                  client.client, later);
             }};
       // Policies that could not be deleted in time are a failure of the rules client.
       return server.run() ? exitDone : exitEnvironment;
@@ -102,8 +135,15 @@ std::function<int()> declare(CLI::App& parser) {
                    "at the start and after SIGHUP, leave out policies that the plug-in refuses");
    parser.add_flag("--allow-empty", options->server.reload.allowEmpty,
                    "after SIGHUP, take over a file without policies");
-   addCount(parser, "--capacity", options->capacity, "entries of the embedded software TCAM")
+   parser.add_option("--rules-client", options->rulesClient,
+                     "what programs the rules: software, a TCAM in this process, "
+                     "or kernel, the Linux kernel of this machine")
+         ->type_name("CLIENT")
+         ->check(CLI::IsMember({"software", "kernel"}))
          ->capture_default_str();
+   const auto* capacity =
+         addCount(parser, "--capacity", options->capacity, "entries of the embedded software TCAM")
+               ->capture_default_str();
    parser.add_option("--answer-time", options->answerSeconds,
                      "seconds that the rules client has for an answer")
          ->type_name("SECONDS")
@@ -113,9 +153,13 @@ std::function<int()> declare(CLI::App& parser) {
          "SIGHUP makes the agent read the file again; it takes over all of the file or nothing.\n"
          "SIGTERM and SIGINT end the agent.\n"
          "Exit status: 0 ended by a signal, 1 the plug-in refused a policy, 2 bad usage or policy\n"
-         "file, 3 the socket or the helper module cannot be used, or --delete-on-exit could not\n"
-         "take every policy back.");
-   return [options] {
+         "file, 3 the socket, the helper module or the rules client cannot be used, or\n"
+         "--delete-on-exit could not take every policy back.");
+   return [options, capacity] {
+      if (options->rulesClient == "kernel" && capacity->count() != 0) {
+         std::cerr << "postcard agent: --capacity is that of the software TCAM\n";
+         return static_cast<int>(exitUsage);
+      }
       // The parser reads no fractions into a duration.
       options->server.agent.answerTime =
             std::chrono::milliseconds{static_cast<long>(options->answerSeconds * 1000)};

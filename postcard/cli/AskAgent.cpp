@@ -1,6 +1,6 @@
-// `postcard show`, `status`, `reload` and `trace-levels`: ask a running agent over its socket. The
-// agent makes the text and the JSON of its answers, so the commands only print them. A reload that
-// is only tried is compared here, so that the agent is not held up.
+// `postcard show`, `status`, `counters`, `reload` and `trace-levels`: ask a running agent over its
+// socket. The agent makes the text and the JSON of its answers, so the commands only print them. A
+// reload that is only tried is compared here, so that the agent is not held up.
 #include "Pello/VisibleCharacters.h"
 #include "postcard/agent/service/ControlSocket.h"
 #include "postcard/cli/Commands.h"
@@ -142,6 +142,13 @@ std::function<int()> declareStatus(CLI::App& parser) {
    return [options] { return ask(*options, options->memory ? "memory" : "status"); };
 }
 
+std::function<int()> declareCounters(CLI::App& parser) {
+   auto options = declareSocketAndFormat(parser);
+   parser.footer("Exit status: 0 done, 1 the agent's rules client counts no packets, 2 bad usage,\n"
+                 "3 no agent answers, or standard output cannot be written.");
+   return [options] { return ask(*options, "counters"); };
+}
+
 std::function<int()> declareReload(CLI::App& parser) {
    auto options = declareSocketAndFormat(parser);
    parser.add_flag("--partial", options->partial, "leave out policies that the plug-in refuses");
@@ -173,6 +180,8 @@ std::function<int()> declareTraceLevels(CLI::App& parser) {
 const Command showCommand{"show", "Print the ACLs of a running agent", &declareShow};
 const Command statusCommand{"status", "Print the states of the policies of a running agent",
                             &declareStatus};
+const Command countersCommand{"counters", "Print what a running agent's rules client has counted",
+                              &declareCounters};
 const Command reloadCommand{"reload", "Make a running agent read its policy file again",
                             &declareReload};
 const Command traceLevelsCommand{"trace-levels", "Print or set the text-trace levels of an agent",

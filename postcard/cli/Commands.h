@@ -19,6 +19,7 @@ extern const Command agentCommand; // Agent.cpp
 // Ask a running agent.
 extern const Command showCommand;        // AskAgent.cpp
 extern const Command statusCommand;      // AskAgent.cpp
+extern const Command countersCommand;    // AskAgent.cpp
 extern const Command reloadCommand;      // AskAgent.cpp
 extern const Command traceLevelsCommand; // AskAgent.cpp
 

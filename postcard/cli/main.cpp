@@ -18,9 +18,9 @@ namespace {
 
 // In the order in which `--help` lists them.
 const Command* const commands[] = {
-      &compileCommand, &checkCommand, &explainCommand, &diffCommand,   &reportCommand,
-      &agentCommand,   &showCommand,  &statusCommand,  &reloadCommand, &traceLevelsCommand,
-      &traceCommand,   &typesCommand, &helpCommand};
+      &compileCommand,     &checkCommand, &explainCommand, &diffCommand,     &reportCommand,
+      &agentCommand,       &showCommand,  &statusCommand,  &countersCommand, &reloadCommand,
+      &traceLevelsCommand, &traceCommand, &typesCommand,   &helpCommand};
 
 // More than any subcommand but the agent has open at once: a pipe, a file, the helper module.
 constexpr std::size_t descriptors = 4;

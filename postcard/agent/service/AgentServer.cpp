@@ -53,6 +53,9 @@ class AgentServer::Implementation {
       agent_ = std::make_unique<PolicyAgent>(host_, file, options_.agent, hooks(later));
       // Before `run` posts the first request, which it would not hear otherwise.
       rulesClient_ = makeRulesClient(*agent_, later);
+      for (const auto& [descriptor, work] : options_.watched) {
+         watched_.push_back(std::make_unique<EventDescriptor>(loop_, descriptor, work));
+      }
       checkStart();
       control_ = std::make_unique<ControlServer>(
             loop_, options_.socketPath, options_.control,
@@ -266,10 +269,12 @@ class AgentServer::Implementation {
             wait(time, std::move(end));
          },
          options_.policyFile,
-         [this] { return std::string_view{options_.policyText}; }};
+         [this] { return std::string_view{options_.policyText}; },
+         options_.counters};
    bool ending_ = false; // every policy is being deleted before the end
    std::unique_ptr<PolicyAgent> agent_;
    std::shared_ptr<void> rulesClient_;
+   std::vector<std::unique_ptr<EventDescriptor>> watched_; // of the rules client
    std::unique_ptr<ControlServer> control_;
    std::unique_ptr<EventSignal> hangUp_;
    std::unique_ptr<EventSignal> terminate_;

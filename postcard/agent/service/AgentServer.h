@@ -18,6 +18,8 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Postcard::Agent::Service {
 
@@ -33,6 +35,11 @@ struct ServerOptions {
    ReloadOptions reload;
    std::chrono::milliseconds stillTime{100};    // see `Reloader`
    std::chrono::milliseconds reloadTime{5'000}; // in which the file must come to a standstill
+   // Descriptors of the rules client, and what runs on the event loop when one is readable. They
+   // must stay open until the server is destroyed.
+   std::vector<std::pair<int, std::function<void()>>> watched;
+   // What the rules client has counted; empty: it counts nothing.
+   std::function<std::vector<RulesClient::AclCounters>()> counters;
    // What room the rules client has; empty: nobody knows.
    std::function<std::optional<Capacity>()> capacity;
 };

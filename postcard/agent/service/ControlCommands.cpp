@@ -209,6 +209,15 @@ void answerRequest(std::string_view line, const PolicyAgent& agent, const Proces
       return respond(
             longAnswer(exitDone, [&agent, &process](int fd) { writeFile(fd, agent, process); }));
    }
+   if (command == "counters") {
+      if (!process.counters) {
+         return respond(answer(exitRefused, "the rules client counts no packets\n"));
+      }
+      return respond(longAnswer(exitDone, [json, &process](int fd) {
+         const auto counters = process.counters();
+         writeAll(fd, json ? countersJson(counters) : countersText(counters));
+      }));
+   }
    if (command == "memory") {
       const Report::Memory memory = Report::processMemory();
       return respond(answer(exitDone, json ? Postcard::Json::documentText(Report::json(memory))

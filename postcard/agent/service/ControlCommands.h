@@ -1,9 +1,9 @@
 // `answerRequest`: carries out one request of the control socket and makes its answer. Relies on
 // the agent's core, and on what the process offers (`Process`). Needs no socket.
 //
-// The commands are "show", "status", "memory", "trace-levels", "reload" and "file". A request may
-// hold "format", "text" or "json", where any other value counts as "text"; "file" knows one format
-// (RunningFile.h). Further members:
+// The commands are "show", "status", "counters", "memory", "trace-levels", "reload" and "file". A
+// request may hold "format", "text" or "json", where any other value counts as "text"; "file" knows
+// one format (RunningFile.h). Further members:
 //
 //    "status"        "history": true adds the answers of the rules client
 //                    "wait": N waits until all policies are programmed, or one fails, or N seconds
@@ -14,12 +14,14 @@
 #include "postcard/agent/PolicyAgent.h"
 #include "postcard/agent/service/ControlServer.h"
 #include "postcard/agent/service/Reloader.h"
+#include "postcard/rules-client/Counters.h"
 
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Postcard::Agent::Service {
 
@@ -32,7 +34,7 @@ struct Capacity {
 // How waiting for the policies ended.
 enum class WaitEnd : std::uint8_t { programmed, failed, late, refused };
 
-// What the process offers beside the agent. No function is empty.
+// What the process offers beside the agent. No function is empty, except where it is said.
 struct Process {
    Reload reload;
    std::function<const std::optional<RefusedReload>&()> refused;
@@ -43,6 +45,8 @@ struct Process {
    std::string policyFile; // its path, for the places of what the plug-in refuses
    // What stood in the file that the agent took over last. Valid until the next reload.
    std::function<std::string_view()> policyText;
+   // What the rules client has counted; empty: it counts nothing.
+   std::function<std::vector<RulesClient::AclCounters>()> counters = {};
 };
 
 // Answers one request line, given without its line end; ControlSocket.h documents the format of

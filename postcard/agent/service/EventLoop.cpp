@@ -171,4 +171,30 @@ EventSignal::~EventSignal() {
    closeAndDelete(signal_);
 }
 
+// ---- Descriptors ----
+
+struct EventDescriptor::Descriptor {
+   uv_poll_t handle;
+   std::function<void()> work;
+
+   static void run(uv_poll_t* handle, int, int) {
+      guarded(static_cast<Descriptor*>(handle->data)->work);
+   }
+};
+
+EventDescriptor::EventDescriptor(EventLoop& loop, int descriptor, std::function<void()> work)
+   : descriptor_{new Descriptor{{}, std::move(work)}} {
+   const int made = ::uv_poll_init(loop.handle(), &descriptor_->handle, descriptor);
+   if (made < 0) {
+      delete descriptor_;
+      check(made, "descriptor of the rules client");
+   }
+   descriptor_->handle.data = descriptor_;
+   ::uv_poll_start(&descriptor_->handle, UV_READABLE, &Descriptor::run); // cannot fail
+}
+
+EventDescriptor::~EventDescriptor() {
+   closeAndDelete(descriptor_);
+}
+
 } // namespace Postcard::Agent::Service

@@ -1,5 +1,5 @@
-// `EventLoop`: the process's one event loop, with the timers and signals that run on it. Relies on
-// libuv, which only sources include.
+// `EventLoop`: the process's one event loop, with the timers, signals and descriptors that it
+// serves. Relies on libuv, which only sources include.
 //
 // libuv is C, so no exception may pass through it. An exception that leaves a timer's, a signal's
 // or a later function is written to standard error, and the loop goes on.
@@ -94,6 +94,21 @@ class EventSignal {
  private:
    struct Signal;
    Signal* signal_; // owned; deleted by libuv's callback when the handle is closed
+};
+
+// Runs a function whenever there is something to read from a file descriptor of somebody else.
+class EventDescriptor {
+ public:
+   // `descriptor` must stay open as long as this object. `work` runs again and again until it has
+   // read what is there. Throws ServerError when the descriptor cannot be watched.
+   EventDescriptor(EventLoop& loop, int descriptor, std::function<void()> work);
+   EventDescriptor(const EventDescriptor&) = delete;
+   EventDescriptor& operator=(const EventDescriptor&) = delete;
+   ~EventDescriptor();
+
+ private:
+   struct Descriptor;
+   Descriptor* descriptor_; // owned; deleted by libuv's callback when the handle is closed
 };
 
 } // namespace Postcard::Agent::Service

@@ -2,9 +2,8 @@
 // independence of the ACL, and the ACLs that it does not take.
 #include "postcard/classifier/AclTable.h"
 
-#include "postcard/classifier/RandomPackets.h"
+#include "postcard/classifier/RandomAcl.h"
 #include "postcard/classifier/RuleOracle.h"
-#include "support/AclRecords.h"
 #include "support/RuleText.h"
 
 #include <gtest/gtest.h>
@@ -19,33 +18,6 @@ using Orlix::IpGenPrefix;
 using Postcard::Classifier::AclError;
 using Postcard::Classifier::AclTable;
 using Postcard::Packets::parsePacket;
-
-void randomPorts(Random& random, RuleFilter& filter) {
-   const auto match = [&] {
-      return OruPostcardTelemetry::L4PortDataMask{
-            pick(random, somePorts), pick<U16>(random, {0, 1, 0xfffe, 0xfffc, 0xffff, 0x8000})};
-   };
-   filter.sportDataMaskValidIs(chance(random, 40));
-   filter.sportDataMaskIs(match()); // without the flag it must mean nothing
-   filter.dportDataMaskValidIs(chance(random, 40));
-   filter.dportDataMaskIs(match());
-}
-
-void randomRule(Random& random, AddressFamily family, AclRecords& acl) {
-   RuleFilter& filter = *acl.rule(pick<U8>(random, {6, 6, 17, 1}))->ruleFilter();
-   filter.sourceIs(IpGenPrefix{pick(random, prefixes(family))});
-   filter.destinationIs(IpGenPrefix{pick(random, prefixes(family))});
-   randomPorts(random, filter);
-   if (chance(random, 30)) {
-      filter.tcpFlagAndMaskIs({pick<U8>(random, {0, 2, 16, 18}), pick<U8>(random, {0, 2, 18})});
-   }
-   if (chance(random, 40)) {
-      const auto sample = filter.sampleDataAndMaskIs(Pello::String{"s"});
-      sample->dataIs(pick<U32>(random, {0, 1, 2, 3, 0x8001, 0x10001}));
-      sample->maskIs(pick<U32>(random, {0, 1, 3, 0xff, 0xffff, 0x10001, 0x20003}));
-      sample->versionIs(pick<U32>(random, {0, 4}));
-   }
-}
 
 std::optional<U32> indexOf(const AclTable::Entry* entry) {
    return entry == nullptr ? std::nullopt : std::optional{entry->index};
