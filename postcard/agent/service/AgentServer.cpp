@@ -45,7 +45,9 @@ class AgentServer::Implementation {
         host_{Host::PluginHost::defaultModule()},
         answerTimer_{loop_, [this] { agent_->timeUp(); }},
         reloader_{loop_, options_.policyFile, options_.stillTime, options_.reloadTime,
-                  [this](const auto& loaded, ReloadOptions how) { return apply(loaded, how); }},
+                  [this](const auto& read, const auto& text, ReloadOptions how) {
+                     return apply(read, text, how);
+                  }},
         waitTimer_{loop_, [this] { tellWaiters(); }},
         watchdog_{loop_, [this] { manager_.notify("WATCHDOG=1"); }},
         deleteTimer_{loop_, [this] { loop_.stop(); }} {
@@ -145,8 +147,8 @@ class AgentServer::Implementation {
       return result;
    }
 
-   ReloadResult apply(const Policy::File::LoadResult& loaded, ReloadOptions options) {
-      const Policy::PolicyFile& file = *loaded.policyFile;
+   ReloadResult apply(const Policy::PolicyFile& file, const std::string& text,
+                      ReloadOptions options) {
       if (ending_) {
          return endingResult(); // a signal came while the file was being waited for
       }
@@ -161,7 +163,7 @@ class AgentServer::Implementation {
                                                  : PolicyAgent::Refused::nothingIsDone);
       result.findings = withFile(std::move(result.findings));
       if (result.accepted) {
-         options_.policyText = loaded.text;
+         options_.policyText = text;
       }
       return result;
    }

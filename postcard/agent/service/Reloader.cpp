@@ -1,6 +1,7 @@
 #include "postcard/agent/service/Reloader.h"
 
 #include "Kiv/System.h"
+#include "postcard/policy/file/PolicyFile.h"
 
 #include <algorithm>
 #include <ctime>
@@ -115,7 +116,7 @@ std::optional<ReloadResult> Reloader::read(const Task& task,
    if (!loaded.policyFile) {
       return refusalOf(loaded);
    }
-   return apply_(loaded, task.options);
+   return apply_(*loaded.policyFile, loaded.text, task.options);
 }
 
 // Ends the oldest task.

@@ -8,7 +8,7 @@
 
 #include "postcard/agent/PolicyReport.h"
 #include "postcard/agent/service/EventLoop.h"
-#include "postcard/policy/file/PolicyFile.h"
+#include "postcard/policy/Policy.h"
 
 #include <chrono>
 #include <deque>
@@ -40,8 +40,9 @@ struct RefusedReload {
 
 class Reloader {
  public:
-   // Hands a file that could be read, and has no findings, to the agent.
-   using Apply = std::function<ReloadResult(const Policy::File::LoadResult&, ReloadOptions)>;
+   // Hands a file that could be read, and the text that stood in it, to the agent.
+   using Apply = std::function<ReloadResult(const Policy::PolicyFile&, const std::string& text,
+                                            ReloadOptions)>;
 
    // `stillTime` is how long the file must have stood still; 0 reads it at once. `patience` is how
    // long the reloader waits for that. `loop` must outlive the object.

@@ -20,7 +20,7 @@ TEST(Reloader, aReloadThatThrowsIsARefusalAndTheNextOneBegins) {
    EventLoop loop;
    bool isShort = true;
    Reloader reloader{loop, folder.write("policy.yaml", "policies: []\n"), 0ms, 1000ms,
-                     [&](const Postcard::Policy::File::LoadResult&, ReloadOptions) {
+                     [&](const Postcard::Policy::PolicyFile&, const std::string&, ReloadOptions) {
                         if (isShort) {
                            throw std::bad_alloc{};
                         }
