@@ -131,8 +131,7 @@ class PolicyAgent {
          const {
       helper_.forEachAclConfig(visit);
    }
-   // The same, with what the helper was given last to make it of; null when nobody knows. The
-   // helper may have refused that and kept the rules that it had: `forEachRule` finds out.
+   // The same, with what the helper was given last to make it of; null when nobody knows.
    void forEachAcl(const std::function<void(const OruPostcardTelemetry::PostcardTelemetryAclConfig&,
                                             const Host::CompiledPolicy*)>& visit) const;
 

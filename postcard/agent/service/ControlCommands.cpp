@@ -87,8 +87,8 @@ Answer answerWait(WaitEnd end, const PolicyAgent& agent, const Process& process,
 
 // ---- The other commands ----
 
-// With the origins of the rules when they are those of the version that the helper was given last.
-// They are not when the helper refused that version, and left the rules of the one before.
+// With the origins of the rules, or null in place of them when the rules are not those of the
+// version that the helper was given last: a guess would mislead, and the rules are worth showing.
 void writeAcl(const OruPostcardTelemetry::PostcardTelemetryAclConfig& config,
               const Host::CompiledPolicy* compiled, Postcard::Json::Writer& writer) {
    if (compiled != nullptr) {
