@@ -98,7 +98,7 @@ TEST_F(Module, exportsExactlyTwoSymbols) {
 // The text of the show command goes through the C library's checked function, in a build that can
 // have it: optimised, without sanitizers, and not by clang, whose C++ knows no checked form of it.
 TEST_F(Module, writesThroughTheCheckedFunction) {
-#if defined(__OPTIMIZE__) && !defined(__clang__)
+#if defined(POSTCARD_OPTIMIZED) && !defined(__clang__)
    const bool checked = !sanitized;
 #else
    const bool checked = false;
