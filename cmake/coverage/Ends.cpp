@@ -1,7 +1,7 @@
 // Linked into every program of a coverage build: processes that end by `_exit`, such as forked
-// children, and by `abort` write their line counts as well. A process whose limits a test has
-// lowered writes none: the limits would cut the files of counts, and complaints about that would
-// stand among the messages that the test reads.
+// children, and by `abort` write their line counts as well. A process whose limits on files a test
+// has lowered writes none: the limits would cut the files of counts, and complaints about that
+// would stand among the messages that the test reads.
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -21,8 +21,7 @@ rlim_t limitOf(int resource) {
 }
 
 bool isLimited() {
-   return limitOf(RLIMIT_FSIZE) != RLIM_INFINITY || limitOf(RLIMIT_AS) != RLIM_INFINITY ||
-          limitOf(RLIMIT_NOFILE) < fewDescriptors;
+   return limitOf(RLIMIT_FSIZE) != RLIM_INFINITY || limitOf(RLIMIT_NOFILE) < fewDescriptors;
 }
 
 [[noreturn]] void endAtOnce(int status) {

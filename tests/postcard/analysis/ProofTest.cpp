@@ -261,4 +261,46 @@ TEST(Proof, asADocument) {
       "notDecided": []})"));
 }
 
+// What is said of rules that do something else than the filters mean.
+TEST(Proof, aDepartureIsSaidWithItsPacket) {
+   Proof proof;
+   proof.policy = "p";
+   proof.rules = 7;
+   proof.verdict = Verdict::departs;
+   Departure departure;
+   departure.className = "a";
+   departure.location = {5, 9};
+   departure.meant = "class 'a'";
+   departure.done = "no rule";
+   departure.witness = parsePacket("tcp 10.0.0.1:1 > 10.0.0.2:2");
+   proof.departures = {departure};
+   proof.byDesign = {{Design::dscpNotRewritten, "a", {5, 30}, departure.witness},
+                     {Design::tcpFlagsNotCompared, "a", {6, 1}, departure.witness}};
+   const std::string packet = "tcp 10.0.0.1:1 > 10.0.0.2:2\n";
+   EXPECT_EQ(
+         text(proof, "f"),
+         "p ipv4: 7 rules, wrong: the rules do not do what the filters mean\n"
+         "f:5:9: class 'a': no rule instead of class 'a': " +
+               packet + "f:5:30: by design: class 'a': no rule rewrites the DSCP: " + packet +
+               "f:6:1: by design: class 'a': the hardware does not compare TCP flags: " + packet);
+   const auto document = json(proof);
+   EXPECT_EQ(document["verdict"], "departs");
+   EXPECT_EQ(document["departures"], nlohmann::ordered_json::parse(R"([{"class": "a", "line": 5,
+      "column": 9, "witness": "tcp 10.0.0.1:1 > 10.0.0.2:2", "meant": "class 'a'",
+      "done": "no rule"}])"));
+}
+
+TEST(Proof, aProofThatALimitKeptBackIsNotDecided) {
+   Proof proof;
+   proof.policy = "p";
+   proof.family = Family::ipv6;
+   proof.verdict = Verdict::notDecided;
+   proof.notDecided = {"a"};
+   EXPECT_EQ(text(proof, "f"), "p ipv6: 0 rules, not decided: the answer needs more memory or time "
+                               "than it may use\n"
+                               "p ipv6: class 'a': not decided\n");
+   EXPECT_EQ(json(proof)["verdict"], "not decided");
+   EXPECT_EQ(json(proof)["notDecided"], nlohmann::ordered_json({"a"}));
+}
+
 } // namespace
