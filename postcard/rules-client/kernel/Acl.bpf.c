@@ -38,7 +38,8 @@ struct {
    __uint(value_size, sizeof(struct PostcardTotals));
 } totals SEC(".maps");
 
-// The following are those of the dispatcher.
+// In place of the following, the loader puts the maps of the dispatcher (`bpf_map__reuse_fd`), so
+// Dispatcher.bpf.c must declare them alike.
 struct {
    __uint(type, BPF_MAP_TYPE_PROG_ARRAY);
    __uint(max_entries, postcardMostAcls);
